@@ -1,0 +1,30 @@
+// The recorder's live state: what each stream of each channel is doing now.
+#pragma once
+
+/// Streams a channel can have.
+inline constexpr int REC_STATE_MAX_STREAMS = 16;
+
+/// Bytes of the buffer for the state text, its terminator included.
+inline constexpr int REC_STATE_TEXT_SIZE = 64 * 1024;
+
+/// State of one channel.
+struct TChannelStatus {
+    int stream_state[REC_STATE_MAX_STREAMS];  ///< per stream, in stream order: 0, 2, 5, 6
+                                              ///< connected, 1 error, 3 connecting, 4 idle, 7
+                                              ///< disconnected
+};
+
+/// State of the recorder as a whole. Opaque; this system does not ask for it.
+struct TServerStatusInfo;
+
+/// Reads the live state of all channels.
+/// @param text receives the state as one line of JSON, NUL-terminated and cut to the buffer; room
+///         for REC_STATE_TEXT_SIZE bytes
+/// @param count receives the number of channels that have a state
+/// @param channels receives the states, indexed by channel index; entries of channels without a
+///         state are set to 4 (idle)
+/// @param max entries in `channels`
+/// @param server null
+/// @return 0 on success; non-zero when there is no state to read, and then only `count` (0) is set
+int nvr_rec_state_read(char* text, int& count, TChannelStatus* channels, int max,
+                       TServerStatusInfo* server);

@@ -1,0 +1,41 @@
+// The recorder's logs: a debug file for developers and the event log that administrators read.
+#pragma once
+
+/// Appends one formatted line to a debug file, exactly as formatted (the format brings its own
+/// newline). The file is made with mode 0600 and its folder, where missing, with mode 0700. When it
+/// has grown past 4 MiB it is renamed to "<path>.1", replacing an older one, and begun anew, so
+/// that both together never take more than 8 MiB and one line. A line longer than 64 KiB is cut
+/// there and ends in "...\n". A log that cannot be written is silently left out: it never fails the
+/// request.
+/// @param path the debug file; a symbolic link in its place is not followed
+/// @param format printf format (C17 7.23.6.1), followed by its arguments
+void log_File_Debug(const char* path, const char* format, ...)
+    __attribute__((format(printf, 2, 3)));
+
+// Events. Both calls take texts up to a closing null: first the application ("Recording Backup"),
+// then what the event is about. Texts are stored as they are, null addresses and users as empty
+// texts. An event that cannot be stored is reported by the result and nowhere else.
+
+/// Records that a user changed a setting.
+/// @param event_id event identifier; its sub-type is event_id >> 16
+/// @param channel channel index, -1 for none
+/// @param ip address of the client; may be null
+/// @param user_name the authenticated user; may be null
+/// @return 0 when the event is stored, non-zero otherwise
+int send_surveillance_setting_log_with_username(unsigned event_id, int channel, const char* ip,
+                                                const char* user_name, ...)
+    __attribute__((sentinel));
+
+/// Records something that happened in a run. Parameters as above; the user is "System".
+int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, ...)
+    __attribute__((sentinel));
+
+/// Where this system's debug lines go.
+inline constexpr char RECORDER_DEBUG_FILE[] = "/Zdbglog/.cgi_log/.cgi.log";
+
+// One debug line, led by the function and source line it comes from. A macro for the caller's
+// __func__ and
+// __LINE__; `format` is a literal, newline included.
+#define DEBUG_LINE(format, ...)                                       \
+    log_File_Debug(RECORDER_DEBUG_FILE, "(%s)(%d) " format, __func__, \
+                   __LINE__ __VA_OPT__(, ) __VA_ARGS__)
