@@ -1,0 +1,93 @@
+// The CGI program's entry: one request in, one reply out, the result code as exit status.
+#include <json-c/json.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cgi/request.h"
+#include "cgi/result_code.h"
+#include "cgi/routes.h"
+#include "platform/cgi_input.h"
+
+namespace {
+
+constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
+
+struct FreeInput {
+    void operator()(tagINPUT* input) const { CGI_Free_Input(input); }
+};
+
+/// The one reply that calls its code "retCode".
+int refuse_session() {
+    http_header_output("Status: 401 Unauthorized\r\n");
+    json_object* reply = json_object_new_object();
+    json_object_object_add(reply, "retCode", json_object_new_double(CGI_AUTH_FAIL));
+    json_object_object_add(reply, "mesg", json_object_new_string("SID authorization fail."));
+    print_reply(reply);
+    json_object_put(reply);
+    return CGI_AUTH_FAIL;
+}
+
+/// A request that no route can be looked up for: the code as text, no message.
+int refuse_request(int result) {
+    char code[64];
+    std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned>(result));
+    http_header_output(STATUS_OK);
+    json_object* reply = json_object_new_object();
+    json_object_object_add(reply, "ret_code", json_object_new_string(code));
+    print_reply(reply);
+    json_object_put(reply);
+    return result;
+}
+
+/// Splits the path into uri_token; false when there is none or it has too many segments.
+bool split_path(char* path_info, std::vector<std::string>* tokens) {
+    if (path_info == nullptr) return false;
+    cgi_uri_token_paser(path_info, tokens);
+    return vector_token_to_char(tokens) == 0;
+}
+
+/// Answers POST, PUT and DELETE: status first, then the operation, then what it left in the reply
+/// slot.
+template <class Route>
+int answer(json_object** reply, Route route) {
+    http_header_output(STATUS_OK);
+    const int result = route();
+    print_reply(*reply);
+    return result;
+}
+
+int serve(tagINPUT* input) {
+    const char* method_name = std::getenv("REQUEST_METHOD");
+    const std::string_view method = method_name == nullptr ? "" : method_name;
+    std::vector<char> buffer = read_body(std::getenv("CONTENT_LENGTH"));
+    char* body = buffer.empty() ? nullptr : buffer.data();
+    const int length = buffer.empty() ? 0 : static_cast<int>(buffer.size() - 1);
+
+    std::vector<std::string> tokens;
+    if (!split_path(std::getenv("PATH_INFO"), &tokens)) return refuse_request(CGI_URI_ERROR);
+
+    // Never released: taking a long list apart would cost more than the process has left to do.
+    static json_object* reply = nullptr;
+    if (method == "GET") return get_method_fun(&tokens, &reply, input);
+    if (method == "POST")
+        return answer(&reply,
+                      [&] { return post_method_fun(&tokens, &reply, body, length, input); });
+    if (method == "PUT")
+        return answer(&reply, [&] { return put_method_fun(&tokens, &reply, body, input); });
+    if (method == "DELETE")
+        return answer(&reply, [&] { return delete_method_fun(&tokens, &reply, body, input); });
+    return refuse_request(CGI_METHOD_ERROR);
+}
+
+}  // namespace
+
+int main() {
+    const std::unique_ptr<tagINPUT, FreeInput> input(CGI_Get_Input_URL());
+    if (!authenticate(input.get())) return refuse_session();
+    return serve(input.get());
+}
