@@ -1,0 +1,61 @@
+// What all operations share: the error convention, the success reply, JSON ownership, the request
+// body.
+#pragma once
+
+#include <json-c/json.h>
+
+#include <list>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "backup/task_record.h"
+#include "cgi/reply.h"
+#include "cgi/result_code.h"
+
+/// Names this system to the configuration store, with the line of the call.
+inline constexpr char SOURCE_NAME[] = "recording_backup_function";
+
+struct ReleaseJson {
+    void operator()(json_object* object) const { json_object_put(object); }
+};
+
+/// Owns one reference to a JSON object.
+using JsonPtr = std::unique_ptr<json_object, ReleaseJson>;
+
+/// Ends an operation's steps with a result; only below run_operation().
+[[noreturn]] inline void fail(int result) {
+    throw reply_code(result);
+}
+
+/// Runs an operation's steps and turns a failure into its error reply.
+/// @param reply receives the error reply; untouched when the steps succeed
+/// @param message the operation's one message, whatever went wrong
+/// @return 0 when the steps succeed; the result that fail() was called with; 0, with an error reply
+///         of code 0, after any other exception
+template <class Steps>
+int run_operation(json_object** reply, const char* message, Steps&& steps) {
+    try {
+        std::forward<Steps>(steps)();
+        return 0;
+    } catch (long code) {
+        deal_with_error_code(reply, code, message);
+        return static_cast<int>(code);
+    } catch (...) {
+        deal_with_error_code(reply, 0, message);
+        return 0;
+    }
+}
+
+/// The members that every success reply begins with: "ret_code" 0 and "mesg" "Success.".
+JsonPtr success_reply();
+
+/// Parses a request body.
+/// @param body may be null
+/// @param request receives the JSON value on success
+/// @return 0, or CGI_INPUT_FORMAT_ERROR when there is no body or it is not JSON
+int parse_request_body(const char* body, JsonPtr& request);
+
+/// Reads all stored tasks afresh.
+/// @return 0 or the configuration store's status
+int read_task_list(std::list<TDataBackupConfig>& tasks);

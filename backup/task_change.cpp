@@ -1,0 +1,63 @@
+// Creates and modifies tasks: parse, store, tell the daemon, reply.
+#include "backup/backup_daemon.h"
+#include "backup/operation.h"
+#include "backup/recording_backup_function.h"
+#include "backup/setting_change.h"
+#include "backup/task_request.h"
+#include "backup/task_settings.h"
+#include "platform/recorder_log.h"
+
+namespace {
+
+constexpr char FAILED[] = "Insert task to database fail.";
+constexpr unsigned EVENT_CREATED = 0x62040001;
+constexpr unsigned EVENT_MODIFIED = 0x62040002;
+
+void parse(TDataBackupConfig& task, const char* body, int mode) {
+    if (const int result = parser_task(&task, body, mode); result != 0) {
+        DEBUG_LINE("parser_task fail\n");
+        fail(result);
+    }
+}
+
+void store(const TDataBackupConfig& task, int mode) {
+    std::string settings;
+    if (const int status = backupconfig_to_string(task, &settings, mode); status != 0) {
+        DEBUG_LINE("parser_task fail\n");
+        fail(status);
+    }
+    store_settings(settings);
+}
+
+}  // namespace
+
+int create_backup_task(json_object** reply, const char* body) {
+    TDataBackupConfig task;
+    const int result = run_operation(reply, FAILED, [&] {
+        parse(task, body, CREATE_MODE);
+        task.enable = true;
+        task.status = TASK_NEW;
+        task.startTime = "";
+        task.endTime = "";
+        store(task, CREATE_MODE);
+        announce_change();
+        report_change(reply, EVENT_CREATED, task.taskName);
+    });
+    // After failures too: a task that is stored but not announced starts all the same.
+    if (task.backupImmediately) backup_immediately("", task.taskName, true);
+    return result;
+}
+
+int modify_backup_task(json_object** reply, const char* body, const char* task_id) {
+    TDataBackupConfig task;
+    const std::string id = task_id == nullptr ? "" : task_id;
+    const int result = run_operation(reply, FAILED, [&] {
+        parse(task, body, MODIFY_MODE);
+        task.taskID = id;
+        store(task, MODIFY_MODE);
+        announce_change();
+        report_change(reply, EVENT_MODIFIED, task.taskName);
+    });
+    if (task.backupImmediately) backup_immediately(id, task.taskName, false);
+    return result;
+}

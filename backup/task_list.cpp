@@ -1,0 +1,261 @@
+// Lists the tasks with their queue places, percents and rates.
+#include "backup/task_list.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+#include <string>
+
+#include "backup/backup_daemon.h"
+#include "backup/fuse_status.h"
+#include "backup/json_member.h"
+#include "backup/operation.h"
+#include "backup/recording_backup_function.h"
+#include "backup/task_request.h"
+#include "platform/comutil_json.h"
+#include "platform/recorder_log.h"
+#include "platform/utilities.h"
+
+namespace {
+
+constexpr std::size_t TASK_ID_SIZE = 512;
+constexpr int DEFAULT_MAX_PARALLEL = 2;
+constexpr double BYTES_TO_KIB = 0.0009765625;
+
+// Position in the daemon's queue to task identifier. The daemon's largest position is 11, but
+// places are reported for 0 to 10 only.
+constexpr int LAST_POSITION = 11;
+constexpr int LAST_REPORTED_POSITION = 10;
+char gc_strSequence[LAST_POSITION + 1][TASK_ID_SIZE];
+
+constexpr RunningTaskLines LIST_LINES = {"SSCI_GET fail", "SSCI respone is ",
+                                         "CGI_GET_BACKUP_RUNNING_INFO_ERROR parser json fail",
+                                         false};
+
+/// Percent done and KiB per second of one task.
+struct Rates {
+    double finish = -1.0;
+    double transfer = -1.0;
+};
+
+/// Keeps one element of the waiting sequence.
+int keep_position(json_object* element) {
+    int seq = 0;
+    if (!comutil_get_json_int_by_key(element, "seq", &seq)) return CGI_PARSER_JSON_FAIL;
+    if (seq > LAST_POSITION) return CGI_GET_TASK_SEQUENCE_ERROR;
+    char task_id[TASK_ID_SIZE] = "";
+    if (!comutil_get_json_str_by_key(element, "taskID", task_id, sizeof task_id))
+        return CGI_PARSER_JSON_FAIL;
+    if (seq >= 0) std::memcpy(gc_strSequence[seq], task_id, sizeof task_id);
+    return 0;
+}
+
+int keep_sequence(json_object* sequence) {
+    if (!json_object_is_type(sequence, json_type_array)) return CGI_PARSER_JSON_FAIL;
+    for (std::size_t i = 0; i < json_object_array_length(sequence); ++i)
+        if (const int result = keep_position(json_object_array_get_idx(sequence, i)); result != 0)
+            return result;
+    return 0;
+}
+
+/// The task's place in the waiting sequence, -1 when it does not wait.
+int position_of(const std::string& task_id) {
+    for (int position = 0; position <= LAST_REPORTED_POSITION; ++position)
+        if (task_id == gc_strSequence[position]) return position;
+    return -1;
+}
+
+/// A number rounded by printing it, which is how clients round it.
+double rounded(const char* format, double value) {
+    char text[512];
+    std::snprintf(text, sizeof text, format, value);
+    return std::strtod(text, nullptr);
+}
+
+/// The rates in one element of the running tasks.
+Rates read_rates(json_object* element) {
+    double finish = 0;
+    double transfer = 0;
+    if (!comutil_get_json_double_by_key(element, "finishRate", &finish) ||
+        !comutil_get_json_double_by_key(element, "transferRate", &transfer)) {
+        DEBUG_LINE("%s\n", LIST_LINES.member_missing);
+        fail(CGI_PARSER_JSON_FAIL);
+    }
+    return {rounded("%.1lf", finish), rounded("%.4lf", transfer * BYTES_TO_KIB)};
+}
+
+/// Asks the daemon for the rates of a task that is starting or running.
+Rates ask_rates(const std::string& task_id, int& maxParallel) {
+    const JsonPtr reply = query_running_tasks(LIST_LINES);
+    json_object* tasks = running_task_array(reply.get());
+    if (!comutil_get_json_int_by_key(reply.get(), "max_parallel_task_num", &maxParallel) ||
+        tasks == nullptr) {
+        DEBUG_LINE("%s\n", LIST_LINES.member_missing);
+        fail(CGI_PARSER_JSON_FAIL);
+    }
+    if (json_object_array_length(tasks) == 0) return {-2.0, -2.0};
+    Rates rates;
+    visit_running_tasks(tasks, LIST_LINES, [&](json_object* element, const char* running_id) {
+        DEBUG_LINE("c_strTaskID = %s, mBackupConfig.taskID.c_str() = %s\n", running_id,
+                   task_id.c_str());
+        if (task_id != running_id) return true;
+        rates = read_rates(element);
+        return false;
+    });
+    return rates;
+}
+
+/// Start of a local day in seconds since the epoch, -1 for a text that is no date.
+long long day_start(const std::string& day) {
+    tm time{};
+    if (day.empty() || str_time_to_tm(day, &time, 0) != 0) return -1;
+    return std::mktime(&time);
+}
+
+/// An end time as local wall-clock seconds, -1 for none.
+long long local_end_time(const std::string& end_time) {
+    if (end_time.empty()) return -1;
+    const int seconds = static_cast<int>(std::strtol(end_time.c_str(), nullptr, 10));
+    return conv_to_local_time(seconds * 1000LL) / 1000;
+}
+
+/// "1,3,4" as an array. A comma at the end is followed by an empty piece, which counts as 0.
+json_object* channel_array(const std::string& list) {
+    json_object* channels = json_object_new_array();
+    if (channels == nullptr) fail(CHANNEL_ARRAY_NOT_MADE);
+    std::size_t begin = 0;
+    while (!list.empty() && begin != std::string::npos) {
+        const long channel = std::strtol(list.c_str() + begin, nullptr, 10);
+        json_object_array_add(channels, json_object_new_int(static_cast<int>(channel)));
+        const std::size_t comma = list.find(',', begin);
+        begin = comma == std::string::npos ? comma : comma + 1;
+    }
+    return channels;
+}
+
+void add_connection(json_object* entry, const TDataBackupConfig& task) {
+    add_member(entry, "taskID", task.taskID);
+    add_member(entry, "taskName", task.taskName);
+    add_member(entry, "serverIP", task.serverIP);
+    add_member(entry, "port", task.port);
+    add_member(entry, "username", task.username);
+    add_member(entry, "password", task.password);
+    add_member(entry, "destPath", task.destPath);
+}
+
+void add_selection(json_object* entry, const TDataBackupConfig& task) {
+    add_member(entry, "chIdxList", channel_array(task.chIdxList));
+    add_member(entry, "backupType", table_text(strBackupType_Arr, task.backupType));
+    add_member(entry, "backupDays", task.backupDays);
+    add_member(entry, "backupStartDay", task.backupStartDay);
+    add_member(entry, "backupEndDay", task.backupEndDay);
+    add_member(entry, "backupStartTimeStamp",
+               json_object_new_int64(day_start(task.backupStartDay)));
+    add_member(entry, "backupEndTimeStamp", json_object_new_int64(day_start(task.backupEndDay)));
+}
+
+void add_schedule(json_object* entry, const TDataBackupConfig& task) {
+    add_member(entry, "backupImmediately", task.backupImmediately ? 1 : 0);
+    add_member(entry, "scheduleType", table_text(strScheduleType_Arr, task.scheduleType));
+    add_member(entry, "scheduleWeekly", task.scheduleWeekly == 0 ? 7 : task.scheduleWeekly);
+    add_member(entry, "scheduleHour", task.scheduleHour);
+    add_member(entry, "scheduleMin", task.scheduleMin);
+    add_member(entry, "scheduleEveryHours", task.scheduleEveryHours);
+}
+
+void add_keeping(json_object* entry, const TDataBackupConfig& task) {
+    add_member(entry, "recordingType", table_text(strRecType_Arr, task.recordingType));
+    add_member(entry, "recordingFormat", table_text(strRecFormat_Arr, task.recordingFormat));
+    add_member(entry, "remoteKeepRec", task.remoteKeepRec ? 1 : 0);
+    add_member(entry, "remoteKeepRecDays", task.remoteKeepRecDays);
+    add_member(entry, "remoteOverwriteType",
+               table_text(strRemoteOverwrite_Arr, task.remoteOverwriteType));
+}
+
+void add_state(json_object* entry, const TDataBackupConfig& task, int& maxParallel) {
+    add_member(entry, "status", table_text(strStatus_Arr, task.status));
+    add_member(entry, "enable", task.enable);
+    Rates rates;
+    if (task.status == TASK_PREPARE_START || task.status == TASK_RUNNING)
+        rates = ask_rates(task.taskID, maxParallel);
+    char transfer[512];
+    std::snprintf(transfer, sizeof transfer, "%.2lf", rates.transfer);
+    add_member(entry, "transferRate", transfer);
+    add_member(entry, "finishRate", rates.finish);
+    add_member(entry, "sequence", position_of(task.taskID));
+    add_member(entry, "endTimeStamp", json_object_new_int64(local_end_time(task.endTime)));
+    add_member(entry, "isFUSE", isFileExplorerTurnOn());
+}
+
+void fill_list(json_object* list, int& maxParallel) {
+    if (const int result = get_task_sequence_list_from_daemon(); result != 0) {
+        DEBUG_LINE("get_task_sequence_list_from_daemon fail\n");
+        fail(result);
+    }
+    std::list<TDataBackupConfig> tasks;
+    if (const int status = read_task_list(tasks); status != 0) fail(status);
+    for (; !tasks.empty(); tasks.pop_front()) {
+        json_object* entry = nullptr;
+        if (const int nRet = task_list_to_json(tasks.front(), &entry, maxParallel); nRet != 0) {
+            DEBUG_LINE("task_list_to_json fail nRet=%d\n", nRet);
+            fail(nRet);
+        }
+        json_object_array_add(list, entry);
+    }
+}
+
+}  // namespace
+
+int get_task_sequence_list_from_daemon() {
+    for (char* slot : gc_strSequence) slot[0] = '\0';
+    std::string response;
+    if (query_waiting_sequence(response) != 0) {
+        DEBUG_LINE("SSCI fail\n");
+        return CGI_SSCI_FAIL;
+    }
+    if (response.empty()) {
+        DEBUG_LINE("SSCI respone is \n");
+        return CGI_SSCI_FAIL;
+    }
+    const JsonPtr reply(json_tokener_parse(response.c_str()));
+    if (!reply) return CGI_SSCI_FAIL;
+    int code = 0;
+    if (!comutil_get_json_int_by_key(reply.get(), "retCode", &code)) return CGI_PARSER_JSON_FAIL;
+    if (code != 0) {
+        DEBUG_LINE("backup server error: get sequence info faile.\n");
+        return CGI_PARSER_JSON_FAIL;
+    }
+    return keep_sequence(json_object_object_get(reply.get(), "watinTask_info"));
+}
+
+int task_list_to_json(TDataBackupConfig task, json_object** entry, int& maxParallel) {
+    JsonPtr object(json_object_new_object());
+    if (!object) return TASK_ENTRY_NOT_MADE;
+    try {
+        add_connection(object.get(), task);
+        add_selection(object.get(), task);
+        add_schedule(object.get(), task);
+        add_keeping(object.get(), task);
+        add_state(object.get(), task, maxParallel);
+    } catch (long code) {
+        return static_cast<int>(code);
+    }
+    *entry = object.release();
+    return 0;
+}
+
+int get_backup_task_list(json_object** reply) {
+    DEBUG_LINE("get_backup_task_list\n");
+    JsonPtr list(json_object_new_array());
+    int maxParallel = DEFAULT_MAX_PARALLEL;
+    const int result =
+        run_operation(reply, "Get task list fail.", [&] { fill_list(list.get(), maxParallel); });
+    if (result != 0) return result;
+    // An exception without a code ends here as well: the client gets the entries made so far.
+    JsonPtr answer = success_reply();
+    add_member(answer.get(), "task_list", list.release());
+    add_member(answer.get(), "max_parallel_task_num", maxParallel);
+    *reply = answer.release();
+    return 0;
+}
