@@ -39,3 +39,7 @@ inline constexpr char RECORDER_DEBUG_FILE[] = "/Zdbglog/.cgi_log/.cgi.log";
 #define DEBUG_LINE(format, ...)                                       \
     log_File_Debug(RECORDER_DEBUG_FILE, "(%s)(%d) " format, __func__, \
                    __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+
+// The same without the source line, as the lines about files and folders have it.
+#define DEBUG_NOTE(format, ...) \
+    log_File_Debug(RECORDER_DEBUG_FILE, "(%s) " format, __func__ __VA_OPT__(, ) __VA_ARGS__)

@@ -1,0 +1,155 @@
+// The CGI library: parameters from the environment, sessions from the configuration database.
+#include "platform/cgi_input.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "platform/recorder_log.h"
+#include "platform/standalone/connections.h"
+#include "platform/standalone/session_store.h"
+#include "platform/standalone/text_buffer.h"
+
+namespace {
+
+constexpr std::size_t longest_query = 64 * 1024;
+constexpr std::size_t most_parameters = 256;
+
+struct Parameter {
+    std::string name;
+    std::string value;
+    tagPARAMETER view{};  ///< points into the two texts
+};
+
+int hex_digit(char byte) {
+    if (byte >= '0' && byte <= '9') return byte - '0';
+    if (byte >= 'a' && byte <= 'f') return byte - 'a' + 10;
+    if (byte >= 'A' && byte <= 'F') return byte - 'A' + 10;
+    return -1;
+}
+
+/// A percent sign without two hexadecimal digits stands for itself.
+std::string percent_decoded(std::string_view text) {
+    std::string decoded;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const int high = at + 2 < text.size() ? hex_digit(text[at + 1]) : -1;
+        const int low = at + 2 < text.size() ? hex_digit(text[at + 2]) : -1;
+        if (text[at] == '%' && high >= 0 && low >= 0) {
+            decoded += static_cast<char>(high * 16 + low);
+            at += 2;
+        } else {
+            decoded += text[at] == '+' ? ' ' : text[at];
+        }
+    }
+    return decoded;
+}
+
+/// Takes the text up to `separator` off the front of `rest`.
+std::string_view take_piece(std::string_view& rest, char separator) {
+    const std::string_view piece = rest.substr(0, rest.find(separator));
+    rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
+    return piece;
+}
+
+/// The value of a cookie as RFC 6265 section 4.2.1 has the browser send it.
+std::optional<std::string> find_cookie(std::string_view cookies, std::string_view name) {
+    while (!cookies.empty()) {
+        std::string_view value = take_piece(cookies, ';');
+        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+        if (take_piece(value, '=') != name) continue;
+        if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+            value = value.substr(1, value.size() - 2);
+        return std::string(value);
+    }
+    return {};
+}
+
+std::string_view environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::string_view() : std::string_view(value);
+}
+
+}  // namespace
+
+struct tagINPUT {
+    std::deque<Parameter> parameters;  ///< a deque, so that the views stay where they are
+    std::string sid;                   ///< empty when the request names no session
+};
+
+namespace {
+
+bool read_parameters(std::string_view query, tagINPUT& input) {
+    if (query.size() > longest_query) return false;
+    while (!query.empty()) {
+        std::string_view value = take_piece(query, '&');
+        if (value.empty()) continue;
+        if (input.parameters.size() == most_parameters) return false;
+        const std::string_view name = take_piece(value, '=');
+        Parameter& added = input.parameters.emplace_back();
+        added.name = percent_decoded(name);
+        added.value = percent_decoded(value);
+        added.view = {added.name.data(), added.value.data()};
+    }
+    return true;
+}
+
+void fill_user(const standalone::User& user, t_ostra_auth_info& info) {
+    standalone::copy_text(user.name, info.user, sizeof info.user);
+    if (user.name.size() >= sizeof info.user)
+        standalone::copy_text(user.name, info.user_name, sizeof info.user_name);
+    info.level = user.level;
+}
+
+}  // namespace
+
+tagINPUT* CGI_Get_Input_URL() {
+    auto input = std::make_unique<tagINPUT>();
+    if (!read_parameters(environment("QUERY_STRING"), *input)) return nullptr;
+    if (const tagPARAMETER* sid = _CGI_Find_Parameter(input.get(), "sid"))
+        input->sid = sid->value;
+    else
+        input->sid = find_cookie(environment("HTTP_COOKIE"), "sid").value_or("");
+    return input.release();
+}
+
+void CGI_Free_Input(tagINPUT* input) {
+    const std::unique_ptr<tagINPUT> owned(input);
+}
+
+tagPARAMETER* _CGI_Find_Parameter(tagINPUT* input, const char* name, ...) {
+    if (input == nullptr) return nullptr;
+    const std::string_view wanted = name;
+    for (Parameter& parameter : input->parameters)
+        if (parameter.view.name == wanted) return &parameter.view;
+    return nullptr;
+}
+
+int cgi_check_user_authentication_v3(tagINPUT* input, t_ostra_auth_info* info, unsigned level) {
+    if (input == nullptr || input->sid.empty()) return -1;
+    try {
+        standalone::SessionStore sessions(standalone::registry_for_reading());
+        const auto user = sessions.find(input->sid);
+        if (!user || user->level < level) return -1;
+        fill_user(*user, *info);
+        return 0;
+    } catch (const std::exception& error) {
+        DEBUG_LINE("session store: %s\n", error.what());
+        return -1;
+    }
+}
+
+int cgi_uri_token_paser(char* path_info, std::vector<std::string>* segments) {
+    std::string_view rest = path_info == nullptr ? std::string_view() : path_info;
+    int appended = 0;
+    while (!rest.empty()) {
+        const std::string_view segment = take_piece(rest, '/');
+        if (segment.empty()) continue;
+        segments->emplace_back(segment);
+        ++appended;
+    }
+    return appended;
+}

@@ -1,0 +1,83 @@
+// Handles for SQLite: a connection, a prepared statement, a transaction.
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace standalone {
+
+/// An SQLite call failed. what() is SQLite's own message.
+class DatabaseError : public std::runtime_error {
+public:
+    DatabaseError(const std::string& message, int sqlite_code)
+        : std::runtime_error(message), code(sqlite_code) {}
+    int code;  ///< SQLite's primary result code (sqlite.org/rescode.html)
+};
+
+/// A prepared statement. Parameters are numbered from 1, columns from 0.
+class Statement {
+public:
+    Statement(sqlite3* connection, std::string_view sql);
+    Statement& bind(int parameter, long long value);
+    Statement& bind(int parameter, std::string_view value);
+    Statement& bind_real(int parameter, double value);
+    Statement& bind_null(int parameter);
+    /// @return true while there is a row
+    bool step();
+    /// Makes the statement ready to be run again; parameters keep their values.
+    void reset();
+    long long integer(int column);
+    double real(int column);
+    std::string text(int column);
+    bool is_null(int column);
+
+private:
+    struct Finalize {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+    std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+};
+
+/// A connection with a busy time-out of 5 seconds; a writing one with synchronous=FULL and foreign
+/// keys.
+class Database {
+public:
+    enum class Mode { read_only, read_write };
+    /// Opens an existing database; creating one is migrate()'s job (schema.h).
+    /// @throws DatabaseError
+    Database(const std::string& path, Mode mode);
+    Statement prepare(std::string_view sql);
+    /// Runs one or more statements without results.
+    void run(const char* sql);
+    long long last_insert_id();
+    /// Rows that the last statement changed.
+    int changes();
+    sqlite3* handle() { return connection_.get(); }
+
+private:
+    struct Close {
+        void operator()(sqlite3* connection) const;
+    };
+    std::unique_ptr<sqlite3, Close> connection_;
+};
+
+/// BEGIN IMMEDIATE; rolled back unless commit() was called.
+class Transaction {
+public:
+    explicit Transaction(Database& database);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    void commit();
+
+private:
+    Database& database_;
+    bool open_ = true;
+};
+
+}  // namespace standalone

@@ -1,0 +1,178 @@
+// Runs a program without a shell, with a time limit, its output pumped into files of limited size.
+#include "platform/standalone/run_program.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/standalone/file_handle.h"
+#include "platform/utilities.h"
+
+namespace standalone {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t longest_output = 64 * 1024 * 1024;
+constexpr std::size_t piece = 64 * 1024;
+
+/// An output of the program: the pipe it writes to and the file that keeps what fits.
+struct Output {
+    FileHandle file;
+    FileHandle read_end;
+    FileHandle write_end;
+    std::size_t kept = 0;
+};
+
+/// The program's outputs; the second is not open when both share the first.
+struct Outputs {
+    Output standard;
+    Output error;
+    int error_end = -1;  ///< what becomes the program's standard error
+};
+
+/// A file that others could have put there, or can reach by another name, is not written to.
+bool is_ours_alone(int file) {
+    struct stat found {};
+    return fstat(file, &found) == 0 && S_ISREG(found.st_mode) && found.st_uid == geteuid() &&
+           found.st_nlink == 1;
+}
+
+FileHandle open_output(const char* path) {
+    FileHandle file(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    const bool usable = file && is_ours_alone(file.get()) && fchmod(file.get(), 0600) == 0 &&
+                        ftruncate(file.get(), 0) == 0;
+    return usable ? std::move(file) : FileHandle();
+}
+
+bool prepare(const char* path, Output& output) {
+    if (path == nullptr) {
+        output.write_end = FileHandle(open("/dev/null", O_WRONLY | O_CLOEXEC));
+        return static_cast<bool>(output.write_end);
+    }
+    std::array<int, 2> ends{};
+    output.file = open_output(path);
+    if (!output.file || pipe2(ends.data(), O_CLOEXEC) != 0) return false;
+    output.read_end = FileHandle(ends[0]);
+    output.write_end = FileHandle(ends[1]);
+    return fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
+}
+
+bool prepare(const Program& program, Outputs& outputs) {
+    const bool shared = program.stdout_path != nullptr && program.stderr_path != nullptr &&
+                        std::strcmp(program.stdout_path, program.stderr_path) == 0;
+    if (!prepare(program.stdout_path, outputs.standard)) return false;
+    if (!shared && !prepare(program.stderr_path, outputs.error)) return false;
+    outputs.error_end = (shared ? outputs.standard : outputs.error).write_end.get();
+    return true;
+}
+
+/// Takes what has arrived. What does not fit is thrown away, so that the program is never held up.
+/// @return false when the program has closed its end
+bool drain(Output& output) {
+    std::array<char, piece> buffer;
+    for (;;) {
+        const ssize_t got = read(output.read_end.get(), buffer.data(), buffer.size());
+        if (got == 0) return false;
+        if (got < 0) return errno == EAGAIN || errno == EINTR;
+        const std::size_t room = longest_output - output.kept;
+        const std::size_t keep = std::min(static_cast<std::size_t>(got), room);
+        const ssize_t put = write(output.file.get(), buffer.data(), keep);
+        if (put > 0) output.kept += static_cast<std::size_t>(put);
+    }
+}
+
+void reset_signals() {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
+}
+
+bool take_effective_ids() {
+    const gid_t group = getegid();
+    const uid_t user = geteuid();
+    return setresgid(group, group, group) == 0 && setresuid(user, user, user) == 0;
+}
+
+/// Runs in the child: nothing but calls that are safe after fork(2) in a threaded process.
+[[noreturn]] void become(char* const* arguments, int input, int output, int error) {
+    static const char path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+    static const char locale[] = "LC_ALL=C.UTF-8";
+    const char* environment[] = {path, locale, nullptr};
+    setpgid(0, 0);
+    reset_signals();
+    if (dup2(input, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0 &&
+        dup2(error, STDERR_FILENO) >= 0 && take_effective_ids()) {
+        closefrom(STDERR_FILENO + 1);
+        execve(arguments[0], arguments, const_cast<char* const*>(environment));
+    }
+    _exit(ZORV_EXEC_NOT_STARTED);
+}
+
+int exit_result(int status) {
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+/// Pumps the outputs until the process ends.
+/// @return false when the time is up
+bool pump_until_end(int process, Outputs& outputs, Clock::time_point end) {
+    std::array<pollfd, 3> waited{{{process, POLLIN, 0},
+                                  {outputs.standard.read_end.get(), POLLIN, 0},
+                                  {outputs.error.read_end.get(), POLLIN, 0}}};
+    const std::array<Output*, 2> sources{&outputs.standard, &outputs.error};
+    while (waited[0].revents == 0) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+        if (left <= 0) return false;
+        poll(waited.data(), waited.size(), static_cast<int>(left));
+        for (std::size_t at = 0; at < sources.size(); ++at)
+            if (waited[at + 1].revents != 0 && !drain(*sources[at])) waited[at + 1].fd = -1;
+    }
+    return true;
+}
+
+/// What the program wrote just before it ended.
+void drain_rest(Outputs& outputs) {
+    for (Output* output : {&outputs.standard, &outputs.error})
+        if (output->read_end) drain(*output);
+}
+
+int wait_for(pid_t child, Outputs& outputs, std::chrono::milliseconds limit) {
+    const FileHandle process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+    const bool ended = process && pump_until_end(process.get(), outputs, Clock::now() + limit);
+    if (!ended) kill(-child, SIGKILL);
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+    drain_rest(outputs);
+    return ended ? exit_result(status) : ZORV_EXEC_TIMED_OUT;
+}
+
+}  // namespace
+
+int run_program(const Program& program) {
+    Outputs outputs;
+    const FileHandle input(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (!input || !prepare(program, outputs)) return ZORV_EXEC_NOT_STARTED;
+    std::vector<char*> arguments;
+    for (const char* argument : program.arguments) arguments.push_back(const_cast<char*>(argument));
+    arguments.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+        become(arguments.data(), input.get(), outputs.standard.write_end.get(), outputs.error_end);
+    if (child < 0) return ZORV_EXEC_NOT_STARTED;
+    setpgid(child, child);  // whoever comes first, the child or its parent
+    outputs.standard.write_end.close();
+    outputs.error.write_end.close();
+    return wait_for(child, outputs, program.limit);
+}
+
+}  // namespace standalone

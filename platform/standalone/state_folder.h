@@ -1,0 +1,27 @@
+// The folder that holds all of the stand-alone recorder's state.
+#pragma once
+
+#include <string>
+
+namespace standalone {
+
+/// The folder: environment RECORDER_STATE, else /var/lib/recorder. A set-user-ID program started by
+/// another user ignores the environment (secure_getenv(3)): who may start it must not choose whose
+/// sessions it believes.
+std::string state_folder();
+
+/// Path of the configuration database: tasks, queue, channels.
+std::string config_database_path();
+
+/// Path of the registry: keys, users, sessions.
+std::string registry_database_path();
+
+/// Path of the event database.
+std::string event_database_path();
+
+/// Makes the folder (mode 0700) and the databases (mode 0600), or brings them up to the newest
+/// schema. Safe to repeat.
+/// @throws std::runtime_error with one line for the user
+void make_state();
+
+}  // namespace standalone

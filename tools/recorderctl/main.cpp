@@ -1,0 +1,81 @@
+// recorderctl: sets up and looks after the state of a stand-alone recorder.
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include "platform/standalone/schema.h"
+#include "platform/standalone/state_folder.h"
+#include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/state.h"
+
+namespace recorderctl {
+
+namespace {
+
+standalone::Database open_database(const std::string& path, standalone::Migrations steps) {
+    if (!std::filesystem::exists(path))
+        throw Failure("no recorder state in " + standalone::state_folder() +
+                      "; run recorderctl init");
+    standalone::Database database(path, standalone::Database::Mode::read_write);
+    standalone::require_current(database, path, steps);
+    return database;
+}
+
+void add_init_command(CLI::App& app) {
+    app.add_subcommand("init", "Make the state folder and its databases; safe to repeat")
+        ->callback([] {
+            standalone::make_state();
+            std::cout << standalone::state_folder() << '\n';
+        });
+}
+
+void add_state_option(CLI::App& app) {
+    app.add_option_function<std::string>(
+           "--state",
+           [](const std::string& folder) { setenv("RECORDER_STATE", folder.c_str(), 1); },
+           "State folder (default: environment RECORDER_STATE, else /var/lib/recorder)")
+        ->type_name("DIR")
+        ->trigger_on_parse();
+}
+
+int run(int count, char** arguments) {
+    CLI::App app("Sets up and looks after the state of a stand-alone recorder.", "recorderctl");
+    app.require_subcommand(1);
+    app.fallthrough();
+    add_state_option(app);
+    add_init_command(app);
+    add_user_commands(app);
+    add_session_commands(app);
+    add_config_commands(app);
+    add_channel_commands(app);
+    add_task_commands(app);
+    add_event_commands(app);
+    CLI11_PARSE(app, count, arguments);
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+standalone::Database open_config() {
+    return open_database(standalone::config_database_path(), standalone::config_migrations());
+}
+
+standalone::Database open_registry() {
+    return open_database(standalone::registry_database_path(), standalone::registry_migrations());
+}
+
+standalone::Database open_events() {
+    return open_database(standalone::event_database_path(), standalone::event_migrations());
+}
+
+}  // namespace recorderctl
+
+int main(int count, char** arguments) {
+    try {
+        return recorderctl::run(count, arguments);
+    } catch (const std::exception& error) {
+        std::cerr << "recorderctl: " << error.what() << '\n';
+        return EXIT_FAILURE;
+    }
+}

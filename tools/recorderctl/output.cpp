@@ -1,0 +1,74 @@
+// How recorderctl prints: a JSON object or a row of columns to a line.
+#include "tools/recorderctl/output.h"
+
+#include <array>
+#include <ctime>
+#include <iostream>
+
+namespace recorderctl {
+
+namespace {
+
+json_object* new_text(const std::string& text) {
+    return json_object_new_string_len(text.data(), static_cast<int>(text.size()));
+}
+
+}  // namespace
+
+JsonLine::JsonLine() : object_(json_object_new_object()) {}
+
+JsonLine& JsonLine::add_value(const char* key, json_object* value) {
+    json_object_object_add(object_.get(), key, value);
+    return *this;
+}
+
+JsonLine& JsonLine::add(const char* key, const std::string& text) {
+    return add_value(key, new_text(text));
+}
+
+JsonLine& JsonLine::add(const char* key, long long number) {
+    return add_value(key, json_object_new_int64(number));
+}
+
+JsonLine& JsonLine::add(const char* key, double number) {
+    return add_value(key, json_object_new_double(number));
+}
+
+JsonLine& JsonLine::add(const char* key, bool value) {
+    return add_value(key, json_object_new_boolean(value));
+}
+
+JsonLine& JsonLine::add(const char* key, const std::vector<std::string>& texts) {
+    json_object* array = json_object_new_array();
+    for (const std::string& text : texts) json_object_array_add(array, new_text(text));
+    return add_value(key, array);
+}
+
+JsonLine& JsonLine::add(const char* key, const std::vector<int>& numbers) {
+    json_object* array = json_object_new_array();
+    for (const int number : numbers) json_object_array_add(array, json_object_new_int(number));
+    return add_value(key, array);
+}
+
+void JsonLine::print() const {
+    std::cout << standalone::print_json(object_.get()) << '\n';
+}
+
+void print_row(const std::vector<std::string>& columns) {
+    std::string line;
+    for (const std::string& column : columns) {
+        if (!line.empty()) line += '\t';
+        for (const char byte : column) line += static_cast<unsigned char>(byte) < 0x20 ? ' ' : byte;
+    }
+    std::cout << line << '\n';
+}
+
+std::string local_time(long long milliseconds) {
+    const std::time_t seconds = milliseconds / 1000;
+    std::tm local{};
+    std::array<char, 32> text{};
+    if (localtime_r(&seconds, &local) == nullptr) return "?";
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
+}
+
+}  // namespace recorderctl

@@ -1,0 +1,36 @@
+// How recorderctl prints: a JSON object or a row of columns to a line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/standalone/strict_json.h"
+
+namespace recorderctl {
+
+/// A JSON object that is built member by member.
+class JsonLine {
+public:
+    JsonLine();
+    JsonLine& add(const char* key, const std::string& text);
+    JsonLine& add(const char* key, long long number);
+    JsonLine& add(const char* key, int number) { return add(key, static_cast<long long>(number)); }
+    JsonLine& add(const char* key, double number);
+    JsonLine& add(const char* key, bool value);
+    JsonLine& add(const char* key, const std::vector<std::string>& texts);
+    JsonLine& add(const char* key, const std::vector<int>& numbers);
+    void print() const;
+
+private:
+    JsonLine& add_value(const char* key, json_object* value);
+
+    standalone::JsonPtr object_;
+};
+
+/// Prints columns separated by tabs; control characters in them become blanks.
+void print_row(const std::vector<std::string>& columns);
+
+/// Local time as "2024-03-01 12:30:00".
+std::string local_time(long long milliseconds);
+
+}  // namespace recorderctl

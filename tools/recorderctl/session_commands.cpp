@@ -1,0 +1,49 @@
+// recorderctl session: opens and closes sessions.
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+
+#include "platform/standalone/session_store.h"
+#include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/state.h"
+
+namespace recorderctl {
+
+namespace {
+
+constexpr long long default_minutes = 60;
+constexpr long long most_minutes = 366LL * 24 * 60;
+
+void open_session(const std::string& user, long long minutes) {
+    standalone::Database database = open_registry();
+    if (!standalone::UserStore(database).exists(user)) throw Failure("there is no user " + user);
+    std::cout << standalone::SessionStore(database).open(user, minutes) << '\n';
+}
+
+void close_session(const std::string& sid) {
+    standalone::Database database = open_registry();
+    if (!standalone::SessionStore(database).close(sid)) throw Failure("there is no such session");
+    std::cout << "closed\n";
+}
+
+}  // namespace
+
+void add_session_commands(CLI::App& app) {
+    CLI::App* group = app.add_subcommand("session", "Sessions of users");
+    group->require_subcommand(1);
+    const auto name = std::make_shared<std::string>();
+    const auto minutes = std::make_shared<long long>(default_minutes);
+    CLI::App* open = group->add_subcommand("open", "Open a session and print its SID");
+    open->add_option("NAME", *name, "Name of the account")->required();
+    open->add_option("--minutes", *minutes, "Minutes until it expires")
+        ->check(CLI::Range(1LL, most_minutes))
+        ->capture_default_str();
+    open->callback([name, minutes] { open_session(*name, *minutes); });
+
+    const auto sid = std::make_shared<std::string>();
+    CLI::App* close = group->add_subcommand("close", "Close a session");
+    close->add_option("SID", *sid, "As session open printed it")->required();
+    close->callback([sid] { close_session(*sid); });
+}
+
+}  // namespace recorderctl
