@@ -1,0 +1,25 @@
+// Reads the limit of parallel runs from the configuration store.
+#include "services/backup_daemon/parallel_limit.h"
+
+#include <charconv>
+
+#include "platform/nvrcfg.h"
+
+namespace services {
+
+int parse_parallel_limit(const std::string& text) {
+    int limit = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, limit);
+    return error == std::errc() && stop == end && limit >= 1 ? limit : DEFAULT_PARALLEL_LIMIT;
+}
+
+int parallel_limit() {
+    std::string text;
+    int reason = 0;
+    if (__nvrcfg_get_key_value("parallel_limit", __LINE__, "backup", "max_parallel", text, &reason))
+        return DEFAULT_PARALLEL_LIMIT;
+    return parse_parallel_limit(text);
+}
+
+}  // namespace services

@@ -1,0 +1,228 @@
+// Routes HTTP requests from libevent's server to handlers, and turns their refusals into JSON
+// replies.
+#include "services/http_service.h"
+
+#include <event2/buffer.h>
+#include <event2/event.h>
+#include <event2/http.h>
+#include <event2/keyvalq_struct.h>
+#include <event2/listener.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "services/utf8.h"
+
+namespace services {
+namespace {
+
+constexpr char LOOPBACK[] = "127.0.0.1";
+constexpr timeval ACCEPT_PAUSE = {0, 100 * 1000};
+
+struct FreeBase {
+    void operator()(event_base* base) const { event_base_free(base); }
+};
+struct FreeEvent {
+    void operator()(event* e) const { event_free(e); }
+};
+struct FreeServer {
+    void operator()(evhttp* server) const { evhttp_free(server); }
+};
+
+struct Route {
+    Method method;
+    std::string path;
+    HttpService::Handler handler;
+};
+
+struct Port {
+    int number = 0;
+    const std::string* code_member = nullptr;
+    std::vector<Route> routes;
+    std::unique_ptr<evhttp, FreeServer> server;
+};
+
+evhttp_cmd_type command(Method method) {
+    switch (method) {
+        case Method::get:
+            return EVHTTP_REQ_GET;
+        case Method::put:
+            return EVHTTP_REQ_PUT;
+        case Method::remove:
+            return EVHTTP_REQ_DELETE;
+    }
+    throw std::logic_error("method without a command");
+}
+
+const char* method_name(Method method) {
+    switch (method) {
+        case Method::get:
+            return "GET";
+        case Method::put:
+            return "PUT";
+        case Method::remove:
+            return "DELETE";
+    }
+    throw std::logic_error("method without a name");
+}
+
+std::map<std::string, std::string> parameters_of(const evhttp_uri* uri) {
+    std::map<std::string, std::string> parameters;
+    const char* query = evhttp_uri_get_query(uri);
+    if (!query || !*query) return parameters;
+    evkeyvalq pairs;
+    if (evhttp_parse_query_str(query, &pairs) != 0)
+        throw HttpError(HTTP_BADREQUEST, "The query part cannot be read.");
+    for (const evkeyval* pair = pairs.tqh_first; pair; pair = pair->next.tqe_next)
+        parameters.emplace(pair->key, pair->value);
+    evhttp_clear_headers(&pairs);
+    return parameters;
+}
+
+std::string body_of(evhttp_request* request) {
+    evbuffer* input = evhttp_request_get_input_buffer(request);
+    std::string body(evbuffer_get_length(input), '\0');
+    evbuffer_copyout(input, body.data(), body.size());
+    return body;
+}
+
+void send(evhttp_request* request, int status, const HttpReply& reply) {
+    evkeyvalq* headers = evhttp_request_get_output_headers(request);
+    evhttp_add_header(headers, "Content-Type", reply.content_type.c_str());
+    evbuffer* output = evhttp_request_get_output_buffer(request);
+    evbuffer_add(output, reply.body.data(), reply.body.size());
+    evhttp_send_reply(request, status, nullptr, nullptr);
+}
+
+void send_error(evhttp_request* request, const Port& port, int status, const char* message) {
+    const standalone::JsonPtr error(json_object_new_object());
+    json_object_object_add(error.get(), port.code_member->c_str(), json_object_new_int(status));
+    json_object_object_add(error.get(), "mesg", new_json_text(message));
+    send(request, status, json_reply(error));
+}
+
+/// The handler of a request; refuses what no route takes.
+const HttpService::Handler& find_handler(evhttp_request* request, const Port& port,
+                                         const char* path) {
+    std::string allowed;
+    for (const Route& route : port.routes) {
+        if (!path || route.path != path) continue;
+        if (command(route.method) == evhttp_request_get_command(request)) return route.handler;
+        allowed += (allowed.empty() ? "" : ", ") + std::string(method_name(route.method));
+    }
+    if (allowed.empty()) throw HttpError(HTTP_NOTFOUND, "There is nothing at this path.");
+    evhttp_add_header(evhttp_request_get_output_headers(request), "Allow", allowed.c_str());
+    throw HttpError(HTTP_BADMETHOD, "This path takes " + allowed + ".");
+}
+
+void answer(evhttp_request* request, void* context) {
+    const Port& port = *static_cast<const Port*>(context);
+    try {
+        const evhttp_uri* uri = evhttp_request_get_evhttp_uri(request);
+        const auto& handler = find_handler(request, port, evhttp_uri_get_path(uri));
+        send(request, HTTP_OK, handler({parameters_of(uri), body_of(request)}));
+    } catch (const HttpError& error) {
+        send_error(request, port, error.status, error.what());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "port %d: %s\n", port.number, error.what());
+        send_error(request, port, HTTP_INTERNAL, error.what());
+    }
+}
+
+void resume_accepting(evutil_socket_t, short, void* listener) {
+    evconnlistener_enable(static_cast<evconnlistener*>(listener));
+}
+
+// Out of file descriptors: without a pause the waiting connection would wake the loop without end.
+void pause_accepting(evconnlistener* listener, void*) {
+    event_base* base = evconnlistener_get_base(listener);
+    if (event_base_once(base, -1, EV_TIMEOUT, resume_accepting, listener, &ACCEPT_PAUSE) == 0)
+        evconnlistener_disable(listener);
+}
+
+void stop_serving(evutil_socket_t, short, void* base) {
+    event_base_loopexit(static_cast<event_base*>(base), nullptr);
+}
+
+void bound_requests(evhttp* server) {
+    evhttp_set_max_body_size(server, HttpService::MAX_BODY_BYTES);
+    evhttp_set_max_headers_size(server, HttpService::MAX_HEADER_BYTES);
+    evhttp_set_timeout(server, HttpService::SILENCE_SECONDS);
+    // All the methods the library knows, so that a wrong one is told what the path takes.
+    evhttp_set_allowed_methods(server, EVHTTP_REQ_GET | EVHTTP_REQ_POST | EVHTTP_REQ_HEAD |
+                                           EVHTTP_REQ_PUT | EVHTTP_REQ_DELETE | EVHTTP_REQ_OPTIONS |
+                                           EVHTTP_REQ_TRACE | EVHTTP_REQ_PATCH);
+}
+
+std::unique_ptr<Port> listen_on(event_base* base, int number, const std::string* code_member) {
+    auto port = std::make_unique<Port>();
+    port->number = number;
+    port->code_member = code_member;
+    port->server.reset(evhttp_new(base));
+    if (!port->server) throw std::bad_alloc();
+    bound_requests(port->server.get());
+    evhttp_set_gencb(port->server.get(), answer, port.get());
+    evhttp_bound_socket* socket = evhttp_bind_socket_with_handle(port->server.get(), LOOPBACK,
+                                                                 static_cast<ev_uint16_t>(number));
+    if (!socket)
+        throw std::runtime_error("cannot listen on " + std::string(LOOPBACK) + " port " +
+                                 std::to_string(number) + ": " + std::strerror(errno));
+    evconnlistener_set_error_cb(evhttp_bound_socket_get_listener(socket), pause_accepting);
+    return port;
+}
+
+}  // namespace
+
+struct HttpService::Loop {
+    std::string code_member;
+    std::unique_ptr<event_base, FreeBase> base;
+    std::vector<std::unique_ptr<Port>> ports;
+};
+
+json_object* new_json_text(std::string_view text) {
+    const std::string valid = valid_utf8(text);
+    return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
+}
+
+HttpReply json_reply(const standalone::JsonPtr& object) {
+    return {"application/json", standalone::print_json(object.get())};
+}
+
+HttpService::HttpService(std::string code_member) : loop_(std::make_unique<Loop>()) {
+    // A client that leaves early must not end the service.
+    std::signal(SIGPIPE, SIG_IGN);
+    loop_->code_member = std::move(code_member);
+    loop_->base.reset(event_base_new());
+    if (!loop_->base) throw std::runtime_error("cannot make an event loop");
+}
+
+HttpService::~HttpService() = default;
+
+void HttpService::route(int port, Method method, const std::string& path, Handler handler) {
+    auto& ports = loop_->ports;
+    auto place = std::find_if(ports.begin(), ports.end(),
+                              [port](const auto& known) { return known->number == port; });
+    if (place == ports.end())
+        place = ports.insert(place, listen_on(loop_->base.get(), port, &loop_->code_member));
+    (*place)->routes.push_back({method, path, std::move(handler)});
+}
+
+void HttpService::run() {
+    event_base* base = loop_->base.get();
+    const std::unique_ptr<event, FreeEvent> terminate(
+        evsignal_new(base, SIGTERM, stop_serving, base));
+    const std::unique_ptr<event, FreeEvent> interrupt(
+        evsignal_new(base, SIGINT, stop_serving, base));
+    if (!terminate || !interrupt || event_add(terminate.get(), nullptr) != 0 ||
+        event_add(interrupt.get(), nullptr) != 0)
+        throw std::runtime_error("cannot watch for signals");
+    event_base_dispatch(base);
+}
+
+}  // namespace services

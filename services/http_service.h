@@ -1,0 +1,78 @@
+// A small HTTP server for the services on loopback: routes, bounded requests, JSON error replies.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "platform/standalone/strict_json.h"
+
+struct json_object;  // json-c
+
+namespace services {
+
+/// What a handler gets to see of a request.
+struct HttpRequest {
+    std::map<std::string, std::string> parameters;  ///< query part, percent-decoded; of several
+                                                    ///< with one name the first
+    std::string body;                               ///< as received, at most MAX_BODY_BYTES
+};
+
+/// What a handler answers.
+struct HttpReply {
+    std::string content_type;
+    std::string body;
+};
+
+/// Thrown by a handler to refuse a request; what() is one sentence for whoever sent it.
+class HttpError : public std::runtime_error {
+public:
+    HttpError(int http_status, const std::string& message)
+        : std::runtime_error(message), status(http_status) {}
+    int status;  ///< 400 to 599
+};
+
+/// Makes a JSON string of a text. Bytes that are no UTF-8 become U+FFFD.
+/// @return owned by the caller
+json_object* new_json_text(std::string_view text);
+
+/// Answers with an object, printed without blanks.
+HttpReply json_reply(const standalone::JsonPtr& object);
+
+enum class Method { get, put, remove };
+
+/// Serves routes on ports of 127.0.0.1 from one event loop, which also runs the handlers. A request
+/// with a longer body than MAX_BODY_BYTES or longer headers than MAX_HEADER_BYTES is refused, and a
+/// connection that is silent for SILENCE_SECONDS is closed. A path without a route gives 404,
+/// another method than the path's routes have 405, an exception other than HttpError 500.
+class HttpService {
+public:
+    static constexpr int MAX_BODY_BYTES = 1024 * 1024;
+    static constexpr int MAX_HEADER_BYTES = 16 * 1024;
+    static constexpr int SILENCE_SECONDS = 5;
+
+    using Handler = std::function<HttpReply(const HttpRequest&)>;
+
+    /// @param code_member member of error replies that holds the HTTP status:
+    ///                    {"<code_member>": 404, "mesg": "..."}
+    explicit HttpService(std::string code_member);
+    ~HttpService();
+    HttpService(const HttpService&) = delete;
+    HttpService& operator=(const HttpService&) = delete;
+
+    /// Adds a route, and begins to listen on `port` when it is the port's first one.
+    /// @throws std::runtime_error when the port cannot be had
+    void route(int port, Method method, const std::string& path, Handler handler);
+
+    /// Serves until SIGTERM or SIGINT comes.
+    void run();
+
+private:
+    struct Loop;
+    std::unique_ptr<Loop> loop_;
+};
+
+}  // namespace services

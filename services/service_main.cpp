@@ -1,0 +1,45 @@
+// Runs a service's body with the checks and the error line that all services share.
+#include "services/service_main.h"
+
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+
+#include "platform/standalone/state_folder.h"
+
+namespace services {
+namespace {
+
+void require_state_folder() {
+    const std::string folder = standalone::state_folder();
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(folder, ignored))
+        throw std::runtime_error("there is no state folder " + folder +
+                                 " (make one with: recorderctl init)");
+}
+
+}  // namespace
+
+int service_main(const std::string& name, const std::string& description, int argc, char** argv,
+                 const std::function<void()>& serve) {
+    CLI::App arguments(description, name);
+    CLI11_PARSE(arguments, argc, argv);
+    umask(S_IRWXG | S_IRWXO);
+    try {
+        require_state_folder();
+        serve();
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << name << ": " << error.what() << '\n';
+        return 1;
+    }
+}
+
+void announce(const std::string& line) {
+    std::cout << line << std::endl;
+}
+
+}  // namespace services

@@ -1,0 +1,20 @@
+// What the main functions of the services share: arguments, the state folder, one-line errors.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace services {
+
+/// Handles --help, checks that the state folder is there, and calls `serve`.
+/// @param name        the program's name
+/// @param description what --help says
+/// @return exit status: 0; 1 with one line on standard error when the folder is missing or `serve`
+///         throws; CLI11's for arguments that nobody knows
+int service_main(const std::string& name, const std::string& description, int argc, char** argv,
+                 const std::function<void()>& serve);
+
+/// Tells whoever started the service that it answers from now on: one line on standard output.
+void announce(const std::string& line);
+
+}  // namespace services

@@ -1,0 +1,34 @@
+// How fields become a CSV line.
+#include "services/event_log/csv.h"
+
+#include <gtest/gtest.h>
+
+using services::csv_line;
+
+TEST(CsvLine, JoinsPlainFieldsAndEndsInCrLf) {
+    EXPECT_EQ(csv_line({"a", "", "b c"}), "a,,b c\r\n");
+    EXPECT_EQ(csv_line({"", ""}), ",\r\n");
+}
+
+TEST(CsvLine, QuotesCommasQuotesAndLineEnds) {
+    EXPECT_EQ(csv_line({"a,b", "say \"no\"", "x\r\ny"}),
+              "\"a,b\",\"say \"\"no\"\"\",\"x\r\ny\"\r\n");
+}
+
+TEST(CsvLine, DisarmsFormulas) {
+    EXPECT_EQ(csv_line({"=1+1", "+1", "-1", "@a"}), "'=1+1,'+1,'-1,'@a\r\n");
+    EXPECT_EQ(csv_line({"\t=1", "\r=1", "\n=1"}), "'\t=1,\"'\r=1\",\"'\n=1\"\r\n");
+    EXPECT_EQ(csv_line({"=cmd|' /C calc'!A0,\""}), "\"'=cmd|' /C calc'!A0,\"\"\"\r\n");
+}
+
+TEST(CsvLine, LeavesSignsInsideAlone) {
+    EXPECT_EQ(csv_line({"a=b", "1-2", "me@here"}), "a=b,1-2,me@here\r\n");
+}
+
+TEST(CsvLine, ReplacesBytesThatAreNoUtf8) {
+    EXPECT_EQ(csv_line({"Stra\xC3\x9F"
+                        "e",
+                        "a\xFF"}),
+              "Stra\xC3\x9F"
+              "e,a\xEF\xBF\xBD\r\n");
+}

@@ -1,0 +1,227 @@
+"""recording-backupd on its real ports: notices, queries, deletion, restart, start-up errors."""
+import json
+import signal
+import sqlite3
+import subprocess
+
+import pytest
+
+from service_process import BIN, SECONDS, State, end, request, request_json, running, start
+
+NOTIFY = (10205, "/databackupService/notify")
+TASKS = (10141, "/cfg/DataBackupService")
+REASON = {"type": 1030, "action": 1}
+DONE = (200, {"retCode": 0})
+
+
+@pytest.fixture
+def state(tmp_path):
+    state = State(tmp_path / "state").init()
+    state.add_tasks(3)
+    return state
+
+
+@pytest.fixture
+def daemon(state):
+    with running("recording-backupd", state) as process:
+        yield process
+
+
+def put(**members):
+    notice = json.dumps({"notice_reason": REASON, **members})
+    return request_json(NOTIFY[0], "PUT", NOTIFY[1], notice)
+
+
+def start_task(task_id, stop_running=False, parallel=False):
+    return put(task_info={"start_task": True, "taskID": task_id, "stop_running_task": stop_running,
+                          "is_parallel_running": parallel})
+
+
+def query(act):
+    return request_json(NOTIFY[0], "GET", NOTIFY[1], act=act)
+
+
+def waiting():
+    status, reply = query("get_waitingTask_seq")
+    assert status == 200 and reply["retCode"] == 0
+    entries = reply["watinTask_info"]
+    assert [entry["seq"] for entry in entries] == list(range(len(entries)))
+    return [entry["taskID"] for entry in entries]
+
+
+def delete(task_id):
+    return request_json(TASKS[0], "DELETE", TASKS[1], taskID=task_id)
+
+
+def test_reload_notice_is_taken(daemon):
+    assert put() == DONE
+
+
+def test_nothing_started_means_empty_replies(daemon):
+    assert query("get_waitingTask_seq") == (200, {"retCode": 0, "watinTask_info": []})
+    assert query("get_runningTask_info") == (
+        200, {"retCode": 0, "max_parallel_task_num": 2, "runningTask_info": []})
+
+
+def test_parallel_limit_is_read_afresh_and_wrong_ones_mean_two(state, daemon):
+    for text, limit in (("5", 5), ("1", 1), ("0", 2), ("7", 7), ("many", 2)):
+        state.tool("config", "backup", "max_parallel", text)
+        assert query("get_runningTask_info")[1]["max_parallel_task_num"] == limit
+
+
+def test_started_tasks_wait_in_order_and_are_never_called_running(state, daemon):
+    assert start_task(3) == DONE
+    assert start_task(1, parallel=True) == DONE
+    assert waiting() == ["3", "1"]
+    assert state.statuses() == {"1": "wait", "2": "new", "3": "wait"}
+    assert query("get_runningTask_info")[1]["runningTask_info"] == []
+
+
+def test_start_that_stops_what_runs_comes_first(daemon):
+    for task_id in (1, 2):
+        start_task(task_id)
+    start_task(3, stop_running=True)
+    assert waiting() == ["3", "1", "2"]
+
+
+def test_start_of_unknown_task_is_refused(state, daemon):
+    for task_id in (0, 9, -1):
+        status, reply = start_task(task_id)
+        assert status == 404
+        assert reply == {"retCode": 404, "mesg": f"There is no task {task_id}."}
+    assert waiting() == []
+
+
+def test_stop_with_task_cancels_it(state, daemon):
+    start_task(1)
+    start_task(2)
+    assert put(task_info={"start_task": False, "taskID": 1, "is_parallel_running": False,
+                          "stop_running_task": True}) == DONE
+    assert waiting() == ["2"]
+    assert state.statuses() == {"1": "cancel", "2": "wait", "3": "new"}
+
+
+def test_stop_without_task_leaves_waiting_tasks(state, daemon):
+    start_task(1)
+    assert put(task_info={"start_task": False}) == DONE
+    assert waiting() == ["1"]
+
+
+def test_deleted_task_leaves_store_and_queue(state, daemon):
+    start_task(1)
+    start_task(2)
+    assert delete("1") == DONE
+    assert waiting() == ["2"]
+    assert state.statuses() == {"2": "wait", "3": "new"}
+
+
+def test_delete_of_unknown_task_succeeds(state, daemon):
+    for task_id in ("9", "no number", "' OR 1=1 --"):
+        assert delete(task_id) == DONE
+    assert len(state.statuses()) == 3
+
+
+def test_delete_without_task_is_refused(state, daemon):
+    assert request_json(TASKS[0], "DELETE", TASKS[1])[0] == 400
+    assert delete("")[0] == 400
+    assert len(state.statuses()) == 3
+
+
+def test_waiting_reply_stops_at_eleven_entries(state, daemon):
+    state.add_tasks(12)
+    for task_id in range(1, 14):
+        assert start_task(task_id) == DONE
+    assert waiting() == [str(number) for number in range(1, 12)]
+
+
+def test_task_stored_while_the_daemon_runs_can_be_started(state, daemon):
+    state.add_tasks(1)
+    assert start_task(4) == DONE
+    assert waiting() == ["4"]
+
+
+@pytest.mark.parametrize("end_signal", [signal.SIGTERM, signal.SIGINT, signal.SIGKILL])
+def test_queue_outlives_the_daemon(state, end_signal):
+    first = start("recording-backupd", state)
+    for task_id in (2, 3, 1):
+        start_task(task_id)
+    assert end(first, end_signal) == (-9 if end_signal == signal.SIGKILL else 0)
+    with running("recording-backupd", state):
+        assert waiting() == ["2", "3", "1"]
+        assert state.statuses() == {"1": "wait", "2": "wait", "3": "wait"}
+
+
+@pytest.mark.parametrize("body", [
+    b"", b"nonsense", b"[]", b"{}", b"\0\xff", b'{"notice_reason": {"type": 1, "action": 1}}',
+    b'{"notice_reason": {"type": 1030, "action": 1}, "task_info": 5}'])
+def test_wrong_notice_is_refused_with_a_reason(daemon, body):
+    status, reply = request_json(NOTIFY[0], "PUT", NOTIFY[1], body)
+    assert status == 400
+    assert reply["retCode"] == 400 and reply["mesg"].endswith(".")
+
+
+@pytest.mark.parametrize("parameters", [{}, {"act": ""}, {"act": "get_other"}])
+def test_unknown_query_is_refused(daemon, parameters):
+    status, reply = request_json(NOTIFY[0], "GET", NOTIFY[1], **parameters)
+    assert status == 400 and reply["retCode"] == 400
+
+
+def test_wrong_paths_and_methods_are_refused(daemon):
+    assert request_json(NOTIFY[0], "GET", "/")[0] == 404
+    assert request_json(NOTIFY[0], "DELETE", TASKS[1], taskID="1")[0] == 404
+    assert request_json(TASKS[0], "PUT", NOTIFY[1], "{}")[0] == 404
+    status, headers, _ = request(NOTIFY[0], "POST", NOTIFY[1], "{}")
+    assert (status, headers["Allow"]) == (405, "PUT, GET")
+    status, headers, _ = request(TASKS[0], "GET", TASKS[1], taskID="1")
+    assert (status, headers["Allow"]) == (405, "DELETE")
+
+
+def test_damaged_store_is_an_error_reply_and_not_the_end(state, daemon):
+    connection = sqlite3.connect(state.folder / "config.db")
+    tables = [row[0] for row in connection.execute(
+        "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%'")]
+    connection.execute("PRAGMA foreign_keys = OFF")
+    for table in tables:
+        connection.execute(f'DROP TABLE "{table}"')
+    connection.commit()
+    connection.close()
+    status, reply = query("get_waitingTask_seq")
+    assert status == 500 and reply["retCode"] == 500 and reply["mesg"]
+    assert put(task_info={"start_task": False}) == DONE
+
+
+def refused_start(environment, *arguments):
+    done = subprocess.run([BIN / "recording-backupd", *arguments], env=environment,
+                          capture_output=True, text=True, timeout=SECONDS)
+    assert done.returncode != 0
+    return done.stderr
+
+
+def test_second_daemon_says_that_the_port_is_taken_and_touches_nothing(state, daemon):
+    start_task(1)
+    line = refused_start(state.environment)
+    assert line.count("\n") == 1 and "10205" in line and "Address already in use" in line
+    assert waiting() == ["1"]
+
+
+def test_missing_state_folder_is_one_clear_line(tmp_path):
+    line = refused_start(State(tmp_path / "nowhere").environment)
+    assert line.count("\n") == 1
+    assert str(tmp_path / "nowhere") in line and "recorderctl init" in line
+
+
+def test_empty_state_folder_is_one_clear_line(tmp_path):
+    line = refused_start(State(tmp_path).environment)
+    assert line.count("\n") == 1 and line.startswith("recording-backupd: ")
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_help_names_ports_and_state_folder(tmp_path):
+    done = subprocess.run([BIN / "recording-backupd", "--help"], capture_output=True, text=True,
+                          timeout=SECONDS)
+    assert done.returncode == 0
+    assert all(word in done.stdout for word in ("10205", "10141", "RECORDER_STATE"))
+
+
+def test_unknown_argument_is_refused(state):
+    assert "--surprise" in refused_start(state.environment, "--surprise")

@@ -1,0 +1,148 @@
+"""recorder-logd on its real port: JSON and CSV, filters, refusals, writers at work meanwhile."""
+import csv
+import io
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+
+import pytest
+
+from service_process import BIN, SECONDS, State, request, request_json, running
+
+PORT = 10150
+LOGS = "/logs/logs"
+FILE = "/logs/logs/file"
+APPLICATION = "Recording Backup"
+MARCH = 1709297110000  # 2024-03-01 13:45:10 +01:00
+HEADER = ["Time", "Time stamp", "User", "Address", "Application", "Event", "Task"]
+
+
+@pytest.fixture
+def state(tmp_path):
+    return State(tmp_path / "state").init()
+
+
+@pytest.fixture
+def logd(state):
+    with running("recorder-logd", state) as process:
+        yield process
+
+
+def logs(**parameters):
+    status, reply = request_json(PORT, "GET", LOGS, **parameters)
+    assert (status, reply["code"], reply["mesg"]) == (200, 0, "Success.")
+    assert reply["responseItems"] == len(reply["logs"])
+    return reply
+
+
+def csv_rows(**parameters):
+    status, headers, body = request(PORT, "GET", FILE, **parameters)
+    assert status == 200 and headers.get_content_type() == "text/csv"
+    text = body.decode("utf-8")
+    assert text.endswith("\r\n")
+    return list(csv.reader(io.StringIO(text, newline="")))
+
+
+def test_empty_log(logd):
+    assert logs()["totalItems"] == 0
+    assert csv_rows() == [HEADER]
+
+
+def test_entry_tells_who_did_what_to_which_task_and_when(state, logd):
+    state.add_event("62040001", MARCH, "admin", "192.168.1.20", APPLICATION, "Doors")
+    assert logs()["logs"] == [{
+        "id": 1, "time": "2024-03-01T13:45:10+01:00", "timeStamp": 1709297110, "user": "admin",
+        "ip": "192.168.1.20", "application": APPLICATION, "event": "Task created", "task": "Doors",
+        "eventID": "62040001"}]
+    assert csv_rows() == [HEADER, ["2024-03-01T13:45:10+01:00", "1709297110", "admin",
+                                   "192.168.1.20", APPLICATION, "Task created", "Doors"]]
+
+
+def test_newest_come_first_and_the_limit_cuts_the_oldest(state, logd):
+    for number in range(5):
+        state.add_event("23150001", MARCH + number, "System", "", APPLICATION, f"t{number}")
+    reply = logs(max_results=2)
+    assert [entry["task"] for entry in reply["logs"]] == ["t4", "t3"]
+    assert (reply["responseItems"], reply["totalItems"]) == (2, 5)
+    assert [row[-1] for row in csv_rows(max_results=3)[1:]] == ["t4", "t3", "t2"]
+
+
+def test_sub_types_filter(state, logd):
+    for event_id in ("62040001", "23150003", "23170001", "11110001"):
+        state.add_event(event_id, MARCH, "u", "", APPLICATION, event_id, "old")
+    reply = logs(sub_type="8981,8983,25092")
+    assert [entry["task"] for entry in reply["logs"]] == ["23170001", "23150003", "62040001"]
+    assert reply["totalItems"] == 3
+    rows = csv_rows(sub_type="8981")[1:]
+    assert [row[-2] for row in rows] == ["Backup forced: 23150003 replaced old"]
+    assert logs()["totalItems"] == 4
+    assert logs(sub_type="1")["logs"] == []
+
+
+def test_hundred_entries_unless_told_otherwise(state, logd):
+    for number in range(101):
+        state.add_event("62040002", MARCH, "u", "", APPLICATION, str(number))
+    reply = logs()
+    assert (reply["responseItems"], reply["totalItems"]) == (100, 101)
+    assert logs(max_results=10000)["responseItems"] == 101
+
+
+def test_hostile_names_stay_text(state, logd):
+    name = '=HYPERLINK("http://x"),\r\n"</script>'
+    state.add_event("62040001", MARCH, "@user", "", APPLICATION, name)
+    assert logs()["logs"][0]["task"] == name
+    row = csv_rows()[1]
+    assert row[-1] == "'" + name and row[2] == "'@user"
+
+
+def test_bytes_that_are_no_utf8_are_replaced(state, logd):
+    state.add_event("62040001", MARCH, b"us\xffer", "", APPLICATION, b"T\xc3\xbcr \xe2\x82")
+    assert logs()["logs"][0]["user"] == "us\ufffder"
+    assert logs()["logs"][0]["task"] == "Tür \ufffd\ufffd"
+    assert csv_rows()[1][-1] == "Tür \ufffd\ufffd"
+
+
+@pytest.mark.parametrize("path", [LOGS, FILE])
+@pytest.mark.parametrize("parameters", [{"sub_type": ""}, {"sub_type": "x"}, {"sub_type": "1,"},
+                                        {"max_results": "0"}, {"max_results": "10001"},
+                                        {"max_results": "1e3"}])
+def test_bad_parameters_are_refused(logd, path, parameters):
+    status, reply = request_json(PORT, "GET", path, **parameters)
+    assert status == 400 and reply["code"] == 400 and reply["mesg"].endswith(".")
+
+
+def test_wrong_paths_and_methods_are_refused(logd):
+    assert request_json(PORT, "GET", "/logs")[0] == 404
+    assert request_json(PORT, "DELETE", LOGS)[0] == 405
+
+
+def test_log_without_a_database_is_empty(tmp_path):
+    with running("recorder-logd", State(tmp_path)):
+        assert logs()["logs"] == []
+        assert csv_rows() == [HEADER]
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_events_written_meanwhile_are_all_served(state, logd):
+    def write(number):
+        state.add_event("62040001", MARCH + number, "u", "", APPLICATION, str(number))
+
+    with ThreadPoolExecutor(4) as pool:
+        written = pool.map(write, range(40))
+        seen = [logs()["totalItems"] for _ in range(40)]
+        list(written)
+    assert seen == sorted(seen)
+    assert {entry["task"] for entry in logs()["logs"]} == {str(number) for number in range(40)}
+
+
+def test_missing_state_folder_is_one_clear_line(tmp_path):
+    done = subprocess.run([BIN / "recorder-logd"], env=State(tmp_path / "nowhere").environment,
+                          capture_output=True, text=True, timeout=SECONDS)
+    assert done.returncode == 1
+    assert done.stderr.count("\n") == 1 and str(tmp_path / "nowhere") in done.stderr
+
+
+def test_second_service_says_that_the_port_is_taken(state, logd):
+    done = subprocess.run([BIN / "recorder-logd"], env=state.environment, capture_output=True,
+                          text=True, timeout=SECONDS)
+    assert done.returncode == 1
+    assert done.stderr.count("\n") == 1 and "10150" in done.stderr
