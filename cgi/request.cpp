@@ -1,6 +1,7 @@
 // Reads the session, the client and the body of the request.
 #include "cgi/request.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,11 @@
 namespace {
 
 constexpr unsigned ADMINISTRATOR_LEVEL = 11;
+
+/// The announced length, 0 without one.
+long announced_bytes(const char* content_length) {
+    return content_length == nullptr ? 0 : std::strtol(content_length, nullptr, 10);
+}
 
 }  // namespace
 
@@ -26,7 +32,8 @@ bool authenticate(tagINPUT* input) {
 
 std::vector<char> read_body(const char* content_length) {
     if (content_length == nullptr) return {};
-    const long announced = std::strtol(content_length, nullptr, 10);
+    const long announced = announced_bytes(content_length);
+    if (announced > MAX_BODY_BYTES) discard_body(content_length);
     if (announced < 0 || announced > MAX_BODY_BYTES) return {};
     std::vector<char> body(static_cast<std::size_t>(announced) + 1);
     // Every read goes to the start of the buffer. fread() gives less than asked only at the end of
@@ -38,4 +45,14 @@ std::vector<char> read_body(const char* content_length) {
         remaining -= got;
     }
     return body;
+}
+
+void discard_body(const char* content_length) {
+    char piece[16 * 1024];
+    for (long remaining = announced_bytes(content_length); remaining > 0;) {
+        const auto wanted = std::min<std::size_t>(remaining, sizeof piece);
+        const std::size_t got = std::fread(piece, 1, wanted, stdin);
+        if (got == 0) break;
+        remaining -= static_cast<long>(got);
+    }
 }

@@ -19,5 +19,10 @@ bool authenticate(tagINPUT* input);
 /// that is cut short keeps what arrived.
 /// @param content_length the environment's CONTENT_LENGTH, null when unset
 /// @return empty when no body was announced, or one of less than 0 or more than MAX_BODY_BYTES
-///         bytes
+///         bytes; a body that is too long is discarded
 std::vector<char> read_body(const char* content_length);
+
+/// Reads a body that nobody wants. A program that ends with input unread resets its connection to
+/// the web server, which then cuts the reply off.
+/// @param content_length as for read_body()
+void discard_body(const char* content_length);

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "backup/recording_backup_function.h"
+#include "platform/cgi_input.h"
 #include "platform/recorder_log.h"
 
 char* uri_token[16];
@@ -29,25 +30,73 @@ enum class Method { get, put, post, del };
 constexpr std::string_view NONE = "/none";
 constexpr std::string_view ANY = "/any";
 
+/// Who prints the headers and the reply: the method's function, or the route itself.
+enum class Printing { by_method, by_route };
+
 /// One route. Segments behind the ones listed are not looked at.
 struct Route {
     Method method;
     std::string_view segments[4];
     int (*operation)(const Call&);
+    Printing printing = Printing::by_method;
 };
+
+constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
+
+/// Answers with a redirect to the prepared file, or with the reply that says why there is none.
+int answer_download(const Call& call) {
+    std::string fileName;
+    const int result = download_backup_task_log(call.reply, &fileName);
+    if (fileName.empty()) {
+        http_header_output(STATUS_OK);
+        print_reply(*call.reply);
+        return result;
+    }
+    // The line ends are mixed as the recorder's web server has always been given them.
+    std::printf(
+        "%sLocation: /cgi-bin/%s\nContent-Type: application/octet-stream\n"
+        "Content-Disposition: attachment; filename=%s\r\n\r\n",
+        STATUS_OK, "Ostra-RecordingbackLog.csv", fileName.c_str());
+    DEBUG_LINE("file name = %s\n", fileName.c_str());
+    return 0;
+}
+
+/// Without "isStop" a delete says too little to be carried out: answered like an unknown route.
+int delete_task(const Call& call) {
+    const tagPARAMETER* is_stop = _CGI_Find_Parameter(call.input, "isStop", 0);
+    return is_stop == nullptr ? 0 : delete_backup_task(call.reply, uri_token[1], is_stop->value);
+}
 
 // clang-format off
 constexpr Route routes[] = {
+    {Method::get, {"channel"},
+     [](const Call& call) { return get_channel_list(call.reply); }},
     {Method::get, {"fuse"},
      [](const Call& call) { return check_fuse(call.reply); }},
+    {Method::get, {"share"},
+     [](const Call& call) { return get_samba_share(call.reply, call.input); }},
     {Method::get, {"task", NONE},
      [](const Call& call) { return get_backup_task_list(call.reply); }},
     {Method::get, {"task", "status"},
      [](const Call& call) { return get_task_status(call.reply, uri_token[2]); }},
+    {Method::get, {"task", "log", NONE},
+     [](const Call& call) { return get_backup_task_log(call.reply); }},
+    {Method::get, {"task", "log", "file"}, answer_download, Printing::by_route},
+    {Method::put, {"server", "testing"},
+     [](const Call& call) { return test_remote_server(call.reply, call.body); }},
     {Method::put, {"task", NONE},
      [](const Call& call) { return create_backup_task(call.reply, call.body); }},
     {Method::post, {"task", ANY, NONE},
      [](const Call& call) { return modify_backup_task(call.reply, call.body, uri_token[1]); }},
+    {Method::post, {"task", ANY, "active", NONE},
+     [](const Call& call) { return active_recording_task(call.reply, call.body, uri_token[1]); }},
+    {Method::post, {"task", ANY, "active", "enforcement"},
+     [](const Call& call) {
+         return force_active_recording_task(call.reply, call.body, uri_token[1]);
+     }},
+    {Method::post, {"task", ANY, "is_enable"},
+     [](const Call& call) { return change_is_enable(call.reply, call.body, uri_token[1]); }},
+    {Method::del, {"task"}, delete_task},
 };
 // clang-format on
 
@@ -103,12 +152,11 @@ void print_reply(json_object* reply) {
 }
 
 int get_method_fun(std::vector<std::string>*, json_object** reply, tagINPUT* input) {
+    const Call call = {reply, nullptr, input};
     const Route* route = find_route(Method::get);
-    int result = 0;
-    if (route != nullptr) {
-        http_header_output("Status: 200 OK\r\n");
-        result = route->operation({reply, nullptr, input});
-    }
+    if (route != nullptr && route->printing == Printing::by_route) return route->operation(call);
+    if (route != nullptr) http_header_output(STATUS_OK);
+    const int result = route == nullptr ? 0 : route->operation(call);
     print_reply(*reply);
     return result;
 }
