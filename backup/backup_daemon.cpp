@@ -15,6 +15,8 @@ namespace {
 constexpr char HOST[] = "127.0.0.1";
 constexpr int NOTICE_PORT = 10205;
 constexpr char NOTICE_PATH[] = "/databackupService/notify";
+constexpr int CONFIGURATION_PORT = 10141;
+constexpr char CONFIGURATION_PATH[] = "/cfg/DataBackupService";
 constexpr long TIMEOUT_SECONDS = 5;
 constexpr std::size_t TASK_ID_SIZE = 512;
 constexpr unsigned EVENT_STARTED = 0x23150001;
@@ -99,6 +101,13 @@ int backup_immediately(std::string taskID, std::string taskName, bool isNewTask)
         send_surveillance_event_log(EVENT_STARTED, -1, HOST, "Recording Backup", taskName.c_str(),
                                     nullptr);
     return 0;
+}
+
+int request_task_deletion(const char* task_id, std::string& response) {
+    query_object query;
+    query["taskID"] = task_id == nullptr ? "" : task_id;
+    return ssci_DELETE_request(HOST, CONFIGURATION_PORT, CONFIGURATION_PATH, &query, response,
+                               TIMEOUT_SECONDS, false, false, 0, nullptr);
 }
 
 int query_waiting_sequence(std::string& response) {

@@ -29,6 +29,11 @@ int send_task_notice(JsonPtr task_info);
 /// none.
 int notice_task_id(const char* task_id);
 
+/// Has the daemon's configuration service remove a task.
+/// @param response receives the reply's text
+/// @return 0 or the HTTP client's status
+int request_task_deletion(const char* task_id, std::string& response);
+
 /// Asks the daemon for its waiting sequence.
 /// @param response receives the reply's text
 /// @return 0 or the HTTP client's status

@@ -1,0 +1,121 @@
+"""Bodies nobody should send, straight into the program: a documented reply and an unchanged store."""
+import json
+
+import pytest
+
+from cgi_program import INPUT_FORMAT_ERROR, INVALID_VALUE, PARSE_FAIL, SUCCESS, TASK, error, task_body
+
+BAD_TEXT = 3  # the configuration store's refusal
+
+NO_TASK = [
+    (b"", INPUT_FORMAT_ERROR), (b"x", INPUT_FORMAT_ERROR), (b"{", INPUT_FORMAT_ERROR),
+    (b"\0", INPUT_FORMAT_ERROR), (b"null", INPUT_FORMAT_ERROR),
+    (b"[" * 100_000, INPUT_FORMAT_ERROR), (b'{"a":' * 100_000, INPUT_FORMAT_ERROR),
+    (b"\xff\xfe", INPUT_FORMAT_ERROR), (b"[]", PARSE_FAIL), (b"{}", PARSE_FAIL), (b"5", PARSE_FAIL),
+    (b'"text"', PARSE_FAIL), (b"[" + task_body().encode() + b"]", PARSE_FAIL)]
+
+REQUIRED = [name for name in TASK if name not in ("backupDays", "backupStartDay", "backupEndDay",
+                                                  "remoteKeepRecDays")]
+ENUMERATIONS = ("backupType", "scheduleType", "recordingType", "recordingFormat",
+                "remoteOverwriteType")
+
+
+@pytest.fixture
+def refusing(program, daemon):
+    """The program with one stored task; afterwards store and daemon are as they were."""
+    assert program.create(task_body(taskName="first")).text == SUCCESS
+    daemon.requests.clear()
+    tasks, events = program.tasks(), program.events()
+    assert len(tasks) == 1
+    yield program
+    assert program.tasks() == tasks
+    assert program.events() == events
+    assert daemon.requests == []
+
+
+def test_body_that_is_no_task_is_refused(refusing):
+    for body, code in NO_TASK:
+        for result in (refusing.create(body), refusing.modify(1, body)):
+            assert (result.text, result.status) == (error(code), code & 0xFF), body[:20]
+
+
+def test_missing_member_is_refused(refusing):
+    for name in REQUIRED:
+        assert refusing.create(task_body(**{name: None})).text == error(PARSE_FAIL), name
+        assert refusing.modify(1, task_body(**{name: None})).text == error(PARSE_FAIL), name
+
+
+def test_day_counts_are_refused_each_with_its_code_when_a_modify_lacks_them(refusing):
+    assert refusing.modify(1, task_body(backupDays=None)).text == error(INVALID_VALUE)
+    assert refusing.modify(1, task_body(remoteKeepRecDays=None)).text == error(PARSE_FAIL)
+
+
+def test_member_of_the_wrong_kind_is_refused(refusing):
+    for name in REQUIRED:
+        for value in ({}, 1.5, "5", 5, True):
+            if type(value) is type(TASK[name]):
+                continue
+            assert refusing.create(task_body(**{name: value})).text == error(PARSE_FAIL), (name, value)
+
+
+def test_value_outside_its_table_or_range_is_refused(refusing):
+    for name in ENUMERATIONS:
+        for value in ("", "Daily", TASK[name] + " ", "x" * 10_000, "\"", "\\", "\x01"):
+            assert refusing.create(task_body(**{name: value})).text == error(INVALID_VALUE)
+    for name in ("backupDays", "remoteKeepRecDays"):
+        for value in (100, 2**31, 2**63):
+            assert refusing.create(task_body(**{name: value})).text == error(INVALID_VALUE)
+
+
+@pytest.mark.parametrize("name", ['a"b', '"', 'a", "taskID": "1'])
+def test_name_that_breaks_the_settings_text_is_refused_by_the_store(program, daemon, name):
+    result = program.create(task_body(taskName=name))
+    if result.text == SUCCESS:  # the text happened to stay JSON: then nothing else may have changed
+        assert len(program.tasks()) == 1
+        return
+    assert (result.text, result.status) == (error(BAD_TEXT), BAD_TEXT)
+    assert program.tasks() == []
+    assert daemon.requests == []
+
+
+def stored_name(program, json_name):
+    """The stored name of a task created with a name given as JSON bytes."""
+    body = task_body(taskName="@").encode().replace(b'"@"', b'"' + json_name + b'"')
+    assert program.create(body).text == SUCCESS
+    return program.tasks()[-1]["taskName"]
+
+
+def test_control_characters_in_a_name_become_letters(program, daemon):
+    assert stored_name(program, rb"a\nb\u0001c") == "anbu0001c"
+
+
+def test_nul_ends_a_name(program, daemon):
+    assert stored_name(program, rb"a\u0000b") == "a"
+
+
+def test_long_name_is_cut_to_255_characters(program, daemon):
+    assert stored_name(program, b"n" * 10_000) == "n" * 255
+    assert stored_name(program, b"n" * 254 + "ä".encode()) == "n" * 254
+
+
+def test_name_that_is_no_utf8_is_refused_by_the_store(program, daemon):
+    body = task_body(taskName="@").encode().replace(b'"@"', b'"a\xff"')
+    assert program.create(body).text == error(BAD_TEXT)
+    assert program.tasks() == []
+
+
+def test_other_scripts_are_kept(program, daemon):
+    assert stored_name(program, "Tür 門 🚪".encode()) == "Tür 門 🚪"
+    assert stored_name(program, json.dumps("Tür 門 🚪")[1:-1].encode()) == "Tür 門 🚪"
+
+
+def test_modify_of_an_unknown_task_is_refused_by_the_store(program, daemon):
+    for task_id in ("1", "x", "%00", "1 OR 1=1", "'; DROP TABLE task; --", "9" * 10_000):
+        assert program.modify(task_id, task_body()).text == error(5), task_id
+    assert program.tasks() == []
+    assert daemon.requests == []
+
+
+def test_modify_without_identifier_creates_nothing(program, daemon):
+    assert program.request("POST", "/task", task_body()).status != 0
+    assert program.tasks() == []

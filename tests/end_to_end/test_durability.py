@@ -1,0 +1,162 @@
+"""What was answered with success is stored, whatever is killed, restarted or done at once."""
+import json
+import os
+import random
+import signal
+import sqlite3
+import statistics
+import time
+from concurrent.futures import ThreadPoolExecutor
+from contextlib import closing
+from http.client import HTTPException
+
+from stand_alone_recorder import EVENT_CREATED, STATE, SUCCESS, task, wait_until
+
+CREATES = 200
+AT_ONCE = 8
+
+
+def body(name):
+    return json.dumps(task(taskName=name)).encode()
+
+
+def assert_sound(database):
+    with closing(sqlite3.connect(f"file:{STATE / database}?mode=ro", uri=True)) as connection:
+        assert connection.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
+        assert connection.execute("PRAGMA foreign_key_check").fetchall() == []
+
+
+def test_two_hundred_creates_at_eight_at_a_time_lose_none_and_number_them_without_a_gap(recorder):
+    names = [f"task {number}" for number in range(CREATES)]
+    with ThreadPoolExecutor(AT_ONCE) as pool:
+        replies = list(pool.map(lambda name: recorder.create(taskName=name).text, names))
+    assert replies == [SUCCESS] * CREATES
+    stored = recorder.stored_tasks()
+    assert [record["taskID"] for record in stored] == [str(n + 1) for n in range(CREATES)]
+    assert sorted(record["taskName"] for record in stored) == sorted(names)
+    events = recorder.ctl_json("event", "list", "--limit", "1000")
+    assert sorted(event["arguments"][1] for event in events) == sorted(names)
+    assert {event["id"] for event in events} == {EVENT_CREATED}
+
+
+def test_creates_at_once_that_start_at_once_all_end_in_the_queue(recorder):
+    with ThreadPoolExecutor(AT_ONCE) as pool:
+        replies = list(pool.map(lambda number: recorder.create(backupImmediately=True).text,
+                                range(3 * AT_ONCE)))
+    assert replies == [SUCCESS] * len(replies)
+    stored = recorder.stored_tasks()
+    assert len(stored) == len(replies)
+    # Each starts the newest task that it sees, so two may start the same one; none is started that
+    # is not there, and the very newest always is.
+    assert stored[-1]["status"] == 2
+    assert_sound("config.db")
+
+
+def test_changes_of_one_task_at_once_leave_one_of_them_whole(recorder):
+    recorder.create_successfully()
+    with ThreadPoolExecutor(AT_ONCE) as pool:
+        bodies = [task(taskName=f"name {n}", destPath=f"/path/{n}", port=n) for n in range(40)]
+        replies = list(pool.map(lambda text: recorder.call("POST", "task/1", text).text, bodies))
+    assert replies == [SUCCESS] * len(bodies)
+    stored, = recorder.stored_tasks()
+    number = stored["port"]
+    assert (stored["taskName"], stored["destPath"]) == (f"name {number}", f"/path/{number}")
+
+
+class Killed:
+    """Creates that are killed at random moments; `answered`: names answered with success."""
+
+    def __init__(self, recorder):
+        self.recorder = recorder
+        self.random = random.Random(os.environ.get("RECORDER_TEST_SEED", "1"))
+        self.duration = statistics.median(self.undisturbed(number) for number in range(9))
+        self.answered = {f"undisturbed {number}" for number in range(9)}
+        self.sent = set(self.answered)
+        self.kills = 0
+
+    def undisturbed(self, number):
+        begin = time.monotonic()
+        process = self.recorder.start_cgi("PUT", "task", body(f"undisturbed {number}"))
+        assert SUCCESS in process.communicate()[0].decode()
+        return time.monotonic() - begin
+
+    def create(self, name):
+        self.sent.add(name)
+        process = self.recorder.start_cgi("PUT", "task", body(name))
+        time.sleep(self.random.uniform(0, 1.2 * self.duration))
+        process.send_signal(signal.SIGKILL)
+        reply = process.communicate()[0].decode()
+        self.kills += process.returncode == -signal.SIGKILL
+        if SUCCESS in reply:
+            self.answered.add(name)
+
+
+def test_killing_the_program_amid_creates_loses_no_task_that_was_answered(recorder):
+    killed = Killed(recorder)
+    survivors = 0
+    for number in range(3000):
+        killed.create(f"killed {number}")
+        survivors = len(killed.answered)
+        if killed.kills >= 150 and survivors >= 30:
+            break
+    stored = [record["taskName"] for record in recorder.stored_tasks()]
+    print(f"{killed.kills} killed, {survivors} answered, {len(stored)} stored")
+    assert killed.kills >= 150 and survivors >= 30, "the moments were badly chosen"
+    assert killed.answered <= set(stored) <= killed.sent
+    assert len(stored) == len(set(stored)), "a task was stored twice"
+    # The moments reach behind the store: some were stored, and killed before they could say so.
+    assert len(stored) > survivors
+    assert_sound("config.db")
+    assert_sound("events.db")
+    recorder.create_successfully(taskName="afterwards")
+    listed = [entry["taskName"] for entry in recorder.list_tasks()]
+    assert listed == stored + ["afterwards"]
+
+
+def queue(recorder):
+    return {entry["taskID"]: entry["sequence"] for entry in recorder.list_tasks()}
+
+
+def fill_queue(recorder):
+    for name, at_once in (("first", True), ("second", False), ("third", True)):
+        recorder.create_successfully(taskName=name, backupImmediately=at_once)
+    assert queue(recorder) == {"1": 1, "2": -1, "3": 0}
+
+
+def test_restart_of_everything_keeps_tasks_queue_events_and_sessions(recorder):
+    fill_queue(recorder)
+    tasks, events = recorder.stored_tasks(), recorder.events()
+    recorder.restart()
+    assert queue(recorder) == {"1": 1, "2": -1, "3": 0}
+    assert recorder.stored_tasks() == tasks
+    assert recorder.events() == events
+    recorder.create_successfully(taskName="fourth")
+    assert [record["taskID"] for record in recorder.stored_tasks()] == ["1", "2", "3", "4"]
+
+
+def test_crash_of_the_daemon_keeps_tasks_and_queue(recorder):
+    fill_queue(recorder)
+    recorder.kill_service("recording-backupd")
+    recorder.start_service("recording-backupd")
+    assert queue(recorder) == {"1": 1, "2": -1, "3": 0}
+
+
+def test_crash_of_everything_amid_creates_keeps_what_was_answered(recorder):
+    def create(number):
+        try:
+            return recorder.create(taskName=f"task {number}").body.startswith(SUCCESS.encode())
+        except (OSError, HTTPException):
+            return False  # the web server is gone, perhaps amid its reply
+
+    with ThreadPoolExecutor(AT_ONCE) as pool:
+        outcomes = {number: pool.submit(create, number) for number in range(400)}
+        wait_until(lambda: len(recorder.stored_tasks()) >= 40, "forty creates")
+        recorder.crash()
+        answered = {f"task {number}" for number, done in outcomes.items() if done.result()}
+    stored = {record["taskName"] for record in recorder.stored_tasks()}
+    assert 40 - AT_ONCE <= len(answered) < 400
+    assert answered <= stored
+    assert_sound("config.db")
+    assert_sound("events.db")
+    recorder.serve()
+    assert {entry["taskName"] for entry in recorder.list_tasks()} == stored

@@ -1,0 +1,2 @@
+// A header that cannot be included twice; the header test must refuse it.
+struct Unguarded {};
