@@ -29,6 +29,14 @@ void store(const TDataBackupConfig& task, int mode) {
     store_settings(settings);
 }
 
+/// Starts the task at once when the request asked so. After failures too: a task that is stored but
+/// not announced starts all the same. What becomes of the start changes neither reply nor result.
+void start_if_asked(const TDataBackupConfig& task, bool is_new) try {
+    if (task.backupImmediately) backup_immediately(task.taskID, task.taskName, is_new);
+} catch (...) {
+    DEBUG_LINE("backup_immediately fail\n");
+}
+
 }  // namespace
 
 int create_backup_task(json_object** reply, const char* body) {
@@ -43,21 +51,19 @@ int create_backup_task(json_object** reply, const char* body) {
         announce_change();
         report_change(reply, EVENT_CREATED, task.taskName);
     });
-    // After failures too: a task that is stored but not announced starts all the same.
-    if (task.backupImmediately) backup_immediately("", task.taskName, true);
+    start_if_asked(task, true);
     return result;
 }
 
 int modify_backup_task(json_object** reply, const char* body, const char* task_id) {
     TDataBackupConfig task;
-    const std::string id = task_id == nullptr ? "" : task_id;
     const int result = run_operation(reply, FAILED, [&] {
         parse(task, body, MODIFY_MODE);
-        task.taskID = id;
+        task.taskID = task_id == nullptr ? "" : task_id;
         store(task, MODIFY_MODE);
         announce_change();
         report_change(reply, EVENT_MODIFIED, task.taskName);
     });
-    if (task.backupImmediately) backup_immediately(id, task.taskName, false);
+    start_if_asked(task, false);
     return result;
 }

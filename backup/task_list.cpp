@@ -6,8 +6,10 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "backup/backup_daemon.h"
+#include "backup/entry_text.h"
 #include "backup/fuse_status.h"
 #include "backup/json_member.h"
 #include "backup/operation.h"
@@ -36,10 +38,11 @@ constexpr RunningTaskLines LIST_LINES = {"SSCI_GET fail", "SSCI respone is ",
 // Whether the file explorer is on: one answer for all entries of a list, asked anew for every list.
 std::optional<bool> list_fuse;
 
-/// Percent done and KiB per second of one task.
+/// Percent done, printed as JSON, and KiB per second as text. These are the rates of a task that does
+/// not run, which most tasks of a list do not.
 struct Rates {
-    double finish = -1.0;
-    double transfer = -1.0;
+    std::string finish = "-1.0";
+    std::string transfer = "-1.00";
 };
 
 /// Keeps one element of the waiting sequence.
@@ -69,11 +72,20 @@ int position_of(const std::string& task_id) {
     return -1;
 }
 
-/// A number rounded by printing it, which is how clients round it.
-double rounded(const char* format, double value) {
+std::string printed(const char* format, double value) {
     char text[512];
     std::snprintf(text, sizeof text, format, value);
-    return std::strtod(text, nullptr);
+    return text;
+}
+
+/// A number rounded by printing it, which is how clients round it.
+double rounded(const char* format, double value) {
+    return std::strtod(printed(format, value).c_str(), nullptr);
+}
+
+Rates make_rates(double finish, double transfer) {
+    const JsonPtr number(json_object_new_double(finish));
+    return {json_object_to_json_string(number.get()), printed("%.2lf", transfer)};
 }
 
 /// The rates in one element of the running tasks.
@@ -85,7 +97,13 @@ Rates read_rates(json_object* element) {
         DEBUG_LINE("%s\n", LIST_LINES.member_missing);
         fail(CGI_PARSER_JSON_FAIL);
     }
-    return {rounded("%.1lf", finish), rounded("%.4lf", transfer * BYTES_TO_KIB)};
+    return make_rates(rounded("%.1lf", finish), rounded("%.4lf", transfer * BYTES_TO_KIB));
+}
+
+bool is_running_as(const std::string& task_id, const char* c_strTaskID) {
+    DEBUG_LINE("c_strTaskID = %s, mBackupConfig.taskID.c_str() = %s\n", c_strTaskID,
+               task_id.c_str());
+    return task_id == c_strTaskID;
 }
 
 /// Asks the daemon for the rates of a task that is starting or running.
@@ -97,12 +115,10 @@ Rates ask_rates(const std::string& task_id, int& maxParallel) {
         DEBUG_LINE("%s\n", LIST_LINES.member_missing);
         fail(CGI_PARSER_JSON_FAIL);
     }
-    if (json_object_array_length(tasks) == 0) return {-2.0, -2.0};
+    if (json_object_array_length(tasks) == 0) return make_rates(-2.0, -2.0);
     Rates rates;
     visit_running_tasks(tasks, LIST_LINES, [&](json_object* element, const char* running_id) {
-        DEBUG_LINE("c_strTaskID = %s, mBackupConfig.taskID.c_str() = %s\n", running_id,
-                   task_id.c_str());
-        if (task_id != running_id) return true;
+        if (!is_running_as(task_id, running_id)) return true;
         rates = read_rates(element);
         return false;
     });
@@ -124,80 +140,67 @@ long long local_end_time(const std::string& end_time) {
 }
 
 /// "1,3,4" as an array. A comma at the end is followed by an empty piece, which counts as 0.
-json_object* channel_array(const std::string& list) {
-    json_object* channels = json_object_new_array();
-    if (channels == nullptr) fail(CHANNEL_ARRAY_NOT_MADE);
+JsonPtr channel_array(const std::string& list) {
+    JsonPtr channels(json_object_new_array());
+    if (!channels) fail(CHANNEL_ARRAY_NOT_MADE);
     std::size_t begin = 0;
     while (!list.empty() && begin != std::string::npos) {
         const long channel = std::strtol(list.c_str() + begin, nullptr, 10);
-        json_object_array_add(channels, json_object_new_int(static_cast<int>(channel)));
+        json_object_array_add(channels.get(), json_object_new_int(static_cast<int>(channel)));
         const std::size_t comma = list.find(',', begin);
         begin = comma == std::string::npos ? comma : comma + 1;
     }
     return channels;
 }
 
-void add_connection(json_object* entry, const TDataBackupConfig& task) {
-    add_member(entry, "taskID", task.taskID);
-    add_member(entry, "taskName", task.taskName);
-    add_member(entry, "serverIP", task.serverIP);
-    add_member(entry, "port", task.port);
-    add_member(entry, "username", task.username);
-    add_member(entry, "password", task.password);
-    add_member(entry, "destPath", task.destPath);
+void add_connection(EntryText& entry, const TDataBackupConfig& task) {
+    entry.add("taskID", task.taskID);
+    entry.add("taskName", task.taskName);
+    entry.add("serverIP", task.serverIP);
+    entry.add("port", task.port);
+    entry.add("username", task.username);
+    entry.add("password", task.password);
+    entry.add("destPath", task.destPath);
 }
 
-void add_selection(json_object* entry, const TDataBackupConfig& task) {
-    add_member(entry, "chIdxList", channel_array(task.chIdxList));
-    add_member(entry, "backupType", table_text(strBackupType_Arr, task.backupType));
-    add_member(entry, "backupDays", task.backupDays);
-    add_member(entry, "backupStartDay", task.backupStartDay);
-    add_member(entry, "backupEndDay", task.backupEndDay);
-    add_member(entry, "backupStartTimeStamp", day_start(task.backupStartDay));
-    add_member(entry, "backupEndTimeStamp", day_start(task.backupEndDay));
+void add_selection(EntryText& entry, const TDataBackupConfig& task) {
+    entry.add("chIdxList", channel_array(task.chIdxList));
+    entry.add("backupType", table_text(strBackupType_Arr, task.backupType));
+    entry.add("backupDays", task.backupDays);
+    entry.add("backupStartDay", task.backupStartDay);
+    entry.add("backupEndDay", task.backupEndDay);
+    entry.add("backupStartTimeStamp", day_start(task.backupStartDay));
+    entry.add("backupEndTimeStamp", day_start(task.backupEndDay));
 }
 
-void add_schedule(json_object* entry, const TDataBackupConfig& task) {
-    add_member(entry, "backupImmediately", task.backupImmediately ? 1 : 0);
-    add_member(entry, "scheduleType", table_text(strScheduleType_Arr, task.scheduleType));
-    add_member(entry, "scheduleWeekly", task.scheduleWeekly == 0 ? 7 : task.scheduleWeekly);
-    add_member(entry, "scheduleHour", task.scheduleHour);
-    add_member(entry, "scheduleMin", task.scheduleMin);
-    add_member(entry, "scheduleEveryHours", task.scheduleEveryHours);
+void add_schedule(EntryText& entry, const TDataBackupConfig& task) {
+    entry.add("backupImmediately", task.backupImmediately ? 1 : 0);
+    entry.add("scheduleType", table_text(strScheduleType_Arr, task.scheduleType));
+    entry.add("scheduleWeekly", task.scheduleWeekly == 0 ? 7 : task.scheduleWeekly);
+    entry.add("scheduleHour", task.scheduleHour);
+    entry.add("scheduleMin", task.scheduleMin);
+    entry.add("scheduleEveryHours", task.scheduleEveryHours);
 }
 
-void add_keeping(json_object* entry, const TDataBackupConfig& task) {
-    add_member(entry, "recordingType", table_text(strRecType_Arr, task.recordingType));
-    add_member(entry, "recordingFormat", table_text(strRecFormat_Arr, task.recordingFormat));
-    add_member(entry, "remoteKeepRec", task.remoteKeepRec ? 1 : 0);
-    add_member(entry, "remoteKeepRecDays", task.remoteKeepRecDays);
-    add_member(entry, "remoteOverwriteType",
-               table_text(strRemoteOverwrite_Arr, task.remoteOverwriteType));
+void add_keeping(EntryText& entry, const TDataBackupConfig& task) {
+    entry.add("recordingType", table_text(strRecType_Arr, task.recordingType));
+    entry.add("recordingFormat", table_text(strRecFormat_Arr, task.recordingFormat));
+    entry.add("remoteKeepRec", task.remoteKeepRec ? 1 : 0);
+    entry.add("remoteKeepRecDays", task.remoteKeepRecDays);
+    entry.add("remoteOverwriteType", table_text(strRemoteOverwrite_Arr, task.remoteOverwriteType));
 }
 
-void add_state(json_object* entry, const TDataBackupConfig& task, int& maxParallel) {
-    add_member(entry, "status", table_text(strStatus_Arr, task.status));
-    add_member(entry, "enable", task.enable);
+void add_state(EntryText& entry, const TDataBackupConfig& task, int& maxParallel) {
+    entry.add("status", table_text(strStatus_Arr, task.status));
+    entry.add("enable", task.enable);
     Rates rates;
     if (task.status == TASK_PREPARE_START || task.status == TASK_RUNNING)
         rates = ask_rates(task.taskID, maxParallel);
-    char transfer[512];
-    std::snprintf(transfer, sizeof transfer, "%.2lf", rates.transfer);
-    add_member(entry, "transferRate", transfer);
-    add_member(entry, "finishRate", rates.finish);
-    add_member(entry, "sequence", position_of(task.taskID));
-    add_member(entry, "endTimeStamp", local_end_time(task.endTime));
-    add_member(entry, "isFUSE", list_fuse ? *list_fuse : isFileExplorerTurnOn());
-}
-
-/// The entry's text as a node of its own, which prints as the entry does. A long list is kept so: it
-/// takes an eighth of the memory, and of the time that the kernel needs to find it.
-json_object* printed(json_object* entry) {
-    json_object* node = json_object_new_object();
-    json_object_set_serializer(node, json_object_userdata_to_json_string,
-                               strdup(json_object_to_json_string(entry)),
-                               json_object_free_userdata);
-    return node;
+    entry.add("transferRate", rates.transfer);
+    entry.add_printed("finishRate", rates.finish);
+    entry.add("sequence", position_of(task.taskID));
+    entry.add("endTimeStamp", local_end_time(task.endTime));
+    entry.add("isFUSE", list_fuse ? *list_fuse : isFileExplorerTurnOn());
 }
 
 void fill_list(json_object* list, int& maxParallel) {
@@ -208,16 +211,14 @@ void fill_list(json_object* list, int& maxParallel) {
     std::list<TDataBackupConfig> tasks;
     if (const int status = read_task_list(tasks); status != 0) fail(status);
     if (!tasks.empty()) list_fuse = isFileExplorerTurnOn();
-    JsonPtr entry;
     for (; !tasks.empty(); tasks.pop_front()) {
-        json_object* filled = entry.release();
-        const int nRet = task_list_to_json(tasks.front(), &filled, maxParallel);
-        entry.reset(filled);
-        if (nRet != 0) {
+        json_object* entry = nullptr;
+        if (const int nRet = task_list_to_json(std::move(tasks.front()), &entry, maxParallel);
+            nRet != 0) {
             DEBUG_LINE("task_list_to_json fail nRet=%d\n", nRet);
             fail(nRet);
         }
-        json_object_array_add(list, printed(entry.get()));
+        json_object_array_add(list, entry);
     }
 }
 
@@ -246,17 +247,20 @@ int get_task_sequence_list_from_daemon() {
 }
 
 int task_list_to_json(TDataBackupConfig task, json_object** entry, int& maxParallel) {
-    if (*entry == nullptr) *entry = json_object_new_object();
-    if (*entry == nullptr) return TASK_ENTRY_NOT_MADE;
+    JsonPtr object(json_object_new_object());
+    if (!object) return TASK_ENTRY_NOT_MADE;
+    EntryText text;
     try {
-        add_connection(*entry, task);
-        add_selection(*entry, task);
-        add_schedule(*entry, task);
-        add_keeping(*entry, task);
-        add_state(*entry, task, maxParallel);
+        add_connection(text, task);
+        add_selection(text, task);
+        add_schedule(text, task);
+        add_keeping(text, task);
+        add_state(text, task, maxParallel);
     } catch (long code) {
         return static_cast<int>(code);
     }
+    text.move_into(object.get());
+    *entry = object.release();
     return 0;
 }
 

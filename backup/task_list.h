@@ -18,8 +18,8 @@ int get_task_sequence_list_from_daemon();
 /// Makes the list entry of one task, asking the daemon for its progress when it is starting or
 /// running.
 /// @param task by value
-/// @param entry null, or an entry of an earlier call, which is filled anew; receives the object,
-///         owned by the caller, also on failure, when its members are of no use
+/// @param entry receives the entry on success, owned by the caller: an object that prints as JSON,
+///         but whose members cannot be looked up; unchanged otherwise
 /// @param maxParallel receives the daemon's limit of parallel tasks when the daemon is asked
 /// @return 0; -991 or -992 when memory runs out; CGI_GET_BACKUP_RUNNING_INFO_ERROR or
 ///         CGI_PARSER_JSON_FAIL for the daemon's reply

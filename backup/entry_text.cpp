@@ -1,0 +1,48 @@
+// Prints the members of an entry.
+#include "backup/entry_text.h"
+
+#include <cstring>
+
+void EntryText::begin(const char* key) {
+    text_ += text_.size() == 1 ? " \"" : ", \"";
+    text_ += key;
+    text_ += "\": ";
+}
+
+void EntryText::append(json_object* value) {
+    std::size_t length = 0;
+    const char* json = json_object_to_json_string_length(value, JSON_C_TO_STRING_SPACED, &length);
+    text_.append(json, length);
+}
+
+void EntryText::add(const char* key, const std::string& text) {
+    begin(key);
+    json_object_set_string_len(string_.get(), text.data(), static_cast<int>(text.size()));
+    append(string_.get());
+}
+
+void EntryText::add(const char* key, long long value) {
+    begin(key);
+    text_ += std::to_string(value);
+}
+
+void EntryText::add(const char* key, bool value) {
+    begin(key);
+    text_ += value ? "true" : "false";
+}
+
+void EntryText::add(const char* key, const JsonPtr& value) {
+    begin(key);
+    append(value.get());
+}
+
+void EntryText::add_printed(const char* key, const std::string& json) {
+    begin(key);
+    text_ += json;
+}
+
+void EntryText::move_into(json_object* object) {
+    text_ += " }";
+    json_object_set_serializer(object, json_object_userdata_to_json_string, strdup(text_.c_str()),
+                               json_object_free_userdata);
+}
