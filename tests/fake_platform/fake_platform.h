@@ -2,6 +2,7 @@
 // on demand.
 #pragma once
 
+#include <functional>
 #include <list>
 #include <map>
 #include <ostream>
@@ -69,8 +70,12 @@ struct Platform {
     long long earliest[VESK_MAX_CHANNELS] = {};
     long long latest[VESK_MAX_CHANNELS] = {};
 
+    // programs
+    std::function<void(const Call&)> on_program;  ///< called by zorv_exec, its output written
+
     // the clock
     unsigned long long now_ms = 1700000000000ULL;
+    unsigned long long tick_ms = 0;  ///< how far each reading moves it
     long long utc_offset_ms = 0;
 };
 

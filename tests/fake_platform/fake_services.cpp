@@ -7,6 +7,7 @@ extern "C" {
 #include <algorithm>
 #include <cstdarg>
 #include <memory>
+#include <utility>
 
 #include "platform/ssci_client.h"
 #include "platform/utilities.h"
@@ -112,6 +113,7 @@ int zorv_exec(const char* stdout_path, const char* stderr_path, const char* extr
     const auto code = fake::called(__func__, args);
     const std::string output = fake::queued(__func__).value_or("");
     if (stdout_path && !write_file(stdout_path, output)) return ZORV_EXEC_NOT_STARTED;
+    if (fake::platform.on_program) fake::platform.on_program({__func__, args});
     return code.value_or(0);
 }
 
@@ -153,7 +155,7 @@ int check_black_chrset(const char* text, const char* blackset) {
 
 unsigned long long current_time_stamp() {
     fake::called(__func__, {});
-    return fake::platform.now_ms;
+    return std::exchange(fake::platform.now_ms, fake::platform.now_ms + fake::platform.tick_ms);
 }
 
 long long conv_to_local_time(long long milliseconds) {

@@ -8,7 +8,8 @@
 inline const std::string RELOAD_NOTICE = R"({ "notice_reason": { "type": 1030, "action": 1 } })";
 
 inline std::string start_notice(const std::string& task_id) {
-    return R"({ "notice_reason": { "type": 1030, "action": 1 }, "task_info": { "start_task": true, )"
+    return R"({ "notice_reason": { "type": 1030, "action": 1 }, "task_info": { "start_task": )"
+           R"(true, )"
            R"("taskID": )" +
            task_id + R"(, "stop_running_task": true, "is_parallel_running": false } })";
 }

@@ -25,9 +25,11 @@ protected:
 
     int get(const Strings& segments) {
         take(segments);
+        json_object* own_reply = nullptr;
         testing::internal::CaptureStdout();
-        const int result = get_method_fun(&tokens, &reply, nullptr);
+        const int result = get_method_fun(&tokens, &own_reply, nullptr);
         output = testing::internal::GetCapturedStdout();
+        json_object_put(own_reply);
         return result;
     }
 

@@ -37,9 +37,13 @@ std::string stored_text(const std::string& rest) {
            "\", " + rest + " }";
 }
 
-const std::string NEW_TEXT =
-    stored_text(R"("enable": true, "status": 1, "startTime": "", "endTime": "")");
-const std::string CHANGED_TEXT = stored_text(R"("taskID": "12", "enable": true)");
+std::string new_text() {
+    return stored_text(R"("enable": true, "status": 1, "startTime": "", "endTime": "")");
+}
+
+std::string changed_text() {
+    return stored_text(R"("taskID": "12", "enable": true)");
+}
 
 fake::Call change_event(const std::string& event) {
     return {"send_surveillance_setting_log_with_username",
@@ -88,7 +92,7 @@ const std::string IMMEDIATE_BODY = task_body({{"backupImmediately", "true"}});
 TEST_F(TaskChange, CreateStoresAnnouncesAndLeavesAnEvent) {
     EXPECT_EQ(create(task_body()), 0);
     EXPECT_EQ(text, SUCCESS);
-    EXPECT_EQ(fake::effects(), (Calls{store_call(NEW_TEXT), notice_call(RELOAD_NOTICE),
+    EXPECT_EQ(fake::effects(), (Calls{store_call(new_text()), notice_call(RELOAD_NOTICE),
                                       change_event("0x62040001")}));
     EXPECT_EQ(fake::debug_texts(), Strings{});
 }
@@ -100,7 +104,7 @@ TEST_F(TaskChange, CreatedTaskIsNewAndEnabledWhateverTheBodySays) {
                                 {"endTime", "\"2\""},
                                 {"taskID", "\"3\""}})),
               0);
-    EXPECT_EQ(fake::platform.stored, Strings{NEW_TEXT});
+    EXPECT_EQ(fake::platform.stored, Strings{new_text()});
 }
 
 TEST_F(TaskChange, ImmediateCreateStartsTheLargestIdentifierAfterTheReload) {
@@ -108,7 +112,7 @@ TEST_F(TaskChange, ImmediateCreateStartsTheLargestIdentifierAfterTheReload) {
     EXPECT_EQ(create(IMMEDIATE_BODY), 0);
     EXPECT_EQ(text, SUCCESS);
     EXPECT_EQ(fake::effects(),
-              (Calls{store_call(NEW_TEXT), notice_call(RELOAD_NOTICE), change_event("0x62040001"),
+              (Calls{store_call(new_text()), notice_call(RELOAD_NOTICE), change_event("0x62040001"),
                      READ_TASKS, notice_call(start_notice("12")), READ_FUSE_SWITCH,
                      start_event("Night copy")}));
 }
@@ -188,7 +192,7 @@ TEST_F(TaskChange, StoresRefusalGivesItsStatus) {
     fake::fail("__nvrcfg_set_rr_settings", NVRCFG_BUSY);
     EXPECT_EQ(create(task_body()), NVRCFG_BUSY);
     EXPECT_EQ(text, error_reply("2.0", MESSAGE));
-    EXPECT_EQ(fake::effects(), Calls{store_call(NEW_TEXT)});
+    EXPECT_EQ(fake::effects(), Calls{store_call(new_text())});
     EXPECT_EQ(fake::debug_texts(), (Strings{"nvrcfg_set_rr_settings fail\n", "error code = 2\n"}));
 }
 
@@ -198,7 +202,7 @@ TEST_F(TaskChange, ImmediateCreateThatTheStoreRefusesStartsTheLargestOlderTask) 
     EXPECT_EQ(create(IMMEDIATE_BODY), NVRCFG_BUSY);
     EXPECT_EQ(text, error_reply("2.0", MESSAGE));
     EXPECT_EQ(fake::effects(),
-              (Calls{store_call(NEW_TEXT), READ_TASKS, notice_call(start_notice("7")),
+              (Calls{store_call(new_text()), READ_TASKS, notice_call(start_notice("7")),
                      READ_FUSE_SWITCH, start_event("Night copy")}));
 }
 
@@ -206,8 +210,8 @@ TEST_F(TaskChange, DaemonThatIsDownFailsTheCreateButTheTaskStaysStored) {
     fake::fail("ssci_PUT_request", -1);
     EXPECT_EQ(create(task_body()), CGI_CHANGE_STATUS_ERROR);
     EXPECT_EQ(text, error_reply("2500460578.0", MESSAGE));
-    EXPECT_EQ(fake::platform.stored, Strings{NEW_TEXT});
-    EXPECT_EQ(fake::effects(), (Calls{store_call(NEW_TEXT), notice_call(RELOAD_NOTICE)}));
+    EXPECT_EQ(fake::platform.stored, Strings{new_text()});
+    EXPECT_EQ(fake::effects(), (Calls{store_call(new_text()), notice_call(RELOAD_NOTICE)}));
     EXPECT_EQ(fake::debug_texts(), (Strings{"SSCI put fail\n", "notify_dataBackupd fail\n",
                                             "error code = 2500460578\n"}));
 }
@@ -217,8 +221,8 @@ TEST_F(TaskChange, DaemonThatIsDownStillGetsTheStartNoticeSilently) {
     fake::fail("ssci_PUT_request", -1);
     EXPECT_EQ(create(IMMEDIATE_BODY), CGI_CHANGE_STATUS_ERROR);
     EXPECT_EQ(text, error_reply("2500460578.0", MESSAGE));
-    EXPECT_EQ(fake::effects(), (Calls{store_call(NEW_TEXT), notice_call(RELOAD_NOTICE), READ_TASKS,
-                                      notice_call(start_notice("7"))}));
+    EXPECT_EQ(fake::effects(), (Calls{store_call(new_text()), notice_call(RELOAD_NOTICE),
+                                      READ_TASKS, notice_call(start_notice("7"))}));
 }
 
 TEST_F(TaskChange, AnyOtherExceptionBecomesCode0AndNothingEscapes) {
@@ -245,7 +249,7 @@ TEST_F(TaskChange, ExceptionInTheLastStepChangesNothing) {
 TEST_F(TaskChange, ModifyStoresAnnouncesAndLeavesAnEvent) {
     EXPECT_EQ(modify(task_body()), 0);
     EXPECT_EQ(text, SUCCESS);
-    EXPECT_EQ(fake::effects(), (Calls{READ_TASKS, store_call(CHANGED_TEXT),
+    EXPECT_EQ(fake::effects(), (Calls{READ_TASKS, store_call(changed_text()),
                                       notice_call(RELOAD_NOTICE), change_event("0x62040002")}));
     EXPECT_EQ(fake::debug_texts(), Strings{});
 }
@@ -254,20 +258,20 @@ TEST_F(TaskChange, ImmediateModifyStartsThePathsTaskWithoutReadingTheList) {
     for (const char* id : {"3", "99"}) store(id);
     EXPECT_EQ(modify(IMMEDIATE_BODY, "12"), 0);
     EXPECT_EQ(fake::effects(),
-              (Calls{READ_TASKS, store_call(CHANGED_TEXT), notice_call(RELOAD_NOTICE),
+              (Calls{READ_TASKS, store_call(changed_text()), notice_call(RELOAD_NOTICE),
                      change_event("0x62040002"), notice_call(start_notice("12")), READ_FUSE_SWITCH,
                      start_event("Night copy")}));
 }
 
 TEST_F(TaskChange, BodyCannotChooseTheTaskToModify) {
     EXPECT_EQ(modify(task_body({{"taskID", "\"99\""}})), 0);
-    EXPECT_EQ(fake::platform.stored, Strings{CHANGED_TEXT});
+    EXPECT_EQ(fake::platform.stored, Strings{changed_text()});
 }
 
 TEST_F(TaskChange, ModifyEnablesADisabledTask) {
     store("12", 4, false);
     EXPECT_EQ(modify(task_body({{"enable", "false"}})), 0);
-    EXPECT_EQ(fake::platform.stored, Strings{CHANGED_TEXT});
+    EXPECT_EQ(fake::platform.stored, Strings{changed_text()});
 }
 
 TEST_F(TaskChange, ModifyMakesAFinishedTaskNew) {
@@ -322,7 +326,7 @@ TEST_F(TaskChange, ModifyOfATaskThatTheStoreDoesNotKnowGivesItsStatus) {
     fake::fail("__nvrcfg_set_rr_settings", NVRCFG_UNKNOWN_TASK);
     EXPECT_EQ(modify(task_body()), NVRCFG_UNKNOWN_TASK);
     EXPECT_EQ(text, error_reply("5.0", MESSAGE));
-    EXPECT_EQ(fake::effects(), (Calls{READ_TASKS, store_call(CHANGED_TEXT)}));
+    EXPECT_EQ(fake::effects(), (Calls{READ_TASKS, store_call(changed_text())}));
     EXPECT_EQ(fake::debug_texts(), (Strings{"nvrcfg_set_rr_settings fail\n", "error code = 5\n"}));
 }
 
@@ -330,9 +334,9 @@ TEST_F(TaskChange, DaemonThatIsDownFailsTheModifyButTheChangeStaysStored) {
     fake::fail("ssci_PUT_request", 503);
     EXPECT_EQ(modify(IMMEDIATE_BODY), CGI_CHANGE_STATUS_ERROR);
     EXPECT_EQ(text, error_reply("2500460578.0", MESSAGE));
-    EXPECT_EQ(fake::platform.stored, Strings{CHANGED_TEXT});
+    EXPECT_EQ(fake::platform.stored, Strings{changed_text()});
     EXPECT_EQ(fake::effects(),
-              (Calls{READ_TASKS, store_call(CHANGED_TEXT), notice_call(RELOAD_NOTICE),
+              (Calls{READ_TASKS, store_call(changed_text()), notice_call(RELOAD_NOTICE),
                      notice_call(start_notice("12"))}));
 }
 
