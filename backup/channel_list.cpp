@@ -157,9 +157,10 @@ const char* connection_status(const Channel& channel, int streams, const Recordi
     return connection_status_text(record->stream_state[0]);
 }
 
-void append_live_channel(json_object* list, json_object* settings, Facts& facts) {
+/// @return false when a member is missing
+bool append_live_channel(json_object* list, json_object* settings, Facts& facts) {
     Channel channel;
-    if (!read_channel(settings, channel)) fail(CGI_PARSER_JSON_FAIL);
+    if (!read_channel(settings, channel)) return false;
     json_object* streams = json_object_object_get(settings, "stream_state");
     if (json_object_is_type(streams, json_type_array)) {
         const int count = static_cast<int>(json_object_array_length(streams));
@@ -170,14 +171,17 @@ void append_live_channel(json_object* list, json_object* settings, Facts& facts)
                  {channel.index, channel.guid, channel.ip, channel.name, channel.brand,
                   channel.model, facts.status},
                  facts.days);
+    return true;
 }
 
-void append_live_channels(json_object* list, const std::string& settings, Facts& facts) {
+/// @return false when the list ends early, at a channel without all its settings
+bool append_live_channels(json_object* list, const std::string& settings, Facts& facts) {
     const JsonPtr parsed(json_tokener_parse(settings.c_str()));
     json_object* datas = json_object_object_get(parsed.get(), "datas");
-    if (!json_object_is_type(datas, json_type_array)) fail(CGI_PARSER_JSON_FAIL);
+    if (!json_object_is_type(datas, json_type_array)) return false;
     for (std::size_t i = 0; i < json_object_array_length(datas); ++i)
-        append_live_channel(list, json_object_array_get_idx(datas, i), facts);
+        if (!append_live_channel(list, json_object_array_get_idx(datas, i), facts)) return false;
+    return true;
 }
 
 [[noreturn]] void fail_storage(const char* call, int ret) {
@@ -216,28 +220,31 @@ void append_removed_channels(json_object* list, const Facts& facts) {
         append_removed_channel(list, removed, facts);
 }
 
+/// Printed and parsed again, like its entries.
+json_object* channel_reply(json_object* list) {
+    const JsonPtr reply = success_reply();
+    add_member(reply.get(), "channel_list", json_object_get(list));
+    return json_tokener_parse(json_object_to_json_string(reply.get()));
+}
+
 }  // namespace
 
 int get_channel_list(json_object** reply) {
-    const JsonPtr list(json_object_new_array());
-    Facts facts;
-    std::string settings;
-    const int read = run_operation(reply, FAILED, [&] {
-        settings = read_settings();
+    int parsed = 0;
+    const int result = run_operation(reply, FAILED, [&] {
+        const std::string settings = read_settings();
+        Facts facts;
         facts.state = read_state();
         read_days(facts);
+        const JsonPtr list(json_object_new_array());
+        // A channel without all its settings spoils the reply, but the storage is asked all the
+        // same, and its failure counts more.
+        if (!append_live_channels(list.get(), settings, facts)) {
+            parsed = CGI_PARSER_JSON_FAIL;
+            deal_with_error_code(reply, reply_code(parsed), "Request Parser Fail.");
+        }
+        append_removed_channels(list.get(), facts);
+        if (parsed == 0) *reply = channel_reply(list.get());
     });
-    if (read != 0) return read;
-    // A channel without all its settings spoils the reply, but the storage is asked all the same,
-    // and its failure counts more.
-    const int parsed = run_operation(reply, "Request Parser Fail.",
-                                     [&] { append_live_channels(list.get(), settings, facts); });
-    const int removed =
-        run_operation(reply, FAILED, [&] { append_removed_channels(list.get(), facts); });
-    if (removed != 0) return removed;
-    if (parsed != 0) return parsed;
-    const JsonPtr answer = success_reply();
-    add_member(answer.get(), "channel_list", json_object_get(list.get()));
-    *reply = json_tokener_parse(json_object_to_json_string(answer.get()));
-    return 0;
+    return result != 0 ? result : parsed;
 }

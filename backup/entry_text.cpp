@@ -9,16 +9,9 @@ void EntryText::begin(const char* key) {
     text_ += "\": ";
 }
 
-void EntryText::append(json_object* value) {
-    std::size_t length = 0;
-    const char* json = json_object_to_json_string_length(value, JSON_C_TO_STRING_SPACED, &length);
-    text_.append(json, length);
-}
-
 void EntryText::add(const char* key, const std::string& text) {
-    begin(key);
-    json_object_set_string_len(string_.get(), text.data(), static_cast<int>(text.size()));
-    append(string_.get());
+    const auto length = static_cast<int>(text.size());
+    add(key, JsonPtr(json_object_new_string_len(text.data(), length)));
 }
 
 void EntryText::add(const char* key, long long value) {
@@ -33,7 +26,10 @@ void EntryText::add(const char* key, bool value) {
 
 void EntryText::add(const char* key, const JsonPtr& value) {
     begin(key);
-    append(value.get());
+    std::size_t length = 0;
+    const char* json =
+        json_object_to_json_string_length(value.get(), JSON_C_TO_STRING_SPACED, &length);
+    text_.append(json, length);
 }
 
 void EntryText::add_printed(const char* key, const std::string& json) {

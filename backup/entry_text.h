@@ -6,7 +6,7 @@
 #include "backup/operation.h"
 
 /// Collects the members of one entry. As json-c objects, a thousand tasks of 32 members cost more
-/// than twice this: for memory, for hashing their names and for printing in small pieces. Values are
+/// than twice this: for memory, for hashing their names, for printing in small pieces. Values are
 /// printed by json-c all the same.
 class EntryText {
 public:
@@ -25,10 +25,8 @@ public:
 private:
     /// Appends what stands before a value. Keys are literals that need no escapes.
     void begin(const char* key);
-    void append(json_object* value);
 
     static constexpr std::size_t USUAL_LENGTH = 2048;
 
     std::string text_ = "{";
-    JsonPtr string_{json_object_new_string("")};
 };

@@ -1,4 +1,4 @@
-// Adds one member to a JSON object. The object owns the value; keys are literals and are not copied.
+// Adds one member to a JSON object, which owns the value. Keys are literals and are not copied.
 #pragma once
 
 #include <json-c/json.h>

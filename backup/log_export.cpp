@@ -27,6 +27,7 @@ bool write_and_close(FilePtr file, const std::string& csv) {
 /// a link that somebody put in place of the stored file is replaced, not followed.
 bool store(const std::string& csv) {
     const std::string path = STORED_FILE + ("." + std::to_string(getpid()));
+    unlink(path.c_str());                           // whatever an export that was killed left there
     FilePtr file(std::fopen(path.c_str(), "wbx"));  // "x": a new file, through no link
     if (!file) return false;
     if (write_and_close(std::move(file), csv) && std::rename(path.c_str(), STORED_FILE) == 0)

@@ -38,8 +38,8 @@ constexpr RunningTaskLines LIST_LINES = {"SSCI_GET fail", "SSCI respone is ",
 // Whether the file explorer is on: one answer for all entries of a list, asked anew for every list.
 std::optional<bool> list_fuse;
 
-/// Percent done, printed as JSON, and KiB per second as text. These are the rates of a task that does
-/// not run, which most tasks of a list do not.
+/// Percent done, printed as JSON, and KiB per second as text. The defaults are those of a task that
+/// does not run, as most tasks of a list do not.
 struct Rates {
     std::string finish = "-1.0";
     std::string transfer = "-1.00";

@@ -1,10 +1,11 @@
-"""What a request costs: each route's whole-process time beside an empty program's, and the rate behind Apache."""
+"""What requests cost: each route's process beside an empty one, and the rate behind Apache."""
 import json
 import os
 import re
 import subprocess
 import sys
 import tempfile
+from datetime import date, timedelta
 from pathlib import Path
 
 SOURCE = Path(os.environ["RECORDER_SOURCE"])
@@ -12,9 +13,14 @@ BUILD = Path(os.environ["RECORDER_BUILD"])
 PROGRAMS = BUILD / "bin"
 CGI = PROGRAMS / "recording_backup.cgi"
 EMPTY = PROGRAMS / "bench_empty"
+INSTALLED = Path("/home/httpd/cgi-bin/recording_backup.cgi")
 PORT = 8080
 RUNS = 300
 TASKS = 1000
+CHANNELS = 128
+CHANNEL_DAYS = (30, 365)
+CHANNEL_RUNS = 20
+RECORDINGS = Path("/storage/bench")
 WEB_REQUESTS = 2000
 WEB_CLIENTS = 4
 
@@ -40,19 +46,20 @@ def environment(session, method, path, body):
     }
 
 
-def measure(session, method, path, body=""):
+def measure(session, method, path, body, runs):
     """Times and peak memories of the CGI program and of the empty one, run in turn."""
     with tempfile.NamedTemporaryFile("w") as given:
         given.write(body)
         given.flush()
         printed = subprocess.run(
-            [PROGRAMS / "bench_alternate", str(RUNS), given.name, CGI, EMPTY], text=True, check=True,
+            [PROGRAMS / "bench_alternate", str(runs), given.name, CGI, EMPTY], text=True,
+            check=True,
             stdout=subprocess.PIPE, env=environment(session, method, path, body)).stdout
     return [[float(number) for number in line.split()] for line in printed.splitlines()]
 
 
-def row(name, session, method, path, body=""):
-    (time_us, peak_kb), (empty_us, _) = measure(session, method, path, body)
+def row(name, session, method, path, body="", runs=RUNS):
+    (time_us, peak_kb), (empty_us, _) = measure(session, method, path, body, runs)
     print(f"{name:<34}{time_us:>10.0f}{empty_us:>10.0f}{time_us / empty_us:>8.2f}{peak_kb:>12.0f}",
           flush=True)
 
@@ -64,10 +71,39 @@ def create_tasks(session, count):
                        env=environment(session, "PUT", "/task", body))
 
 
-def requests_per_second(path):
+def add_channels():
+    for index in range(CHANNELS):
+        control("channel", "add", "--index", str(index), "--guid", f"bench-{index}",
+                "--ip", "192.0.2.1", "--name", f"Camera {index}", "--brand", "Bench",
+                "--model", "B", "--streams", "2", "--recordings", str(RECORDINGS / str(index)))
+
+
+def record_days(first, last):
+    """Gives every channel recordings of the days from `first` to `last - 1` days ago."""
+    for back in range(first, last):
+        day = str(date.today() - timedelta(back))
+        for index in range(CHANNELS):
+            folder = RECORDINGS / str(index) / day
+            folder.mkdir(parents=True)
+            for hour in (0, 6, 12, 18):
+                (folder / f"{hour:02}-00-00.mp4").touch()
+
+
+def print_channels(session):
+    print(f"\n{CHANNELS} channels with four recordings a day, median of {CHANNEL_RUNS} runs")
+    add_channels()
+    recorded = 0
+    for days in CHANNEL_DAYS:
+        record_days(recorded, days)
+        recorded = days
+        row(f"GET /channel, {days} days", session, "GET", "/channel", runs=CHANNEL_RUNS)
+
+
+def requests_per_second(session):
     printed = subprocess.run(
         ["/usr/bin/ab", "-q", "-n", str(WEB_REQUESTS), "-c", str(WEB_CLIENTS),
-         f"http://127.0.0.1:{PORT}/cgi-bin/{path}"], text=True, check=True,
+         f"http://127.0.0.1:{PORT}/cgi-bin/{INSTALLED.name}/fuse?sid={session}"],
+        text=True, check=True,
         stdout=subprocess.PIPE).stdout
     if not re.search(r"^Failed requests: +0$", printed, re.M) or "Non-2xx" in printed:
         sys.exit(f"bench: Apache did not answer every request:\n{printed}")
@@ -87,8 +123,10 @@ def print_requests(session):
 
 
 def print_web(session):
-    cgi = requests_per_second(f"recording_backup.cgi/fuse?sid={session}")
-    empty = requests_per_second("bench_empty.cgi")
+    cgi = requests_per_second(session)
+    # The web server starts nothing but the one program, so the empty one takes its place.
+    subprocess.run(["install", "-m", "4750", "-g", "www-data", EMPTY, INSTALLED], check=True)
+    empty = requests_per_second(session)
     print(f"\nbehind Apache, {WEB_REQUESTS} requests from {WEB_CLIENTS} clients")
     print(f"{'GET /fuse':<34}{cgi:>10.0f} requests a second")
     print(f"{'empty program':<34}{empty:>10.0f} requests a second, ratio {empty / cgi:.2f}")
@@ -96,8 +134,6 @@ def print_web(session):
 
 def serve():
     """Starts the recorder; returns its process once it is ready."""
-    subprocess.run(["install", "-D", "-m", "755", EMPTY, "/home/httpd/cgi-bin/bench_empty.cgi"],
-                   check=True)
     server = subprocess.Popen([SOURCE / "scripts/serve", "--port", str(PORT)], text=True,
                               stdout=subprocess.PIPE)
     if not server.stdout.readline().startswith("ready"):
@@ -112,6 +148,7 @@ def main():
     server = serve()
     try:
         print_requests(session)
+        print_channels(session)
         print_web(session)
     finally:
         server.terminate()

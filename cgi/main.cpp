@@ -85,18 +85,18 @@ int serve(tagINPUT* input) {
     return refuse_request(CGI_METHOD_ERROR);
 }
 
+int answer_request() {
+    const std::unique_ptr<tagINPUT, FreeInput> input(CGI_Get_Input_URL());
+    if (authenticate(input.get())) return serve(input.get());
+    discard_body(std::getenv("CONTENT_LENGTH"));
+    return refuse_session();
+}
+
 }  // namespace
 
 int main() {
-    const std::unique_ptr<tagINPUT, FreeInput> input(CGI_Get_Input_URL());
-    int result = 0;
-    if (authenticate(input.get())) {
-        result = serve(input.get());
-    } else {
-        discard_body(std::getenv("CONTENT_LENGTH"));
-        result = refuse_session();
-    }
-    // Ends without taking apart tables and connections that the kernel drops faster.
+    const int result = answer_request();
+    // Ends without taking apart tables and connections, which the kernel drops faster.
     std::fflush(stdout);
     _exit(result);
 }

@@ -61,6 +61,9 @@ class Program:
 
     def __init__(self, state):
         self.state = state
+        self.zone = "UTC0"
+        self.command = [BIN / "recording_backup.cgi"]
+        self.seconds = SECONDS
         self.ctl("init")
         self.ctl("user", "add", "admin", password="an admin's password")
         self.sid = self.ctl("session", "open", "admin").strip()
@@ -84,7 +87,7 @@ class Program:
     def environment(self, method, path, length, query):
         """What the web server would set; None leaves a variable out."""
         variables = {"RECORDER_STATE": str(self.state), "REQUEST_METHOD": method,
-                     "PATH_INFO": path, "CONTENT_LENGTH": length, "TZ": "UTC0",
+                     "PATH_INFO": path, "CONTENT_LENGTH": length, "TZ": self.zone,
                      "HTTP_X_FORWARDED_FOR": "198.51.100.9",
                      "QUERY_STRING": f"sid={self.sid}" if query is None else query}
         return {name: value for name, value in variables.items() if value is not None}
@@ -94,9 +97,9 @@ class Program:
         data = body.encode("utf-8", "surrogateescape") if isinstance(body, str) else body
         if length is ...:
             length = None if data is None else str(len(data))
-        done = subprocess.run([BIN / "recording_backup.cgi"], input=data or b"",
+        done = subprocess.run(self.command, input=data or b"",
                               env=self.environment(method, path, length, query),
-                              capture_output=True, timeout=SECONDS, check=False)
+                              capture_output=True, timeout=self.seconds, check=False)
         result = Result(done)
         assert result.errors == b""
         assert result.status >= 0, f"ended by signal {-result.status}"

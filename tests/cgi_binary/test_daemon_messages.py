@@ -86,7 +86,8 @@ def test_enable_change_sends_the_reload_notice(stored, daemon):
 
 
 def delete(program, task_id, is_stop):
-    return program.request("DELETE", f"/task/{task_id}", query=f"sid={program.sid}&isStop={is_stop}")
+    query_string = f"sid={program.sid}&isStop={is_stop}"
+    return program.request("DELETE", f"/task/{task_id}", query=query_string)
 
 
 def test_delete_asks_the_configuration_service(stored, daemon, configuration_service):

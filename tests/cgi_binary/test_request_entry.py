@@ -163,6 +163,7 @@ def served_folder():
     folder = Path("/home/httpd/cgi-bin")
     folder.mkdir(parents=True, exist_ok=True)
     Path("/share").mkdir(exist_ok=True)
+    (folder / "Ostra-RecordingbackLog.csv").unlink(missing_ok=True)
     return folder
 
 

@@ -1,0 +1,83 @@
+"""The share listing over a stand-in tool: its exact call, and whatever it can say or do."""
+import json
+
+import pytest
+
+from cgi_program import INVALID_VALUE, error
+from stand_in_tools import MISSING, TEN_MEBIBYTES, list_shares
+
+NOT_STARTED = 127
+KILLED = 128 + 9
+
+
+def shares(*names):
+    """The reply with these shares, as text."""
+    listed = " " if not names else " " + ", ".join(f'"{name}"' for name in names) + " "
+    return '{ "ret_code": 0, "mesg": "Success.", "shareList": [%s] }' % listed
+
+
+def test_listing_tool_gets_exactly_its_arguments(remote, tools):
+    assert list_shares(remote, "192.0.2.7", "1445", "a user", "p%w&d").text == shares()
+    (call,) = tools.calls()
+    assert call["tool"] == "smbclient"
+    assert call["arguments"] == ["-gL", "192.0.2.7", "-p", "1445", "-U", "a user%p%w&d"]
+
+
+@pytest.mark.parametrize("text", ["-x", "--help", "$(reboot)", "a b;`id`|&", "'\"\\", "é\n\tü", "",
+                                  "%s%n"])
+def test_values_reach_the_listing_tool_as_they_are(remote, tools, text):
+    list_shares(remote, text, text, text, text)
+    (call,) = tools.calls()
+    given = [argument.encode("latin-1").decode() for argument in call["arguments"]]
+    assert given == ["-gL", text, "-p", text, "-U", f"{text}%{text}"]
+
+
+@pytest.mark.parametrize("missing", ["ip", "port", "user", "pwd"])
+def test_missing_parameter_calls_no_tool(remote, tools, missing):
+    values = {"ip": "a", "port": "1", "user": "u", "pwd": "cA=="}
+    del values[missing]
+    query = "&".join(f"{name}={value}" for name, value in values.items())
+    result = remote.request("GET", "/share", query=f"sid={remote.sid}&{query}")
+    assert result.text == error(-1794506746, "ip | port | user | pwd length is 0")
+    assert result.status == INVALID_VALUE & 0xFF
+    assert tools.calls() == []
+
+
+@pytest.mark.parametrize("said, names", [
+    ("", ()), ("Disk|public|a comment\n", ("public",)),
+    ("IPC|IPC$|x\nDisk|b|\nPrinter|p|\nDisk|a|\n", ("b", "a")),
+    ("Disk|only|", ("only",)), ("Disk|no separator\n", ("no separator\\n",)), ("Disk", ("",)),
+    ("Disk\n", ("",)), ("disk|a|\n Disk|b|\n\n", ()),
+    ("Disk|HaldenAppData|\nDisk|OstraAppData|\nDisk|OstraAutoSnap|\nDisk|VeskAutoSnap|\n"
+     "Disk|OstraDB|\nDisk|OstraSpace_|\nDisk|OstraSpace_7|\n", ()),
+    ("Disk|OstraAppData2|\nDisk|ostradb|\nDisk|OstraSpace|\n", ("OstraAppData2", "ostradb",
+                                                                 "OstraSpace"))])
+def test_disk_lines_are_shares_but_for_the_recorder_s_own(remote, tools, said, names):
+    tools.install("smbclient", f"say({said!r})")
+    result = list_shares(remote)
+    assert (result.text, result.status) == (shares(*names), 0)
+
+
+@pytest.mark.parametrize("script, status, message", [
+    ("sys.exit(1)", 1, ""), ("say('NT_STATUS_LOGON_FAILURE\\n'); sys.exit(1)", 1,
+                             "NT_STATUS_LOGON_FAILURE\\n, "),
+    ("say('a\\nDisk|b|'); sys.exit(255)", 255, "a\\n, Disk|b|, "), (MISSING, NOT_STARTED, ""),
+    ("os.kill(os.getpid(), signal.SIGKILL)", KILLED, "")])
+def test_failed_listing_gives_the_tool_s_status_and_words(remote, tools, script, status, message):
+    tools.install("smbclient", script)
+    result = list_shares(remote)
+    assert (result.text, result.status) == (error(status, message), status)
+
+
+def test_listing_of_ten_mebibytes_is_read_whole(remote, tools):
+    count = TEN_MEBIBYTES // 16
+    tools.install("smbclient", f"say(''.join(f'Disk|s{{i:07}}|x\\n' for i in range({count})))")
+    listed = json.loads(list_shares(remote).text)["shareList"]
+    assert listed == [f"s{i:07}" for i in range(count)]
+
+
+def test_failed_listing_of_ten_mebibytes_is_passed_on(remote, tools):
+    tools.install("smbclient", f"say('x' * {TEN_MEBIBYTES}); sys.exit(3)")
+    result = list_shares(remote)
+    assert result.status == 3
+    assert json.loads(result.text)["mesg"].replace(", ", "") == "x" * TEN_MEBIBYTES

@@ -1,0 +1,322 @@
+"""Services that refuse, stay silent, talk rubbish, dawdle or hang: each request gets its reply."""
+import json
+import os
+import socket
+import threading
+import time
+from concurrent.futures import ThreadPoolExecutor
+from contextlib import ExitStack, closing
+from pathlib import Path
+
+import pytest
+
+from cgi_program import CHANGE_STATUS_ERROR, SUCCESS, error, printed, task_body
+from scripted_server import CONFIGURATION_PORT, LOG_PORT, NOTHING_RUNS, NOTICE_PORT, ScriptedServer
+
+RUNNING_INFO_ERROR = 0x950A0021
+COMMAND_FAILED = 0x950A0008
+BROKEN = -1
+TIMED_OUT = -2
+TOO_LONG = -3
+MANY_SECONDS = 45  # two time-outs of five seconds, and much patience with a busy machine
+
+STORED = Path("/share/Ostra-RecordingbackLog.csv")
+LINK = Path("/home/httpd/cgi-bin/Ostra-RecordingbackLog.csv")
+
+DONE = ('{ "ret_code": 0, "mesg": "Success.", "has_running_task": false, "isFUSE": true, '
+        '"taskID": "", "taskName": "" }')
+
+
+class RudeServer(ScriptedServer):
+    """Does `behave(server, connection)` with each connection, all at once, until closed."""
+
+    def __init__(self, port, behave):
+        self.behave = behave
+        self.closing = threading.Event()
+        self.connections = []
+        super().__init__(port)
+
+    def serve(self):
+        while True:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:  # closed
+                return
+            thread = threading.Thread(target=self.meet, args=(connection,))
+            self.connections.append(thread)
+            thread.start()
+
+    def meet(self, connection):
+        with connection, connection.makefile("rb") as stream:
+            self.requests.append(self.read(stream))
+            try:
+                self.behave(self, connection)
+            except OSError:
+                pass  # the program has given up first
+
+    def close(self):
+        self.closing.set()
+        super().close()
+        for thread in self.connections:
+            thread.join()
+
+
+def answer(connection, body, length=None):
+    length = len(body) if length is None else length
+    connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n" % length + body)
+
+
+def nothing(server, connection):
+    pass
+
+
+def garbage(server, connection):
+    connection.sendall(b"\0\xff\r\nno HTTP at all\r\n\r\n" * 100)
+
+
+def half(server, connection):
+    answer(connection, NOTHING_RUNS[:20], len(NOTHING_RUNS))
+
+
+def half_a_header(server, connection):
+    connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Le")
+
+
+def four_seconds_late(server, connection):
+    server.closing.wait(4)
+    answer(connection, NOTHING_RUNS)
+
+
+def hang(server, connection):
+    server.closing.wait()
+
+
+def drip(server, connection):
+    """One byte now and then, so that the connection is never silent for long."""
+    for byte in b"HTTP/1.1 200 OK\r\nContent-Length: 999\r\n\r\n" + b" " * 999:
+        if server.closing.wait(0.2):
+            return
+        connection.sendall(bytes([byte]))
+
+
+def ten_megabytes(server, connection):
+    answer(connection, NOTHING_RUNS[:-1] + b" " * 10_000_000 + b"}")
+
+
+def ten_megabytes_of_rubbish(server, connection):
+    answer(connection, b"x" * 10_000_000)
+
+
+# What each route asks for, and what it answers when the daemon cannot be talked to.
+ENABLE = ("POST", "/task/1/is_enable", {"is_enable": False})
+START = ("POST", "/task/1/active", {"is_active": True})
+STOP = ("POST", "/task/1/active", {"is_active": False})
+FORCE = ("POST", "/task/1/active/enforcement", {"is_force_running": True})
+DELETE_WITH_STOP = ("DELETE", "/task/1?isStop=1", None)
+DELETE = ("DELETE", "/task/1?isStop=0", None)
+
+UNREACHABLE = [
+    (ENABLE, error(CHANGE_STATUS_ERROR), 0x22),
+    (START, error(RUNNING_INFO_ERROR, "Active task fail."), 0x21),
+    (STOP, error(CHANGE_STATUS_ERROR, "Active task fail."), 0x22),
+    (FORCE, error(RUNNING_INFO_ERROR, "Force active task fail."), 0x21),
+    (DELETE_WITH_STOP, error(CHANGE_STATUS_ERROR, "Delete task fail."), 0)]
+
+SUCCEEDED = [(ENABLE, SUCCESS, 0), (START, DONE, 0), (STOP, DONE, 0), (FORCE, SUCCESS, 0),
+             (DELETE_WITH_STOP, SUCCESS, 0), (DELETE, SUCCESS, 0)]
+
+
+def deleted(status):
+    return (DELETE, error(status, "Delete task fail."), 0)
+
+
+@pytest.fixture
+def stored(program):
+    """The program with task 1 stored; no service runs yet."""
+    program.create(task_body())
+    assert [task["taskID"] for task in program.tasks()] == ["1"]
+    return program
+
+
+@pytest.fixture
+def meeting():
+    """Starts servers of one behaviour on the given ports."""
+    with ExitStack() as servers:
+        yield lambda behave, *ports: [servers.enter_context(closing(RudeServer(port, behave)))
+                                      for port in ports]
+
+
+def send(program, route):
+    method, address, body = route
+    path, _, query = address.partition("?")
+    return program.request(method, path, body and json.dumps(body),
+                           query=f"sid={program.sid}&{query}")
+
+
+def expect(program, rows):
+    """Sends all requests at once; each ends in time with the reply of its row."""
+    begin = time.monotonic()
+    with ThreadPoolExecutor(len(rows)) as pool:
+        results = list(pool.map(lambda row: send(program, row[0]), rows))
+    assert time.monotonic() - begin < MANY_SECONDS
+    for (route, text, status), result in zip(rows, results):
+        assert (result.text, result.status) == (text, status), route
+
+
+def test_daemon_that_is_not_there(stored):
+    expect(stored, [*UNREACHABLE, deleted(BROKEN)])
+    assert stored.events() == []
+
+
+@pytest.mark.parametrize("behave", [nothing, garbage, half, half_a_header])
+def test_daemon_that_breaks_off(stored, meeting, behave):
+    meeting(behave, NOTICE_PORT, CONFIGURATION_PORT)
+    expect(stored, [*UNREACHABLE, deleted(BROKEN)])
+    assert stored.events() == []
+
+
+@pytest.mark.parametrize("behave", [hang, drip])
+def test_daemon_that_never_gets_to_the_end_costs_each_call_its_time_out(stored, meeting, behave):
+    notices, deletions = meeting(behave, NOTICE_PORT, CONFIGURATION_PORT)
+    expect(stored, [*UNREACHABLE, deleted(TIMED_OUT)])
+    assert stored.events() == []
+    # Nothing is asked twice, and nothing is deleted when the stop was not confirmed.
+    assert len(notices.requests) == len(UNREACHABLE)
+    assert [request.query for request in deletions.requests] == [{"taskID": "1"}]
+
+
+def test_daemon_that_listens_but_never_accepts(stored):
+    with ExitStack() as listeners:
+        for port in (NOTICE_PORT, CONFIGURATION_PORT):
+            listener = listeners.enter_context(socket.create_server(("127.0.0.1", port), backlog=0))
+            # One connection fills the backlog: the next ones do not even get through.
+            listeners.enter_context(socket.create_connection(listener.getsockname()))
+        expect(stored, [*UNREACHABLE, deleted(TIMED_OUT)])
+
+
+def test_daemon_that_takes_four_seconds_is_waited_for(stored, meeting):
+    meeting(four_seconds_late, NOTICE_PORT, CONFIGURATION_PORT)
+    expect(stored, SUCCEEDED)
+    assert len(stored.events()) == len(SUCCEEDED)
+
+
+def test_ten_megabytes_are_read(stored, meeting):
+    meeting(ten_megabytes, NOTICE_PORT, CONFIGURATION_PORT)
+    expect(stored, SUCCEEDED)
+
+
+def test_ten_megabytes_of_rubbish_matter_only_where_the_reply_is_read(stored, meeting):
+    meeting(ten_megabytes_of_rubbish, NOTICE_PORT, CONFIGURATION_PORT)
+    expect(stored, [row if row[0] not in (START, FORCE) else UNREACHABLE[index]
+                    for index, row in enumerate(SUCCEEDED)])
+
+
+def test_failed_enable_notice_leaves_the_change_stored(stored, meeting):
+    meeting(half, NOTICE_PORT)
+    expect(stored, [UNREACHABLE[0]])
+    assert [task["enable"] for task in stored.tasks()] == [False]
+
+
+def test_enable_with_a_body_that_is_no_json_prints_null(stored, meeting):
+    notices, = meeting(ten_megabytes, NOTICE_PORT)
+    for body in ("", "{", "null"):
+        result = stored.request("POST", "/task/1/is_enable", body)
+        assert (result.text, result.status) == ("null", 4), body
+    result = stored.request("POST", "/task/1/is_enable")
+    assert (result.text, result.status) == ("null", 4)
+    assert notices.requests == []
+
+
+# --- the log service -----------------------------------------------------------------------------
+
+LOG = ("GET", "/task/log", None)
+FILE = ("GET", "/task/log/file", None)
+
+
+def log_fails(status):
+    return [(LOG, error(status, "Get task log fail."), status & 0xFF),
+            (FILE, error(status, "Download task log fail."), status & 0xFF)]
+
+
+@pytest.fixture
+def exported():
+    """The fixed places of the export, with an earlier export in them."""
+    LINK.parent.mkdir(parents=True, exist_ok=True)
+    LINK.unlink(missing_ok=True)
+    STORED.parent.mkdir(exist_ok=True)
+    STORED.write_text("before")
+    LINK.symlink_to(STORED)
+    return STORED
+
+
+def test_log_service_that_is_not_there(program, exported):
+    expect(program, log_fails(BROKEN))
+    assert LINK.read_text() == "before"
+
+
+@pytest.mark.parametrize("behave", [nothing, garbage, half])
+def test_log_service_that_breaks_off(program, exported, meeting, behave):
+    meeting(behave, LOG_PORT)
+    expect(program, log_fails(BROKEN))
+    assert LINK.read_text() == "before"
+
+
+@pytest.mark.parametrize("behave", [hang, drip])
+def test_log_service_that_hangs_costs_the_time_out(program, exported, meeting, behave):
+    meeting(behave, LOG_PORT)
+    expect(program, log_fails(TIMED_OUT))
+    assert LINK.read_text() == "before"
+
+
+def test_log_service_that_sends_more_than_the_client_takes(program, exported, meeting):
+    def announce_too_much(server, connection):
+        answer(connection, b"x", 64 * 1024 * 1024 + 1)
+        server.closing.wait()
+
+    meeting(announce_too_much, LOG_PORT)
+    expect(program, log_fails(TOO_LONG))
+    assert LINK.read_text() == "before"
+
+
+def test_any_bytes_are_stored_and_linked(program, log_service, exported):
+    for csv in (bytes(range(256)) * 4000, b"\0", b""):
+        log_service.otherwise = csv
+        assert program.request("GET", "/task/log/file").status == 0
+        assert os.readlink(LINK) == str(STORED)
+        assert LINK.read_bytes() == csv
+
+
+def test_redirect_has_mixed_line_ends_and_the_local_date(program, log_service, exported):
+    def date_in(zone):
+        return time.strftime("%Y%m%d", time.gmtime(time.time() + zone * 3600)).encode()
+
+    # The two zones are 26 hours apart, so their dates always differ.
+    for name, hours in (("<+14>-14", 14), ("<-12>12", -12)):
+        program.zone = name
+        before = date_in(hours)
+        output = program.request("GET", "/task/log/file").output
+        assert output in [
+            b"Status: 200 OK\r\nLocation: /cgi-bin/Ostra-RecordingbackLog.csv\n"
+            b"Content-Type: application/octet-stream\n"
+            b"Content-Disposition: attachment; filename=Ostra-RecordingbackLog-%s.csv\r\n\r\n"
+            % date for date in (before, date_in(hours))]
+
+
+def test_link_that_cannot_be_made_is_a_command_failure(program, log_service):
+    STORED.parent.mkdir(exist_ok=True)
+    LINK.unlink(missing_ok=True)
+    LINK.parent.rmdir()
+    result = program.request("GET", "/task/log/file")
+    assert result.output == printed(error(COMMAND_FAILED, "Download task log fail."))
+    assert result.status == 8
+
+
+def test_folder_in_the_stored_files_place_fails_and_the_link_stays(program, log_service, exported):
+    STORED.unlink()
+    STORED.mkdir()
+    try:
+        assert program.request("GET", "/task/log/file").text == error(COMMAND_FAILED,
+                                                                     "Download task log fail.")
+        assert [path.name for path in STORED.parent.iterdir()] == [STORED.name]
+    finally:
+        STORED.rmdir()
