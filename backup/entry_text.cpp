@@ -32,6 +32,13 @@ void EntryText::add(const char* key, const JsonPtr& value) {
     text_.append(json, length);
 }
 
+void EntryText::add_word(const char* key, std::string_view word) {
+    begin(key);
+    text_ += '"';
+    text_ += word;
+    text_ += '"';
+}
+
 void EntryText::add_printed(const char* key, const std::string& json) {
     begin(key);
     text_ += json;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "backup/operation.h"
 
@@ -17,6 +18,11 @@ public:
     void add(const char* key, int value) { add(key, static_cast<long long>(value)); }
     void add(const char* key, bool value);
     void add(const char* key, const JsonPtr& value);
+
+    /// A text that needs no escapes: a word of ours, or digits.
+    void add_word(const char* key, std::string_view word);
+
+    /// A value that is JSON already.
     void add_printed(const char* key, const std::string& json);
 
     /// Has `object`, which has no members, print as the entry.
@@ -26,7 +32,7 @@ private:
     /// Appends what stands before a value. Keys are literals that need no escapes.
     void begin(const char* key);
 
-    static constexpr std::size_t USUAL_LENGTH = 2048;
+    static constexpr std::size_t USUAL_LENGTH = 1000;
 
     std::string text_ = "{";
 };

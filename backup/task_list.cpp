@@ -165,7 +165,7 @@ void add_connection(EntryText& entry, const TDataBackupConfig& task) {
 
 void add_selection(EntryText& entry, const TDataBackupConfig& task) {
     entry.add("chIdxList", channel_array(task.chIdxList));
-    entry.add("backupType", table_text(strBackupType_Arr, task.backupType));
+    entry.add_word("backupType", table_text(strBackupType_Arr, task.backupType));
     entry.add("backupDays", task.backupDays);
     entry.add("backupStartDay", task.backupStartDay);
     entry.add("backupEndDay", task.backupEndDay);
@@ -175,7 +175,7 @@ void add_selection(EntryText& entry, const TDataBackupConfig& task) {
 
 void add_schedule(EntryText& entry, const TDataBackupConfig& task) {
     entry.add("backupImmediately", task.backupImmediately ? 1 : 0);
-    entry.add("scheduleType", table_text(strScheduleType_Arr, task.scheduleType));
+    entry.add_word("scheduleType", table_text(strScheduleType_Arr, task.scheduleType));
     entry.add("scheduleWeekly", task.scheduleWeekly == 0 ? 7 : task.scheduleWeekly);
     entry.add("scheduleHour", task.scheduleHour);
     entry.add("scheduleMin", task.scheduleMin);
@@ -183,20 +183,21 @@ void add_schedule(EntryText& entry, const TDataBackupConfig& task) {
 }
 
 void add_keeping(EntryText& entry, const TDataBackupConfig& task) {
-    entry.add("recordingType", table_text(strRecType_Arr, task.recordingType));
-    entry.add("recordingFormat", table_text(strRecFormat_Arr, task.recordingFormat));
+    entry.add_word("recordingType", table_text(strRecType_Arr, task.recordingType));
+    entry.add_word("recordingFormat", table_text(strRecFormat_Arr, task.recordingFormat));
     entry.add("remoteKeepRec", task.remoteKeepRec ? 1 : 0);
     entry.add("remoteKeepRecDays", task.remoteKeepRecDays);
-    entry.add("remoteOverwriteType", table_text(strRemoteOverwrite_Arr, task.remoteOverwriteType));
+    entry.add_word("remoteOverwriteType",
+                   table_text(strRemoteOverwrite_Arr, task.remoteOverwriteType));
 }
 
 void add_state(EntryText& entry, const TDataBackupConfig& task, int& maxParallel) {
-    entry.add("status", table_text(strStatus_Arr, task.status));
+    entry.add_word("status", table_text(strStatus_Arr, task.status));
     entry.add("enable", task.enable);
     Rates rates;
     if (task.status == TASK_PREPARE_START || task.status == TASK_RUNNING)
         rates = ask_rates(task.taskID, maxParallel);
-    entry.add("transferRate", rates.transfer);
+    entry.add_word("transferRate", rates.transfer);
     entry.add_printed("finishRate", rates.finish);
     entry.add("sequence", position_of(task.taskID));
     entry.add("endTimeStamp", local_end_time(task.endTime));

@@ -48,7 +48,7 @@ static constexpr std::string_view strRecType_Arr[] = {"recording", "alarm", "rec
 static constexpr std::string_view strRecFormat_Arr[] = {"mp4", "ostra"};
 static constexpr std::string_view strRemoteOverwrite_Arr[] = {"stop_overwrite", "overwrite"};
 static constexpr std::string_view strStatus_Arr[] = {"success", "new",    "wait",   "prepare_start",
-                                            "running", "cancel", "failed", "prepare_stop"};
+                                                     "running", "cancel", "failed", "prepare_stop"};
 
 /// Rows of strStatus_Arr.
 enum TaskStatus {
@@ -64,8 +64,8 @@ enum TaskStatus {
 
 /// The text of a table at `index`; an empty text for an index outside the table.
 template <std::size_t N>
-std::string table_text(const std::string_view (&table)[N], int index) {
-    return std::string(index >= 0 && static_cast<std::size_t>(index) < N ? table[index] : "");
+constexpr std::string_view table_text(const std::string_view (&table)[N], int index) {
+    return index >= 0 && static_cast<std::size_t>(index) < N ? table[index] : std::string_view();
 }
 
 /// The index of `text` in a table, compared exactly; -1 when no row equals it.

@@ -515,8 +515,7 @@ TEST_F(ChannelList, StorageFailureReplacesAnEarlierParserFailure) {
 
 TEST_F(ChannelList, AnyOtherExceptionBecomesCode0AndNeverAListThatLacksChannels) {
     for (const char* call : {"cfgsvc_get_channel_setting", "nvr_rec_state_read", "get_storage_days",
-                             "comutil_get_json_int_by_key", "create_storage_setting",
-                             "get_channel_config_list", "destroy_storage_setting"}) {
+                             "comutil_get_json_int_by_key", "create_storage_setting"}) {
         fake::reset();
         configure({settings("0", "[0]")});
         fake::throw_from(call);

@@ -227,7 +227,8 @@ TEST_F(RemoteServer, RateIsASinglePrecisionQuotientCutToAnInteger) {
     } rows[] = {
         {1000, 2000, "5242880"},
         {0, 1001, "5237642"},
-        {0, 3, "1747626624"},  // 1747626666 with more digits
+        {0, 3, "1747626624"},
+        {0, 9, "582542272"},  // 582542222 with more digits
         {0, 7, "748982848"},
         {0, 5242, "1000167"},
         {0, 123456, "42467"},
