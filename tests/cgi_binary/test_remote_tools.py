@@ -4,6 +4,7 @@ import json
 import os
 import stat
 import threading
+import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
@@ -341,6 +342,13 @@ def with_hanging(name, program, tmp_path):
     return other, pids
 
 
+def wait_for_file(path):
+    deadline = time.monotonic() + SECONDS
+    while not path.exists():
+        assert time.monotonic() < deadline, f"waited in vain for {path}"
+        time.sleep(0.01)
+
+
 def is_running(pid):
     command = Path(f"/proc/{pid}/cmdline")
     return command.exists() and command.read_bytes() != b""
@@ -351,9 +359,11 @@ def test_tools_that_hang_are_ended_with_their_children(program, tmp_path):
     empty_places()
     requests = {"mount.cifs": check_server, "umount": check_server, "smbclient": list_shares}
     programs = {name: with_hanging(name, program, tmp_path) for name in requests}
+    started = {}
     with ThreadPoolExecutor() as at_once:
-        started = {name: at_once.submit(request, programs[name][0])
-                   for name, request in requests.items()}
+        for name, request in requests.items():
+            started[name] = at_once.submit(request, programs[name][0])
+            wait_for_file(programs[name][1])  # two of the same millisecond share a mount point
     results = {name: request.result() for name, request in started.items()}
     # A mount tool without a word counts as mounted; then there is nothing to unmount.
     assert_failed(results["mount.cifs"], COMMAND_FAILED)

@@ -240,6 +240,10 @@ class Recorder:
         """Newest first."""
         return self.ctl_json("event", "list")
 
+    def requested_events(self):
+        """Those that requests wrote, newest first; what runs wrote is left out."""
+        return [event for event in self.events() if not 0x23150010 <= event["id"] < 0x23160000]
+
     # --- requests -------------------------------------------------------------------------------
 
     def request(self, method, path, body=None, headers=None, source="127.0.0.1", **options):
@@ -264,6 +268,19 @@ class Recorder:
 
     def create_successfully(self, **changes):
         assert self.create(**changes).text == SUCCESS
+
+    def start_endless_run(self):
+        """A task whose server takes connections and never says a word."""
+        self.silent = socket.create_server(("127.0.0.1", 0))
+        self.ctl("channel", "add", "--index", "99", "--guid", "silent", "--ip", "192.0.2.99", "--name",
+                 "Silent", "--brand", "B", "--model", "M", "--streams", "1", "--recordings", "/storage")
+        self.create_successfully(taskName="endless", serverIP="127.0.0.1", chIdxList=[99],
+                                 port=self.silent.getsockname()[1], backupImmediately=True)
+
+    def enqueue(self, task_id):
+        """Has a task wait for the end of what runs."""
+        reply = self.call("POST", f"task/{task_id}/active/enforcement", {"is_force_running": False})
+        assert reply.text == SUCCESS
 
     def list_tasks(self):
         reply = self.call("GET", "task").json

@@ -48,7 +48,7 @@ def test_creates_at_once_that_start_at_once_all_end_in_the_queue(recorder):
     assert len(stored) == len(replies)
     # Each starts the newest task that it sees, so two may start the same one; none is started that
     # is not there, and the very newest always is.
-    assert stored[-1]["status"] == 2
+    wait_until(lambda: recorder.stored_tasks()[-1]["startTime"], "the run of the newest")
     assert_sound("config.db")
 
 
@@ -117,28 +117,35 @@ def queue(recorder):
     return {entry["taskID"]: entry["sequence"] for entry in recorder.list_tasks()}
 
 
+QUEUE = {"1": -1, "2": 1, "3": -1, "4": 0}
+
+
 def fill_queue(recorder):
-    for name, at_once in (("first", True), ("second", False), ("third", True)):
-        recorder.create_successfully(taskName=name, backupImmediately=at_once)
-    assert queue(recorder) == {"1": 1, "2": -1, "3": 0}
+    """Task 1 runs and finds no end, 4 and 2 wait for it."""
+    recorder.start_endless_run()
+    for name in ("second", "third", "fourth"):
+        recorder.create_successfully(taskName=name)
+    for task_id in ("4", "2"):
+        recorder.enqueue(task_id)
+    assert queue(recorder) == QUEUE
 
 
 def test_restart_of_everything_keeps_tasks_queue_events_and_sessions(recorder):
     fill_queue(recorder)
-    tasks, events = recorder.stored_tasks(), recorder.events()
+    tasks, events = recorder.stored_tasks(), recorder.requested_events()
     recorder.restart()
-    assert queue(recorder) == {"1": 1, "2": -1, "3": 0}
+    assert queue(recorder) == QUEUE
     assert recorder.stored_tasks() == tasks
-    assert recorder.events() == events
-    recorder.create_successfully(taskName="fourth")
-    assert [record["taskID"] for record in recorder.stored_tasks()] == ["1", "2", "3", "4"]
+    assert recorder.requested_events() == events
+    recorder.create_successfully(taskName="fifth")
+    assert [record["taskID"] for record in recorder.stored_tasks()] == ["1", "2", "3", "4", "5"]
 
 
 def test_crash_of_the_daemon_keeps_tasks_and_queue(recorder):
     fill_queue(recorder)
     recorder.kill_service("recording-backupd")
     recorder.start_service("recording-backupd")
-    assert queue(recorder) == {"1": 1, "2": -1, "3": 0}
+    assert queue(recorder) == QUEUE
 
 
 def test_crash_of_everything_amid_creates_keeps_what_was_answered(recorder):

@@ -1,6 +1,6 @@
 """Creating, changing, listing and looking up tasks behind the real web server."""
 from stand_alone_recorder import (EVENT_CREATED, EVENT_MODIFIED, EVENT_STARTED, SUCCESS, refused,
-                                  task)
+                                  task, wait_until)
 
 PARSE_FAIL = 0x950A0005
 INVALID_VALUE = 0x950A0006
@@ -60,24 +60,25 @@ def test_create_that_is_refused_stores_nothing_and_writes_no_event(recorder):
     assert recorder.events() == []
 
 
-def test_create_with_backup_immediately_makes_the_task_first_in_the_queue(recorder):
+def test_create_with_backup_immediately_runs_the_task_and_no_other(recorder):
     recorder.create_successfully(taskName="scheduled")
     recorder.create_successfully(taskName="at once", backupImmediately=True)
+    wait_until(lambda: recorder.stored_tasks()[1]["startTime"], "the run")
     scheduled, at_once = recorder.list_tasks()
     assert (scheduled["sequence"], scheduled["status"]) == (-1, "new")
-    assert (at_once["sequence"], at_once["status"], at_once["enable"]) == (0, "wait", True)
+    assert at_once["enable"] is True
     # The wish is carried out once and not kept.
     assert at_once["backupImmediately"] == 0
 
 
 def test_start_at_once_is_an_event_unless_the_file_explorer_is_off(recorder):
     recorder.create_successfully(backupImmediately=True)
-    assert [event["id"] for event in recorder.events()] == [EVENT_STARTED, EVENT_CREATED]
+    assert [event["id"] for event in recorder.requested_events()] == [EVENT_STARTED, EVENT_CREATED]
     recorder.ctl("config", "set", "fuse", "fuse_enabled", "0")
     recorder.create_successfully(backupImmediately=True)
-    assert [event["id"] for event in recorder.events()] == [
+    assert [event["id"] for event in recorder.requested_events()] == [
         EVENT_CREATED, EVENT_STARTED, EVENT_CREATED]
-    assert [entry["status"] for entry in recorder.list_tasks()] == ["wait", "wait"]
+    wait_until(lambda: all(record["startTime"] for record in recorder.stored_tasks()), "both runs")
 
 
 def test_modify_replaces_the_settings_of_the_task_in_the_path(recorder):
@@ -108,7 +109,8 @@ def test_modify_with_backup_immediately_starts_the_task_in_the_path(recorder):
     for name in ("first", "second"):
         recorder.create_successfully(taskName=name)
     assert recorder.call("POST", "task/1", task(backupImmediately=True)).text == SUCCESS
-    assert [entry["sequence"] for entry in recorder.list_tasks()] == [0, -1]
+    wait_until(lambda: recorder.stored_tasks()[0]["startTime"], "the run")
+    assert recorder.stored_tasks()[1]["startTime"] == ""
 
 
 def test_modify_of_an_unknown_task_is_refused_and_changes_nothing(recorder):
@@ -158,11 +160,13 @@ def test_list_is_ordered_by_identifier_as_a_number(recorder):
 
 
 def test_list_works_with_more_waiting_tasks_than_it_has_places_to_report(recorder):
-    for number in range(14):
-        recorder.create_successfully(taskName=f"task {number}", backupImmediately=True)
+    recorder.start_endless_run()
+    for number in range(2, 16):
+        recorder.create_successfully(taskName=f"task {number}")
+        recorder.enqueue(number)
     sequences = [entry["sequence"] for entry in recorder.list_tasks()]
-    # The last one started stands first; places behind the eleventh are not reported.
-    assert sequences == [-1, -1, -1, *range(10, -1, -1)]
+    # Places behind the eleventh are not reported.
+    assert sequences == [-1, *range(11), -1, -1, -1]
 
 
 def test_list_shows_rates_of_minus_two_for_a_task_that_the_daemon_does_not_run(recorder):
