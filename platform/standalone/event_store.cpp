@@ -1,6 +1,9 @@
 // The event log: one row per event, in a database of its own.
 #include "platform/standalone/event_store.h"
 
+#include <algorithm>
+#include <set>
+
 #include "platform/standalone/strict_json.h"
 
 namespace standalone {
@@ -24,18 +27,13 @@ std::vector<std::string> parse_arguments(const std::string& text) {
     return arguments;
 }
 
-/// A condition with one parameter for each sub-type, empty for none.
-std::string sub_type_condition(std::size_t count) {
-    std::string condition;
-    for (std::size_t at = 0; at < count; ++at)
-        condition += at == 0 ? " WHERE sub_type IN (?" : ",?";
-    return count == 0 ? condition : condition + ")";
-}
+constexpr char COLUMNS[] = "SELECT id, time_ms, event_id, channel, user, ip, arguments FROM event ";
 
-int bind_sub_types(Statement& statement, const std::vector<unsigned>& sub_types) {
-    int parameter = 1;
-    for (const unsigned sub_type : sub_types) statement.bind(parameter++, sub_type);
-    return parameter;
+void read_rows(Statement& row, std::vector<Event>& events) {
+    while (row.step())
+        events.push_back({row.integer(0), row.integer(1), static_cast<unsigned>(row.integer(2)),
+                          static_cast<int>(row.integer(3)), row.text(4), row.text(5),
+                          parse_arguments(row.text(6))});
 }
 
 }  // namespace
@@ -49,24 +47,45 @@ void EventStore::append(const Event& event) {
 }
 
 std::vector<Event> EventStore::newest(const std::vector<unsigned>& sub_types, int limit) {
-    Statement row =
-        database_.prepare("SELECT id, time_ms, event_id, channel, user, ip, arguments FROM event" +
-                          sub_type_condition(sub_types.size()) + " ORDER BY id DESC LIMIT ?");
-    row.bind(bind_sub_types(row, sub_types), limit < 0 ? 0 : limit);
+    const auto most = static_cast<std::size_t>(std::max(limit, 0));
     std::vector<Event> events;
-    while (row.step())
-        events.push_back({row.integer(0), row.integer(1), static_cast<unsigned>(row.integer(2)),
-                          static_cast<int>(row.integer(3)), row.text(4), row.text(5),
-                          parse_arguments(row.text(6))});
+    if (sub_types.empty()) {
+        Statement row = database_.prepare(std::string(COLUMNS) + "ORDER BY id DESC LIMIT ?");
+        row.bind(1, static_cast<long long>(most));
+        read_rows(row, events);
+        return events;
+    }
+    // One sub-type after the other: only then does the index give the rows in order, and a query
+    // costs what it answers, however many events there are.
+    Statement row =
+        database_.prepare(std::string(COLUMNS) + "WHERE sub_type = ? ORDER BY id DESC LIMIT ?");
+    for (const unsigned sub_type : std::set(sub_types.begin(), sub_types.end())) {
+        row.reset();
+        row.bind(1, sub_type).bind(2, static_cast<long long>(most));
+        read_rows(row, events);
+    }
+    std::sort(events.begin(), events.end(),
+              [](const Event& a, const Event& b) { return a.id > b.id; });
+    events.resize(std::min(events.size(), most));
     return events;
 }
 
 long long EventStore::count(const std::vector<unsigned>& sub_types) {
-    Statement row =
-        database_.prepare("SELECT count(*) FROM event" + sub_type_condition(sub_types.size()));
-    bind_sub_types(row, sub_types);
-    row.step();
-    return row.integer(0);
+    const std::set<unsigned> wanted(sub_types.begin(), sub_types.end());
+    Statement row = database_.prepare("SELECT sub_type, events FROM event_count");
+    long long events = 0;
+    while (row.step())
+        if (wanted.empty() || wanted.contains(static_cast<unsigned>(row.integer(0))))
+            events += row.integer(1);
+    return events;
+}
+
+int EventStore::remove_older(long long time_ms, int limit) {
+    Statement removal = database_.prepare(
+        "DELETE FROM event WHERE id IN "
+        "(SELECT id FROM event WHERE time_ms < ? ORDER BY time_ms LIMIT ?)");
+    removal.bind(1, time_ms).bind(2, limit).step();
+    return database_.changes();
 }
 
 }  // namespace standalone

@@ -28,12 +28,18 @@ public:
     void append(const Event& event);
 
     /// The newest events first.
-    /// @param sub_types only events whose event_id >> 16 is among these; empty: all
+    /// @param sub_types only events whose event_id >> 16 is among these, in any order; empty: all
     /// @param limit     at most so many
     std::vector<Event> newest(const std::vector<unsigned>& sub_types, int limit);
 
     /// How many events newest() would give without a limit.
     long long count(const std::vector<unsigned>& sub_types);
+
+    /// Removes events from before a time, the oldest first, in one transaction.
+    /// @param time_ms milliseconds since the epoch
+    /// @param limit   at most so many
+    /// @return how many were removed
+    int remove_older(long long time_ms, int limit);
 
 private:
     Database& database_;

@@ -109,15 +109,14 @@ std::vector<std::string> list_days(DIR* folder) {
     return days;
 }
 
-/// Calls `visit` with each recording until it returns false.
+/// Calls `visit` with each recording.
 template <typename Visit>
 void visit_recordings(const Folder& folder, Visit visit) {
     if (!folder) return;
     while (const dirent* entry = readdir(folder.get())) {
         const int second = second_of_day(entry->d_name);
-        if (second >= 0 && has_kind(folder.get(), *entry, DT_REG) &&
-            !visit(Recording{dirfd(folder.get()), entry->d_name, second}))
-            return;
+        if (second >= 0 && has_kind(folder.get(), *entry, DT_REG))
+            visit(Recording{dirfd(folder.get()), entry->d_name, second});
     }
 }
 
@@ -138,25 +137,54 @@ struct Day {
     }
 };
 
-bool has_recording(const Folder& folder) {
-    bool found = false;
-    visit_recordings(folder, [&found](const Recording&) {
-        found = true;
-        return false;
-    });
-    return found;
+/// What one day holds; start times as the names have them.
+struct DayContent {
+    bool normal = false;
+    bool alarm = false;
+    int first_second = 86400;
+    int last_second = -1;
+
+    bool empty() const { return !normal && !alarm; }
+};
+
+DayContent read_day(DIR* channel, const std::string& name) {
+    const Day day(channel, name);
+    DayContent content;
+    const auto visitor = [&content](bool& kind) {
+        return [&content, &kind](const Recording& recording) {
+            kind = true;
+            content.first_second = std::min(content.first_second, recording.second_of_day);
+            content.last_second = std::max(content.last_second, recording.second_of_day);
+        };
+    };
+    visit_recordings(day.normal, visitor(content.normal));
+    visit_recordings(day.alarm, visitor(content.alarm));
+    return content;
 }
 
-/// Start of the day's first recording, or of its last one.
-std::optional<long long> edge(DIR* channel, const std::string& day, bool last) {
-    std::optional<int> second;
-    Day(channel, day).visit_all([&](const Recording& recording) {
-        if (!second || (recording.second_of_day > *second) == last)
-            second = recording.second_of_day;
-        return true;
-    });
-    if (!second) return {};
-    return start_ms(day, *second);
+/// Takes off days from the end until one has recordings, and tells what that one holds.
+DayContent last_content(DIR* channel, std::vector<std::string>& days) {
+    DayContent content;
+    while (!days.empty() && (content = read_day(channel, days.back())).empty()) days.pop_back();
+    return content;
+}
+
+void count_day(const DayContent& content, RecordingSummary& summary) {
+    summary.normal_days += content.normal ? 1 : 0;
+    summary.alarm_days += content.alarm ? 1 : 0;
+}
+
+/// Takes the folders for what is in them. To read each would cost a year of 128 channels seconds,
+/// and minutes while the disk is cold.
+void count_inner_day(DIR* channel, const std::string& name, RecordingSummary& summary) {
+    struct stat found {};
+    const std::string alarm = name + '/' + alarm_folder;
+    const bool has_alarm = fstatat(dirfd(channel), alarm.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0;
+    count_day({true, has_alarm && S_ISDIR(found.st_mode)}, summary);
+}
+
+long long nanoseconds(const timespec& time) {
+    return static_cast<long long>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
 }
 
 std::optional<long long> last_write(const Recording& recording) {
@@ -165,13 +193,23 @@ std::optional<long long> last_write(const Recording& recording) {
     return found.st_mtime;
 }
 
+void add_recordings(const Folder& folder, bool alarm, std::vector<RecordingFile>& files) {
+    const auto begin = static_cast<std::ptrdiff_t>(files.size());
+    visit_recordings(folder, [&](const Recording& recording) {
+        struct stat found {};
+        if (fstatat(recording.folder, recording.name, &found, AT_SYMLINK_NOFOLLOW) == 0)
+            files.push_back({recording.name, alarm, found.st_size, nanoseconds(found.st_mtim)});
+    });
+    std::sort(files.begin() + begin, files.end(),
+              [](const auto& one, const auto& other) { return one.name < other.name; });
+}
+
 long long total_size(const Folder& folder) {
     long long total = 0;
     visit_recordings(folder, [&total](const Recording& recording) {
         struct stat found {};
         if (fstatat(recording.folder, recording.name, &found, AT_SYMLINK_NOFOLLOW) == 0)
             total += found.st_size;
-        return true;
     });
     return total;
 }
@@ -182,21 +220,17 @@ RecordingSummary summarize_recordings(const std::string& folder) {
     RecordingSummary summary;
     const Folder channel = open_folder(AT_FDCWD, folder.c_str(), 0);
     if (!channel) return summary;
-    std::string first;
-    std::string last;
-    for (const std::string& name : list_days(channel.get())) {
-        const Day day(channel.get(), name);
-        const bool normal = has_recording(day.normal);
-        const bool alarm = has_recording(day.alarm);
-        summary.normal_days += normal ? 1 : 0;
-        summary.alarm_days += alarm ? 1 : 0;
-        if (!normal && !alarm) continue;
-        if (first.empty()) first = name;
-        last = name;
-    }
-    if (first.empty()) return summary;
-    summary.earliest = edge(channel.get(), first, false);
-    summary.latest = edge(channel.get(), last, true);
+    std::vector<std::string> days = list_days(channel.get());
+    const DayContent last = last_content(channel.get(), days);
+    if (last.empty()) return summary;
+    std::ranges::reverse(days);
+    const DayContent first = days.size() > 1 ? last_content(channel.get(), days) : last;
+    count_day(last, summary);
+    if (days.size() > 1) count_day(first, summary);
+    for (std::size_t day = 1; day + 1 < days.size(); ++day)
+        count_inner_day(channel.get(), days[day], summary);
+    summary.earliest = start_ms(days.back(), first.first_second);
+    summary.latest = start_ms(days.front(), last.last_second);
     return summary;
 }
 
@@ -212,6 +246,29 @@ RecordingSizes measure_recordings(const std::string& folder) {
     return sizes;
 }
 
+std::vector<std::string> recording_days(const std::string& folder, const std::string& first,
+                                        const std::string& last) {
+    const Folder channel = open_folder(AT_FDCWD, folder.c_str(), 0);
+    if (!channel) return {};
+    std::vector<std::string> days = list_days(channel.get());
+    std::erase_if(days, [&](const std::string& day) { return day < first || day > last; });
+    return days;
+}
+
+std::vector<RecordingFile> recordings_of_day(const std::string& folder, const std::string& day) {
+    std::vector<RecordingFile> files;
+    const Folder channel = open_folder(AT_FDCWD, folder.c_str(), 0);
+    if (!channel) return files;
+    const Day folders(channel.get(), day);
+    add_recordings(folders.normal, false, files);
+    add_recordings(folders.alarm, true, files);
+    return files;
+}
+
+long long recording_start(const std::string& day, const std::string& name) {
+    return start_ms(day, second_of_day(name)) / 1000;
+}
+
 std::optional<long long> newest_write(const std::string& folder) {
     const Folder channel = open_folder(AT_FDCWD, folder.c_str(), 0);
     if (!channel) return {};
@@ -224,7 +281,6 @@ std::optional<long long> newest_write(const std::string& folder) {
                 newest = recording.second_of_day;
                 written = last_write(recording);
             }
-            return true;
         });
     }
     return written;

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace standalone {
 
@@ -16,7 +17,9 @@ struct RecordingSummary {
     std::optional<long long> latest;    ///< start of the newest recording of either kind
 };
 
-/// Counts days by the folders' names and looks into a day only as far as it must.
+/// Looks into the oldest and the newest day with recordings alone. Of the days between them every
+/// folder counts as a day with normal recordings, and one with a folder alarm/ as a day with alarm
+/// recordings, too.
 RecordingSummary summarize_recordings(const std::string& folder);
 
 /// Bytes on disk.
@@ -26,6 +29,25 @@ struct RecordingSizes {
 };
 
 RecordingSizes measure_recordings(const std::string& folder);
+
+/// One recording.
+struct RecordingFile {
+    std::string name;  ///< in its folder
+    bool alarm = false;
+    long long size = 0;         ///< bytes
+    long long modified_ns = 0;  ///< last write, nanoseconds since the epoch
+};
+
+/// The days from `first` to `last` (names of day folders, both included) that have begun, oldest
+/// first.
+std::vector<std::string> recording_days(const std::string& folder, const std::string& first,
+                                        const std::string& last);
+
+/// The recordings of one day, in the order of their names, normal ones first.
+std::vector<RecordingFile> recordings_of_day(const std::string& folder, const std::string& day);
+
+/// Start of a recording in seconds since the epoch, as day and name have it.
+long long recording_start(const std::string& day, const std::string& name);
 
 /// When the newest recording was last written to, in seconds since the epoch; nothing without one.
 std::optional<long long> newest_write(const std::string& folder);

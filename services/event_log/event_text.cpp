@@ -24,13 +24,24 @@ constexpr EventText EVENT_TEXTS[] = {
     {0x23150001, "Backup started"},
     {0x23150002, "Backup stopped"},
     {BACKUP_FORCED, "Backup forced"},
+    {0x23150010, "Run started"},
+    {0x23150011, "Run taken up again after a restart"},
+    {0x23150012, "Run succeeded"},
+    {0x23150013, "Run failed"},
+    {0x23150014, "Run cancelled"},
+    {0x23150015, "File not copied"},
+    {0x23150016, "Connection lost"},
+    {0x23150017, "Old copies removed"},
+    {0x23150018, "Oldest day removed from the full share"},
+    {0x23150019, "Share is full"},
     {0x23170001, "Activation refused: file explorer is off"},
 };
 
 // Places of an event's arguments.
 constexpr std::size_t APPLICATION = 0;
 constexpr std::size_t TASK = 1;
-constexpr std::size_t REPLACED_TASK = 2;
+constexpr std::size_t REPLACED_TASK = 2;  // of a forced backup; other events have a detail there
+constexpr std::size_t DETAIL = 2;
 
 std::string argument(const standalone::Event& event, std::size_t place) {
     return place < event.arguments.size() ? event.arguments[place] : std::string();
@@ -55,7 +66,9 @@ std::string event_task(const standalone::Event& event) {
 std::string event_text(const standalone::Event& event) {
     for (const EventText& row : EVENT_TEXTS) {
         if (row.event_id != event.event_id) continue;
-        return row.event_id == BACKUP_FORCED ? forced_text(event, row.text) : row.text;
+        if (row.event_id == BACKUP_FORCED) return forced_text(event, row.text);
+        const std::string detail = argument(event, DETAIL);
+        return detail.empty() ? row.text : std::string(row.text) + ": " + detail;
     }
     return "Event 0x" + event_code(event);
 }

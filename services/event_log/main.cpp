@@ -1,13 +1,28 @@
-// recorder-logd: serves the event log as JSON and as CSV.
+// recorder-logd: serves the event log as JSON and as CSV, and removes what is too old.
+#include <filesystem>
+
+#include "platform/standalone/database.h"
+#include "platform/standalone/schema.h"
+#include "platform/standalone/state_folder.h"
 #include "services/event_log/log_routes.h"
+#include "services/event_log/retention.h"
 #include "services/http_service.h"
 #include "services/service_main.h"
 
 namespace {
 
+void require_current_schema() {
+    const std::string path = standalone::event_database_path();
+    if (!std::filesystem::exists(path)) return;
+    standalone::Database database(path, standalone::Database::Mode::read_only);
+    standalone::require_current(database, path, standalone::event_migrations());
+}
+
 void serve() {
+    require_current_schema();
     services::HttpService service("code");
     services::add_log_routes(service);
+    const services::Retention retention;
     services::announce("recorder-logd: listening on 127.0.0.1, port 10150");
     service.run();
 }

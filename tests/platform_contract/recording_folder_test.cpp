@@ -1,6 +1,7 @@
 // Reading recordings off the disk: days, edges, sizes, and what does not count.
 #include "platform/standalone/recording_folder.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +18,9 @@
 namespace {
 
 using namespace standalone;
+
+/// Calls of readdir(); the linker puts a counter in its place.
+int entries_read;
 
 class RecordingFolderTest : public StateTest {
 protected:
@@ -85,6 +89,89 @@ TEST_F(RecordingFolderTest, PassesOverWhatIsNoRecording) {
     const RecordingSummary summary = summarize_recordings(folder_);
     EXPECT_EQ(summary.normal_days + summary.alarm_days, 0);
     EXPECT_FALSE(summary.earliest);
+}
+
+TEST_F(RecordingFolderTest, LooksPastEmptyDaysForTheOldestAndTheNewestRecording) {
+    for (const char* empty : {"2024-01-01", "2024-01-02/alarm", "2024-01-05", "2024-01-06"})
+        std::filesystem::create_directories(folder_ + '/' + empty);
+    record("2024-01-06/alarm/index.db");
+    record("2024-01-03/alarm/10-00-00.mp4");
+    RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, 0);
+    EXPECT_EQ(summary.alarm_days, 1);
+    EXPECT_EQ(summary.earliest, 1704272400000);  // 2024-01-03 09:00:00 UTC
+    EXPECT_EQ(summary.latest, 1704272400000);
+    record("2024-01-04/11-00-00.mp4");
+    summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, 1);
+    EXPECT_EQ(summary.alarm_days, 1);
+    EXPECT_EQ(summary.earliest, 1704272400000);
+    EXPECT_EQ(summary.latest, 1704362400000);
+}
+
+TEST_F(RecordingFolderTest, TakesTheFoldersOfInnerDaysForTheirContent) {
+    record("2024-01-01/10-00-00.mp4");
+    std::filesystem::create_directories(folder_ + "/2024-01-02");
+    std::filesystem::create_directories(folder_ + "/2024-01-03/alarm");
+    record("2024-01-04/alarm", "a file");
+    record("2024-01-05/alarm/10-00-00.mp4");
+    const RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, 4);
+    EXPECT_EQ(summary.alarm_days, 2);
+}
+
+TEST_F(RecordingFolderTest, ReadsNoDayButTheOldestAndTheNewest) {
+    constexpr int days = 28;
+    constexpr int files = 200;
+    for (int day = 1; day <= days; ++day)
+        for (int file = 0; file < files; ++file) {
+            char name[32];
+            std::snprintf(name, sizeof name, "2024-02-%02d/%02d-%02d-00.mp4", day, file / 60,
+                          file % 60);
+            record(name, "");
+        }
+    entries_read = 0;
+    const RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, days);
+    EXPECT_EQ(summary.earliest, 1706742000000);  // 2024-01-31 23:00:00 UTC
+    EXPECT_EQ(summary.latest, 1709086740000);    // 2024-02-28 02:19:00 UTC
+    // Each folder's end and the entries "." and ".." are read, too.
+    EXPECT_EQ(entries_read, days + 2 * files + 3 * 3);
+}
+
+TEST_F(RecordingFolderTest, FindsTheOldestRecordingAcrossClockChanges) {
+    const struct {
+        const char* name;
+        long long milliseconds;
+    } rows[] = {
+        {"2024-03-30/23-59-59.mp4", 1711839599000},  // 22:59:59 UTC
+        {"2024-03-31/01-59-59.mp4", 1711846799000},  // 00:59:59 UTC, the last second of winter
+        {"2024-03-31/03-00-00.mp4", 1711846800000},  // 01:00:00 UTC, the first one of summer
+        {"2024-10-27/01-59-59.mp4", 1729987199000},  // 23:59:59 UTC, before the hour that is twice
+        {"2024-10-27/03-00-00.mp4", 1729994400000},  // 02:00:00 UTC
+    };
+    for (const auto& row : rows) {
+        std::filesystem::remove_all(folder_);
+        record(row.name);
+        EXPECT_EQ(summarize_recordings(folder_).earliest, row.milliseconds) << row.name;
+    }
+}
+
+TEST_F(RecordingFolderTest, SkipsDaysItMayNotRead) {
+    if (getuid() != 0) GTEST_SKIP() << "needs root";
+    record("2024-01-01/10-00-00.mp4");
+    record("2024-01-02/10-00-00.mp4");
+    record("2024-01-03/10-00-00.mp4");
+    namespace fs = std::filesystem;
+    fs::permissions(state_.folder(), fs::perms(0755));
+    for (const char* day : {"2024-01-01", "2024-01-03"})
+        fs::permissions(folder_ + '/' + day, fs::perms::none);
+    ASSERT_EQ(seteuid(65534), 0);
+    const RecordingSummary summary = summarize_recordings(folder_);
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(summary.normal_days, 1);
+    EXPECT_EQ(summary.earliest, 1704186000000);  // 2024-01-02 09:00:00 UTC
+    EXPECT_EQ(summary.latest, 1704186000000);
 }
 
 TEST_F(RecordingFolderTest, PassesOverDaysThatHaveNotBegun) {
@@ -194,3 +281,12 @@ TEST_F(RecordingFolderTest, ReportsAStoreThatIsNotThere) {
 }
 
 }  // namespace
+
+extern "C" {
+dirent* __real_readdir(DIR* folder);
+
+dirent* __wrap_readdir(DIR* folder) {
+    ++entries_read;
+    return __real_readdir(folder);
+}
+}
