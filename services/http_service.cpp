@@ -225,4 +225,8 @@ void HttpService::run() {
     event_base_dispatch(base);
 }
 
+event_base* HttpService::loop() {
+    return loop_->base.get();
+}
+
 }  // namespace services

@@ -10,6 +10,7 @@
 
 #include "platform/standalone/strict_json.h"
 
+struct event_base;   // libevent
 struct json_object;  // json-c
 
 namespace services {
@@ -69,6 +70,9 @@ public:
 
     /// Serves until SIGTERM or SIGINT comes.
     void run();
+
+    /// The loop that run() runs, for whatever else is to happen in it.
+    event_base* loop();
 
 private:
     struct Loop;

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int busy_milliseconds = 5000;
 
-/// Has SQLite count no memory and set no pages aside, which is a tenth of what a short request takes.
+/// Has SQLite count no memory and set no pages aside, a tenth of what a short request takes.
 /// Without effect once the first connection is open.
 void spare_start_up() {
     sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
@@ -94,8 +94,8 @@ bool Statement::is_null(int column) {
 
 Database::Database(const std::string& path, Mode mode) {
     spare_start_up();
-    // A connection belongs to one thread. Readers too may write: the first one to come after a writer
-    // was killed has to roll back what that left.
+    // A connection belongs to one thread. Readers too may write: the first one to come after a
+    // writer was killed has to roll back what that left.
     const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE;
     sqlite3* connection = nullptr;
     const int code = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
@@ -103,8 +103,8 @@ Database::Database(const std::string& path, Mode mode) {
     if (connection == nullptr) throw DatabaseError("out of memory", code & 0xff);
     if (code != SQLITE_OK) fail(connection);
     sqlite3_busy_timeout(connection, busy_milliseconds);
-    // The journal's kind is a property of the file (schema.cpp sets it); the two below belong to the
-    // connection, and only a writer needs them.
+    // The journal's kind is a property of the file (schema.cpp sets it); the two below belong to
+    // the connection, and only a writer needs them.
     if (mode == Mode::read_write) run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON");
 }
 

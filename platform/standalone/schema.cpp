@@ -14,9 +14,9 @@ namespace standalone {
 
 namespace {
 
-constexpr std::array config_steps = {config_schema_1};
+constexpr std::array config_steps = {config_schema_1, config_schema_2};
 constexpr std::array registry_steps = {registry_schema_1};
-constexpr std::array event_steps = {event_schema_1};
+constexpr std::array event_steps = {event_schema_1, event_schema_2};
 
 /// SQLite gives its side files the mode of the database, so this protects them as well.
 void make_private_file(const std::string& path) {

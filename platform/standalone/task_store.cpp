@@ -205,21 +205,28 @@ bool TaskStore::set_status(const std::string& task_id, int status) {
 
 std::vector<std::string> TaskStore::waiting() {
     std::vector<std::string> identifiers;
-    Statement row = database_.prepare("SELECT taskID FROM queue ORDER BY place");
-    while (row.step()) identifiers.push_back(row.text(0));
+    for (QueuePlace& place : queue()) identifiers.push_back(std::move(place.task_id));
     return identifiers;
 }
 
-bool TaskStore::enqueue(const std::string& task_id, bool at_front) {
+std::vector<QueuePlace> TaskStore::queue() {
+    std::vector<QueuePlace> places;
+    Statement row = database_.prepare("SELECT taskID, parallel FROM queue ORDER BY place");
+    while (row.step()) places.push_back({row.text(0), row.integer(1) != 0});
+    return places;
+}
+
+bool TaskStore::enqueue(const std::string& task_id, bool at_front, bool parallel) {
     const auto number = task_number(task_id);
     if (!number) return false;
     Transaction transaction(database_);
     set_status_column(database_, *number, TASK_WAIT);
     if (database_.changes() == 0) return false;
     const char* sql =
-        at_front ? "INSERT OR REPLACE INTO queue SELECT ?, coalesce(min(place), 0) - 1 FROM queue"
-                 : "INSERT OR IGNORE INTO queue SELECT ?, coalesce(max(place), 0) + 1 FROM queue";
-    database_.prepare(sql).bind(1, *number).step();
+        at_front
+            ? "INSERT OR REPLACE INTO queue SELECT ?, coalesce(min(place), 0) - 1, ? FROM queue"
+            : "INSERT OR IGNORE INTO queue SELECT ?, coalesce(max(place), 0) + 1, ? FROM queue";
+    database_.prepare(sql).bind(1, *number).bind(2, parallel).step();
     transaction.commit();
     return true;
 }

@@ -14,6 +14,12 @@ namespace standalone {
 
 class SettingsText;
 
+/// A place in the queue.
+struct QueuePlace {
+    std::string task_id;
+    bool parallel = false;  ///< the run may go beside others
+};
+
 /// The stored tasks. Every changing call is one transaction, on disk when it returns. Any call may
 /// throw DatabaseError.
 class TaskStore {
@@ -49,10 +55,14 @@ public:
     /// Identifiers of the waiting tasks, next one first.
     std::vector<std::string> waiting();
 
+    /// The queue with what it says about each place, next one first.
+    std::vector<QueuePlace> queue();
+
     /// Puts a task into the queue and gives it status "wait". A task that waits already keeps its
     /// place, or moves to the front when `at_front` is set.
+    /// @param parallel its run may go beside others
     /// @return whether there is such a task
-    bool enqueue(const std::string& task_id, bool at_front);
+    bool enqueue(const std::string& task_id, bool at_front, bool parallel = false);
 
     /// Takes a task out of the queue.
     /// @return whether it was waiting

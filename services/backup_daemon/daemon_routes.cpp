@@ -42,6 +42,7 @@ void obey(RunQueue& queue, const Notice& notice) {
                 throw HttpError(404, "There is no task " + notice.task_id + ".");
             break;
     }
+    queue.dispatch();
 }
 
 HttpReply waiting_reply(RunQueue& queue) {
@@ -59,30 +60,38 @@ HttpReply waiting_reply(RunQueue& queue) {
     return json_reply(reply);
 }
 
-HttpReply running_reply() {
+HttpReply running_reply(BackupRunner& runner) {
     const standalone::JsonPtr reply = new_success();
     json_object_object_add(reply.get(), "max_parallel_task_num",
                            json_object_new_int(parallel_limit()));
-    json_object_object_add(reply.get(), "runningTask_info", json_object_new_array());
+    json_object* entries = json_object_new_array();
+    json_object_object_add(reply.get(), "runningTask_info", entries);
+    for (const RunningTask& task : runner.running()) {
+        json_object* entry = json_object_new_object();
+        json_object_object_add(entry, "taskID", new_json_text(task.task_id));
+        json_object_object_add(entry, "finishRate", json_object_new_double(task.percent));
+        json_object_object_add(entry, "transferRate", json_object_new_double(task.rate));
+        json_object_array_add(entries, entry);
+    }
     return json_reply(reply);
 }
 
-HttpReply query(RunQueue& queue, const HttpRequest& request) {
+HttpReply query(RunQueue& queue, BackupRunner& runner, const HttpRequest& request) {
     const std::string& act = parameter(request, "act");
     if (act == "get_waitingTask_seq") return waiting_reply(queue);
-    if (act == "get_runningTask_info") return running_reply();
+    if (act == "get_runningTask_info") return running_reply(runner);
     throw HttpError(400, "There is no query \"" + act + "\".");
 }
 
 }  // namespace
 
-void add_daemon_routes(HttpService& service, RunQueue& queue) {
+void add_daemon_routes(HttpService& service, RunQueue& queue, BackupRunner& runner) {
     service.route(NOTICE_PORT, Method::put, NOTICE_PATH, [&queue](const HttpRequest& request) {
         obey(queue, read_notice(request));
         return json_reply(new_success());
     });
     service.route(NOTICE_PORT, Method::get, NOTICE_PATH,
-                  [&queue](const HttpRequest& request) { return query(queue, request); });
+                  [&](const HttpRequest& request) { return query(queue, runner, request); });
     service.route(TASK_PORT, Method::remove, TASK_PATH, [&queue](const HttpRequest& request) {
         queue.remove(parameter(request, "taskID"));
         return json_reply(new_success());

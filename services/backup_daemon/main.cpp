@@ -1,23 +1,50 @@
-// recording-backupd: takes the notices about backup tasks and keeps the queue of their runs.
+// recording-backupd: takes the notices about backup tasks, keeps their queue and runs them.
+#include <chrono>
+#include <ctime>
+
 #include "platform/standalone/database.h"
+#include "platform/standalone/schema.h"
 #include "platform/standalone/state_folder.h"
 #include "platform/standalone/task_store.h"
+#include "services/backup_daemon/backup_runner.h"
 #include "services/backup_daemon/daemon_routes.h"
+#include "services/backup_daemon/parallel_limit.h"
 #include "services/backup_daemon/run_queue.h"
+#include "services/backup_daemon/schedule_keeper.h"
+#include "services/event_watch.h"
 #include "services/http_service.h"
 #include "services/service_main.h"
 
 namespace {
 
+using services::EventWatch;
+using standalone::Database;
+
+// Progress is written, processes are looked after and schedules come due once a second.
+constexpr std::chrono::seconds TICK(1);
+
 void serve() {
-    using standalone::Database;
-    Database database(standalone::config_database_path(), Database::Mode::read_write);
+    const std::string path = standalone::config_database_path();
+    Database database(path, Database::Mode::read_write);
+    standalone::require_current(database, path, standalone::config_migrations());
+    // What is recorded of copies need not be on disk at once, what users are told must.
+    Database copying(path, Database::Mode::read_write);
     standalone::TaskStore store(database);
-    services::RunQueue queue(store);
     services::HttpService service("retCode");
-    services::add_daemon_routes(service, queue);
+    services::BackupRunner runner(service.loop(), copying);
+    services::RunQueue queue(store, runner, services::parallel_limit,
+                             [] { return std::time(nullptr); });
+    runner.report_to(queue);
+    services::ScheduleKeeper schedules(store, database, queue);
+    services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
     queue.take_over();
+    const auto ticks = EventWatch::every(service.loop(), TICK, [&] {
+        runner.tick();
+        schedules.look(std::time(nullptr), services::machine_zone);
+        queue.dispatch();
+    });
+    queue.dispatch();
     services::announce("recording-backupd: listening on 127.0.0.1, ports 10205 and 10141");
     service.run();
 }

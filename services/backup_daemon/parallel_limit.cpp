@@ -1,4 +1,4 @@
-// Reads the limit of parallel runs from the configuration store.
+// Reads what is configured of all runs from the configuration store.
 #include "services/backup_daemon/parallel_limit.h"
 
 #include <charconv>
@@ -20,6 +20,14 @@ int parallel_limit() {
     if (__nvrcfg_get_key_value("parallel_limit", __LINE__, "backup", "max_parallel", text, &reason))
         return DEFAULT_PARALLEL_LIMIT;
     return parse_parallel_limit(text);
+}
+
+bool check_reading() {
+    std::string text;
+    int reason = 0;
+    return __nvrcfg_get_key_value("parallel_limit", __LINE__, "backup", "check_reading", text,
+                                  &reason) != 0 ||
+           text != "0";
 }
 
 }  // namespace services

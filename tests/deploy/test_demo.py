@@ -1,4 +1,5 @@
 """The demo recorder: what it prints works when pasted, outlives a restart, fails in one line."""
+import json
 import os
 import re
 import shlex
@@ -30,6 +31,19 @@ def paste(text):
                            timeout=SECONDS, check=True).stdout for command in commands]
 
 
+def camera_states(text):
+    """What the page would show, asked for in the printed session."""
+    url, sid = re.search(r"(http://\S+)", text)[1], re.search(r"session\s+(\S+)", text)[1]
+    said = subprocess.run(["curl", "--silent", f"{url}/channel?sid={sid}"], capture_output=True,
+                          text=True, timeout=SECONDS, check=True).stdout
+    return {entry["name"]: entry["connection_status"].removeprefix("NVR_CAM_")
+            for entry in json.loads(said)["channel_list"]}
+
+
+STATES = {"Front door": "CONNECTED", "Car park": "DISCONNECTED", "Loading bay": "CONNECTION_ERROR",
+          "Corridor": "CONNECTING", "Old gate": "REMOVED"}
+
+
 def password(text):
     return re.search(r"password\s+(\S+)", text)[1]
 
@@ -46,12 +60,14 @@ def test_the_demo_works_when_pasted_and_is_made_once():
         assert created.strip() == '{ "ret_code": 0, "mesg": "Success." }'
         assert '"taskName": "Every night"' in listed
         assert '"status": "new"' in status
+        assert camera_states(first) == STATES
     cameras = recorderctl("channel", "list")
-    assert len(cameras.splitlines()) >= 4
+    assert len(cameras.splitlines()) == 5
     assert recorderctl("config", "get", "fuse", "fuse_enabled").strip() == "1"
     with serving(BUILD, "--demo") as process:
         second = welcome(process)
         assert password(second) == password(first)
+        assert camera_states(second) == STATES
         assert paste(second)[1].count('"taskName": "Every night"') == 2
     assert recorderctl("channel", "list") == cameras
     assert (STATE / "demo/password").stat().st_mode & 0o777 == 0o600

@@ -35,6 +35,12 @@ TEST(EventText, SaysWhatWasDone) {
     for (const auto& [id, text] : rows) EXPECT_EQ(event_text(event(id)), text);
 }
 
+TEST(EventText, TellsTheDetailOfARun) {
+    EXPECT_EQ(event_text(event(0x23150010)), "Run started");
+    EXPECT_EQ(event_text(event(0x23150013, {"Recording Backup", "Doors", "no such share"})),
+              "Run failed: no such share");
+}
+
 TEST(EventText, ForcedBackupNamesBothTasks) {
     EXPECT_EQ(event_text(event(0x23150003, {"Recording Backup", "Doors", "Yard"})),
               "Backup forced: Doors replaced Yard");

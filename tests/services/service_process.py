@@ -4,6 +4,7 @@ import json
 import os
 import signal
 import subprocess
+import time
 import urllib.parse
 from contextlib import contextmanager
 from pathlib import Path
@@ -32,9 +33,10 @@ class State:
         self.tool("init")
         return self
 
-    def add_tasks(self, count):
+    def add_tasks(self, count, **members):
         for number in range(1, count + 1):
-            text = {"taskName": f"task {number}", "enable": True, "status": 1}
+            text = {"taskName": f"task {number}", "enable": True, "status": 1,
+                    "scheduleHour": 25, **members}
             self.tool("task", text=json.dumps(text).encode())
 
     def add_event(self, event_id, time_ms, user, ip, *arguments):
@@ -42,6 +44,13 @@ class State:
 
     def statuses(self):
         return dict(line.split() for line in self.tool("show").splitlines())
+
+
+def wait_until(condition):
+    deadline = time.monotonic() + SECONDS
+    while not condition():
+        assert time.monotonic() < deadline, "waited in vain"
+        time.sleep(0.02)
 
 
 def start(program, state, **options):

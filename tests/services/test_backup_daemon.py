@@ -1,30 +1,58 @@
 """recording-backupd on its real ports: notices, queries, deletion, restart, start-up errors."""
+import base64
 import json
 import signal
+import socket
 import sqlite3
 import subprocess
 
 import pytest
 
-from service_process import BIN, SECONDS, State, end, request, request_json, running, start
+from service_process import (BIN, SECONDS, State, end, request, request_json, running, start,
+                             wait_until)
 
 NOTIFY = (10205, "/databackupService/notify")
+NO_CHANNEL_BUT_ONE = base64.b64encode(b'{"chIdxList": "0"}').decode()
 TASKS = (10141, "/cfg/DataBackupService")
 REASON = {"type": 1030, "action": 1}
 DONE = (200, {"retCode": 0})
 
 
+BLOCKER = "4"  # the task that runs, so that the others wait
+
+
 @pytest.fixture
 def state(tmp_path):
-    state = State(tmp_path / "state").init()
-    state.add_tasks(3)
-    return state
+    """Tasks 1 to 4, whose server takes connections and never says a word."""
+    with socket.create_server(("127.0.0.1", 0)) as silent:
+        state = State(tmp_path / "state").init()
+        state.add_tasks(4, serverIP="127.0.0.1", port=silent.getsockname()[1], destPath="/share",
+                        content=NO_CHANNEL_BUT_ONE)
+        subprocess.run([BIN / "recorderctl", "channel", "add", "--index", "0", "--guid", "g", "--ip",
+                        "192.0.2.1", "--name", "c", "--brand", "b", "--model", "m", "--streams",
+                        "1", "--recordings", tmp_path], env=state.environment, check=True)
+        yield state
 
 
 @pytest.fixture
 def daemon(state):
     with running("recording-backupd", state) as process:
+        block()
         yield process
+
+
+def block():
+    assert start_task(int(BLOCKER)) == DONE
+    assert running_tasks() == [BLOCKER]
+
+
+def running_tasks():
+    return [task["taskID"] for task in query("get_runningTask_info")[1]["runningTask_info"]]
+
+
+def others(state):
+    """The statuses without the running task's."""
+    return {task: status for task, status in state.statuses().items() if task != BLOCKER}
 
 
 def put(**members):
@@ -57,10 +85,11 @@ def test_reload_notice_is_taken(daemon):
     assert put() == DONE
 
 
-def test_nothing_started_means_empty_replies(daemon):
-    assert query("get_waitingTask_seq") == (200, {"retCode": 0, "watinTask_info": []})
-    assert query("get_runningTask_info") == (
-        200, {"retCode": 0, "max_parallel_task_num": 2, "runningTask_info": []})
+def test_nothing_started_means_empty_replies(state):
+    with running("recording-backupd", state):
+        assert query("get_waitingTask_seq") == (200, {"retCode": 0, "watinTask_info": []})
+        assert query("get_runningTask_info") == (
+            200, {"retCode": 0, "max_parallel_task_num": 2, "runningTask_info": []})
 
 
 def test_parallel_limit_is_read_afresh_and_wrong_ones_mean_two(state, daemon):
@@ -69,19 +98,29 @@ def test_parallel_limit_is_read_afresh_and_wrong_ones_mean_two(state, daemon):
         assert query("get_runningTask_info")[1]["max_parallel_task_num"] == limit
 
 
-def test_started_tasks_wait_in_order_and_are_never_called_running(state, daemon):
+def test_started_tasks_wait_in_order_for_the_one_that_runs(state, daemon):
     assert start_task(3) == DONE
-    assert start_task(1, parallel=True) == DONE
+    assert start_task(1) == DONE
     assert waiting() == ["3", "1"]
-    assert state.statuses() == {"1": "wait", "2": "new", "3": "wait"}
-    assert query("get_runningTask_info")[1]["runningTask_info"] == []
+    assert state.statuses() == {"1": "wait", "2": "new", "3": "wait", BLOCKER: "prepare_start"}
+    assert query("get_runningTask_info")[1]["runningTask_info"] == [
+        {"taskID": BLOCKER, "finishRate": 0.0, "transferRate": 0.0}]
 
 
-def test_start_that_stops_what_runs_comes_first(daemon):
+def test_parallel_start_runs_beside_up_to_the_limit(daemon):
+    assert start_task(3, parallel=True) == DONE
+    assert start_task(1, parallel=True) == DONE
+    assert running_tasks() == ["3", BLOCKER]
+    assert waiting() == ["1"]
+
+
+def test_start_that_stops_what_runs_takes_its_place(state, daemon):
     for task_id in (1, 2):
         start_task(task_id)
     start_task(3, stop_running=True)
-    assert waiting() == ["3", "1", "2"]
+    wait_until(lambda: running_tasks() == ["3"])
+    assert waiting() == ["1", "2"]
+    assert state.statuses()[BLOCKER] == "cancel"
 
 
 def test_start_of_unknown_task_is_refused(state, daemon):
@@ -98,13 +137,28 @@ def test_stop_with_task_cancels_it(state, daemon):
     assert put(task_info={"start_task": False, "taskID": 1, "is_parallel_running": False,
                           "stop_running_task": True}) == DONE
     assert waiting() == ["2"]
-    assert state.statuses() == {"1": "cancel", "2": "wait", "3": "new"}
+    assert others(state) == {"1": "cancel", "2": "wait", "3": "new"}
 
 
-def test_stop_without_task_leaves_waiting_tasks(state, daemon):
+def test_stop_of_a_running_task_cancels_it_and_the_next_one_runs(state, daemon):
+    start_task(1)
+    assert put(task_info={"start_task": False, "taskID": int(BLOCKER)}) == DONE
+    wait_until(lambda: running_tasks() == ["1"])
+    assert state.statuses()[BLOCKER] == "cancel"
+
+
+def test_stop_without_task_stops_what_runs_and_not_what_waits(state, daemon):
     start_task(1)
     assert put(task_info={"start_task": False}) == DONE
-    assert waiting() == ["1"]
+    wait_until(lambda: running_tasks() == ["1"])
+    assert state.statuses()[BLOCKER] == "cancel"
+
+
+def test_deleted_running_task_is_stopped(state, daemon):
+    start_task(1)
+    assert delete(BLOCKER) == DONE
+    wait_until(lambda: running_tasks() == ["1"])
+    assert BLOCKER not in state.statuses()
 
 
 def test_deleted_task_leaves_store_and_queue(state, daemon):
@@ -112,43 +166,45 @@ def test_deleted_task_leaves_store_and_queue(state, daemon):
     start_task(2)
     assert delete("1") == DONE
     assert waiting() == ["2"]
-    assert state.statuses() == {"2": "wait", "3": "new"}
+    assert others(state) == {"2": "wait", "3": "new"}
 
 
 def test_delete_of_unknown_task_succeeds(state, daemon):
     for task_id in ("9", "no number", "' OR 1=1 --"):
         assert delete(task_id) == DONE
-    assert len(state.statuses()) == 3
+    assert len(others(state)) == 3
 
 
 def test_delete_without_task_is_refused(state, daemon):
     assert request_json(TASKS[0], "DELETE", TASKS[1])[0] == 400
     assert delete("")[0] == 400
-    assert len(state.statuses()) == 3
+    assert len(others(state)) == 3
 
 
 def test_waiting_reply_stops_at_eleven_entries(state, daemon):
     state.add_tasks(12)
-    for task_id in range(1, 14):
+    for task_id in (1, 2, 3, *range(5, 15)):
         assert start_task(task_id) == DONE
-    assert waiting() == [str(number) for number in range(1, 12)]
+    assert waiting() == ["1", "2", "3", *map(str, range(5, 13))]
 
 
 def test_task_stored_while_the_daemon_runs_can_be_started(state, daemon):
     state.add_tasks(1)
-    assert start_task(4) == DONE
-    assert waiting() == ["4"]
+    assert start_task(5) == DONE
+    assert waiting() == ["5"]
 
 
 @pytest.mark.parametrize("end_signal", [signal.SIGTERM, signal.SIGINT, signal.SIGKILL])
 def test_queue_outlives_the_daemon(state, end_signal):
     first = start("recording-backupd", state)
+    block()
     for task_id in (2, 3, 1):
         start_task(task_id)
     assert end(first, end_signal) == (-9 if end_signal == signal.SIGKILL else 0)
     with running("recording-backupd", state):
         assert waiting() == ["2", "3", "1"]
-        assert state.statuses() == {"1": "wait", "2": "wait", "3": "wait"}
+        assert running_tasks() == [BLOCKER]
+        assert others(state) == {"1": "wait", "2": "wait", "3": "wait"}
 
 
 @pytest.mark.parametrize("body", [
@@ -187,7 +243,8 @@ def test_damaged_store_is_an_error_reply_and_not_the_end(state, daemon):
     connection.close()
     status, reply = query("get_waitingTask_seq")
     assert status == 500 and reply["retCode"] == 500 and reply["mesg"]
-    assert put(task_info={"start_task": False}) == DONE
+    assert put(task_info={"start_task": False})[0] == 500
+    assert query("get_other")[0] == 400
 
 
 def refused_start(environment, *arguments):

@@ -1,8 +1,11 @@
 """recorder-logd on its real port: JSON and CSV, filters, refusals, writers at work meanwhile."""
 import csv
 import io
+import sqlite3
 import subprocess
+import time
 from concurrent.futures import ThreadPoolExecutor
+from contextlib import closing
 
 import pytest
 
@@ -23,6 +26,7 @@ def state(tmp_path):
 
 @pytest.fixture
 def logd(state):
+    state.tool("config", "log", "keep_days", "36500")  # the events of March 2024, too
     with running("recorder-logd", state) as process:
         yield process
 
@@ -146,3 +150,76 @@ def test_second_service_says_that_the_port_is_taken(state, logd):
                           text=True, timeout=SECONDS)
     assert done.returncode == 1
     assert done.stderr.count("\n") == 1 and "10150" in done.stderr
+
+
+# --- retention -----------------------------------------------------------------------------------
+
+DAY = 24 * 60 * 60 * 1000
+
+
+def now():
+    return int(time.time() * 1000)
+
+
+def fill(state, count, event_id, time_ms):
+    """Many events at once, straight into the database."""
+    with closing(sqlite3.connect(state.folder / "events.db")) as database, database:
+        database.execute(
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) "
+            "INSERT INTO event (time_ms, event_id, channel, user, ip, arguments) "
+            "SELECT ?, ?, -1, 'System', '127.0.0.1', '[\"Recording Backup\",\"t\"]' FROM n",
+            (count, time_ms, int(event_id, 16)))
+
+
+def wait_for_total(wanted):
+    deadline = time.monotonic() + SECONDS
+    while (total := logs(max_results=1)["totalItems"]) != wanted:
+        assert total > wanted and time.monotonic() < deadline, total
+        time.sleep(0.02)
+
+
+@pytest.mark.parametrize("keep_days, kept", [(None, 365), ("1", 1), ("30", 30), ("0", 365),
+                                             ("-1", 365), ("", 365), ("a week", 365)])
+def test_events_older_than_the_configured_days_are_removed_at_the_start(state, keep_days, kept):
+    if keep_days is not None:
+        state.tool("config", "log", "keep_days", keep_days)
+    state.add_event("62040001", now() - kept * DAY - 60_000, "u", "", APPLICATION, "too old")
+    state.add_event("62040001", now() - kept * DAY + 600_000, "u", "", APPLICATION, "old")
+    state.add_event("23150001", now(), "u", "", APPLICATION, "new")
+    with running("recorder-logd", state):
+        wait_for_total(2)
+        assert [entry["task"] for entry in logs()["logs"]] == ["new", "old"]
+
+
+def test_many_old_events_go_while_others_write_and_read(state):
+    fill(state, 5_000, "23150001", now() - 400 * DAY)
+    fill(state, 100, "62040001", now())
+    with running("recorder-logd", state), ThreadPoolExecutor(2) as pool:
+        def write(number):
+            state.add_event("62040002", now(), "u", "", APPLICATION, str(number))
+
+        written = pool.map(write, range(20))
+        assert logs(sub_type="25092")["totalItems"] >= 100
+        assert len(list(written)) == 20
+        wait_for_total(120)
+        reply = logs(sub_type="25092", max_results=1000)
+        assert (reply["responseItems"], reply["totalItems"]) == (120, 120)
+
+
+def test_service_ends_at_once_although_much_is_left_to_remove(state):
+    fill(state, 100_000, "23150001", now() - 400 * DAY)
+    with running("recorder-logd", state):
+        assert 0 < logs(max_results=1)["totalItems"] <= 100_000
+    with closing(sqlite3.connect(state.folder / "events.db")) as database:
+        left, = database.execute("SELECT count(*) FROM event").fetchone()
+        counted, = database.execute("SELECT sum(events) FROM event_count").fetchone()
+    assert 0 < left == counted
+
+
+def test_database_of_an_older_schema_is_one_clear_line(state):
+    with closing(sqlite3.connect(state.folder / "events.db")) as database:
+        database.execute("PRAGMA user_version = 1")
+    done = subprocess.run([BIN / "recorder-logd"], env=state.environment, capture_output=True,
+                          text=True, timeout=SECONDS)
+    assert done.returncode == 1
+    assert done.stderr.count("\n") == 1 and "recorderctl init" in done.stderr

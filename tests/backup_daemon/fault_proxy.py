@@ -1,0 +1,111 @@
+"""A TCP proxy between daemon and share that cuts, stalls, slows or refuses, and counts bytes."""
+import selectors
+import socket
+import threading
+import time
+
+PIECE = 64 * 1024
+
+
+class FaultProxy:
+    """Forwards 127.0.0.1:`port` to a port. Attributes may be changed at any time:
+
+    refusing     new connections are closed at once
+    stalled      nothing is forwarded any more, connections stay open
+    rate         bytes a second towards the server, of all connections together; None: no limit
+    """
+
+    def __init__(self, target_port):
+        self.target = target_port
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        self.sent = 0  # bytes towards the server
+        self.connections = 0
+        self.refusing = self.stalled = False
+        self.rate = None
+        self.cut_at = None
+        self.pairs = {}
+        self.ended = False
+        self.thread = threading.Thread(target=self.forward, daemon=True)
+
+    def __enter__(self):
+        self.thread.start()
+        return self
+
+    def __exit__(self, *unused):
+        self.ended = True
+        self.thread.join()
+
+    def cut_after(self, count):
+        """Cuts all connections when so many more bytes have gone towards the server."""
+        self.cut_at = self.sent + count
+
+    def forward(self):
+        with selectors.DefaultSelector() as selector:
+            self.selector = selector
+            selector.register(self.listener, selectors.EVENT_READ)
+            while not self.ended:
+                if self.stalled:
+                    time.sleep(0.02)
+                    continue
+                for key, _ in selector.select(0.05):
+                    self.handle(key.fileobj)
+            for one in list(self.pairs):
+                self.close(one)
+            self.listener.close()
+
+    def handle(self, ready):
+        if ready is self.listener:
+            self.accept()
+        elif ready in self.pairs:
+            self.pass_on(ready)
+
+    def accept(self):
+        client, _ = self.listener.accept()
+        if self.refusing:
+            client.close()
+            return
+        self.connections += 1
+        try:
+            server = socket.create_connection(("127.0.0.1", self.target))
+        except OSError:
+            client.close()
+            return
+        for one, other, up in ((client, server, True), (server, client, False)):
+            self.pairs[one] = (other, up)
+            self.selector.register(one, selectors.EVENT_READ)
+
+    def pass_on(self, source):
+        other, up = self.pairs[source]
+        try:
+            data = source.recv(PIECE)
+            if data:
+                other.sendall(data)
+        except OSError:
+            data = b""
+        if not data:
+            self.close(source)
+        elif up:
+            self.count(len(data))
+
+    def count(self, size):
+        self.sent += size
+        if self.rate:
+            time.sleep(size / self.rate)
+        if self.cut_at is not None and self.sent >= self.cut_at:
+            self.cut_at = None
+            self.cut()
+
+    def cut(self):
+        for one in list(self.pairs):
+            self.close(one)
+
+    def close(self, one):
+        """Ends a connection, both halves."""
+        if one not in self.pairs:
+            return
+        other, _ = self.pairs.pop(one)
+        self.pairs.pop(other, None)
+        for end in (one, other):
+            self.selector.unregister(end)
+            end.close()

@@ -1,0 +1,49 @@
+"""kill -9 of the daemon at random moments of one run: it goes on, nothing is lost or sent in vain."""
+import random
+import time
+
+from backup_house import MIB, SUCCESS, House, noise, wait_until
+from fault_proxy import FaultProxy
+from service import Daemon
+
+KILLS = 50
+
+# What was on its way at a kill may be sent again.
+PROMISE = 8 * MIB
+
+
+def record_all(house):
+    total = 0
+    for channel in range(2):
+        for days_ago in range(2):
+            for number in range(5):
+                size = 14 * MIB + 1009 * number
+                house.record(channel, days_ago, f"{number:02}-30-00.mp4",
+                             noise(size, f"{channel} {days_ago} {number}"), alarm=number == 4)
+                total += size
+    return total
+
+
+def test_killed_daemon_goes_on_each_time_and_loses_nothing(tmp_path):
+    with House(tmp_path, channels=2) as house, FaultProxy(house.samba.port) as proxy:
+        planned = record_all(house)
+        # Slow enough for all the kills to fall into the run, the reading back included.
+        proxy.rate = 12 * MIB
+        task_id = house.create(port=proxy.port)
+        chance = random.Random(20240301)
+        with Daemon(house.recorder) as daemon:
+            house.force(task_id)
+            for _ in range(KILLS):
+                time.sleep(chance.uniform(0.02, 0.5))
+                daemon.kill()
+                house.check_records()
+                daemon.start()
+            assert house.status(task_id) != SUCCESS, "the kills must fall into the run"
+            proxy.rate = None
+            wait_until(lambda: house.status(task_id) == SUCCESS, "the run's end")
+            assert house.shared() == house.sources()
+            assert len(house.copied()) == 20
+            house.check_records()
+            assert house.database("SELECT * FROM checkpoint") == []
+            print(f"planned {planned} sent {proxy.sent}")
+            assert proxy.sent - planned < KILLS * PROMISE
