@@ -71,7 +71,7 @@ def documented_recorder():
 
 
 def settled_reply(recorder, request, wanted):
-    """The reply; a GET is repeated until it fits, since the daemon works on while the page is read."""
+    """The reply; a GET is repeated until it fits, since the daemon works on meanwhile."""
     deadline = time.monotonic() + SECONDS
     real = send(recorder, request)
     while request.first.startswith("GET ") and not fits(body_of(wanted), real.body.decode()):

@@ -16,12 +16,12 @@ CONTRACTS = r"platform/[^/]+\.h"
 ROOMS = [
     (r"cgi/(result_code|reply)\.h", r"cgi/(result_code|reply)\.h", JSON),
     (r"cgi/.*", rf"cgi/.*|backup/recording_backup_function\.h|{CONTRACTS}", JSON),
-    (r"backup/.*", rf"backup/.*|cgi/(result_code|reply|password_escape)\.h|{CONTRACTS}", JSON),
+    (r"backup/.*", rf"backup/.*|cgi/(result_code|reply)\.h|{CONTRACTS}", JSON),
     (r"platform/standalone/.*", r"platform/.*|backup/task_record\.h",
      JSON | {"sqlite", "libevent", "base64", "passwords"}),
     (r"platform/.*", r"(?!)", set()),
     (r"services/.*", r"services/.*|platform/.*|backup/task_record\.h",
-     JSON | {"sqlite", "libevent", "base64", "passwords", "smb", "command line"}),
+     JSON | {"sqlite", "libevent", "base64", "passwords", "smb", "hashing", "command line"}),
     (r"tools/.*", r"tools/.*|platform/.*|backup/task_record\.h",
      JSON | {"sqlite", "passwords", "command line"}),
 ]
@@ -32,6 +32,7 @@ LIBRARIES = [
     (r"b64/.*", "base64"),
     (r"sodium\.h|sodium/.*|crypt\.h", "passwords"),
     (r"libsmbclient\.h|samba-4\.0/.*", "smb"),
+    (r"openssl/.*", "hashing"),
     (r"CLI/.*", "command line"),
 ]
 # C++'s own headers have no dot; these are C's and the system's.
