@@ -67,16 +67,20 @@ void write_event(unsigned event, const std::string& task_name) {
                                 nullptr);
 }
 
+/// @param failed what the debug file says when the daemon takes no notice
+void send_notice(JsonPtr task_info, const char* failed) {
+    if (send_task_notice(std::move(task_info)) == 0) return;
+    DEBUG_LINE("%s\n", failed);
+    fail(CGI_CHANGE_STATUS_ERROR);
+}
+
 void send_active_notice(const char* task_id, bool start) {
     JsonPtr task_info(json_object_new_object());
     add_member(task_info.get(), "start_task", start);
     add_member(task_info.get(), "taskID", notice_task_id(task_id));
     add_member(task_info.get(), "is_parallel_running", false);
     add_member(task_info.get(), "stop_running_task", true);
-    if (send_task_notice(std::move(task_info)) != 0) {
-        DEBUG_LINE("SSCI fail\n");
-        fail(CGI_CHANGE_STATUS_ERROR);
-    }
+    send_notice(std::move(task_info), "SSCI fail");
 }
 
 void send_force_notice(const char* task_id, bool stop_running, bool parallel) {
@@ -85,10 +89,7 @@ void send_force_notice(const char* task_id, bool stop_running, bool parallel) {
     add_member(task_info.get(), "taskID", notice_task_id(task_id));
     add_member(task_info.get(), "stop_running_task", stop_running);
     add_member(task_info.get(), "is_parallel_running", parallel);
-    if (send_task_notice(std::move(task_info)) != 0) {
-        DEBUG_LINE("SSCI put fail\n");
-        fail(CGI_CHANGE_STATUS_ERROR);
-    }
+    send_notice(std::move(task_info), "SSCI put fail");
 }
 
 void activate(json_object** reply, json_object* request, const char* task_id) {

@@ -12,6 +12,7 @@
 #include "cgi/result_code.h"
 #include "cgi/routes.h"
 #include "tests/fake_platform/platform_test.h"
+#include "tests/unit/whole_file.h"
 
 namespace {
 
@@ -38,17 +39,6 @@ const fake::Call LINK = {"zorv_exec",
 
 // The fake clock's first time, 2023-11-14 22:13:20 UTC.
 constexpr char NAME[] = "Ostra-RecordingbackLog-20231114.csv";
-
-std::string content(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-    ASSERT_EQ(content(path), text);
-}
 
 /// A file system of a few pages in place of /share, as long as it lives.
 class TinyShare {

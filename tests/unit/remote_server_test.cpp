@@ -16,6 +16,7 @@
 #include "backup/remote_mount.h"
 #include "cgi/result_code.h"
 #include "tests/fake_platform/platform_test.h"
+#include "tests/unit/whole_file.h"
 
 namespace {
 
@@ -48,17 +49,6 @@ fake::Call mount_call(const std::string& unc, const std::string& options,
     return {"zorv_exec",
             {output, output, "/tmp/.recording_backup_mnt_log", "/usr/sbin/mount.cifs", unc,
              mount_point, "-o", options}};
-}
-
-std::string content(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-    ASSERT_EQ(content(path), text);
 }
 
 /// A request; members are given as JSON.

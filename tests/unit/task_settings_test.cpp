@@ -3,6 +3,7 @@
 
 #include "platform/utilities.h"
 #include "tests/fake_platform/platform_test.h"
+#include "tests/unit/night_copy.h"
 
 namespace {
 
@@ -17,32 +18,12 @@ std::string base64(const std::string& text) {
     return encoded;
 }
 
-TDataBackupConfig night_copy() {
-    TDataBackupConfig task;
-    task.enable = true;
-    task.taskID = "12";
-    task.taskName = "Night copy";
-    task.port = 445;
-    task.serverIP = "192.0.2.7";
+/// With a slash to escape, and not yet run.
+TDataBackupConfig new_night_copy() {
+    TDataBackupConfig task = night_copy(TASK_NEW);
     task.destPath = "/share/a";
-    task.username = "backup";
-    task.password = "p@ss word";
-    task.chIdxList = "1,3,4";
-    task.backupType = 1;
-    task.backupDays = 7;
-    task.backupStartDay = "2024-03-01";
-    task.backupEndDay = "2024-03-02";
-    task.scheduleType = 1;
-    task.scheduleWeekly = 3;
-    task.scheduleHour = 2;
-    task.scheduleMin = 30;
-    task.scheduleEveryHours = 6;
-    task.recordingType = 2;
-    task.recordingFormat = 1;
-    task.remoteKeepRec = true;
-    task.remoteKeepRecDays = 30;
-    task.remoteOverwriteType = 1;
-    task.status = 1;
+    task.startTime = "";
+    task.endTime = "";
     return task;
 }
 
@@ -84,7 +65,7 @@ protected:
 };
 
 TEST_F(TaskSettings, NewTaskCarriesEnableStatusAndTimesButNoIdentifier) {
-    EXPECT_EQ(settings(night_copy(), CREATE),
+    EXPECT_EQ(settings(new_night_copy(), CREATE),
               open_text(inner_text) +
                   R"(, "enable": true, "status": 1, "startTime": "", "endTime": "" })");
     EXPECT_EQ(fake::effect_names(), Strings{});
@@ -92,7 +73,7 @@ TEST_F(TaskSettings, NewTaskCarriesEnableStatusAndTimesButNoIdentifier) {
 }
 
 TEST_F(TaskSettings, NewTaskCarriesTheRecordsOwnEnableStatusAndTimes) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     task.enable = false;
     task.status = 4;
     task.startTime = "1700000000";
@@ -103,7 +84,7 @@ TEST_F(TaskSettings, NewTaskCarriesTheRecordsOwnEnableStatusAndTimes) {
 }
 
 TEST_F(TaskSettings, ChangedTaskCarriesIdentifierAndIsEnabled) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     task.enable = false;
     EXPECT_EQ(settings(task, CHANGE),
               open_text(inner_text) + R"(, "taskID": "12", "enable": true })");
@@ -115,7 +96,7 @@ TEST_F(TaskSettings, FinishedCancelledOrFailedTaskThatIsChangedBecomesNew) {
     for (const int status : {0, 5, 6}) {
         fake::reset();
         store("12", status);
-        EXPECT_EQ(settings(night_copy(), CHANGE),
+        EXPECT_EQ(settings(new_night_copy(), CHANGE),
                   open_text(inner_text) + R"(, "taskID": "12", "status": 1, "enable": true })")
             << status;
     }
@@ -125,7 +106,7 @@ TEST_F(TaskSettings, RunningTaskThatIsChangedCarriesNoStatus) {
     for (const int status : {4, 1, 2, 3, 7, 99, -1}) {
         fake::reset();
         store("12", status);
-        EXPECT_EQ(settings(night_copy(), CHANGE),
+        EXPECT_EQ(settings(new_night_copy(), CHANGE),
                   open_text(inner_text) + R"(, "taskID": "12", "enable": true })")
             << status;
     }
@@ -133,14 +114,14 @@ TEST_F(TaskSettings, RunningTaskThatIsChangedCarriesNoStatus) {
 
 TEST_F(TaskSettings, OnlyTheTaskOfExactlyThisIdentifierDecidesAboutTheStatus) {
     for (const char* id : {"1", "120", "012", "12 ", "", "2"}) store(id, 0);
-    EXPECT_EQ(settings(night_copy(), CHANGE),
+    EXPECT_EQ(settings(new_night_copy(), CHANGE),
               open_text(inner_text) + R"(, "taskID": "12", "enable": true })");
 }
 
 TEST_F(TaskSettings, LaterRecordOfTheSameIdentifierDecidesToo) {
     store("12", 4);
     store("12", 6);
-    EXPECT_EQ(settings(night_copy(), CHANGE),
+    EXPECT_EQ(settings(new_night_copy(), CHANGE),
               open_text(inner_text) + R"(, "taskID": "12", "status": 1, "enable": true })");
 }
 
@@ -148,7 +129,7 @@ TEST_F(TaskSettings, FailedReadLeavesTheTextUnchangedAndIsLogged) {
     fake::fail("__nvrcfg_get_rr_settings", 2);
     for (const char* before : {"", "before"}) {
         std::string text = before;
-        EXPECT_EQ(backupconfig_to_string(night_copy(), &text, CHANGE), 0);
+        EXPECT_EQ(backupconfig_to_string(new_night_copy(), &text, CHANGE), 0);
         EXPECT_EQ(text, before);
         EXPECT_EQ(fake::debug_texts(), Strings{"nvrcfg_get_rr_settings fail\n"});
         fake::platform.debug.clear();
@@ -156,12 +137,12 @@ TEST_F(TaskSettings, FailedReadLeavesTheTextUnchangedAndIsLogged) {
 }
 
 TEST_F(TaskSettings, OtherModesAddNothing) {
-    EXPECT_EQ(settings(night_copy(), NEITHER), open_text(inner_text) + " }");
+    EXPECT_EQ(settings(new_night_copy(), NEITHER), open_text(inner_text) + " }");
     EXPECT_EQ(fake::effect_names(), Strings{});
 }
 
 TEST_F(TaskSettings, WeekdaySevenIsStoredAsZero) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     for (const auto& [given, stored] : {std::pair(7, "0"), {0, "0"}, {6, "6"}, {8, "8"}}) {
         task.scheduleWeekly = given;
         EXPECT_NE(settings(task, NEITHER).find(std::string("\"scheduleWeekly\": ") + stored + ","),
@@ -171,7 +152,7 @@ TEST_F(TaskSettings, WeekdaySevenIsStoredAsZero) {
 }
 
 TEST_F(TaskSettings, ImmediateTaskIsEnabledOutsideButNotImmediateInside) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     task.backupImmediately = true;
     task.enable = false;
     EXPECT_EQ(settings(task, CREATE),
@@ -189,7 +170,7 @@ TEST_F(TaskSettings, SlashesStandWithoutBackslashes) {
 }
 
 TEST_F(TaskSettings, ContentWithASlashStandsAsPlainBase64) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     task.chIdxList = "?>?>?>";  // question marks encode to slashes
     const std::string text = settings(task, CREATE);
     const auto begin = text.find("\"content\": \"") + 12;
@@ -202,7 +183,7 @@ TEST_F(TaskSettings, ContentWithASlashStandsAsPlainBase64) {
 }
 
 TEST_F(TaskSettings, ContentHoldsItsSlashesWithoutBackslashes) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     task.backupStartDay = "2024/03/01";
     std::string inner = inner_text;
     inner.replace(inner.find("2024-03-01"), 10, "2024/03/01");
@@ -210,7 +191,7 @@ TEST_F(TaskSettings, ContentHoldsItsSlashesWithoutBackslashes) {
 }
 
 TEST_F(TaskSettings, ContentOfALongChannelListIsWholeAndOnOneLine) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     task.chIdxList = "0";
     for (int channel = 1; channel < 2000; ++channel)
         task.chIdxList += "," + std::to_string(channel);
@@ -243,7 +224,7 @@ TEST_F(TaskSettings, LongNameStandsWhole) {
 }
 
 TEST_F(TaskSettings, TheCallersRecordIsLeftAlone) {
-    TDataBackupConfig task = night_copy();
+    TDataBackupConfig task = new_night_copy();
     task.scheduleWeekly = 7;
     task.backupImmediately = true;
     settings(task, CREATE);
