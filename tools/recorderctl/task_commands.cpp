@@ -46,7 +46,7 @@ void list_tasks(bool json) {
             print_json(task);
         else
             print_row({task.taskID, task.enable ? "enabled" : "disabled",
-                       table_text(strStatus_Arr, task.status), task.taskName});
+                       std::string(table_text(strStatus_Arr, task.status)), task.taskName});
     }
 }
 
