@@ -9,7 +9,7 @@ constexpr std::string_view copied_columns =
     "SELECT path, day, size, modified_ns, sha256, side_file, removed FROM copied_file ";
 
 CopiedFile load_copied(Statement& row) {
-    return {row.text(0),    row.text(1), row.integer(2),      row.integer(3),
+    return {row.text(0), row.text(1),         row.integer(2),     row.integer(3),
             row.text(4), row.integer(5) != 0, row.integer(6) != 0};
 }
 
@@ -75,8 +75,7 @@ void CopyStore::save(const std::string& task_id, const std::string& destination,
 
 void CopyStore::drop_checkpoint(const std::string& task_id, const std::string& destination,
                                 const std::string& path) {
-    database_
-        .prepare("DELETE FROM checkpoint WHERE taskID = ? AND destination = ? AND path = ?")
+    database_.prepare("DELETE FROM checkpoint WHERE taskID = ? AND destination = ? AND path = ?")
         .bind(1, task_id)
         .bind(2, destination)
         .bind(3, path)

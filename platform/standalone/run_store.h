@@ -1,4 +1,4 @@
-// What outlives the backup daemon of a task's runs: when the next is due, how far the last one came.
+// What outlives the daemon of a task's runs: when the next is due, how far the last one came.
 #pragma once
 
 #include <optional>

@@ -174,6 +174,7 @@ private:
     long long files_failed_ = 0;
     long long files_removed_ = 0;
     int denied_in_a_row_ = 0;
+    int losses_ = 0;
     std::string first_failure_;
     std::string message_;
     RateMeter rate_;

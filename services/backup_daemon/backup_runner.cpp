@@ -88,6 +88,7 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
 }
 
 void BackupRunner::tick() {
+    Worker::reap();
     for (const auto& [task_id, run] : runs_) {
         run->look_after();
         notes_.set_progress(task_id, run->figures());

@@ -1,6 +1,8 @@
 // Turns the daemon's HTTP requests into queue operations and their results into replies.
 #include "services/backup_daemon/daemon_routes.h"
 
+#include <cstdio>
+
 #include "services/backup_daemon/notice.h"
 #include "services/backup_daemon/parallel_limit.h"
 
@@ -11,6 +13,13 @@ standalone::JsonPtr new_success() {
     standalone::JsonPtr reply(json_object_new_object());
     json_object_object_add(reply.get(), "retCode", json_object_new_int(0));
     return reply;
+}
+
+/// A number with one decimal.
+json_object* new_decimal(double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f", value);
+    return json_object_new_double_s(value, text);
 }
 
 /// A query parameter that has to be there.
@@ -69,8 +78,8 @@ HttpReply running_reply(BackupRunner& runner) {
     for (const RunningTask& task : runner.running()) {
         json_object* entry = json_object_new_object();
         json_object_object_add(entry, "taskID", new_json_text(task.task_id));
-        json_object_object_add(entry, "finishRate", json_object_new_double(task.percent));
-        json_object_object_add(entry, "transferRate", json_object_new_double(task.rate));
+        json_object_object_add(entry, "finishRate", new_decimal(task.percent));
+        json_object_object_add(entry, "transferRate", new_decimal(task.rate));
         json_object_array_add(entries, entry);
     }
     return json_reply(reply);

@@ -1,4 +1,4 @@
-// Copies one file to a share: goes on where an earlier attempt stopped, checks, and only then names it.
+// Copies one file to a share: goes on where an earlier attempt stopped, checks, then names it.
 #include "services/backup_daemon/file_copier.h"
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// Copies one file to a share: goes on where an earlier attempt stopped, checks, and only then names it.
+// Copies one file to a share: goes on where an earlier attempt stopped, checks, then names it.
 #pragma once
 
 #include <functional>

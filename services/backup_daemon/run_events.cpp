@@ -1,4 +1,4 @@
-// What the daemon writes into the recorder's event log; services/event_log/event_text has the words.
+// What the daemon writes into the event log; services/event_log/event_text has the words.
 #include "services/backup_daemon/run_events.h"
 
 #include <cstdio>

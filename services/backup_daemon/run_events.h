@@ -1,4 +1,4 @@
-// What the daemon writes into the recorder's event log; services/event_log/event_text has the words.
+// What the daemon writes into the event log; services/event_log/event_text has the words.
 #pragma once
 
 #include <string>
@@ -19,8 +19,8 @@ enum RunEvent : unsigned {
     SHARE_FULL = 0x23150019,
 };
 
-/// Writes an event with the task's name and, where it is not empty, a detail. What cannot be written
-/// is printed on standard error instead.
+/// Writes an event with the task's name and, where it is not empty, a detail. What cannot be
+/// written is printed on standard error instead.
 void write_run_event(RunEvent event, const std::string& task_name, const std::string& detail = "");
 
 }  // namespace services

@@ -15,11 +15,11 @@ void RunQueue::take_over() {
     for (auto task = tasks.rbegin(); task != tasks.rend(); ++task) {
         const bool ran = task->status == TASK_RUNNING || task->status == TASK_PREPARE_START;
         if (ran) {
-            // In front and side by side, as they were, whatever the limit of now allows.
+            // In front, and side by side as far as the limit allows.
             resumed_[task->taskID] = true;
             store_.enqueue(task->taskID, true, true);
         }
-        // A daemon killed half-way through a stop leaves a task that says it waits but has no place.
+        // A daemon killed half-way through a stop leaves a task that waits but has no place.
         const bool stopped = task->status == TASK_PREPARE_STOP || task->status == TASK_WAIT;
         if (stopped && !waits(task->taskID)) set(task->taskID, TASK_CANCEL, "endTime");
     }

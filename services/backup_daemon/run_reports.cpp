@@ -15,6 +15,9 @@ constexpr int ATTEMPTS = 3;
 // Failures that get an event of their own; the run's end tells how many there were.
 constexpr long long FAILURES_TOLD = 10;
 
+// Losses of the connection that do: a bad line must not push everything else out of the log.
+constexpr int LOSSES_TOLD = 10;
+
 // So many files refused one after the other: it is the share, not the files.
 constexpr int MOST_DENIED = 20;
 
@@ -147,7 +150,8 @@ void BackupRun::lose(LanePlace lane, const std::string& why) {
     if (pause_) return;
     const auto pause = retry_.lost(monotonic_seconds());
     if (!pause) return end(RunOutcome::failed, why);
-    if (message_ != why) write_run_event(CONNECTION_LOST, task_.taskName, why);
+    if (message_ != why && ++losses_ <= LOSSES_TOLD)
+        write_run_event(CONNECTION_LOST, task_.taskName, why);
     message_ = why;
     pause_ = EventWatch::after(house_.loop, *pause, [this] {
         pause_.reset();

@@ -40,7 +40,7 @@ bool shares_its_name(const standalone::Channel& channel,
 /// Channels of one name are told apart by what never changes.
 std::string remote_folder(const standalone::Channel& channel,
                           const std::vector<standalone::Channel>& channels) {
-    const std::string name = own_folder(channel);
+    std::string name = own_folder(channel);
     if (!shares_its_name(channel, channels)) return name;
     return safe_name(name + " " + channel.guid);
 }

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <vector>
 
 #include "services/backup_daemon/worker_body.h"
 
@@ -19,6 +20,12 @@ namespace {
 
 // The kernel's default limit of one packet is a little above 200 KiB.
 constexpr std::size_t LARGEST_PACKET = 256UL * 1024;
+
+/// A process that hangs in the kernel does not end at once, and nobody should wait for it.
+std::vector<pid_t>& killed() {
+    static std::vector<pid_t> processes;
+    return processes;
+}
 
 [[noreturn]] void fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -52,7 +59,12 @@ Worker::Worker(const SmbLogin& login) {
 
 Worker::~Worker() {
     kill(process_, SIGKILL);
-    while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) continue;
+    killed().push_back(process_);
+    reap();
+}
+
+void Worker::reap() {
+    std::erase_if(killed(), [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; });
 }
 
 void Worker::send(const Order& order) {

@@ -25,6 +25,9 @@ public:
     /// Becomes readable when there is something to receive.
     int descriptor() const { return socket_.get(); }
 
+    /// Takes note of killed processes that have ended meanwhile. Now and then.
+    static void reap();
+
     /// Gives an order to a process that waits for one. What cannot be sent shows as ended().
     void send(const Order& order);
 

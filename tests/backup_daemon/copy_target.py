@@ -30,6 +30,7 @@ CONFIG = """
     disable spoolss = yes
     server min protocol = SMB2
     map to guest = never
+{further}
 [{share}]
     path = {path}
     read only = no
@@ -40,11 +41,13 @@ CONFIG = """
 class SambaServer:
     """`path` is the shared folder; it need not be empty."""
 
-    def __init__(self, folder, path=None, share="backup", password="secret of the share"):
+    def __init__(self, folder, path=None, share="backup", password="secret of the share",
+                 further=""):
         self.folder = Path(folder)
         self.path = Path(path) if path else self.folder / "shared"
         self.share = share
         self.password = password
+        self.further = further  # settings of the whole server
         self.port = free_port()
         self.process = None
 
@@ -65,8 +68,9 @@ class SambaServer:
         return self
 
     def write_config(self, further=""):
+        """`further`: settings of the share."""
         self.config.write_text(CONFIG.format(port=self.port, folder=self.folder, share=self.share,
-                                             path=self.path) + further)
+                                             path=self.path, further=self.further) + further)
 
     def set_password(self, password):
         self.password = password

@@ -1,13 +1,14 @@
 """What is copied, when again, and what is removed: selection, formats, growing files, retention."""
 import hashlib
 import json
+import sqlite3
 import time
 
-from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUN_FAILED, RUNNING, SUCCESS, WAIT, day_name,
-                          noise, tree, wait_until)
+from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUN_FAILED, RUNNING, STATE, SUCCESS,
+                          WAIT, day_name, noise, tree, wait_until)
 from fault_proxy import FaultProxy
 
-RETENTION_PASS = 0x23150017
+RUN_STARTED, RETENTION_PASS = 0x23150010, 0x23150017
 
 
 def names(house):
@@ -171,6 +172,34 @@ def test_forced_task_takes_the_place_of_the_running_one(house):
         house.run(first)
         assert house.shared() == house.sources()
         assert house.stored(first)["endTime"] >= house.stored(first)["startTime"] != ""
+
+
+def set_due(house, task_id, due):
+    connection = sqlite3.connect(STATE / "config.db", timeout=30)
+    with connection:
+        connection.execute("UPDATE next_run SET due = ? WHERE taskID = ?", (due, task_id))
+    connection.close()
+
+
+def next_run(house, task_id):
+    rows = house.database("SELECT due FROM next_run WHERE taskID = ?", task_id)
+    return rows[0]["due"] if rows else None
+
+
+def test_schedule_makes_up_a_missed_run_once_and_not_for_a_disabled_task(house):
+    house.record(0, 0, "01-00-00.mp4", b"content")
+    hour = (time.localtime().tm_hour + 12) % 24  # far from now, on either side
+    task_id = house.create(scheduleHour=hour)
+    wait_until(lambda: next_run(house, task_id), "the schedule")
+    set_due(house, task_id, int(time.time()) - 3 * 86400)
+    house.wait_for_end(task_id)
+    assert house.status(task_id) == SUCCESS
+    assert house.shared() == house.sources()
+    assert next_run(house, task_id) > time.time()
+    assert [event for event, _ in house.events()].count(RUN_STARTED) == 1
+    reply = house.recorder.call("POST", f"task/{task_id}/is_enable", {"is_enable": False})
+    assert reply.json["ret_code"] == 0
+    wait_until(lambda: next_run(house, task_id) is None, "the schedule's end")
 
 
 def test_without_the_checking_read_copies_are_the_same(house):

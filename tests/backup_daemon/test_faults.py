@@ -154,6 +154,17 @@ def test_refused_login_and_unknown_share_fail_at_once(house, changes, words):
     assert words in house.progress(task_id)[0]["message"]
 
 
+def test_server_that_speaks_smb1_only_is_refused(tmp_path):
+    with House(tmp_path, further="server min protocol = NT1\nserver max protocol = NT1\n") as house:
+        house.record(0, 0, "01-00-00.mp4", b"x")
+        task_id = house.create()
+        house.force(task_id)
+        wait_until(lambda: house.last_event(CONNECTION_LOST), "the refusal")
+        house.activate(task_id, active=False)
+        house.wait_for_end(task_id)
+        assert house.copied() == {} and house.shared() == {}
+
+
 def test_password_changed_in_the_middle_fails_when_the_connection_is_made_anew(house, proxy):
     size = record_days(house)
     proxy.rate = 30 * MIB
@@ -248,4 +259,4 @@ def test_full_share_loses_its_oldest_day_when_that_may_be_overwritten(small):
     small.check_records()
     assert foreign.read_bytes() == b"not ours"
     small.run(task_id)
-    assert small.last_event(RUN_SUCCEEDED) == ["0 files, 0 bytes"], "what made room must not come back"
+    assert small.last_event(RUN_SUCCEEDED) == ["0 files, 0 bytes"], "what made room came back"

@@ -1,4 +1,4 @@
-"""kill -9 of the daemon at random moments of one run: it goes on, nothing is lost or sent in vain."""
+"""kill -9 of the daemon at random moments of one run: it goes on and nothing is lost."""
 import random
 import time
 

@@ -272,8 +272,9 @@ class Recorder:
     def start_endless_run(self):
         """A task whose server takes connections and never says a word."""
         self.silent = socket.create_server(("127.0.0.1", 0))
-        self.ctl("channel", "add", "--index", "99", "--guid", "silent", "--ip", "192.0.2.99", "--name",
-                 "Silent", "--brand", "B", "--model", "M", "--streams", "1", "--recordings", "/storage")
+        self.ctl("channel", "add", "--index", "99", "--guid", "silent", "--ip", "192.0.2.99",
+                 "--name", "Silent", "--brand", "B", "--model", "M", "--streams", "1",
+                 "--recordings", "/storage")
         self.create_successfully(taskName="endless", serverIP="127.0.0.1", chIdxList=[99],
                                  port=self.silent.getsockname()[1], backupImmediately=True)
 

@@ -28,9 +28,10 @@ def state(tmp_path):
         state = State(tmp_path / "state").init()
         state.add_tasks(4, serverIP="127.0.0.1", port=silent.getsockname()[1], destPath="/share",
                         content=NO_CHANNEL_BUT_ONE)
-        subprocess.run([BIN / "recorderctl", "channel", "add", "--index", "0", "--guid", "g", "--ip",
-                        "192.0.2.1", "--name", "c", "--brand", "b", "--model", "m", "--streams",
-                        "1", "--recordings", tmp_path], env=state.environment, check=True)
+        subprocess.run([BIN / "recorderctl", "channel", "add", "--index", "0", "--guid", "g",
+                        "--ip", "192.0.2.1", "--name", "c", "--brand", "b", "--model", "m",
+                        "--streams", "1", "--recordings", tmp_path], env=state.environment,
+                       check=True)
         yield state
 
 
