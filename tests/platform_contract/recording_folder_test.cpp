@@ -125,7 +125,7 @@ TEST_F(RecordingFolderTest, ReadsNoDayButTheOldestAndTheNewest) {
     constexpr int files = 200;
     for (int day = 1; day <= days; ++day)
         for (int file = 0; file < files; ++file) {
-            char name[32];
+            char name[64];
             std::snprintf(name, sizeof name, "2024-02-%02d/%02d-%02d-00.mp4", day, file / 60,
                           file % 60);
             record(name, "");
