@@ -1,7 +1,17 @@
 // Prints the members of an entry.
 #include "backup/entry_text.h"
 
+#include <algorithm>
 #include <cstring>
+
+namespace {
+
+/// Whether json-c prints the character with a backslash.
+bool is_escaped(unsigned char c) {
+    return c < ' ' || c == '"' || c == '\\' || c == '/';
+}
+
+}  // namespace
 
 void EntryText::begin(const char* key) {
     text_ += text_.size() == 1 ? " \"" : ", \"";
@@ -10,6 +20,10 @@ void EntryText::begin(const char* key) {
 }
 
 void EntryText::add(const char* key, const std::string& text) {
+    if (std::none_of(text.begin(), text.end(), is_escaped)) {
+        add_word(key, text);
+        return;
+    }
     const auto length = static_cast<int>(text.size());
     add(key, JsonPtr(json_object_new_string_len(text.data(), length)));
 }

@@ -178,6 +178,20 @@ TEST_F(TaskList, IndexOutsideItsTableGivesAnEmptyText) {
     }
 }
 
+TEST_F(TaskList, EveryCharacterOfATextIsPrintedAsJsonCPrintsIt) {
+    for (int character = 1; character < 256; ++character) {
+        TDataBackupConfig task = night_copy();
+        task.taskName = std::string("a") + static_cast<char>(character) + "b";
+        fake::platform.tasks = {task};
+        EXPECT_EQ(list(), 0);
+        json_object* name = json_object_new_string(task.taskName.c_str());
+        const std::string member =
+            std::string("\"taskName\": ") + json_object_to_json_string(name) + ", ";
+        EXPECT_NE(text.find(member), std::string::npos) << character;
+        json_object_put(name);
+    }
+}
+
 TEST_F(TaskList, FlagsOfATaskArePrintedEachInItsKind) {
     TDataBackupConfig task = night_copy();
     task.backupImmediately = true;
