@@ -35,3 +35,17 @@ protected:
         return R"({ "ret_code": )" + code + R"(, "mesg": ")" + message + R"(" })";
     }
 };
+
+/// The same for tests of operations, one call after the other.
+class OperationTest : public PlatformTest {
+protected:
+    /// Keeps the text of the reply that the call just made left, and empties the slot.
+    int finish(int result) {
+        text = printed(reply);
+        reply = nullptr;
+        return result;
+    }
+
+    json_object* reply = nullptr;
+    std::string text;
+};

@@ -54,7 +54,7 @@ fake::Call run_event(const std::string& event, const Strings& names) {
     return {"send_surveillance_event_log", args};
 }
 
-class TaskActivation : public PlatformTest {
+class TaskActivation : public OperationTest {
 protected:
     void SetUp() override {
         PlatformTest::SetUp();
@@ -87,15 +87,6 @@ protected:
     int force(const char* body, const char* id = "12") {
         return finish(force_active_recording_task(&reply, body, id));
     }
-
-    int finish(int result) {
-        text = printed(reply);
-        reply = nullptr;
-        return result;
-    }
-
-    json_object* reply = nullptr;
-    std::string text;
 };
 
 // --- activate ------------------------------------------------------------------------------------

@@ -18,7 +18,7 @@ const fake::Call QUERY = {
     {"127.0.0.1", "10150", "/logs/logs", "max_results=100&sub_type=8981,8983,25092", "5", "false",
      "false", "0", "(null)"}};
 
-class TaskLog : public PlatformTest {
+class TaskLog : public OperationTest {
 protected:
     int query(const std::string& answer) {
         fake::platform.debug.clear();
@@ -26,15 +26,7 @@ protected:
         return query();
     }
 
-    int query() {
-        const int result = get_backup_task_log(&reply);
-        text = printed(reply);
-        reply = nullptr;
-        return result;
-    }
-
-    json_object* reply = nullptr;
-    std::string text;
+    int query() { return finish(get_backup_task_log(&reply)); }
 };
 
 TEST_F(TaskLog, AsksForTheNewestHundredOfTheThreeSubTypes) {

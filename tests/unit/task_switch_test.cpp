@@ -33,7 +33,7 @@ fake::Call change_event(const std::string& event, const std::string& name = "Doo
             {event, "-1", "198.51.100.9", "admin", "Recording Backup", name}};
 }
 
-class TaskSwitch : public PlatformTest {
+class TaskSwitch : public OperationTest {
 protected:
     void SetUp() override {
         PlatformTest::SetUp();
@@ -62,15 +62,6 @@ protected:
     int remove(const char* is_stop, const char* id = "7") {
         return finish(delete_backup_task(&reply, id, is_stop));
     }
-
-    int finish(int result) {
-        text = printed(reply);
-        reply = nullptr;
-        return result;
-    }
-
-    json_object* reply = nullptr;
-    std::string text;
 };
 
 // --- enable and disable --------------------------------------------------------------------------
