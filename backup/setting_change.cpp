@@ -1,7 +1,7 @@
 // Stores, announces and reports a change of a task.
 #include "backup/setting_change.h"
 
-#include "backup/backup_daemon.h"
+#include "backup/daemon_client.h"
 #include "backup/operation.h"
 #include "backup/recording_backup_function.h"
 #include "platform/nvrcfg.h"

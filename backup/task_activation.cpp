@@ -1,7 +1,7 @@
 // Starts, stops and force-starts tasks on demand.
 #include <optional>
 
-#include "backup/backup_daemon.h"
+#include "backup/daemon_client.h"
 #include "backup/fuse_status.h"
 #include "backup/json_member.h"
 #include "backup/operation.h"

@@ -1,5 +1,5 @@
 // Creates and modifies tasks: parse, store, tell the daemon, reply.
-#include "backup/backup_daemon.h"
+#include "backup/daemon_client.h"
 #include "backup/operation.h"
 #include "backup/recording_backup_function.h"
 #include "backup/setting_change.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "backup/backup_daemon.h"
+#include "backup/daemon_client.h"
 #include "backup/entry_text.h"
 #include "backup/fuse_status.h"
 #include "backup/json_member.h"

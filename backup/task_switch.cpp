@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "backup/backup_daemon.h"
+#include "backup/daemon_client.h"
 #include "backup/json_member.h"
 #include "backup/operation.h"
 #include "backup/recording_backup_function.h"

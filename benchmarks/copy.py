@@ -13,7 +13,7 @@ SOURCE = Path(os.environ["RECORDER_SOURCE"])
 BUILD = Path(os.environ["RECORDER_BUILD"])
 PROGRAMS = BUILD / "bin"
 STATE = Path("/var/lib/recorder")
-sys.path.insert(0, str(SOURCE / "tests/backup_daemon"))
+sys.path.insert(0, str(SOURCE / "tests/support"))
 from copy_target import USER, SambaServer  # noqa: E402
 
 FILES = 24

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/standalone/strict_json.h"
+#include "platform/standalone/store/strict_json.h"
 
 struct event_base;   // libevent
 struct json_object;  // json-c

@@ -8,7 +8,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "platform/standalone/state_folder.h"
+#include "platform/standalone/store/state_folder.h"
 
 namespace services {
 namespace {

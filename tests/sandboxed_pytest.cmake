@@ -30,7 +30,7 @@ endfunction()
 function(add_sandboxed_pytest name file)
     add_sandboxed_test(${name}
         COMMAND ${SYSTEM_PYTHON} -m pytest -q -p no:cacheprovider
-            --rootdir ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/${file}
+            --rootdir ${PROJECT_SOURCE_DIR}/tests ${CMAKE_CURRENT_SOURCE_DIR}/${file}
         ${ARGN})
     set_tests_properties(${name} PROPERTIES WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
 endfunction()

@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "platform/recorder_log.h"
-#include "platform/standalone/connections.h"
-#include "platform/standalone/session_store.h"
+#include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/session_store.h"
 #include "platform/standalone/text_buffer.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/standalone/file_handle.h"
+#include "platform/standalone/store/file_handle.h"
 
 namespace standalone {
 

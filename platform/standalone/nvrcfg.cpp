@@ -6,10 +6,10 @@
 #include <exception>
 
 #include "platform/recorder_log.h"
-#include "platform/standalone/channel_store.h"
-#include "platform/standalone/connections.h"
-#include "platform/standalone/strict_json.h"
-#include "platform/standalone/task_store.h"
+#include "platform/standalone/store/channel_store.h"
+#include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/strict_json.h"
+#include "platform/standalone/store/task_store.h"
 #include "platform/utilities.h"
 
 namespace {

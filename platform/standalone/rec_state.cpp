@@ -7,10 +7,10 @@
 #include <iterator>
 
 #include "platform/recorder_log.h"
-#include "platform/standalone/channel_store.h"
-#include "platform/standalone/connections.h"
-#include "platform/standalone/recording_folder.h"
-#include "platform/standalone/strict_json.h"
+#include "platform/standalone/store/channel_store.h"
+#include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/recording_folder.h"
+#include "platform/standalone/store/strict_json.h"
 #include "platform/standalone/text_buffer.h"
 
 namespace {

@@ -7,9 +7,9 @@
 #include <exception>
 #include <optional>
 
-#include "platform/standalone/connections.h"
+#include "platform/standalone/store/connections.h"
 #include "platform/standalone/debug_file.h"
-#include "platform/standalone/event_store.h"
+#include "platform/standalone/store/event_store.h"
 #include "platform/utilities.h"
 
 namespace {

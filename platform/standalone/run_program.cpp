@@ -13,7 +13,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/standalone/file_handle.h"
+#include "platform/standalone/store/file_handle.h"
 #include "platform/utilities.h"
 
 namespace standalone {

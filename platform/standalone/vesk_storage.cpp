@@ -6,9 +6,9 @@
 #include <memory>
 
 #include "platform/recorder_log.h"
-#include "platform/standalone/channel_store.h"
-#include "platform/standalone/connections.h"
-#include "platform/standalone/recording_folder.h"
+#include "platform/standalone/store/channel_store.h"
+#include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/recording_folder.h"
 
 namespace {
 

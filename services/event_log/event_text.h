@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/standalone/event_store.h"
+#include "platform/standalone/store/event_store.h"
 
 namespace services {
 

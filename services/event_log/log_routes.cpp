@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <vector>
 
-#include "platform/standalone/database.h"
-#include "platform/standalone/event_store.h"
-#include "platform/standalone/state_folder.h"
+#include "platform/standalone/store/database.h"
+#include "platform/standalone/store/event_store.h"
+#include "platform/standalone/store/state_folder.h"
 #include "services/event_log/csv.h"
 #include "services/event_log/event_text.h"
 #include "services/event_log/log_query.h"

@@ -1,9 +1,9 @@
 // recorder-logd: serves the event log as JSON and as CSV, and removes what is too old.
 #include <filesystem>
 
-#include "platform/standalone/database.h"
-#include "platform/standalone/schema.h"
-#include "platform/standalone/state_folder.h"
+#include "platform/standalone/store/database.h"
+#include "platform/standalone/store/schema.h"
+#include "platform/standalone/store/state_folder.h"
 #include "services/event_log/log_routes.h"
 #include "services/event_log/retention.h"
 #include "services/http_service.h"

@@ -6,9 +6,9 @@
 #include <filesystem>
 
 #include "platform/nvrcfg.h"
-#include "platform/standalone/database.h"
-#include "platform/standalone/event_store.h"
-#include "platform/standalone/state_folder.h"
+#include "platform/standalone/store/database.h"
+#include "platform/standalone/store/event_store.h"
+#include "platform/standalone/store/state_folder.h"
 #include "platform/utilities.h"
 
 namespace services {

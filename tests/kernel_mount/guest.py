@@ -9,7 +9,7 @@ import threading
 from pathlib import Path
 
 BUILD = Path("/run/build")
-sys.path.insert(0, "/run/source/tests/end_to_end")
+sys.path.insert(0, "/run/source/tests/support")
 from samba_server import PASSWORD, USER, SambaServer  # noqa: E402
 
 SECONDS = 120

@@ -13,17 +13,39 @@ from pathlib import Path
 # First match wins: these files may include these headers of ours and these libraries.
 JSON = {"json-c"}
 CONTRACTS = r"platform/[^/]+\.h"
+STORES = r"platform/standalone/store/[^/]+\.h"
+RECORD = r"backup/task_record\.h"
+DAEMON = "services/backup_daemon"
+SHARED = rf"services/[^/]+\.h|{CONTRACTS}|{STORES}|{RECORD}"
+
+
+def daemon_room(name, *known, libraries=frozenset()):
+    """A row for a room of the backup daemon, which may include itself and the rooms it knows."""
+    rooms = "|".join((name, *known))
+    return (rf"{DAEMON}/{name}/.*", rf"{DAEMON}/({rooms})/.*|{SHARED}", JSON | set(libraries))
+
+
 ROOMS = [
     (r"cgi/(result_code|reply)\.h", r"cgi/(result_code|reply)\.h", JSON),
     (r"cgi/.*", rf"cgi/.*|backup/recording_backup_function\.h|{CONTRACTS}", JSON),
     (r"backup/.*", rf"backup/.*|cgi/(result_code|reply)\.h|{CONTRACTS}", JSON),
-    (r"platform/standalone/.*", r"platform/.*|backup/task_record\.h",
-     JSON | {"sqlite", "libevent", "base64", "passwords"}),
+    (r"platform/standalone/store/.*", rf"{STORES}|{CONTRACTS}|{RECORD}",
+     JSON | {"sqlite", "passwords"}),
+    (r"platform/standalone/.*", rf"platform/standalone/.*|{CONTRACTS}|{RECORD}",
+     JSON | {"libevent", "sqlite", "passwords"}),
     (r"platform/.*", r"(?!)", set()),
-    (r"services/.*", r"services/.*|platform/.*|backup/task_record\.h",
-     JSON | {"sqlite", "libevent", "base64", "passwords", "smb", "hashing", "command line"}),
-    (r"tools/.*", r"tools/.*|platform/.*|backup/task_record\.h",
-     JSON | {"sqlite", "passwords", "command line"}),
+    daemon_room("front", "when", "run"),
+    daemon_room("when", "run", "memory", "tell"),
+    daemon_room("run", "lane", "copy", "memory", "tell"),
+    daemon_room("lane", "copy"),
+    daemon_room("copy", libraries={"smb", "hashing"}),
+    daemon_room("memory", libraries={"sqlite"}),
+    daemon_room("tell"),
+    (rf"{DAEMON}/[^/]+", rf"{DAEMON}/.*|{SHARED}", set()),
+    (r"services/event_log/.*", rf"services/event_log/.*|{SHARED}", JSON),
+    (r"services/[^/]+", SHARED, JSON | {"libevent", "command line"}),
+    (r"tools/.*", rf"tools/.*|{CONTRACTS}|{STORES}|{RECORD}",
+     JSON | {"passwords", "command line"}),
 ]
 LIBRARIES = [
     (r"json-c/.*|json\.h", "json-c"),

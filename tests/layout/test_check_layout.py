@@ -22,7 +22,7 @@ def plant(root, path, text):
     ("cgi/reply.h", '#include "backup/recording_backup_function.h"'),
     ("cgi/result_code.h", '#include "platform/nvrcfg.h"'),
     ("backup/task_list.cpp", '#include "cgi/routes.h"'),
-    ("backup/task_list.cpp", '#include "platform/standalone/database.h"'),
+    ("backup/task_list.cpp", '#include "platform/standalone/store/database.h"'),
     ("backup/task_list.cpp", '#include "services/http_service.h"'),
     ("backup/task_list.cpp", "#include <sqlite3.h>"),
     ("platform/nvrcfg.h", '#include "backup/task_record.h"'),

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "platform/rec_state.h"
-#include "platform/standalone/channel_store.h"
+#include "platform/standalone/store/channel_store.h"
 #include "platform/vesk_storage.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/output.h"

@@ -3,7 +3,7 @@
 #include <iostream>
 #include <memory>
 
-#include "platform/standalone/key_value_store.h"
+#include "platform/standalone/store/key_value_store.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/state.h"
 

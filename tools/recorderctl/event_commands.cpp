@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "platform/standalone/event_store.h"
+#include "platform/standalone/store/event_store.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/output.h"
 #include "tools/recorderctl/state.h"

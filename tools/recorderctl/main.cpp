@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <iostream>
 
-#include "platform/standalone/schema.h"
-#include "platform/standalone/state_folder.h"
+#include "platform/standalone/store/schema.h"
+#include "platform/standalone/store/state_folder.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/state.h"
 

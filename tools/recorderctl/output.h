@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/standalone/strict_json.h"
+#include "platform/standalone/store/strict_json.h"
 
 namespace recorderctl {
 

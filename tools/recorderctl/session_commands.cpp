@@ -3,7 +3,7 @@
 #include <iostream>
 #include <memory>
 
-#include "platform/standalone/session_store.h"
+#include "platform/standalone/store/session_store.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/state.h"
 

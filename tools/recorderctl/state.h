@@ -1,7 +1,7 @@
 // The databases that the commands work on.
 #pragma once
 
-#include "platform/standalone/database.h"
+#include "platform/standalone/store/database.h"
 
 namespace recorderctl {
 

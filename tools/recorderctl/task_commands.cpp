@@ -6,8 +6,8 @@
 #include <ranges>
 
 #include "platform/nvrcfg.h"
-#include "platform/standalone/task_fields.h"
-#include "platform/standalone/task_store.h"
+#include "platform/standalone/store/task_fields.h"
+#include "platform/standalone/store/task_store.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/output.h"
 #include "tools/recorderctl/password_input.h"

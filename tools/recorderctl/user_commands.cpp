@@ -3,7 +3,7 @@
 #include <iostream>
 #include <memory>
 
-#include "platform/standalone/user_store.h"
+#include "platform/standalone/store/user_store.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/output.h"
 #include "tools/recorderctl/password_input.h"

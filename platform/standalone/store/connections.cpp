@@ -1,0 +1,67 @@
+// The connections that the platform calls of one thread share: opened when first needed, then kept.
+#include "platform/standalone/store/connections.h"
+
+#include <optional>
+
+#include "platform/standalone/store/state_folder.h"
+
+namespace standalone {
+
+namespace {
+
+/// One connection, opened anew only when the state folder has become another one.
+struct Connection {
+    std::string path;
+    std::optional<Database> database;
+
+    Database& at(const std::string& wanted, Database::Mode mode) {
+        if (!database || path != wanted) {
+            database.reset();
+            database.emplace(wanted, mode);
+            path = wanted;
+        }
+        return *database;
+    }
+};
+
+struct Connections {
+    Connection config_reader;
+    Connection config_writer;
+    Connection registry_reader;
+    Connection event_writer;
+    std::optional<KeyValueStore> keys;  // released before the connection it uses
+};
+
+Connections& mine() {
+    thread_local Connections connections;
+    return connections;
+}
+
+}  // namespace
+
+Database& config_for_reading() {
+    return mine().config_reader.at(config_database_path(), Database::Mode::read_only);
+}
+
+Database& config_for_writing() {
+    return mine().config_writer.at(config_database_path(), Database::Mode::read_write);
+}
+
+Database& registry_for_reading() {
+    const std::string path = registry_database_path();
+    // A statement keeps a closed connection alive, so the keys' one goes first.
+    if (mine().registry_reader.path != path) mine().keys.reset();
+    return mine().registry_reader.at(path, Database::Mode::read_only);
+}
+
+Database& events_for_writing() {
+    return mine().event_writer.at(event_database_path(), Database::Mode::read_write);
+}
+
+KeyValueStore& config_keys() {
+    Database& database = registry_for_reading();
+    if (!mine().keys) mine().keys.emplace(database);
+    return *mine().keys;
+}
+
+}  // namespace standalone

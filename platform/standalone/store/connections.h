@@ -1,0 +1,24 @@
+// The connections that the platform calls of one thread share: opened when first needed, then kept.
+#pragma once
+
+#include "platform/standalone/store/database.h"
+#include "platform/standalone/store/key_value_store.h"
+
+namespace standalone {
+
+/// The configuration database for reading. Any of these calls may throw DatabaseError.
+Database& config_for_reading();
+
+/// The configuration database for writing.
+Database& config_for_writing();
+
+/// The registry for reading.
+Database& registry_for_reading();
+
+/// The event database for writing.
+Database& events_for_writing();
+
+/// The keys, over registry_for_reading().
+KeyValueStore& config_keys();
+
+}  // namespace standalone

@@ -1,0 +1,146 @@
+// Handles for SQLite: a connection, a prepared statement, a transaction.
+#include "platform/standalone/store/database.h"
+
+#include <sqlite3.h>
+
+namespace standalone {
+
+namespace {
+
+constexpr int busy_milliseconds = 5000;
+
+/// Has SQLite count no memory and set no pages aside, a tenth of what a short request takes.
+/// Without effect once the first connection is open.
+void spare_start_up() {
+    sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0);
+}
+
+[[noreturn]] void fail(sqlite3* connection) {
+    throw DatabaseError(sqlite3_errmsg(connection), sqlite3_errcode(connection) & 0xff);
+}
+
+}  // namespace
+
+Statement::Statement(sqlite3* connection, std::string_view sql) {
+    sqlite3_stmt* statement = nullptr;
+    const int code = sqlite3_prepare_v3(connection, sql.data(), static_cast<int>(sql.size()),
+                                        SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    if (code != SQLITE_OK) fail(connection);
+    statement_.reset(statement);
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const {
+    sqlite3_finalize(statement);
+}
+
+Statement& Statement::bind(int parameter, long long value) {
+    if (sqlite3_bind_int64(statement_.get(), parameter, value) != SQLITE_OK)
+        fail(sqlite3_db_handle(statement_.get()));
+    return *this;
+}
+
+Statement& Statement::bind(int parameter, std::string_view value) {
+    // An empty view may point nowhere, which SQLite would store as NULL.
+    const char* data = value.empty() ? "" : value.data();
+    if (sqlite3_bind_text64(statement_.get(), parameter, data, value.size(), SQLITE_TRANSIENT,
+                            SQLITE_UTF8) != SQLITE_OK)
+        fail(sqlite3_db_handle(statement_.get()));
+    return *this;
+}
+
+Statement& Statement::bind_real(int parameter, double value) {
+    if (sqlite3_bind_double(statement_.get(), parameter, value) != SQLITE_OK)
+        fail(sqlite3_db_handle(statement_.get()));
+    return *this;
+}
+
+Statement& Statement::bind_null(int parameter) {
+    if (sqlite3_bind_null(statement_.get(), parameter) != SQLITE_OK)
+        fail(sqlite3_db_handle(statement_.get()));
+    return *this;
+}
+
+bool Statement::step() {
+    const int code = sqlite3_step(statement_.get());
+    if (code == SQLITE_ROW) return true;
+    if (code == SQLITE_DONE) return false;
+    const DatabaseError error(sqlite3_errmsg(sqlite3_db_handle(statement_.get())), code & 0xff);
+    sqlite3_reset(statement_.get());
+    throw error;
+}
+
+void Statement::reset() {
+    sqlite3_reset(statement_.get());
+}
+
+long long Statement::integer(int column) {
+    return sqlite3_column_int64(statement_.get(), column);
+}
+
+double Statement::real(int column) {
+    return sqlite3_column_double(statement_.get(), column);
+}
+
+std::string Statement::text(int column) {
+    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
+    const int length = sqlite3_column_bytes(statement_.get(), column);
+    return data == nullptr ? std::string() : std::string(data, static_cast<std::size_t>(length));
+}
+
+bool Statement::is_null(int column) {
+    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+}
+
+Database::Database(const std::string& path, Mode mode) {
+    spare_start_up();
+    // A connection belongs to one thread. Readers too may write: the first one to come after a
+    // writer was killed has to roll back what that left.
+    const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE;
+    sqlite3* connection = nullptr;
+    const int code = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
+    connection_.reset(connection);
+    if (connection == nullptr) throw DatabaseError("out of memory", code & 0xff);
+    if (code != SQLITE_OK) fail(connection);
+    sqlite3_busy_timeout(connection, busy_milliseconds);
+    // The journal's kind is a property of the file (schema.cpp sets it); the two below belong to
+    // the connection, and only a writer needs them.
+    if (mode == Mode::read_write) run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON");
+}
+
+void Database::Close::operator()(sqlite3* connection) const {
+    sqlite3_close_v2(connection);
+}
+
+Statement Database::prepare(std::string_view sql) {
+    return Statement(handle(), sql);
+}
+
+void Database::run(const char* sql) {
+    if (sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(handle());
+}
+
+long long Database::last_insert_id() {
+    return sqlite3_last_insert_rowid(handle());
+}
+
+int Database::changes() {
+    return sqlite3_changes(handle());
+}
+
+Transaction::Transaction(Database& database) : database_(database) {
+    database_.run("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+    // An error may have ended the transaction already; then there is nothing to roll back.
+    if (open_ && sqlite3_get_autocommit(database_.handle()) == 0)
+        sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void Transaction::commit() {
+    database_.run("COMMIT");
+    open_ = false;
+}
+
+}  // namespace standalone

@@ -1,0 +1,91 @@
+// The event log: one row per event, in a database of its own.
+#include "platform/standalone/store/event_store.h"
+
+#include <algorithm>
+#include <set>
+
+#include "platform/standalone/store/strict_json.h"
+
+namespace standalone {
+
+namespace {
+
+std::string print_arguments(const std::vector<std::string>& arguments) {
+    const JsonPtr array(json_object_new_array());
+    for (const std::string& text : arguments)
+        json_object_array_add(
+            array.get(), json_object_new_string_len(text.data(), static_cast<int>(text.size())));
+    return print_json(array.get());
+}
+
+std::vector<std::string> parse_arguments(const std::string& text) {
+    std::vector<std::string> arguments;
+    const JsonPtr array(json_tokener_parse(text.c_str()));
+    if (!json_object_is_type(array.get(), json_type_array)) return arguments;
+    for (std::size_t at = 0; at < json_object_array_length(array.get()); ++at)
+        arguments.emplace_back(json_object_get_string(json_object_array_get_idx(array.get(), at)));
+    return arguments;
+}
+
+constexpr char COLUMNS[] = "SELECT id, time_ms, event_id, channel, user, ip, arguments FROM event ";
+
+void read_rows(Statement& row, std::vector<Event>& events) {
+    while (row.step())
+        events.push_back({row.integer(0), row.integer(1), static_cast<unsigned>(row.integer(2)),
+                          static_cast<int>(row.integer(3)), row.text(4), row.text(5),
+                          parse_arguments(row.text(6))});
+}
+
+}  // namespace
+
+void EventStore::append(const Event& event) {
+    Statement insert = database_.prepare(
+        "INSERT INTO event (time_ms, event_id, channel, user, ip, arguments) "
+        "VALUES (?, ?, ?, ?, ?, ?)");
+    insert.bind(1, event.time_ms).bind(2, event.event_id).bind(3, event.channel);
+    insert.bind(4, event.user).bind(5, event.ip).bind(6, print_arguments(event.arguments)).step();
+}
+
+std::vector<Event> EventStore::newest(const std::vector<unsigned>& sub_types, int limit) {
+    const auto most = static_cast<std::size_t>(std::max(limit, 0));
+    std::vector<Event> events;
+    if (sub_types.empty()) {
+        Statement row = database_.prepare(std::string(COLUMNS) + "ORDER BY id DESC LIMIT ?");
+        row.bind(1, static_cast<long long>(most));
+        read_rows(row, events);
+        return events;
+    }
+    // One sub-type after the other: only then does the index give the rows in order, and a query
+    // costs what it answers, however many events there are.
+    Statement row =
+        database_.prepare(std::string(COLUMNS) + "WHERE sub_type = ? ORDER BY id DESC LIMIT ?");
+    for (const unsigned sub_type : std::set(sub_types.begin(), sub_types.end())) {
+        row.reset();
+        row.bind(1, sub_type).bind(2, static_cast<long long>(most));
+        read_rows(row, events);
+    }
+    std::sort(events.begin(), events.end(),
+              [](const Event& a, const Event& b) { return a.id > b.id; });
+    events.resize(std::min(events.size(), most));
+    return events;
+}
+
+long long EventStore::count(const std::vector<unsigned>& sub_types) {
+    const std::set<unsigned> wanted(sub_types.begin(), sub_types.end());
+    Statement row = database_.prepare("SELECT sub_type, events FROM event_count");
+    long long events = 0;
+    while (row.step())
+        if (wanted.empty() || wanted.contains(static_cast<unsigned>(row.integer(0))))
+            events += row.integer(1);
+    return events;
+}
+
+int EventStore::remove_older(long long time_ms, int limit) {
+    Statement removal = database_.prepare(
+        "DELETE FROM event WHERE id IN "
+        "(SELECT id FROM event WHERE time_ms < ? ORDER BY time_ms LIMIT ?)");
+    removal.bind(1, time_ms).bind(2, limit).step();
+    return database_.changes();
+}
+
+}  // namespace standalone

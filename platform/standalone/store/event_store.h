@@ -1,0 +1,48 @@
+// The event log: one row per event, in a database of its own.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/standalone/store/database.h"
+
+namespace standalone {
+
+/// One event.
+struct Event {
+    long long id = 0;                    ///< grows with every event
+    long long time_ms = 0;               ///< milliseconds since the epoch
+    unsigned event_id = 0;               ///< event identifier, for example 0x62040001
+    int channel = -1;                    ///< channel index, -1 for none
+    std::string user;                    ///< who did it; "System" for run events
+    std::string ip;                      ///< from where
+    std::vector<std::string> arguments;  ///< application, then what the event is about
+};
+
+/// The stored events. Any call may throw DatabaseError.
+class EventStore {
+public:
+    explicit EventStore(Database& database) : database_(database) {}
+
+    /// Stores an event; `event.id` is ignored. On disk when it returns.
+    void append(const Event& event);
+
+    /// The newest events first.
+    /// @param sub_types only events whose event_id >> 16 is among these, in any order; empty: all
+    /// @param limit     at most so many
+    std::vector<Event> newest(const std::vector<unsigned>& sub_types, int limit);
+
+    /// How many events newest() would give without a limit.
+    long long count(const std::vector<unsigned>& sub_types);
+
+    /// Removes events from before a time, the oldest first, in one transaction.
+    /// @param time_ms milliseconds since the epoch
+    /// @param limit   at most so many
+    /// @return how many were removed
+    int remove_older(long long time_ms, int limit);
+
+private:
+    Database& database_;
+};
+
+}  // namespace standalone

@@ -1,0 +1,66 @@
+// Sessions of the recorder's users, in the configuration database.
+#include "platform/standalone/store/session_store.h"
+
+#include <sodium.h>
+
+#include <array>
+#include <stdexcept>
+#include <string_view>
+
+#include "platform/utilities.h"
+
+namespace standalone {
+
+namespace {
+
+constexpr std::size_t sid_bytes = 16;
+
+std::string hex(const unsigned char* bytes, std::size_t size) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (std::size_t at = 0; at < size; ++at) {
+        text += digits[bytes[at] >> 4];
+        text += digits[bytes[at] & 0xf];
+    }
+    return text;
+}
+
+std::string hash_sid(const std::string& sid) {
+    std::array<unsigned char, crypto_hash_sha256_BYTES> hash{};
+    crypto_hash_sha256(hash.data(), reinterpret_cast<const unsigned char*>(sid.data()), sid.size());
+    return hex(hash.data(), hash.size());
+}
+
+long long now() {
+    return static_cast<long long>(current_time_stamp());
+}
+
+}  // namespace
+
+std::string SessionStore::open(const std::string& user, long long minutes) {
+    if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
+    std::array<unsigned char, sid_bytes> random{};
+    randombytes_buf(random.data(), random.size());
+    const std::string sid = hex(random.data(), random.size());
+    Transaction transaction(database_);
+    database_.prepare("DELETE FROM session WHERE expires_ms <= ?").bind(1, now()).step();
+    Statement insert = database_.prepare("INSERT INTO session VALUES (?, ?, ?)");
+    insert.bind(1, hash_sid(sid)).bind(2, user).bind(3, now() + minutes * 60'000).step();
+    transaction.commit();
+    return sid;
+}
+
+bool SessionStore::close(const std::string& sid) {
+    database_.prepare("DELETE FROM session WHERE sid_hash = ?").bind(1, hash_sid(sid)).step();
+    return database_.changes() > 0;
+}
+
+std::optional<User> SessionStore::find(const std::string& sid) {
+    Statement row = database_.prepare(
+        "SELECT name, level FROM session JOIN user ON name = user "
+        "WHERE sid_hash = ? AND expires_ms > ?");
+    if (!row.bind(1, hash_sid(sid)).bind(2, now()).step()) return {};
+    return User{row.text(0), static_cast<unsigned>(row.integer(1))};
+}
+
+}  // namespace standalone

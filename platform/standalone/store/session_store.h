@@ -1,0 +1,34 @@
+// Sessions of the recorder's users, in the configuration database.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/standalone/store/database.h"
+#include "platform/standalone/store/user_store.h"
+
+namespace standalone {
+
+/// The open sessions. A session is known by its SID, of which only the SHA-256 is stored: who reads
+/// the database cannot take a session over. Any call may throw DatabaseError.
+class SessionStore {
+public:
+    explicit SessionStore(Database& database) : database_(database) {}
+
+    /// Opens a session and forgets the expired ones.
+    /// @param user    an existing account
+    /// @param minutes until it expires
+    /// @return the SID: 128 random bits as 32 lower-case hexadecimal digits
+    std::string open(const std::string& user, long long minutes);
+
+    /// @return whether there was such a session
+    bool close(const std::string& sid);
+
+    /// Whose session `sid` is; nothing when there is none or it has expired. One read.
+    std::optional<User> find(const std::string& sid);
+
+private:
+    Database& database_;
+};
+
+}  // namespace standalone

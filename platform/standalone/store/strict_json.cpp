@@ -1,0 +1,73 @@
+// JSON as RFC 8259 has it, and nothing beyond: json-c's own strictness leaves gaps.
+#include "platform/standalone/store/strict_json.h"
+
+namespace standalone {
+
+namespace {
+
+constexpr int depth = 32;
+
+struct FreeTokener {
+    void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
+};
+
+bool is_digit(char byte) {
+    return byte >= '0' && byte <= '9';
+}
+
+/// json-c lets pass, even in strict mode: names in single quotes, control characters inside
+/// strings, numbers like -01 and 1., and the words NaN and Infinity.
+bool has_json_c_extension(const std::string& text) {
+    bool in_string = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char byte = text[at];
+        const char next = at + 1 < text.size() ? text[at + 1] : '\0';
+        if (in_string) {
+            if (static_cast<unsigned char>(byte) < 0x20) return true;
+            if (byte == '\\') ++at;
+        } else if (byte == '\'' || byte == 'N' || byte == 'I') {
+            return true;
+        } else if (byte == '.' && !is_digit(next)) {
+            return true;
+        } else if (byte == '-' && next == '0' && at + 2 < text.size() && is_digit(text[at + 2])) {
+            return true;
+        }
+        if (byte == '"') in_string = !in_string;
+    }
+    return false;
+}
+
+/// json-c counts the bytes of each character and no more; left to refuse are overlong forms, halves
+/// of surrogate pairs and what lies behind U+10FFFF (RFC 3629, section 4).
+bool has_impossible_character(const std::string& text) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto lead = static_cast<unsigned char>(text[at]);
+        const auto second = static_cast<unsigned char>(text.c_str()[at + 1]);
+        if (lead == 0xC0 || lead == 0xC1 || lead > 0xF4) return true;
+        if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F)) return true;
+        if ((lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+JsonPtr parse_strict_object(const std::string& text) {
+    if (text.size() > INT32_MAX || has_json_c_extension(text) || has_impossible_character(text))
+        return nullptr;
+    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(depth));
+    json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
+    JsonPtr object(
+        json_tokener_parse_ex(tokener.get(), text.data(), static_cast<int>(text.size())));
+    const bool whole = json_tokener_get_error(tokener.get()) == json_tokener_success &&
+                       json_tokener_get_parse_end(tokener.get()) == text.size();
+    if (!whole || !json_object_is_type(object.get(), json_type_object)) return nullptr;
+    return object;
+}
+
+std::string print_json(json_object* object) {
+    return json_object_to_json_string_ext(object,
+                                          JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
+}
+
+}  // namespace standalone

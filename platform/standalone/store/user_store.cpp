@@ -1,0 +1,55 @@
+// The recorder's accounts, in the configuration database.
+#include "platform/standalone/store/user_store.h"
+
+#include <sodium.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "platform/cgi_input.h"
+
+namespace standalone {
+
+namespace {
+
+std::string hash_password(const std::string& password) {
+    std::array<char, crypto_pwhash_STRBYTES> hash{};
+    if (sodium_init() < 0 || crypto_pwhash_str(hash.data(), password.data(), password.size(),
+                                               crypto_pwhash_OPSLIMIT_INTERACTIVE,
+                                               crypto_pwhash_MEMLIMIT_INTERACTIVE) != 0)
+        throw std::runtime_error("not enough memory to hash the password");
+    return hash.data();
+}
+
+}  // namespace
+
+bool UserStore::valid_name(const std::string& name) {
+    const auto is_control = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; };
+    return !name.empty() && name.size() < sizeof(t_ostra_auth_info::user_name) &&
+           std::ranges::none_of(name, is_control);
+}
+
+bool UserStore::add(const User& user, const std::string& password) {
+    Statement insert = database_.prepare("INSERT OR IGNORE INTO user VALUES (?, ?, ?)");
+    insert.bind(1, user.name).bind(2, hash_password(password)).bind(3, user.level).step();
+    return database_.changes() > 0;
+}
+
+bool UserStore::remove(const std::string& name) {
+    database_.prepare("DELETE FROM user WHERE name = ?").bind(1, name).step();
+    return database_.changes() > 0;
+}
+
+bool UserStore::exists(const std::string& name) {
+    return database_.prepare("SELECT 1 FROM user WHERE name = ?").bind(1, name).step();
+}
+
+std::vector<User> UserStore::list() {
+    std::vector<User> users;
+    Statement row = database_.prepare("SELECT name, level FROM user ORDER BY name");
+    while (row.step()) users.push_back({row.text(0), static_cast<unsigned>(row.integer(1))});
+    return users;
+}
+
+}  // namespace standalone

@@ -1,0 +1,47 @@
+// The recorder's accounts, in the configuration database.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/standalone/store/database.h"
+
+namespace standalone {
+
+/// Level of an administrator.
+inline constexpr unsigned administrator_level = 11;
+
+/// One account, without its password.
+struct User {
+    std::string name;
+    unsigned level = administrator_level;
+};
+
+/// The stored accounts. Any call may throw DatabaseError.
+class UserStore {
+public:
+    explicit UserStore(Database& database) : database_(database) {}
+
+    /// Whether `name` can be an account's name: 1 to 1023 bytes without control characters.
+    static bool valid_name(const std::string& name);
+
+    /// Stores an account; the password is kept as an Argon2id hash alone.
+    /// @param name one that valid_name() accepts
+    /// @return false when there is an account of that name already
+    /// @throws std::runtime_error when there is not enough memory for the hash
+    bool add(const User& user, const std::string& password);
+
+    /// Deletes an account and its sessions.
+    /// @return whether there was such an account
+    bool remove(const std::string& name);
+
+    bool exists(const std::string& name);
+
+    /// All accounts by name.
+    std::vector<User> list();
+
+private:
+    Database& database_;
+};
+
+}  // namespace standalone

@@ -1,0 +1,271 @@
+// A share on an SMB2 or SMB3 server, through libsmbclient.
+#include "services/backup_daemon/copy/smb_share.h"
+
+extern "C" {
+#include <libsmbclient.h>
+}
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace services {
+namespace {
+
+ShareFailure meaning_of(int error) {
+    switch (error) {
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG:
+            return ShareFailure::full;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case EISDIR:
+        case ENOTDIR:
+        case ENAMETOOLONG:
+            return ShareFailure::denied;
+        case ETIMEDOUT:
+        case ECONNREFUSED:
+        case ECONNRESET:
+        case ECONNABORTED:
+        case EPIPE:
+        case EHOSTUNREACH:
+        case EHOSTDOWN:
+        case ENETUNREACH:
+        case ENETDOWN:
+        case ENETRESET:
+        case ENOTCONN:
+        case EIO:
+        case EBADF:
+            return ShareFailure::network;
+        default:
+            return ShareFailure::other;
+    }
+}
+
+[[noreturn]] void fail(const std::string& what) {
+    const int error = errno;
+    throw ShareError(meaning_of(error), what + ": " + std::strerror(error));
+}
+
+bool may_stand_in_url(unsigned char byte) {
+    return (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
+           (byte >= 'A' && byte <= 'Z') || std::strchr("-_.~/", byte) != nullptr;
+}
+
+std::string percent_encoded(const std::string& text) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte != 0 && may_stand_in_url(byte))
+            encoded += c;
+        else
+            encoded.append({'%', digits[byte >> 4], digits[byte & 15]});
+    }
+    return encoded;
+}
+
+void copy_text(const std::string& text, char* buffer, int size) {
+    if (size <= 0) return;
+    const std::size_t length = text.copy(buffer, static_cast<std::size_t>(size) - 1);
+    buffer[length] = '\0';
+}
+
+void give_login(SMBCCTX* context, const char*, const char*, char* domain, int domain_size,
+                char* user, int user_size, char* password, int password_size) {
+    const auto& login = *static_cast<const SmbLogin*>(smbc_getOptionUserData(context));
+    const auto backslash = login.user.find('\\');
+    if (backslash != std::string::npos)
+        copy_text(login.user.substr(0, backslash), domain, domain_size);
+    copy_text(backslash == std::string::npos ? login.user : login.user.substr(backslash + 1), user,
+              user_size);
+    copy_text(login.password, password, password_size);
+}
+
+/// The root of a share is there and may be looked at, or it is not ours to use.
+[[noreturn]] void refuse_connection(const SmbLogin& login, int error) {
+    const std::string share = "//" + login.server + "/" + login.share + ": ";
+    switch (error) {
+        case EACCES:
+        case EPERM:
+            throw ShareError(ShareFailure::refused,
+                             share + "the server refuses user \"" + login.user +
+                                 "\" or the password: " + std::strerror(error));
+        case ENOENT:
+        case ENODEV:
+        case ENOTDIR:
+            throw ShareError(ShareFailure::refused,
+                             share + "there is no such share: " + std::strerror(error));
+        default:
+            throw ShareError(ShareFailure::network, share + std::strerror(error));
+    }
+}
+
+struct FreeContext {
+    void operator()(SMBCCTX* context) const { smbc_free_context(context, 1); }
+};
+
+class SmbFile : public ShareFile {
+public:
+    SmbFile(SMBCCTX* context, SMBCFILE* file, std::string path)
+        : context_(context), file_(file), path_(std::move(path)) {}
+    ~SmbFile() override {
+        if (file_) smbc_getFunctionClose(context_)(context_, file_);
+    }
+
+    void write(long long offset, const char* data, std::size_t size) override {
+        seek(offset);
+        while (size > 0) {
+            const ssize_t put = smbc_getFunctionWrite(context_)(context_, file_, data, size);
+            if (put <= 0) give_up();
+            data += put;
+            size -= static_cast<std::size_t>(put);
+        }
+    }
+
+    std::size_t read(long long offset, char* data, std::size_t size) override {
+        seek(offset);
+        std::size_t total = 0;
+        while (total < size) {
+            const ssize_t got =
+                smbc_getFunctionRead(context_)(context_, file_, data + total, size - total);
+            if (got < 0) give_up();
+            if (got == 0) break;
+            total += static_cast<std::size_t>(got);
+        }
+        return total;
+    }
+
+    void truncate(long long size) override {
+        if (smbc_getFunctionFtruncate(context_)(context_, file_, size) != 0) give_up();
+    }
+
+    void close() override {
+        SMBCFILE* file = std::exchange(file_, nullptr);
+        if (smbc_getFunctionClose(context_)(context_, file) != 0) fail(path_);
+    }
+
+private:
+    /// On a lost connection closing would only wait for the server once more.
+    [[noreturn]] void give_up() {
+        if (meaning_of(errno) == ShareFailure::network) file_ = nullptr;
+        fail(path_);
+    }
+
+    void seek(long long offset) {
+        if (smbc_getFunctionLseek(context_)(context_, file_, offset, SEEK_SET) < 0) give_up();
+    }
+
+    SMBCCTX* context_;
+    SMBCFILE* file_;
+    std::string path_;
+};
+
+}  // namespace
+
+struct SmbShare::Context {
+    std::unique_ptr<SMBCCTX, FreeContext> handle;
+};
+
+SmbShare::SmbShare(SmbLogin login)
+    : login_(std::move(login)), context_(std::make_unique<Context>()) {
+    SMBCCTX* context = smbc_new_context();
+    if (!context) throw std::bad_alloc();
+    context_->handle.reset(context);
+    smbc_setDebug(context, 0);
+    smbc_setOptionUserData(context, &login_);
+    smbc_setFunctionAuthDataWithContext(context, give_login);
+    smbc_setOptionNoAutoAnonymousLogin(context, 1);
+    smbc_setTimeout(context, TIMEOUT_MS);
+    if (!smbc_init_context(context))
+        throw ShareError(ShareFailure::other,
+                         std::string("cannot prepare for SMB: ") + std::strerror(errno));
+    // After the configuration of the machine was read, which might say otherwise.
+    smbc_setOptionProtocols(context, "SMB2_02", "SMB3_11");
+}
+
+SmbShare::~SmbShare() = default;
+
+std::string SmbShare::url(const std::string& path) const {
+    const bool v6 = login_.server.find(':') != std::string::npos;
+    const std::string host = v6 ? "[" + login_.server + "]" : percent_encoded(login_.server);
+    std::string text =
+        "smb://" + host + ":" + std::to_string(login_.port) + "/" + percent_encoded(login_.share);
+    if (!path.empty()) text += "/" + percent_encoded(path);
+    return text;
+}
+
+void SmbShare::connect() {
+    SMBCCTX* context = context_->handle.get();
+    struct stat root {};
+    if (smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0) return;
+    refuse_connection(login_, errno);
+}
+
+std::map<std::string, long long> SmbShare::list(const std::string& folder) {
+    SMBCCTX* context = context_->handle.get();
+    std::map<std::string, long long> files;
+    SMBCFILE* handle = smbc_getFunctionOpendir(context)(context, url(folder).c_str());
+    if (!handle && errno == ENOENT) return files;
+    if (!handle) fail(folder);
+    while (const libsmb_file_info* entry = smbc_getFunctionReaddirPlus(context)(context, handle))
+        if ((entry->attrs & SMBC_DOS_MODE_DIRECTORY) == 0)
+            files.emplace(entry->name, static_cast<long long>(entry->size));
+    if (smbc_getFunctionClosedir(context)(context, handle) != 0) fail(folder);
+    return files;
+}
+
+std::optional<long long> SmbShare::size(const std::string& path) {
+    SMBCCTX* context = context_->handle.get();
+    struct stat found {};
+    if (smbc_getFunctionStat(context)(context, url(path).c_str(), &found) == 0) {
+        if (S_ISDIR(found.st_mode)) throw ShareError(ShareFailure::denied, path + " is a folder");
+        return found.st_size;
+    }
+    if (errno == ENOENT || errno == ENOTDIR) return {};
+    fail(path);
+}
+
+void SmbShare::make_folders(const std::string& path) {
+    SMBCCTX* context = context_->handle.get();
+    for (std::size_t end = 0; end != std::string::npos;) {
+        end = path.find('/', end + 1);
+        const std::string folder = path.substr(0, end);
+        if (smbc_getFunctionMkdir(context)(context, url(folder).c_str(), 0755) != 0 &&
+            errno != EEXIST)
+            fail(folder);
+    }
+}
+
+std::unique_ptr<ShareFile> SmbShare::open(const std::string& path, Open mode) {
+    SMBCCTX* context = context_->handle.get();
+    const int flags = mode == Open::write ? O_RDWR | O_CREAT : O_RDONLY;
+    SMBCFILE* file = smbc_getFunctionOpen(context)(context, url(path).c_str(), flags, 0644);
+    if (!file) fail(path);
+    return std::make_unique<SmbFile>(context, file, path);
+}
+
+void SmbShare::rename(const std::string& from, const std::string& to) {
+    SMBCCTX* context = context_->handle.get();
+    if (smbc_getFunctionRename(context)(context, url(from).c_str(), context, url(to).c_str()) != 0)
+        fail(to);
+}
+
+void SmbShare::remove(const std::string& path) {
+    SMBCCTX* context = context_->handle.get();
+    if (smbc_getFunctionUnlink(context)(context, url(path).c_str()) != 0 && errno != ENOENT)
+        fail(path);
+}
+
+void SmbShare::remove_folder(const std::string& path) {
+    SMBCCTX* context = context_->handle.get();
+    if (smbc_getFunctionRmdir(context)(context, url(path).c_str()) != 0 && errno != ENOENT &&
+        errno != ENOTEMPTY && errno != EEXIST)
+        fail(path);
+}
+
+}  // namespace services

@@ -1,0 +1,47 @@
+// A share on an SMB2 or SMB3 server, through libsmbclient.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "services/backup_daemon/copy/share.h"
+
+namespace services {
+
+/// Whom to ask for what.
+struct SmbLogin {
+    std::string server;
+    int port = 0;
+    std::string share;
+    std::string user;  ///< "user" or "domain\user"
+    std::string password;
+};
+
+/// One share, one connection, made anew by making a new object. The library keeps its state in the
+/// process and is not made for threads: one object in one process at a time.
+class SmbShare : public Share {
+public:
+    /// A server that says nothing for so long is lost.
+    static constexpr int TIMEOUT_MS = 20'000;
+
+    explicit SmbShare(SmbLogin login);
+    ~SmbShare() override;
+
+    void connect() override;
+    std::map<std::string, long long> list(const std::string& folder) override;
+    std::optional<long long> size(const std::string& path) override;
+    void make_folders(const std::string& path) override;
+    std::unique_ptr<ShareFile> open(const std::string& path, Open mode) override;
+    void rename(const std::string& from, const std::string& to) override;
+    void remove(const std::string& path) override;
+    void remove_folder(const std::string& path) override;
+
+private:
+    struct Context;
+    std::string url(const std::string& path) const;
+
+    SmbLogin login_;
+    std::unique_ptr<Context> context_;
+};
+
+}  // namespace services

@@ -1,0 +1,90 @@
+// What the daemon and its copying processes say to each other.
+#pragma once
+
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "services/backup_daemon/copy/file_copier.h"
+
+namespace services {
+
+/// Order: name the days that a channel has recordings of.
+struct ListDays {
+    std::string recordings;  ///< the channel's folder
+    std::string first;       ///< first day
+    std::string last;        ///< last day
+};
+
+/// Order: name the recordings of a day, and what the share has of them.
+struct ListDay {
+    std::string recordings;
+    std::string day;
+    bool normal = true;
+    bool alarm = true;
+    std::string remote;      ///< the day's folder on the share
+    bool ask_share = false;  ///< otherwise nobody looks at the share
+};
+
+/// Order: delete files, then those of the folders that are empty.
+struct RemoveFiles {
+    std::vector<std::string> files;
+    std::vector<std::string> folders;
+};
+
+using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles>;
+
+/// Report: connected, waiting for orders.
+struct Ready {};
+
+struct Days {
+    std::vector<std::string> names;
+};
+
+struct DayEntry {
+    std::string name;
+    bool alarm = false;
+    long long size = 0;
+    long long modified_ns = 0;
+    long long remote_size = -1;  ///< -1: not there, or nobody looked
+};
+
+/// Report: a part of a day's recordings; Done follows behind the last part.
+struct Entries {
+    std::vector<DayEntry> entries;
+};
+
+/// Report: so many bytes of the file are on the share.
+struct At {
+    long long offset = 0;
+};
+
+struct Noted {
+    long long offset = 0;
+    std::string sha256;
+};
+
+struct Copied {
+    CopyResult result;
+};
+
+struct Done {};
+
+/// Report: the order could not be carried out. A process that reports lost or refused has ended.
+struct Failed {
+    enum class Kind { lost, refused, full, denied, other, gone, source, occupied, mismatch };
+    Kind kind = Kind::other;
+    std::string text;
+};
+
+using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Done, Failed>;
+
+/// Most entries of one report: a packet has its limits.
+inline constexpr std::size_t ENTRIES_OF_A_REPORT = 200;
+
+std::string pack(const Order& order);
+Order unpack_order(const std::string& packet);
+std::string pack(const Report& report);
+Report unpack_report(const std::string& packet);
+
+}  // namespace services

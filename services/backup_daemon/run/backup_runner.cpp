@@ -1,0 +1,107 @@
+// Runs tasks for the queue: starts runs, writes their progress and events, hands on their ends.
+#include "services/backup_daemon/run/backup_runner.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "services/backup_daemon/run/parallel_limit.h"
+#include "services/backup_daemon/tell/run_events.h"
+
+namespace services {
+namespace {
+
+// Files that one run has on their way at one time: one lane waits for the server while another one
+// keeps it busy. More of them bring nothing but memory, which many runs side by side share.
+constexpr int LANES = 3;
+constexpr int LANES_OF_ALL_RUNS = 6;
+
+int lanes_of_a_run() {
+    return std::clamp(LANES_OF_ALL_RUNS / parallel_limit(), 1, LANES);
+}
+
+int status_of(RunOutcome outcome) {
+    switch (outcome) {
+        case RunOutcome::success:
+            return TASK_SUCCESS;
+        case RunOutcome::failed:
+            return TASK_FAILED;
+        case RunOutcome::cancelled:
+            break;
+    }
+    return TASK_CANCEL;
+}
+
+RunEvent event_of(RunOutcome outcome) {
+    switch (outcome) {
+        case RunOutcome::success:
+            return RUN_SUCCEEDED;
+        case RunOutcome::failed:
+            return RUN_FAILED;
+        case RunOutcome::cancelled:
+            break;
+    }
+    return RUN_CANCELLED;
+}
+
+std::string detail_of(const RunFigures& figures, const std::string& why) {
+    if (!why.empty()) return why;
+    return std::to_string(figures.files_done) + " files, " + std::to_string(figures.bytes_done) +
+           " bytes";
+}
+
+}  // namespace
+
+BackupRunner::BackupRunner(event_base* loop, standalone::Database& database)
+    : loop_(loop), copies_(database), notes_(database), channels_(database) {}
+
+RunHouse BackupRunner::house() {
+    return {loop_, &copies_, lanes_of_a_run(), check_reading()};
+}
+
+void BackupRunner::begin(const TDataBackupConfig& task, bool resumed) {
+    const std::string task_id = task.taskID;
+    write_run_event(resumed ? RUN_RESUMED : RUN_STARTED, task.taskName);
+    BackupRun::Listener listener{[this, task_id] { queue_->connected(task_id); },
+                                 [this, task_id](RunOutcome outcome, const std::string& why) {
+                                     ended(task_id, outcome, why);
+                                 }};
+    auto run = std::make_unique<BackupRun>(house(), task, channels_.list(), std::move(listener));
+    run->begin();
+    runs_[task_id] = std::move(run);
+}
+
+void BackupRunner::cancel(const std::string& task_id) {
+    if (const auto run = runs_.find(task_id); run != runs_.end()) run->second->cancel();
+}
+
+void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const std::string& why) {
+    const auto run = std::move(runs_[task_id]);
+    runs_.erase(task_id);
+    const auto figures = run->figures();
+    notes_.set_progress(task_id, figures);
+    queue_->ended(task_id, status_of(outcome));
+    write_run_event(event_of(outcome), run->task().taskName, detail_of(figures, why));
+    if (!why.empty())
+        std::fprintf(stderr, "task %s \"%s\": %s\n", task_id.c_str(), run->task().taskName.c_str(),
+                     why.c_str());
+    queue_->dispatch();
+}
+
+void BackupRunner::tick() {
+    Worker::reap();
+    for (const auto& [task_id, run] : runs_) {
+        run->look_after();
+        notes_.set_progress(task_id, run->figures());
+    }
+}
+
+std::vector<RunningTask> BackupRunner::running() {
+    std::vector<RunningTask> tasks;
+    for (const auto& [task_id, run] : runs_) {
+        const auto figures = run->figures();
+        tasks.push_back({task_id, figures.percent, figures.rate});
+    }
+    return tasks;
+}
+
+}  // namespace services

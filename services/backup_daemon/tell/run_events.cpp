@@ -1,0 +1,18 @@
+// What the daemon writes into the event log; services/event_log/event_text has the words.
+#include "services/backup_daemon/tell/run_events.h"
+
+#include <cstdio>
+
+#include "platform/recorder_log.h"
+
+namespace services {
+
+void write_run_event(RunEvent event, const std::string& task_name, const std::string& detail) {
+    const char* last = detail.empty() ? nullptr : detail.c_str();
+    if (send_surveillance_event_log(event, -1, "127.0.0.1", "Recording Backup", task_name.c_str(),
+                                    last, nullptr) != 0)
+        std::fprintf(stderr, "event %08X of task \"%s\" is lost: %s\n", event, task_name.c_str(),
+                     detail.c_str());
+}
+
+}  // namespace services

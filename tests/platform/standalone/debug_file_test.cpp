@@ -1,0 +1,107 @@
+// The debug file: lines of several processes, rotation, what it refuses.
+#include "platform/standalone/debug_file.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <set>
+#include <sstream>
+
+#include "platform/recorder_log.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using standalone::DebugFile;
+
+class DebugFileTest : public ::testing::Test {
+protected:
+    static mode_t mode_of(const std::string& path) {
+        struct stat found {};
+        return stat(path.c_str(), &found) == 0 ? found.st_mode & 0777 : 0;
+    }
+
+    TemporaryFolder folder_;
+    std::string path_ = folder_.path() + "/a/b/debug.log";
+};
+
+TEST_F(DebugFileTest, MakesFileAndFoldersForItsOwnerAlone) {
+    log_File_Debug(path_.c_str(), "(%s)(%d) text\n", "function", 7);
+    log_File_Debug(path_.c_str(), "no newline");
+    EXPECT_EQ(read_file(path_), "(function)(7) text\nno newline");
+    EXPECT_EQ(mode_of(path_), 0600U);
+    EXPECT_EQ(mode_of(folder_.path() + "/a"), 0700U);
+    EXPECT_EQ(mode_of(folder_.path() + "/a/b"), 0700U);
+}
+
+TEST_F(DebugFileTest, CutsALineAt64Kibibytes) {
+    log_File_Debug(path_.c_str(), "%s\n", std::string(65535, 'x').c_str());
+    EXPECT_EQ(read_file(path_), std::string(65535, 'x') + "\n");
+    std::filesystem::remove(path_);
+    log_File_Debug(path_.c_str(), "%s\n", std::string(70000, 'x').c_str());
+    EXPECT_EQ(read_file(path_), std::string(65536 - 4, 'x') + "...\n");
+}
+
+TEST_F(DebugFileTest, PutsAFullFileAside) {
+    DebugFile file(path_);
+    const std::string line = std::string(999'999, 'x') + "\n";
+    for (int at = 0; at < 10; ++at) file.append(line);
+    EXPECT_EQ(std::filesystem::file_size(path_), 2'000'000U);
+    EXPECT_EQ(std::filesystem::file_size(path_ + ".1"), 4'000'000U);
+    EXPECT_EQ(mode_of(path_), 0600U);
+}
+
+TEST_F(DebugFileTest, FollowsAFileThatAnotherProcessPutAside) {
+    DebugFile file(path_);
+    file.append("one\n");
+    std::filesystem::rename(path_, path_ + ".1");
+    write_file(path_, "from the other process\n");
+    file.append("two\n");
+    EXPECT_EQ(read_file(path_), "from the other process\ntwo\n");
+    EXPECT_EQ(read_file(path_ + ".1"), "one\n");
+}
+
+TEST_F(DebugFileTest, WritesThroughNoLinkAndIntoNoPipe) {
+    const std::string target = folder_.path() + "/target";
+    const std::string place = folder_.path() + "/place";
+    write_file(target, "precious");
+    ASSERT_EQ(symlink(target.c_str(), place.c_str()), 0);
+    log_File_Debug(place.c_str(), "text\n");
+    EXPECT_EQ(read_file(target), "precious");
+    unlink(place.c_str());
+    ASSERT_EQ(mkfifo(place.c_str(), 0600), 0);
+    log_File_Debug(place.c_str(), "text\n");
+    EXPECT_TRUE(std::filesystem::is_fifo(place));
+}
+
+TEST_F(DebugFileTest, LeavesOutWhatCannotBeWritten) {
+    log_File_Debug("/proc/no/such/folder/debug.log", "text\n");
+    log_File_Debug(folder_.path().c_str(), "text\n");
+    EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(DebugFileTest, KeepsTheLinesOfSeveralProcessesWholeAcrossRotation) {
+    constexpr int processes = 4;
+    constexpr int lines = 1500;
+    const std::string filler(1000, 'x');
+    for (int process = 0; process < processes; ++process)
+        if (fork() == 0) {
+            DebugFile file(path_);
+            for (int at = 0; at < lines; ++at)
+                file.append(std::to_string(process * lines + at) + " " + filler + "\n");
+            _exit(0);
+        }
+    for (int process = 0; process < processes; ++process) wait(nullptr);
+    // 6 MB were written, 4 MiB fit into one file: together the two still hold every line.
+    std::istringstream all(read_file(path_ + ".1") + read_file(path_));
+    std::set<int> seen;
+    for (std::string line; std::getline(all, line);) {
+        EXPECT_EQ(line.substr(line.find(' ') + 1), filler);
+        EXPECT_TRUE(seen.insert(std::stoi(line)).second);
+    }
+    EXPECT_EQ(seen.size(), static_cast<std::size_t>(processes * lines));
+    EXPECT_TRUE(std::filesystem::exists(path_ + ".1"));
+}
+
+}  // namespace

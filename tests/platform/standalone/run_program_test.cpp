@@ -1,0 +1,140 @@
+// Running programs: exit statuses, output files, limits.
+#include "platform/standalone/run_program.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/utilities.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class RunProgram : public ::testing::Test {
+protected:
+    int shell(const char* script) const {
+        return zorv_exec(out_.c_str(), err_.c_str(), nullptr, "/bin/sh", "-c", script,
+                         static_cast<const char*>(nullptr));
+    }
+
+    TemporaryFolder folder_;
+    std::string out_ = folder_.path() + "/out";
+    std::string err_ = folder_.path() + "/err";
+};
+
+TEST_F(RunProgram, GivesExitStatusesAndSignals) {
+    EXPECT_EQ(shell("exit 0"), 0);
+    EXPECT_EQ(shell("exit 3"), 3);
+    EXPECT_EQ(shell("exit 255"), 255);
+    EXPECT_EQ(shell("kill -TERM $$"), 128 + 15);
+}
+
+TEST_F(RunProgram, KeepsTheOutputsApart) {
+    EXPECT_EQ(shell("echo out; echo err >&2"), 0);
+    EXPECT_EQ(read_file(out_), "out\n");
+    EXPECT_EQ(read_file(err_), "err\n");
+}
+
+TEST_F(RunProgram, SharesOneFileInTheOrderWritten) {
+    EXPECT_EQ(zorv_exec(out_.c_str(), out_.c_str(), nullptr, "/bin/sh", "-c",
+                        "echo 1; echo 2 >&2; echo 3", static_cast<const char*>(nullptr)),
+              0);
+    EXPECT_EQ(read_file(out_), "1\n2\n3\n");
+}
+
+TEST_F(RunProgram, DiscardsOutputsWithoutAFile) {
+    EXPECT_EQ(zorv_exec(nullptr, nullptr, nullptr, "/bin/sh", "-c", "echo x; echo y >&2",
+                        static_cast<const char*>(nullptr)),
+              0);
+}
+
+TEST_F(RunProgram, PassesArgumentsAsTheyAre) {
+    EXPECT_EQ(zorv_exec(out_.c_str(), nullptr, nullptr, "/usr/bin/printf", "[%s]", "a b", "$HOME",
+                        "", "'\"`", static_cast<const char*>(nullptr)),
+              0);
+    EXPECT_EQ(read_file(out_), "[a b][$HOME][]['\"`]");
+}
+
+TEST_F(RunProgram, GivesTheProgramAnEnvironmentOfTwoAndNoOtherFiles) {
+    setenv("SECRET", "x", 1);
+    const int leaked = dup(STDOUT_FILENO);
+    EXPECT_EQ(zorv_exec(out_.c_str(), nullptr, nullptr, "/usr/bin/env",
+                        static_cast<const char*>(nullptr)),
+              0);
+    EXPECT_EQ(read_file(out_), "PATH=/usr/sbin:/usr/bin:/sbin:/bin\nLC_ALL=C.UTF-8\n");
+    EXPECT_EQ(zorv_exec(out_.c_str(), nullptr, nullptr, "/bin/ls", "/proc/self/fd",
+                        static_cast<const char*>(nullptr)),
+              0);
+    EXPECT_EQ(read_file(out_), "0\n1\n2\n3\n");  // 3 is the folder that ls reads
+    EXPECT_EQ(shell("read line"), 1);            // no standard input
+    close(leaked);
+    unsetenv("SECRET");
+}
+
+TEST_F(RunProgram, EmptiesAnOldOutputFileAndMakesItPrivate) {
+    write_file(out_, "old and long");
+    chmod(out_.c_str(), 0666);
+    EXPECT_EQ(shell("echo new"), 0);
+    EXPECT_EQ(read_file(out_), "new\n");
+    struct stat found {};
+    ASSERT_EQ(stat(out_.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0600U);
+}
+
+TEST_F(RunProgram, WritesThroughNoLink) {
+    const std::string target = folder_.path() + "/target";
+    write_file(target, "precious");
+    ASSERT_EQ(symlink(target.c_str(), out_.c_str()), 0);
+    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+    unlink(out_.c_str());
+    ASSERT_EQ(link(target.c_str(), out_.c_str()), 0);
+    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+    EXPECT_EQ(read_file(target), "precious");
+    unlink(out_.c_str());
+    ASSERT_EQ(mkfifo(out_.c_str(), 0600), 0);
+    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+}
+
+TEST_F(RunProgram, ReportsAProgramThatCannotBeStarted) {
+    EXPECT_EQ(zorv_exec(nullptr, nullptr, nullptr, "/nonexistent/program",
+                        static_cast<const char*>(nullptr)),
+              ZORV_EXEC_NOT_STARTED);
+    EXPECT_EQ(zorv_exec("/nonexistent/out", nullptr, nullptr, "/bin/true",
+                        static_cast<const char*>(nullptr)),
+              ZORV_EXEC_NOT_STARTED);
+}
+
+TEST_F(RunProgram, KeepsAtMost64MebibytesAndLetsTheProgramFinish) {
+    constexpr std::size_t longest = 64 * 1024 * 1024;
+    EXPECT_EQ(shell("head -c 70000000 /dev/zero; exit 5"), 5);
+    EXPECT_EQ(std::filesystem::file_size(out_), longest);
+}
+
+TEST_F(RunProgram, KillsAProgramAndItsChildrenWhenTheTimeIsUp) {
+    const std::string script = "sleep 1000 & echo $! > " + folder_.path() + "/child; wait";
+    standalone::Program program{out_.c_str(), nullptr, {"/bin/sh", "-c", script.c_str()}, 300ms};
+    EXPECT_EQ(standalone::run_program(program), ZORV_EXEC_TIMED_OUT);
+    const std::string status =
+        "/proc/" + std::to_string(std::stoi(read_file(folder_.path() + "/child"))) + "/stat";
+    // Gone, or a zombie that init has not collected yet.
+    for (int tries = 0; tries < 100 && read_file(status).find(") S") != std::string::npos; ++tries)
+        usleep(50'000);
+    EXPECT_EQ(read_file(status).find(") S"), std::string::npos);
+}
+
+TEST_F(RunProgram, DoesNotWaitForWhatAProgramLeavesBehind) {
+    standalone::Program program{
+        out_.c_str(), nullptr, {"/bin/sh", "-c", "echo done; sleep 2 & exit 4"}, 60s};
+    EXPECT_EQ(standalone::run_program(program), 4);
+    EXPECT_EQ(read_file(out_), "done\n");
+}
+
+TEST_F(RunProgram, LeavesNoZombie) {
+    EXPECT_EQ(shell("exit 0"), 0);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+}  // namespace

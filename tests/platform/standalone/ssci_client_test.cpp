@@ -1,0 +1,265 @@
+// The stand-alone loopback client against services that answer by a script.
+#include "platform/ssci_client.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+#include <thread>
+
+#include "platform/standalone/store/file_handle.h"
+
+namespace {
+
+using standalone::FileHandle;
+
+constexpr std::size_t longest = 64 * 1024 * 1024;
+
+std::string text_of(std::size_t size) {
+    return std::string(size, 'r');
+}
+
+std::string reply(const std::string& body, const char* status = "200 OK") {
+    return std::string("HTTP/1.1 ") + status +
+           "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+void send_all(int peer, const std::string& bytes) {
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+        const ssize_t put = send(peer, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (put <= 0) return;
+        sent += static_cast<std::size_t>(put);
+    }
+}
+
+/// Reads until the client has sent its headers and the body they announce.
+std::string read_request(int peer) {
+    std::string request;
+    char buffer[4096];
+    std::size_t wanted = std::string::npos;
+    while (wanted == std::string::npos || request.size() < wanted) {
+        const ssize_t got = recv(peer, buffer, sizeof buffer, 0);
+        if (got <= 0) break;
+        request.append(buffer, static_cast<std::size_t>(got));
+        const std::size_t end = request.find("\r\n\r\n");
+        if (end == std::string::npos) continue;
+        const std::size_t length = request.find("Content-Length: ");
+        wanted = end + 4 + (length < end ? std::stoul(request.substr(length + 16)) : 0);
+    }
+    return request;
+}
+
+/// Accepts one connection on a free port of 127.0.0.1 and plays a script on it.
+class Service {
+public:
+    explicit Service(std::function<void(int)> script) : script_(std::move(script)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        listener_ = FileHandle(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        auto* generic = reinterpret_cast<sockaddr*>(&address);
+        if (bind(listener_.get(), generic, size) != 0 || listen(listener_.get(), 1) != 0 ||
+            getsockname(listener_.get(), generic, &size) != 0)
+            throw std::runtime_error("no port to listen on");
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] { play(); });
+    }
+    ~Service() {
+        shutdown(listener_.get(), SHUT_RDWR);
+        thread_.join();
+    }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    int port() const { return port_; }
+
+private:
+    void play() {
+        const FileHandle peer(accept(listener_.get(), nullptr, nullptr));
+        if (peer) script_(peer.get());
+    }
+
+    std::function<void(int)> script_;
+    FileHandle listener_;
+    int port_ = 0;
+    std::thread thread_;
+};
+
+/// Sends `bytes` as soon as the request is there, then closes.
+std::function<void(int)> answer(std::string bytes) {
+    return [bytes = std::move(bytes)](int peer) {
+        read_request(peer);
+        send_all(peer, bytes);
+    };
+}
+
+int get(const Service& service, std::string& response, long timeout = 5) {
+    return ssci_GET_request("127.0.0.1", service.port(), "/x", nullptr, response, timeout, false,
+                            false, 0, nullptr);
+}
+
+int get_failing(const std::string& bytes) {
+    const Service service(answer(bytes));
+    std::string response = "before";
+    const int result = get(service, response);
+    EXPECT_EQ(response, "before");
+    return result;
+}
+
+TEST(SsciClient, SendsAPutWithItsBody) {
+    std::string request;
+    std::string response;
+    {
+        const Service service([&request](int peer) {
+            request = read_request(peer);
+            send_all(peer, reply("{}"));
+        });
+        EXPECT_EQ(ssci_PUT_request("127.0.0.1", service.port(), "/databackupService/notify",
+                                   R"({ "a": 1 })", response, 5, false, false, 0, nullptr),
+                  0);
+        EXPECT_NE(request.find("Host: 127.0.0.1:" + std::to_string(service.port()) + "\r\n"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(response, "{}");
+    EXPECT_EQ(request.find("PUT /databackupService/notify HTTP/1.1\r\n"), 0U);
+    EXPECT_NE(request.find("Content-Type: application/json\r\n"), std::string::npos);
+    EXPECT_NE(request.find("Connection: close\r\n"), std::string::npos);
+    EXPECT_TRUE(request.ends_with("\r\n\r\n{ \"a\": 1 }"));
+}
+
+TEST(SsciClient, EncodesQueryParameters) {
+    std::string request;
+    std::string response;
+    query_object query;
+    query["act"] = "a b&c=d/é+%";
+    query["sub_type"] = "8981,8983";
+    {
+        const Service service([&request](int peer) {
+            request = read_request(peer);
+            send_all(peer, reply(""));
+        });
+        EXPECT_EQ(ssci_DELETE_request("127.0.0.1", service.port(), "/cfg", &query, response, 5,
+                                      false, false, 0, nullptr),
+                  0);
+    }
+    EXPECT_EQ(
+        request.find("DELETE /cfg?act=a%20b%26c%3Dd%2F%C3%A9%2B%25&sub_type=8981%2C8983 HTTP"), 0U)
+        << request;
+}
+
+TEST(SsciClient, GivesTheReplyByteForByte) {
+    const std::string body("a\0b\r\n\xff", 6);
+    const Service service(answer(reply(body)));
+    std::string response = "before";
+    EXPECT_EQ(get(service, response), 0);
+    EXPECT_EQ(response, body);
+}
+
+TEST(SsciClient, ReadsChunkedRepliesAndRepliesThatEndWithTheConnection) {
+    std::string response;
+    const Service chunked(
+        answer("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+               "3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n"));
+    EXPECT_EQ(get(chunked, response), 0);
+    EXPECT_EQ(response, "abcde");
+    const Service closing(answer("HTTP/1.0 201 Created\r\n\r\nuntil the end"));
+    EXPECT_EQ(get(closing, response), 0);
+    EXPECT_EQ(response, "until the end");
+}
+
+TEST(SsciClient, PassesTheServicesOwnStatusOn) {
+    EXPECT_EQ(get_failing(reply("{}", "404 Not Found")), 404);
+    EXPECT_EQ(get_failing(reply("{}", "500 Internal Server Error")), 500);
+    EXPECT_EQ(get_failing(reply("", "301 Moved Permanently")), 301);
+    EXPECT_EQ(get_failing(reply("", "999 Odd")), -1);
+}
+
+TEST(SsciClient, AcceptsAReplyWithoutContent) {
+    std::string response = "before";
+    const Service service(answer("HTTP/1.1 204 No Content\r\n\r\n"));
+    EXPECT_EQ(get(service, response), 0);
+    EXPECT_EQ(response, "");
+}
+
+TEST(SsciClient, FailsWhenTheReplyIsCutOff) {
+    EXPECT_EQ(get_failing(""), -1);
+    EXPECT_EQ(get_failing("HTTP/1.1 200 OK\r\nContent-Le"), -1);
+    EXPECT_EQ(get_failing("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345"), -1);
+    EXPECT_EQ(get_failing("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n"), -1);
+}
+
+TEST(SsciClient, FailsWhenTheReplyIsNoHttp) {
+    EXPECT_EQ(get_failing("nonsense\r\n\r\n"), -1);
+    EXPECT_EQ(get_failing("\r\n\r\n"), -1);
+    EXPECT_EQ(get_failing(std::string(1000, '\0')), -1);
+    EXPECT_EQ(get_failing("HTTP/1.1 abc OK\r\n\r\n"), -1);
+}
+
+TEST(SsciClient, FailsWhenNobodyListens) {
+    int port = 0;
+    {
+        const Service service([](int) {});
+        port = service.port();
+    }
+    std::string response = "before";
+    EXPECT_EQ(
+        ssci_GET_request("127.0.0.1", port, "/", nullptr, response, 5, false, false, 0, nullptr),
+        -1);
+    EXPECT_EQ(response, "before");
+}
+
+TEST(SsciClient, TakesAddressesAndPortsAlone) {
+    std::string response = "before";
+    for (const char* host : {"localhost", "", "127.0.0.1 "})
+        EXPECT_EQ(ssci_GET_request(host, 80, "/", nullptr, response, 5, false, false, 0, nullptr),
+                  -1);
+    for (const int port : {0, -1, 65536})
+        EXPECT_EQ(ssci_GET_request("127.0.0.1", port, "/", nullptr, response, 5, false, false, 0,
+                                   nullptr),
+                  -1);
+    EXPECT_EQ(response, "before");
+}
+
+TEST(SsciClient, TimesOutWhenTheServiceKeepsSilent) {
+    const Service service([](int peer) {
+        while (!read_request(peer).empty()) continue;
+    });
+    std::string response = "before";
+    EXPECT_EQ(get(service, response, 1), -2);
+    EXPECT_EQ(response, "before");
+}
+
+TEST(SsciClient, TimesOutWhenTheServiceDrips) {
+    // A byte every 50 ms: the client must go away before the service has sent its 1000 bytes.
+    bool went_away = false;
+    {
+        const Service service([&went_away](int peer) {
+            read_request(peer);
+            send_all(peer, "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n");
+            for (int at = 0; at < 1000 && !went_away; ++at) {
+                usleep(50'000);
+                went_away = send(peer, "x", 1, MSG_NOSIGNAL) != 1;
+            }
+        });
+        std::string response = "before";
+        EXPECT_EQ(get(service, response, 1), -2);
+        EXPECT_EQ(response, "before");
+    }
+    EXPECT_TRUE(went_away);
+}
+
+TEST(SsciClient, TakesUpTo64MebibytesAndNoMore) {
+    std::string response;
+    const Service fitting(answer(reply(text_of(longest))));
+    EXPECT_EQ(get(fitting, response), 0);
+    EXPECT_EQ(response.size(), longest);
+    EXPECT_EQ(get_failing(reply(text_of(longest + 1))), -3);
+    EXPECT_EQ(get_failing("HTTP/1.0 200 OK\r\n\r\n" + text_of(longest + 1)), -3);
+}
+
+}  // namespace

@@ -1,0 +1,138 @@
+// The stand-alone event log.
+#include "platform/standalone/store/event_store.h"
+
+#include "platform/recorder_log.h"
+#include "platform/standalone/store/schema.h"
+#include "platform/utilities.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using namespace standalone;
+
+constexpr unsigned run_started = 0x23150001;
+constexpr unsigned task_created = 0x62040001;
+
+class EventStoreTest : public StateTest {
+protected:
+    Database database_{event_database_path(), Database::Mode::read_write};
+    EventStore events_{database_};
+};
+
+TEST_F(EventStoreTest, StoresWhatAUserChanged) {
+    const auto before = static_cast<long long>(current_time_stamp());
+    ASSERT_EQ(send_surveillance_setting_log_with_username(task_created, -1, "10.0.0.7", "admin",
+                                                          "Recording Backup", "Näme, \"x\"\n",
+                                                          static_cast<char*>(nullptr)),
+              0);
+    const Event event = events_.newest({}, 10).at(0);
+    EXPECT_EQ(event.event_id, task_created);
+    EXPECT_EQ(event.channel, -1);
+    EXPECT_EQ(event.user, "admin");
+    EXPECT_EQ(event.ip, "10.0.0.7");
+    EXPECT_EQ(event.arguments, (std::vector<std::string>{"Recording Backup", "Näme, \"x\"\n"}));
+    EXPECT_GE(event.time_ms, before);
+}
+
+TEST_F(EventStoreTest, StoresWhatHappenedInARunAsSystem) {
+    ASSERT_EQ(send_surveillance_event_log(run_started, -1, "127.0.0.1", "Recording Backup", "a",
+                                          "b", static_cast<char*>(nullptr)),
+              0);
+    const Event event = events_.newest({}, 10).at(0);
+    EXPECT_EQ(event.user, "System");
+    EXPECT_EQ(event.arguments, (std::vector<std::string>{"Recording Backup", "a", "b"}));
+}
+
+TEST_F(EventStoreTest, StoresMissingTextsAsEmptyOnes) {
+    ASSERT_EQ(
+        send_surveillance_setting_log_with_username(
+            task_created, -1, nullptr, nullptr, "Recording Backup", static_cast<char*>(nullptr)),
+        0);
+    EXPECT_EQ(events_.newest({}, 1).at(0).ip, "");
+    EXPECT_EQ(events_.newest({}, 1).at(0).user, "");
+}
+
+TEST_F(EventStoreTest, GivesTheNewestFirstAndOnlyTheSubTypesAskedFor) {
+    for (const unsigned event_id : {run_started, task_created, 0x23170001U, 0x11110001U})
+        events_.append({0, 5, event_id, -1, "u", "i", {}});
+    EXPECT_EQ(events_.newest({}, 2).at(0).event_id, 0x11110001U);
+    EXPECT_EQ(events_.newest({}, 2).size(), 2U);
+    const auto backup = events_.newest({8981, 8983, 25092}, 100);
+    ASSERT_EQ(backup.size(), 3U);
+    EXPECT_EQ(backup.at(0).event_id, 0x23170001U);
+    EXPECT_EQ(backup.at(2).event_id, run_started);
+    EXPECT_EQ(events_.count({8981}), 1);
+    EXPECT_EQ(events_.count({}), 4);
+    EXPECT_TRUE(events_.newest({}, 0).empty());
+}
+
+TEST_F(EventStoreTest, GivesTheNewestOfAllSubTypesTogetherEachOnce) {
+    for (int round = 0; round < 4; ++round)
+        for (const unsigned event_id : {run_started, task_created})
+            events_.append({0, 5, event_id, -1, "u", "i", {std::to_string(round)}});
+    const auto newest = events_.newest({25092, 8981, 25092, 1}, 3);
+    ASSERT_EQ(newest.size(), 3U);
+    EXPECT_EQ(newest[0].event_id, task_created);
+    EXPECT_EQ(newest[1].event_id, run_started);
+    EXPECT_EQ(newest[2].event_id, task_created);
+    EXPECT_EQ(newest[2].arguments, std::vector<std::string>{"2"});
+    EXPECT_EQ(events_.count({25092, 8981, 25092, 1}), 8);
+    EXPECT_TRUE(events_.newest({25092, 8981}, -1).empty());
+}
+
+TEST_F(EventStoreTest, RemovesOnlyOlderEventsTheOldestFirst) {
+    for (const long long time : {30, 10, 20, 40})
+        events_.append({0, time, run_started, -1, "u", "i", {}});
+    events_.append({0, 15, task_created, -1, "u", "i", {}});
+    EXPECT_EQ(events_.remove_older(10, 100), 0);
+    EXPECT_EQ(events_.remove_older(30, 2), 2);
+    EXPECT_EQ(events_.count({25092}), 0);
+    EXPECT_EQ(events_.remove_older(30, 2), 1);
+    EXPECT_EQ(events_.remove_older(30, 2), 0);
+    const auto left = events_.newest({}, 10);
+    ASSERT_EQ(left.size(), 2U);
+    EXPECT_EQ(left[0].time_ms, 40);
+    EXPECT_EQ(left[1].time_ms, 30);
+    EXPECT_EQ(events_.count({}), 2);
+}
+
+TEST_F(EventStoreTest, IdentifiersOfRemovedEventsAreNotGivenAgain) {
+    events_.append({0, 1, run_started, -1, "u", "i", {}});
+    events_.remove_older(2, 10);
+    events_.append({0, 3, run_started, -1, "u", "i", {}});
+    EXPECT_EQ(events_.newest({}, 1).at(0).id, 2);
+}
+
+TEST_F(EventStoreTest, EventsOfTheFirstSchemaAreCountedWhenItIsBroughtUpToDate) {
+    const std::string path = state_.folder() + "/old.db";
+    migrate(path, event_migrations().first(1));
+    {
+        Database old(path, Database::Mode::read_write);
+        for (const unsigned event_id : {run_started, run_started, task_created})
+            EventStore(old).append({0, 5, event_id, -1, "u", "i", {}});
+    }
+    migrate(path, event_migrations());
+    Database current(path, Database::Mode::read_write);
+    EventStore store(current);
+    EXPECT_EQ(store.count({8981}), 2);
+    EXPECT_EQ(store.count({}), 3);
+    store.append({0, 5, run_started, -1, "u", "i", {}});
+    EXPECT_EQ(store.count({8981}), 3);
+}
+
+TEST_F(EventStoreTest, QueryForOneSubTypeFollowsTheIndexAndSortsNothing) {
+    Statement plan = database_.prepare(
+        "EXPLAIN QUERY PLAN SELECT * FROM event WHERE sub_type = 1 ORDER BY id DESC LIMIT 9");
+    ASSERT_TRUE(plan.step());
+    EXPECT_EQ(plan.text(3), "SEARCH event USING INDEX event_by_sub_type (sub_type=?)");
+    EXPECT_FALSE(plan.step());
+}
+
+TEST_F(EventStoreTest, ReportsAnEventThatCannotBeStored) {
+    setenv("RECORDER_STATE", "/nonexistent", 1);
+    EXPECT_NE(send_surveillance_event_log(run_started, -1, "127.0.0.1", "Recording Backup",
+                                          static_cast<char*>(nullptr)),
+              0);
+}
+
+}  // namespace

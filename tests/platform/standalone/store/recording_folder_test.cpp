@@ -1,0 +1,292 @@
+// Reading recordings off the disk: days, edges, sizes, and what does not count.
+#include "platform/standalone/store/recording_folder.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <ctime>
+#include <vector>
+
+#include "platform/rec_state.h"
+#include "platform/standalone/store/channel_store.h"
+#include "platform/vesk_storage.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using namespace standalone;
+
+/// Calls of readdir(); the linker puts a counter in its place.
+int entries_read;
+
+class RecordingFolderTest : public StateTest {
+protected:
+    RecordingFolderTest() {
+        setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+        tzset();
+    }
+    ~RecordingFolderTest() override { unsetenv("TZ"); }
+
+    void record(const std::string& name, const std::string& content = "x") const {
+        write_file(folder_ + '/' + name, content);
+    }
+
+    void add_channel(int index, const std::string& guid, const std::string& folder) {
+        Channel channel;
+        channel.index = index;
+        channel.guid = guid;
+        channel.streams = 2;
+        channel.recordings = folder;
+        ASSERT_TRUE(ChannelStore(database_).add(channel));
+    }
+
+    std::vector<TChannelStatus> states() {
+        std::vector<TChannelStatus> channels(VESK_MAX_CHANNELS);
+        std::string text(REC_STATE_TEXT_SIZE, 'x');
+        int count = 0;
+        EXPECT_EQ(
+            nvr_rec_state_read(text.data(), count, channels.data(), VESK_MAX_CHANNELS, nullptr), 0);
+        return channels;
+    }
+
+    Database database_{config_database_path(), Database::Mode::read_write};
+    std::string folder_ = state_.folder() + "/recordings";
+};
+
+std::string day_from_now(int days) {
+    const std::time_t at = std::time(nullptr) + days * 86400;
+    char text[16];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&at))};
+}
+
+TEST_F(RecordingFolderTest, CountsDaysAndFindsTheEdgesInLocalTime) {
+    record("2024-01-02/23-59-59.mp4");
+    record("2024-01-02/10-00-00.mkv");
+    record("2024-07-01/alarm/08-30-00.mp4");
+    record("2024-07-01/08-29-00.mp4");
+    record("2024-07-02/alarm/00-00-01.mp4");
+    const RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, 2);
+    EXPECT_EQ(summary.alarm_days, 2);
+    EXPECT_EQ(summary.earliest, 1704186000000);  // 2024-01-02 09:00:00 UTC
+    EXPECT_EQ(summary.latest, 1719871201000);    // 2024-07-01 22:00:01 UTC
+}
+
+TEST_F(RecordingFolderTest, PassesOverWhatIsNoRecording) {
+    record("2024-02-30/10-00-00.mp4");
+    record("2024-1-02/10-00-00.mp4");
+    record("notes/10-00-00.mp4");
+    record("2024-01-02/25-00-00.mp4");
+    record("2024-01-02/10-00-00");
+    record("2024-01-02/index.db");
+    record("10-00-00.mp4");
+    std::filesystem::create_directories(folder_ + "/2024-01-03");
+    std::filesystem::create_directories(folder_ + "/2024-01-04/10-00-00.mp4");
+    record("2024-01-05", "a file");
+    const RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days + summary.alarm_days, 0);
+    EXPECT_FALSE(summary.earliest);
+}
+
+TEST_F(RecordingFolderTest, LooksPastEmptyDaysForTheOldestAndTheNewestRecording) {
+    for (const char* empty : {"2024-01-01", "2024-01-02/alarm", "2024-01-05", "2024-01-06"})
+        std::filesystem::create_directories(folder_ + '/' + empty);
+    record("2024-01-06/alarm/index.db");
+    record("2024-01-03/alarm/10-00-00.mp4");
+    RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, 0);
+    EXPECT_EQ(summary.alarm_days, 1);
+    EXPECT_EQ(summary.earliest, 1704272400000);  // 2024-01-03 09:00:00 UTC
+    EXPECT_EQ(summary.latest, 1704272400000);
+    record("2024-01-04/11-00-00.mp4");
+    summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, 1);
+    EXPECT_EQ(summary.alarm_days, 1);
+    EXPECT_EQ(summary.earliest, 1704272400000);
+    EXPECT_EQ(summary.latest, 1704362400000);
+}
+
+TEST_F(RecordingFolderTest, TakesTheFoldersOfInnerDaysForTheirContent) {
+    record("2024-01-01/10-00-00.mp4");
+    std::filesystem::create_directories(folder_ + "/2024-01-02");
+    std::filesystem::create_directories(folder_ + "/2024-01-03/alarm");
+    record("2024-01-04/alarm", "a file");
+    record("2024-01-05/alarm/10-00-00.mp4");
+    const RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, 4);
+    EXPECT_EQ(summary.alarm_days, 2);
+}
+
+TEST_F(RecordingFolderTest, ReadsNoDayButTheOldestAndTheNewest) {
+    constexpr int days = 28;
+    constexpr int files = 200;
+    for (int day = 1; day <= days; ++day)
+        for (int file = 0; file < files; ++file) {
+            char name[64];
+            std::snprintf(name, sizeof name, "2024-02-%02d/%02d-%02d-00.mp4", day, file / 60,
+                          file % 60);
+            record(name, "");
+        }
+    entries_read = 0;
+    const RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days, days);
+    EXPECT_EQ(summary.earliest, 1706742000000);  // 2024-01-31 23:00:00 UTC
+    EXPECT_EQ(summary.latest, 1709086740000);    // 2024-02-28 02:19:00 UTC
+    // Each folder's end and the entries "." and ".." are read, too.
+    EXPECT_EQ(entries_read, days + 2 * files + 3 * 3);
+}
+
+TEST_F(RecordingFolderTest, FindsTheOldestRecordingAcrossClockChanges) {
+    const struct {
+        const char* name;
+        long long milliseconds;
+    } rows[] = {
+        {"2024-03-30/23-59-59.mp4", 1711839599000},  // 22:59:59 UTC
+        {"2024-03-31/01-59-59.mp4", 1711846799000},  // 00:59:59 UTC, the last second of winter
+        {"2024-03-31/03-00-00.mp4", 1711846800000},  // 01:00:00 UTC, the first one of summer
+        {"2024-10-27/01-59-59.mp4", 1729987199000},  // 23:59:59 UTC, before the hour that is twice
+        {"2024-10-27/03-00-00.mp4", 1729994400000},  // 02:00:00 UTC
+    };
+    for (const auto& row : rows) {
+        std::filesystem::remove_all(folder_);
+        record(row.name);
+        EXPECT_EQ(summarize_recordings(folder_).earliest, row.milliseconds) << row.name;
+    }
+}
+
+TEST_F(RecordingFolderTest, SkipsDaysItMayNotRead) {
+    if (getuid() != 0) GTEST_SKIP() << "needs root";
+    record("2024-01-01/10-00-00.mp4");
+    record("2024-01-02/10-00-00.mp4");
+    record("2024-01-03/10-00-00.mp4");
+    namespace fs = std::filesystem;
+    fs::permissions(state_.folder(), fs::perms(0755));
+    for (const char* day : {"2024-01-01", "2024-01-03"})
+        fs::permissions(folder_ + '/' + day, fs::perms::none);
+    ASSERT_EQ(seteuid(65534), 0);
+    const RecordingSummary summary = summarize_recordings(folder_);
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(summary.normal_days, 1);
+    EXPECT_EQ(summary.earliest, 1704186000000);  // 2024-01-02 09:00:00 UTC
+    EXPECT_EQ(summary.latest, 1704186000000);
+}
+
+TEST_F(RecordingFolderTest, PassesOverDaysThatHaveNotBegun) {
+    record(day_from_now(3) + "/10-00-00.mp4");
+    EXPECT_EQ(summarize_recordings(folder_).normal_days, 0);
+    EXPECT_FALSE(newest_write(folder_));
+}
+
+TEST_F(RecordingFolderTest, FollowsNoLinks) {
+    const TemporaryFolder outside;
+    write_file(outside.path() + "/10-00-00.mp4", "secret");
+    std::filesystem::create_directories(folder_ + "/2024-01-03");
+    std::filesystem::create_symlink(outside.path(), folder_ + "/2024-01-02");
+    std::filesystem::create_symlink(outside.path(), folder_ + "/2024-01-03/alarm");
+    std::filesystem::create_symlink(outside.path() + "/10-00-00.mp4",
+                                    folder_ + "/2024-01-03/11-00-00.mp4");
+    const RecordingSummary summary = summarize_recordings(folder_);
+    EXPECT_EQ(summary.normal_days + summary.alarm_days, 0);
+    EXPECT_EQ(measure_recordings(folder_).normal, 0);
+}
+
+TEST_F(RecordingFolderTest, MeasuresNormalAndAlarmRecordings) {
+    record("2024-01-02/10-00-00.mp4", "12345");
+    record("2024-01-03/10-00-00.mp4", "123");
+    record("2024-01-03/alarm/11-00-00.mp4", "1234567");
+    record("2024-01-03/index.db", "not counted");
+    EXPECT_EQ(measure_recordings(folder_).normal, 8);
+    EXPECT_EQ(measure_recordings(folder_).alarm, 7);
+}
+
+TEST_F(RecordingFolderTest, SkipsFoldersThatAreNotThere) {
+    EXPECT_EQ(summarize_recordings(folder_ + "/none").normal_days, 0);
+    EXPECT_EQ(measure_recordings(folder_ + "/none").normal, 0);
+    EXPECT_FALSE(newest_write(folder_ + "/none"));
+}
+
+TEST_F(RecordingFolderTest, FillsTheArraysOfStoredChannelsAlone) {
+    record("2024-01-02/10-00-00.mp4");
+    add_channel(127, "a", folder_);
+    add_channel(0, "b", folder_ + "/none");
+    std::array<int, VESK_MAX_CHANNELS> normal{};
+    std::array<int, VESK_MAX_CHANNELS> alarm{};
+    std::array<long long, VESK_MAX_CHANNELS> earliest{};
+    std::array<long long, VESK_MAX_CHANNELS> latest{};
+    earliest[0] = -7;
+    ASSERT_EQ(get_storage_days(normal.data(), alarm.data(), earliest.data(), latest.data()), 0);
+    EXPECT_EQ(normal[127], 1);
+    EXPECT_EQ(alarm[127], 0);
+    EXPECT_EQ(earliest[127], 1704186000000);
+    EXPECT_EQ(latest[127], 1704186000000);
+    EXPECT_EQ(earliest[0], -7);
+}
+
+TEST_F(RecordingFolderTest, AddsUpChannelsThatHadOneIndex) {
+    record("2024-01-02/10-00-00.mp4");
+    const std::string other = state_.folder() + "/other";
+    write_file(other + "/2023-01-02/10-00-00.mp4", "x");
+    add_channel(5, "old", other);
+    ASSERT_TRUE(ChannelStore(database_).remove(5));
+    add_channel(5, "new", folder_);
+    std::array<int, VESK_MAX_CHANNELS> normal{};
+    std::array<int, VESK_MAX_CHANNELS> alarm{};
+    std::array<long long, VESK_MAX_CHANNELS> earliest{};
+    std::array<long long, VESK_MAX_CHANNELS> latest{};
+    ASSERT_EQ(get_storage_days(normal.data(), alarm.data(), earliest.data(), latest.data()), 0);
+    EXPECT_EQ(normal[5], 2);
+    EXPECT_EQ(earliest[5], 1672650000000);  // 2023-01-02 09:00:00 UTC
+    EXPECT_EQ(latest[5], 1704186000000);
+}
+
+TEST_F(RecordingFolderTest, IsConnectedWhileItsNewestFileIsFresh) {
+    record(day_from_now(0) + "/00-00-00.mp4");
+    const std::string stale = state_.folder() + "/stale/" + day_from_now(0) + "/00-00-00.mp4";
+    write_file(stale, "x");
+    const timespec times[2] = {{std::time(nullptr) - 601, 0}, {std::time(nullptr) - 601, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, stale.c_str(), times, 0), 0);
+    add_channel(1, "fresh", folder_);
+    add_channel(2, "stale", state_.folder() + "/stale");
+    const auto channels = states();
+    EXPECT_EQ(channels[1].stream_state[0], 0);
+    EXPECT_EQ(channels[1].stream_state[1], 0);
+    EXPECT_EQ(channels[1].stream_state[2], 4);
+    EXPECT_EQ(channels[2].stream_state[0], 7);
+    EXPECT_EQ(channels[3].stream_state[0], 4);
+}
+
+TEST_F(RecordingFolderTest, ShowsAPinnedStateUntilItIsUnpinned) {
+    add_channel(1, "a", folder_);
+    ASSERT_TRUE(ChannelStore(database_).pin_state(1, {3, 9}));
+    EXPECT_EQ(states()[1].stream_state[0], 3);
+    EXPECT_EQ(states()[1].stream_state[1], 9);
+    ASSERT_TRUE(ChannelStore(database_).pin_state(1, {}));
+    EXPECT_EQ(states()[1].stream_state[0], 7);
+}
+
+TEST_F(RecordingFolderTest, ReportsAStoreThatIsNotThere) {
+    setenv("RECORDER_STATE", "/nonexistent", 1);
+    std::vector<TChannelStatus> channels(VESK_MAX_CHANNELS);
+    std::string text(REC_STATE_TEXT_SIZE, 'x');
+    int count = 5;
+    EXPECT_NE(nvr_rec_state_read(text.data(), count, channels.data(), VESK_MAX_CHANNELS, nullptr),
+              0);
+    EXPECT_EQ(count, 0);
+    std::array<int, VESK_MAX_CHANNELS> days{};
+    std::array<long long, VESK_MAX_CHANNELS> times{};
+    EXPECT_NE(get_storage_days(days.data(), days.data(), times.data(), times.data()), 0);
+}
+
+}  // namespace
+
+extern "C" {
+dirent* __real_readdir(DIR* folder);
+
+dirent* __wrap_readdir(DIR* folder) {
+    ++entries_read;
+    return __real_readdir(folder);
+}
+}

@@ -1,0 +1,263 @@
+// The stand-alone store of backup tasks: settings texts, identifiers, queue, support.
+#include "platform/standalone/store/task_store.h"
+
+#include "platform/nvrcfg.h"
+#include "platform/standalone/store/channel_store.h"
+#include "platform/utilities.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using namespace standalone;
+
+std::string base64(const std::string& text) {
+    std::string encoded;
+    b64_encode_v2(reinterpret_cast<const unsigned char*>(text.data()),
+                  static_cast<unsigned>(text.size()), encoded);
+    return encoded;
+}
+
+std::string content(const std::string& inner) {
+    return R"({"taskName": "n", "content": ")" + base64(inner) + R"("})";
+}
+
+const char inner_text[] =
+    R"({ "chIdxList": "1,3,4", "backupType": 1, "backupDays": -5, "backupStartDay": "2024-03-01", )"
+    R"("backupEndDay": "2024-03-09", "backupImmediately": false, "recordingType": 2, )"
+    R"("recordingFormat": 1, "remoteKeepRec": true, "remoteKeepRecDays": 99, )"
+    R"("remoteOverwriteType": 1 })";
+
+std::string full_text() {
+    return R"({ "taskName": "Nightly", "serverIP": "10.0.0.9", "port": 445, "username": "u", )"
+           R"("password": "pä$$", "destPath": "/share/a", "scheduleType": 1, )"
+           R"("scheduleWeekly": 0, "scheduleHour": 99, "scheduleMin": -1, )"
+           R"("scheduleEveryHours": 6, "content": ")" +
+           base64(inner_text) +
+           R"(", "enable": true, "status": 1, "startTime": "", "endTime": "" })";
+}
+
+class TaskStoreTest : public StateTest {
+protected:
+    int apply(const std::string& text) { return __nvrcfg_set_rr_settings("test", __LINE__, text); }
+
+    std::list<TDataBackupConfig> tasks() {
+        std::list<TDataBackupConfig> list;
+        EXPECT_EQ(__nvrcfg_get_rr_settings("test", __LINE__, list), 0);
+        return list;
+    }
+
+    void create(int count) {
+        for (int at = 0; at < count; ++at) ASSERT_EQ(apply(R"({"taskName": "n"})"), 0);
+    }
+
+    Database database_{config_database_path(), Database::Mode::read_write};
+    TaskStore store_{database_};
+};
+
+TEST_F(TaskStoreTest, KeepsEveryMemberOfASettingsText) {
+    ASSERT_EQ(apply(full_text()), 0);
+    const TDataBackupConfig task = tasks().front();
+    EXPECT_EQ(task.taskID, "1");
+    EXPECT_EQ(task.taskName, "Nightly");
+    EXPECT_EQ(task.serverIP, "10.0.0.9");
+    EXPECT_EQ(task.port, 445);
+    EXPECT_EQ(task.username, "u");
+    EXPECT_EQ(task.password, "pä$$");
+    EXPECT_EQ(task.destPath, "/share/a");
+    EXPECT_EQ(task.scheduleType, 1);
+    EXPECT_EQ(task.scheduleHour, 99);
+    EXPECT_EQ(task.scheduleMin, -1);
+    EXPECT_EQ(task.scheduleEveryHours, 6);
+    EXPECT_TRUE(task.enable);
+    EXPECT_EQ(task.status, TASK_NEW);
+}
+
+TEST_F(TaskStoreTest, KeepsEveryMemberOfTheContent) {
+    ASSERT_EQ(apply(full_text()), 0);
+    const TDataBackupConfig task = tasks().front();
+    EXPECT_EQ(task.chIdxList, "1,3,4");
+    EXPECT_EQ(task.backupType, 1);
+    EXPECT_EQ(task.backupDays, -5);
+    EXPECT_EQ(task.backupStartDay, "2024-03-01");
+    EXPECT_EQ(task.backupEndDay, "2024-03-09");
+    EXPECT_FALSE(task.backupImmediately);
+    EXPECT_EQ(task.recordingType, 2);
+    EXPECT_EQ(task.recordingFormat, 1);
+    EXPECT_TRUE(task.remoteKeepRec);
+    EXPECT_EQ(task.remoteKeepRecDays, 99);
+    EXPECT_EQ(task.remoteOverwriteType, 1);
+}
+
+TEST_F(TaskStoreTest, ChangesJustTheMembersThatATextCarries) {
+    ASSERT_EQ(apply(full_text()), 0);
+    const TDataBackupConfig before = tasks().front();
+    ASSERT_EQ(apply(R"({"taskID": "1", "enable": false})"), 0);
+    const TDataBackupConfig after = tasks().front();
+    EXPECT_FALSE(after.enable);
+    EXPECT_EQ(after.taskName, before.taskName);
+    EXPECT_EQ(after.chIdxList, before.chIdxList);
+    EXPECT_EQ(after.status, before.status);
+    EXPECT_EQ(tasks().size(), 1U);
+}
+
+TEST_F(TaskStoreTest, NumbersTasksOneAboveTheHighestEverGiven) {
+    create(3);
+    ASSERT_TRUE(store_.remove("3"));
+    ASSERT_TRUE(store_.remove("2"));
+    create(1);
+    EXPECT_EQ(tasks().back().taskID, "4");
+}
+
+TEST_F(TaskStoreTest, SpendsNoIdentifierOnARefusedText) {
+    create(1);
+    EXPECT_NE(apply(R"({"taskName": "n", "status": 8})"), 0);
+    EXPECT_NE(apply("nonsense"), 0);
+    create(1);
+    EXPECT_EQ(tasks().back().taskID, "2");
+}
+
+TEST_F(TaskStoreTest, RefusesWhatIsNoJsonObject) {
+    ASSERT_EQ(apply(full_text()), 0);
+    const std::string nul("{\"taskName\": \"a\0b\"}", 19);
+    for (const std::string& text :
+         {std::string(), std::string("null"), std::string("[]"), std::string("\"text\""),
+          std::string("{\"taskName\": \"a\"} x"), std::string("{\"taskName\": \"a\",}"),
+          std::string("{'taskName': \"a\"}"), std::string("{\"taskName\": \"\xff\"}"),
+          std::string("{\"taskName\": \"a\tb\"}"), std::string("{\"port\": 01}"),
+          std::string("{\"port\": -01}"), std::string("{\"port\": NaN}"),
+          std::string("{\"port\": 1.}"), std::string("{\"taskName\": \"a\""), nul})
+        EXPECT_EQ(apply(text), NVRCFG_BAD_TEXT) << text;
+    EXPECT_EQ(tasks().size(), 1U);
+    EXPECT_EQ(tasks().front().taskName, "Nightly");
+}
+
+TEST_F(TaskStoreTest, RefusesUnknownMembersAndWrongKinds) {
+    ASSERT_EQ(apply(full_text()), 0);
+    for (const char* member :
+         {R"("surprise": 1)", R"("spareFlag": true)", R"("chIdxList": "1")", R"("port": "445")",
+          R"("port": 4.5)", R"("port": null)", R"("port": 99999999999)", R"("enable": 1)",
+          R"("taskName": 7)", R"("status": 8)", R"("status": -1)", R"("scheduleType": 3)",
+          R"("content": {})", R"("content": "***")", R"("content": "bm9uc2Vuc2U=")"}) {
+        const std::string text =
+            std::string(R"({"taskID": "1", "serverIP": "changed", )") + member + "}";
+        EXPECT_EQ(apply(text), NVRCFG_BAD_MEMBER) << text;
+    }
+    EXPECT_EQ(tasks().front().serverIP, "10.0.0.9");
+}
+
+TEST_F(TaskStoreTest, RefusesBadMembersInsideTheContent) {
+    for (const char* inner :
+         {R"({"backupType": 2})", R"({"recordingType": 3})", R"({"recordingFormat": -1})",
+          R"({"remoteOverwriteType": 2})", R"({"backupDays": "5"})", R"({"taskName": "x"})",
+          R"({"content": ""})", R"([])",
+          R"({"backupDays": 5} )"
+          "x"})
+        EXPECT_EQ(apply(content(inner)), NVRCFG_BAD_MEMBER) << inner;
+    EXPECT_TRUE(tasks().empty());
+}
+
+TEST_F(TaskStoreTest, RefusesIdentifiersOfNoTask) {
+    create(1);
+    for (const char* task_id : {"2", "", "01", "+1", " 1", "1x", "0", "-1", "99999999999999999999"})
+        EXPECT_EQ(apply(std::string(R"({"enable": true, "taskID": ")") + task_id + "\"}"),
+                  NVRCFG_UNKNOWN_TASK)
+            << task_id;
+    EXPECT_EQ(apply(R"({"taskID": 1, "enable": true})"), NVRCFG_BAD_MEMBER);
+    EXPECT_FALSE(tasks().front().enable);
+}
+
+TEST_F(TaskStoreTest, MakesNoTaskOutOfAChangeThatLostItsIdentifier) {
+    EXPECT_EQ(apply(R"({"enable": true})"), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(apply("{}"), NVRCFG_BAD_MEMBER);
+    EXPECT_TRUE(tasks().empty());
+}
+
+TEST_F(TaskStoreTest, ReportsAStoreThatIsNotThere) {
+    setenv("RECORDER_STATE", "/nonexistent", 1);
+    std::list<TDataBackupConfig> list(2);
+    EXPECT_EQ(__nvrcfg_get_rr_settings("test", __LINE__, list), NVRCFG_UNAVAILABLE);
+    EXPECT_EQ(list.size(), 2U);
+    EXPECT_EQ(apply(full_text()), NVRCFG_UNAVAILABLE);
+}
+
+TEST_F(TaskStoreTest, ReportsAWriterThatHoldsTheStore) {
+    const Transaction holder(database_);
+    EXPECT_EQ(apply(full_text()), NVRCFG_BUSY);
+}
+
+TEST_F(TaskStoreTest, ReadsWhileAWriterHoldsTheStore) {
+    create(1);
+    const Transaction holder(database_);
+    EXPECT_EQ(tasks().size(), 1U);
+}
+
+TEST_F(TaskStoreTest, QueuesTasksOnceAndInOrder) {
+    create(3);
+    EXPECT_TRUE(store_.enqueue("2", false));
+    EXPECT_TRUE(store_.enqueue("1", false));
+    EXPECT_TRUE(store_.enqueue("2", false));
+    EXPECT_EQ(store_.waiting(), (std::vector<std::string>{"2", "1"}));
+    EXPECT_TRUE(store_.enqueue("3", true));
+    EXPECT_TRUE(store_.enqueue("1", true));
+    EXPECT_EQ(store_.waiting(), (std::vector<std::string>{"1", "3", "2"}));
+    EXPECT_EQ(store_.find("3")->status, TASK_WAIT);
+    EXPECT_FALSE(store_.enqueue("9", false));
+}
+
+TEST_F(TaskStoreTest, TakesTasksOutOfTheQueue) {
+    create(2);
+    store_.enqueue("1", false);
+    store_.enqueue("2", false);
+    EXPECT_TRUE(store_.dequeue("1"));
+    EXPECT_FALSE(store_.dequeue("1"));
+    EXPECT_TRUE(store_.remove("2"));
+    EXPECT_TRUE(store_.waiting().empty());
+    EXPECT_FALSE(store_.remove("2"));
+}
+
+TEST_F(TaskStoreTest, SetsFieldsForSupportAllOrNone) {
+    create(1);
+    EXPECT_EQ(store_.set_fields("1", {{"status", "6"}, {"extraValue1", "1.5"}, {"spareFlag", "1"}}),
+              0);
+    EXPECT_EQ(store_.find("1")->status, TASK_FAILED);
+    EXPECT_EQ(store_.find("1")->extraValue1, 1.5F);
+    EXPECT_TRUE(store_.find("1")->spareFlag);
+    EXPECT_EQ(store_.set_fields("1", {{"taskName", "new"}, {"status", "8"}}), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(store_.set_field("1", "enable", "yes"), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(store_.set_field("1", "taskID", "2"), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(store_.set_field("9", "status", "1"), NVRCFG_UNKNOWN_TASK);
+    EXPECT_EQ(store_.find("1")->taskName, "n");
+}
+
+TEST_F(TaskStoreTest, SetsTheStatusOfAStoredTaskAlone) {
+    create(1);
+    EXPECT_TRUE(store_.set_status("1", TASK_RUNNING));
+    EXPECT_EQ(store_.find("1")->status, TASK_RUNNING);
+    EXPECT_FALSE(store_.set_status("2", TASK_RUNNING));
+}
+
+TEST_F(TaskStoreTest, HandsOutChannelsWithStreamsAndLeavesRemovedOnesOut) {
+    ChannelStore channels(database_);
+    Channel channel{4, "g4", "1.1.1.1", "Door", "B", "M", 2, "/nowhere", false, {}};
+    ASSERT_TRUE(channels.add(channel));
+    channel.index = 1;
+    channel.guid = "g1";
+    channel.streams = 0;
+    ASSERT_TRUE(channels.add(channel));
+    EXPECT_FALSE(channels.add(channel));
+    channel.index = 2;
+    channel.guid = "g2";
+    ASSERT_TRUE(channels.add(channel));
+    ASSERT_TRUE(channels.remove(2));
+    std::string text;
+    std::string json;
+    ASSERT_EQ(cfgsvc_get_channel_setting(false, 0, text), 0);
+    ASSERT_EQ(b64_decode_v2(text, json), 0);
+    EXPECT_EQ(
+        json,
+        R"({"datas":[{"channel_index":1,"guid":"g1","ip":"1.1.1.1","name":"Door","brand":"B",)"
+        R"("model":"M"},{"channel_index":4,"guid":"g4","ip":"1.1.1.1","name":"Door",)"
+        R"("brand":"B","model":"M","stream_state":[4,4]}]})");
+}
+
+}  // namespace

@@ -1,0 +1,163 @@
+"""A recorder with recordings, a share to copy them to, and what tests ask about the outcome."""
+import hashlib
+import json
+import os
+import sqlite3
+from datetime import date, timedelta
+from pathlib import Path
+
+from stand_alone_recorder import STATE, Recorder, wait_until
+from copy_target import USER, SambaServer
+
+STORAGE = Path("/storage")
+MIB = 1024 * 1024
+
+RUN_SUCCEEDED, RUN_FAILED = 0x23150012, 0x23150013
+
+SUCCESS, NEW, WAIT, PREPARE_START, RUNNING, CANCEL, FAILED, PREPARE_STOP = range(8)
+
+
+def day_name(days_ago):
+    return (date.today() - timedelta(days=days_ago)).isoformat()
+
+
+def noise(size, seed):
+    """Bytes that differ everywhere, so that a block in the wrong place is noticed."""
+    block = hashlib.shake_128(str(seed).encode()).digest(min(size, 1024 * 1024 - 7))
+    return (block * (size // max(len(block), 1) + 1))[:size]
+
+
+def tree(folder):
+    """Relative path and hash of every file below a folder."""
+    folder = Path(folder)
+    return {str(path.relative_to(folder)): hashlib.sha256(path.read_bytes()).hexdigest()
+            for path in folder.rglob("*") if path.is_file()}
+
+
+class House:
+    """Channels 0 to `channels`-1 named "Camera 0" ... and a running Samba server."""
+
+    def __init__(self, folder, channels=1, **samba):
+        self.recorder = Recorder()
+        self.samba = SambaServer(Path(folder) / "samba", **samba)
+        self.channels = channels
+
+    def __enter__(self):
+        self.samba.start()
+        self.recorder.start()
+        for number in range(self.channels):
+            self.add_channel(number, f"Camera {number}")
+        return self
+
+    def __exit__(self, *unused):
+        self.recorder.clean_up()
+        self.samba.stop()
+
+    # --- recordings -----------------------------------------------------------------------------
+
+    def add_channel(self, number, name):
+        folder = STORAGE / str(number)
+        folder.mkdir(parents=True, exist_ok=True)
+        self.recorder.ctl("channel", "add", "--index", str(number), "--guid", f"guid-{number}",
+                          "--ip", "192.0.2.1", "--name", name, "--brand", "B", "--model", "M",
+                          "--streams", "1", "--recordings", str(folder))
+
+    def record(self, channel, days_ago, name, content, alarm=False):
+        folder = STORAGE / str(channel) / day_name(days_ago) / ("alarm" if alarm else "")
+        folder.mkdir(parents=True, exist_ok=True)
+        path = folder / name
+        path.write_bytes(content)
+        return path
+
+    # --- tasks ----------------------------------------------------------------------------------
+
+    def settings(self, **changes):
+        return {
+            "taskName": "Backup", "serverIP": "127.0.0.1", "port": self.samba.port,
+            "username": USER, "password": self.samba.password, "destPath": "/backup/recorder",
+            "chIdxList": list(range(self.channels)), "backupType": "BackupByLastDay",
+            "backupDays": 30, "backupImmediately": False, "scheduleType": "daily",
+            "scheduleWeekly": 0, "scheduleHour": 25, "scheduleMin": 0, "scheduleEveryHours": 0,
+            "recordingType": "recording_and_alarm", "recordingFormat": "mp4",
+            "remoteKeepRec": False, "remoteKeepRecDays": 0, "remoteOverwriteType": "stop_overwrite",
+            **changes}
+
+    def create(self, **changes):
+        """A task that no schedule ever starts (hour 25); gives its identifier."""
+        reply = self.recorder.create(self.settings(**changes))
+        assert reply.json["ret_code"] == 0, reply.text
+        return self.recorder.stored_tasks()[-1]["taskID"]
+
+    def force(self, task_id, stop=True, parallel=False):
+        reply = self.recorder.call("POST", f"task/{task_id}/active/enforcement", {
+            "is_force_running": stop, "is_parallel_running": parallel})
+        assert reply.json["ret_code"] == 0, reply.text
+
+    def activate(self, task_id, active=True):
+        self.recorder.ctl("config", "set", "fuse", "fuse_enabled", "1")
+        reply = self.recorder.call("POST", f"task/{task_id}/active", {"is_active": active})
+        assert reply.json["ret_code"] == 0, reply.text
+        return reply.json
+
+    def stored(self, task_id):
+        return next(task for task in self.recorder.stored_tasks() if task["taskID"] == task_id)
+
+    def status(self, task_id):
+        return self.stored(task_id)["status"]
+
+    def wait_for(self, task_id, *statuses):
+        wait_until(lambda: self.status(task_id) in statuses, f"status {statuses}")
+
+    def run(self, task_id, status=SUCCESS):
+        """Runs a task to its end."""
+        self.force(task_id)
+        self.wait_for_end(task_id)
+        assert self.status(task_id) == status, (self.status(task_id), self.progress(task_id),
+                                                self.events())
+
+    def wait_for_end(self, task_id):
+        self.wait_for(task_id, SUCCESS, FAILED, CANCEL)
+
+    # --- outcome --------------------------------------------------------------------------------
+
+    def database(self, sql, *values):
+        connection = sqlite3.connect(STATE / "config.db", timeout=30)
+        connection.row_factory = sqlite3.Row
+        try:
+            return [dict(row) for row in connection.execute(sql, values)]
+        finally:
+            connection.close()
+
+    def progress(self, task_id):
+        return self.database("SELECT * FROM run_progress WHERE taskID = ?", task_id)
+
+    def copied(self):
+        return {row["path"]: row for row in self.database("SELECT * FROM copied_file")
+                if not row["removed"]}
+
+    def events(self):
+        """Identifier and detail, newest first."""
+        return [(event["id"], event["arguments"][2:]) for event in self.recorder.events()]
+
+    def last_event(self, event_id):
+        """The detail of the newest event with this identifier; None without one."""
+        return next((detail for event, detail in self.events() if event == event_id), None)
+
+    def shared(self, folder="recorder"):
+        return tree(self.samba.path / folder)
+
+    def sources(self):
+        """The tree that the share should hold: channels by name instead of by number."""
+        wanted = {}
+        for path, digest in tree(STORAGE).items():
+            number, _, rest = path.partition("/")
+            wanted[f"Camera {number}/{rest}"] = digest
+        return wanted
+
+    def check_records(self):
+        """Everything listed as done is complete on the share."""
+        shared = self.shared()
+        for path, row in self.copied().items():
+            assert path in shared, path
+            assert row["size"] == (self.samba.path / "recorder" / path).stat().st_size, path
+            assert not row["sha256"] or row["sha256"] == shared[path], path
