@@ -7,27 +7,9 @@
 #include <vector>
 
 #include "platform/standalone/store/database.h"
+#include "services/backup_daemon/memory/copy_memory.h"
 
 namespace services {
-
-/// A file that is complete on a share.
-struct CopiedFile {
-    std::string path;           ///< on the share, below the destination's folder
-    std::string day;            ///< local day of the recording, "2024-03-01"
-    long long size = 0;         ///< bytes
-    long long modified_ns = 0;  ///< the source's modification time when it was read
-    std::string sha256;         ///< of the content, hexadecimal; "" when nobody reckoned it
-    bool side_file = false;     ///< a description lies beside it
-    bool removed = false;       ///< it made room on a full share, and is not to be sent again
-};
-
-/// A file that has been begun.
-struct Checkpoint {
-    std::string path;       ///< as in CopiedFile
-    std::string temporary;  ///< the unfinished file on the share, below the destination's folder
-    long long offset = 0;   ///< so many of its bytes are right
-    std::string sha256;     ///< of those bytes; "" when nobody reckoned it
-};
 
 /// The daemon's memory of its copies. A destination is server, port, share and folder in one text.
 /// Losing the newest changes in a power cut does no harm (what is on the share is compared before

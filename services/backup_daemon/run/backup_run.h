@@ -16,13 +16,11 @@
 #include "services/backup_daemon/memory/run_store.h"
 #include "services/backup_daemon/run/progress.h"
 #include "services/backup_daemon/run/retry_pause.h"
+#include "services/backup_daemon/run/run_outcome.h"
 #include "services/backup_daemon/run/selection.h"
 #include "services/event_watch.h"
 
 namespace services {
-
-/// How a run ended.
-enum class RunOutcome { success, failed, cancelled };
 
 /// What a run needs of the daemon. All of it outlives the run.
 struct RunHouse {
