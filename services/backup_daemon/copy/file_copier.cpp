@@ -21,8 +21,8 @@ constexpr int ATTEMPTS = 2;
 
 [[noreturn]] void fail_source(const std::string& path, int error) {
     const bool gone = error == ENOENT || error == ENOTDIR;
-    throw FileError(gone ? FileError::Kind::gone : FileError::Kind::source,
-                    path + ": " + std::strerror(error));
+    throw CopyFailure(gone ? FailureKind::gone : FailureKind::source,
+                      path + ": " + std::strerror(error));
 }
 
 /// The local file, up to the size that it had when it was opened.
@@ -47,7 +47,7 @@ public:
             const ssize_t got = pread(file_.get(), data, size, offset);
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) fail_source(path_, errno);
-            if (got == 0) throw FileError(FileError::Kind::source, path_ + " has become shorter");
+            if (got == 0) throw CopyFailure(FailureKind::source, path_ + " has become shorter");
             data += got;
             size -= static_cast<std::size_t>(got);
             offset += got;
@@ -74,8 +74,9 @@ public:
             copier_.make_folder(folder_of(job_.target));
             for (int attempt = 1; !send(); ++attempt)
                 if (attempt == ATTEMPTS)
-                    throw FileError(FileError::Kind::mismatch,
-                                    job_.target + ": the share gives back other bytes than it got");
+                    throw CopyFailure(
+                        FailureKind::mismatch,
+                        job_.target + ": the share gives back other bytes than it got");
             share_.rename(job_.temporary, job_.target);
         }
         CopyResult result{source_.size(), source_.modified_ns(), hash_ ? hash_->hex() : ""};
@@ -127,8 +128,8 @@ private:
             fits && compare(*share_.open(job_.target, Share::Open::read), 0, *size) == *size;
         if (equal && *size == source_.size()) return true;
         if (!equal && !is_recorded())
-            throw FileError(FileError::Kind::occupied,
-                            job_.target + ": another file, not of this recorder, has this name");
+            throw CopyFailure(FailureKind::occupied,
+                              job_.target + ": another file, not of this recorder, has this name");
         return false;
     }
 

@@ -3,10 +3,10 @@
 
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/share.h"
 
 namespace services {
@@ -37,20 +37,6 @@ struct CopyResult {
     std::string sha256;         ///< "" when nothing asked for it
 };
 
-/// The file itself cannot be copied; the share is not to blame.
-class FileError : public std::runtime_error {
-public:
-    enum class Kind {
-        gone,      ///< the source is not there any more
-        source,    ///< the source cannot be read, or has become shorter
-        occupied,  ///< another file, which is not ours, has the name
-        mismatch,  ///< what the share gives back is not what was written
-    };
-    FileError(Kind failure, const std::string& message)
-        : std::runtime_error(message), kind(failure) {}
-    Kind kind;
-};
-
 /// Bytes between two checkpoints.
 inline constexpr long long CHECKPOINT_BYTES = 8LL * 1024 * 1024;
 
@@ -70,7 +56,7 @@ public:
 
     /// Copies a file up to the size that it has now. What stands at the target already and equals
     /// the source is kept and nothing is sent.
-    /// @throws ShareError, FileError
+    /// @throws CopyFailure
     CopyResult copy(const CopyJob& job);
 
 private:

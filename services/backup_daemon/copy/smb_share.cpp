@@ -11,22 +11,24 @@ extern "C" {
 #include <cstring>
 #include <utility>
 
+#include "services/backup_daemon/copy/copy_failure.h"
+
 namespace services {
 namespace {
 
-ShareFailure meaning_of(int error) {
+FailureKind meaning_of(int error) {
     switch (error) {
         case ENOSPC:
         case EDQUOT:
         case EFBIG:
-            return ShareFailure::full;
+            return FailureKind::full;
         case EACCES:
         case EPERM:
         case EROFS:
         case EISDIR:
         case ENOTDIR:
         case ENAMETOOLONG:
-            return ShareFailure::denied;
+            return FailureKind::denied;
         case ETIMEDOUT:
         case ECONNREFUSED:
         case ECONNRESET:
@@ -40,15 +42,15 @@ ShareFailure meaning_of(int error) {
         case ENOTCONN:
         case EIO:
         case EBADF:
-            return ShareFailure::network;
+            return FailureKind::lost;
         default:
-            return ShareFailure::other;
+            return FailureKind::other;
     }
 }
 
 [[noreturn]] void fail(const std::string& what) {
     const int error = errno;
-    throw ShareError(meaning_of(error), what + ": " + std::strerror(error));
+    throw CopyFailure(meaning_of(error), what + ": " + std::strerror(error));
 }
 
 bool may_stand_in_url(unsigned char byte) {
@@ -92,16 +94,16 @@ void give_login(SMBCCTX* context, const char*, const char*, char* domain, int do
     switch (error) {
         case EACCES:
         case EPERM:
-            throw ShareError(ShareFailure::refused,
-                             share + "the server refuses user \"" + login.user +
-                                 "\" or the password: " + std::strerror(error));
+            throw CopyFailure(FailureKind::refused,
+                              share + "the server refuses user \"" + login.user +
+                                  "\" or the password: " + std::strerror(error));
         case ENOENT:
         case ENODEV:
         case ENOTDIR:
-            throw ShareError(ShareFailure::refused,
-                             share + "there is no such share: " + std::strerror(error));
+            throw CopyFailure(FailureKind::refused,
+                              share + "there is no such share: " + std::strerror(error));
         default:
-            throw ShareError(ShareFailure::network, share + std::strerror(error));
+            throw CopyFailure(FailureKind::lost, share + std::strerror(error));
     }
 }
 
@@ -152,7 +154,7 @@ public:
 private:
     /// On a lost connection closing would only wait for the server once more.
     [[noreturn]] void give_up() {
-        if (meaning_of(errno) == ShareFailure::network) file_ = nullptr;
+        if (meaning_of(errno) == FailureKind::lost) file_ = nullptr;
         fail(path_);
     }
 
@@ -182,8 +184,8 @@ SmbShare::SmbShare(SmbLogin login)
     smbc_setOptionNoAutoAnonymousLogin(context, 1);
     smbc_setTimeout(context, TIMEOUT_MS);
     if (!smbc_init_context(context))
-        throw ShareError(ShareFailure::other,
-                         std::string("cannot prepare for SMB: ") + std::strerror(errno));
+        throw CopyFailure(FailureKind::other,
+                          std::string("cannot prepare for SMB: ") + std::strerror(errno));
     // After the configuration of the machine was read, which might say otherwise.
     smbc_setOptionProtocols(context, "SMB2_02", "SMB3_11");
 }
@@ -223,7 +225,7 @@ std::optional<long long> SmbShare::size(const std::string& path) {
     SMBCCTX* context = context_->handle.get();
     struct stat found {};
     if (smbc_getFunctionStat(context)(context, url(path).c_str(), &found) == 0) {
-        if (S_ISDIR(found.st_mode)) throw ShareError(ShareFailure::denied, path + " is a folder");
+        if (S_ISDIR(found.st_mode)) throw CopyFailure(FailureKind::denied, path + " is a folder");
         return found.st_size;
     }
     if (errno == ENOENT || errno == ENOTDIR) return {};

@@ -121,16 +121,20 @@ void BackupRun::on(Lane& lane, const Done&) {
 
 void BackupRun::fail(LanePlace lane, const Failed& failed) {
     switch (failed.kind) {
-        case Failed::Kind::lost:
+        case FailureKind::lost:
             return lose(lane, failed.text);
-        case Failed::Kind::refused:
+        case FailureKind::refused:
             return end(RunOutcome::failed, failed.text);
-        case Failed::Kind::full:
+        case FailureKind::full:
             make_room(*lane, failed.text);
             break;
-        case Failed::Kind::other:
+        case FailureKind::other:
             return try_file_again(lane, failed);
-        default:
+        case FailureKind::denied:
+        case FailureKind::gone:
+        case FailureKind::source:
+        case FailureKind::occupied:
+        case FailureKind::mismatch:
             give_up_file(*lane, failed);
     }
     advance();
@@ -176,7 +180,7 @@ void BackupRun::give_up_file(Lane& lane, const Failed& failed) {
     if (first_failure_.empty()) first_failure_ = failed.text;
     if (files_failed_ <= FAILURES_TOLD)
         write_run_event(FILE_NOT_COPIED, task_.taskName, failed.text);
-    if (failed.kind != Failed::Kind::denied) return;
+    if (failed.kind != FailureKind::denied) return;
     if (++denied_in_a_row_ == MOST_DENIED) finish();
 }
 
