@@ -1,6 +1,7 @@
 // What the daemon writes into the event log; services/event_log/event_text has the words.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace services {
@@ -18,6 +19,10 @@ enum RunEvent : unsigned {
     ROOM_MADE = 0x23150018,  ///< a day was removed from a full share
     SHARE_FULL = 0x23150019,
 };
+
+/// Whoever takes the events of runs: write_run_event(), or a test.
+using EventSink =
+    std::function<void(RunEvent, const std::string& task_name, const std::string& detail)>;
 
 /// Writes an event with the task's name and, where it is not empty, a detail. What cannot be
 /// written is printed on standard error instead.

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "services/backup_daemon/copy/remote_name.h"
+#include "services/backup_daemon/copy/share_path.h"
 
 using namespace services;
 
