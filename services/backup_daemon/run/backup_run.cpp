@@ -96,6 +96,7 @@ void BackupRun::open_lane() {
     try {
         lanes_[parts_.lanes->open()].heard = now();
     } catch (const std::exception& error) {
+        connection_.stands = false;
         wait(error.what());
     }
 }
@@ -118,7 +119,9 @@ void BackupRun::understand(LaneId lane, const Report& report) {
     if (std::holds_alternative<Ready>(report) && !lanes_.at(lane).ready) return connected(lane);
     if (!plan_.take(lane, report))
         return lose(lane, "the copying process said what nobody had asked for");
-    if (tally_.take_progress()) connection_.retry.progressed(now());
+    if (!tally_.take_progress()) return;
+    connection_.retry.progressed(now());
+    if (connection_.stands) message_.clear();
 }
 
 void BackupRun::connected(LaneId lane) {
@@ -154,12 +157,12 @@ void BackupRun::drop(LaneId lane) {
 void BackupRun::lose(LaneId lane, const std::string& why) {
     if (ending_ || !lanes_.contains(lane)) return;
     drop(lane);
+    connection_.stands = false;
     wait(why);
 }
 
 /// Before the next attempt there is a pause, which lanes that still work do not have to make.
 void BackupRun::wait(const std::string& why) {
-    connection_.stands = false;
     if (pause_) return;
     const auto pause = connection_.retry.lost(now());
     if (!pause) return end(RunOutcome::failed, why);
