@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "platform/standalone/store/file_handle.h"
-#include "services/backup_daemon/copy/remote_name.h"
+#include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/copy/sha256.h"
 #include "services/backup_daemon/copy/side_file.h"
 

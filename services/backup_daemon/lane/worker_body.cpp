@@ -10,7 +10,7 @@
 
 #include "platform/standalone/store/recording_folder.h"
 #include "services/backup_daemon/copy/file_copier.h"
-#include "services/backup_daemon/copy/remote_name.h"
+#include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/lane/worker_messages.h"
 
 namespace services {

@@ -10,10 +10,10 @@
 
 #include "backup/task_record.h"
 #include "platform/standalone/store/channel_store.h"
-#include "services/backup_daemon/copy/remote_name.h"
 #include "services/backup_daemon/lane/worker.h"
 #include "services/backup_daemon/memory/copy_store.h"
 #include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/run/destination.h"
 #include "services/backup_daemon/run/progress.h"
 #include "services/backup_daemon/run/retry_pause.h"
 #include "services/backup_daemon/run/run_outcome.h"

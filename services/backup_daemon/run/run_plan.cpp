@@ -3,6 +3,7 @@
 #include <set>
 
 #include "platform/standalone/store/recording_folder.h"
+#include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/copy/side_file.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/tell/run_events.h"
