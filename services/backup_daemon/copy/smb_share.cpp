@@ -11,64 +11,14 @@ extern "C" {
 #include <cstring>
 #include <utility>
 
-#include "services/backup_daemon/copy/copy_failure.h"
+#include "services/backup_daemon/copy/smb_failure.h"
 
 namespace services {
 namespace {
 
-FailureKind meaning_of(int error) {
-    switch (error) {
-        case ENOSPC:
-        case EDQUOT:
-        case EFBIG:
-            return FailureKind::full;
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case EISDIR:
-        case ENOTDIR:
-        case ENAMETOOLONG:
-            return FailureKind::denied;
-        case ETIMEDOUT:
-        case ECONNREFUSED:
-        case ECONNRESET:
-        case ECONNABORTED:
-        case EPIPE:
-        case EHOSTUNREACH:
-        case EHOSTDOWN:
-        case ENETUNREACH:
-        case ENETDOWN:
-        case ENETRESET:
-        case ENOTCONN:
-        case EIO:
-        case EBADF:
-            return FailureKind::lost;
-        default:
-            return FailureKind::other;
-    }
-}
-
 [[noreturn]] void fail(const std::string& what) {
     const int error = errno;
     throw CopyFailure(meaning_of(error), what + ": " + std::strerror(error));
-}
-
-bool may_stand_in_url(unsigned char byte) {
-    return (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
-           (byte >= 'A' && byte <= 'Z') || std::strchr("-_.~/", byte) != nullptr;
-}
-
-std::string percent_encoded(const std::string& text) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::string encoded;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte != 0 && may_stand_in_url(byte))
-            encoded += c;
-        else
-            encoded.append({'%', digits[byte >> 4], digits[byte & 15]});
-    }
-    return encoded;
 }
 
 void copy_text(const std::string& text, char* buffer, int size) {
@@ -80,31 +30,11 @@ void copy_text(const std::string& text, char* buffer, int size) {
 void give_login(SMBCCTX* context, const char*, const char*, char* domain, int domain_size,
                 char* user, int user_size, char* password, int password_size) {
     const auto& login = *static_cast<const SmbLogin*>(smbc_getOptionUserData(context));
-    const auto backslash = login.user.find('\\');
-    if (backslash != std::string::npos)
-        copy_text(login.user.substr(0, backslash), domain, domain_size);
-    copy_text(backslash == std::string::npos ? login.user : login.user.substr(backslash + 1), user,
-              user_size);
+    const SmbUser parts = smb_user(login.user);
+    // The library has put its own guess in place, which stands when the user names no domain.
+    if (parts.domain) copy_text(*parts.domain, domain, domain_size);
+    copy_text(parts.name, user, user_size);
     copy_text(login.password, password, password_size);
-}
-
-/// The root of a share is there and may be looked at, or it is not ours to use.
-[[noreturn]] void refuse_connection(const SmbLogin& login, int error) {
-    const std::string share = "//" + login.server + "/" + login.share + ": ";
-    switch (error) {
-        case EACCES:
-        case EPERM:
-            throw CopyFailure(FailureKind::refused,
-                              share + "the server refuses user \"" + login.user +
-                                  "\" or the password: " + std::strerror(error));
-        case ENOENT:
-        case ENODEV:
-        case ENOTDIR:
-            throw CopyFailure(FailureKind::refused,
-                              share + "there is no such share: " + std::strerror(error));
-        default:
-            throw CopyFailure(FailureKind::lost, share + std::strerror(error));
-    }
 }
 
 struct FreeContext {
@@ -193,19 +123,14 @@ SmbShare::SmbShare(SmbLogin login)
 SmbShare::~SmbShare() = default;
 
 std::string SmbShare::url(const std::string& path) const {
-    const bool v6 = login_.server.find(':') != std::string::npos;
-    const std::string host = v6 ? "[" + login_.server + "]" : percent_encoded(login_.server);
-    std::string text =
-        "smb://" + host + ":" + std::to_string(login_.port) + "/" + percent_encoded(login_.share);
-    if (!path.empty()) text += "/" + percent_encoded(path);
-    return text;
+    return smb_url(login_, path);
 }
 
 void SmbShare::connect() {
     SMBCCTX* context = context_->handle.get();
     struct stat root {};
     if (smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0) return;
-    refuse_connection(login_, errno);
+    throw connection_failure(login_, errno);
 }
 
 std::map<std::string, long long> SmbShare::list(const std::string& folder) {
