@@ -2,6 +2,7 @@
 #include <chrono>
 #include <ctime>
 
+#include "platform/service_addresses.h"
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
@@ -45,7 +46,8 @@ void serve() {
         queue.dispatch();
     });
     queue.dispatch();
-    services::announce("recording-backupd: listening on 127.0.0.1, ports 10205 and 10141");
+    services::announce("recording-backupd: listening on " +
+                       services::place_of({NOTICE_PORT, TASK_PORT}));
     service.run();
 }
 
@@ -54,8 +56,8 @@ void serve() {
 int main(int argc, char** argv) {
     return services::service_main(
         "recording-backupd",
-        "Serves the backup tasks' notices and queries on 127.0.0.1, ports "
-        "10205 and 10141.\nState folder: environment RECORDER_STATE, "
-        "otherwise /var/lib/recorder.",
+        "Serves the backup tasks' notices and queries on " +
+            services::place_of({NOTICE_PORT, TASK_PORT}) +
+            ".\nState folder: environment RECORDER_STATE, otherwise /var/lib/recorder.",
         argc, argv, serve);
 }
