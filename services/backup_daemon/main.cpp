@@ -9,7 +9,7 @@
 #include "platform/standalone/store/task_store.h"
 #include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/front/daemon_routes.h"
-#include "services/backup_daemon/run/parallel_limit.h"
+#include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
 #include "services/event_watch.h"

@@ -6,7 +6,7 @@
 #include "platform/daemon_messages.h"
 #include "platform/service_addresses.h"
 #include "services/backup_daemon/front/notice.h"
-#include "services/backup_daemon/run/parallel_limit.h"
+#include "services/backup_daemon/run/run_settings.h"
 
 namespace services {
 namespace {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "services/backup_daemon/run/parallel_limit.h"
+#include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/tell/run_events.h"
 
 namespace services {
