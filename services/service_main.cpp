@@ -8,6 +8,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "platform/service_addresses.h"
 #include "platform/standalone/store/state_folder.h"
 
 namespace services {
@@ -36,6 +37,12 @@ int service_main(const std::string& name, const std::string& description, int ar
         std::cerr << name << ": " << error.what() << '\n';
         return 1;
     }
+}
+
+std::string place_of(std::initializer_list<int> ports) {
+    std::string numbers;
+    for (const int port : ports) numbers += (numbers.empty() ? "" : " and ") + std::to_string(port);
+    return LOOPBACK + std::string(ports.size() == 1 ? ", port " : ", ports ") + numbers;
 }
 
 void announce(const std::string& line) {

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <ctime>
 
-#include "services/backup_daemon/run/parallel_limit.h"
 #include "services/backup_daemon/run/run_goal.h"
+#include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/run/worker_lanes.h"
 #include "services/backup_daemon/tell/run_events.h"
 
@@ -18,9 +18,7 @@ namespace {
 constexpr int LANES = 3;
 constexpr int LANES_OF_ALL_RUNS = 6;
 
-int lanes_of_a_run() {
-    return std::clamp(LANES_OF_ALL_RUNS / parallel_limit(), 1, LANES);
-}
+int lanes_of_a_run() {}
 
 int status_of(RunOutcome outcome) {
     switch (outcome) {

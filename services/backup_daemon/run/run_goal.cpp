@@ -2,12 +2,6 @@
 #include "services/backup_daemon/run/run_goal.h"
 
 namespace services {
-namespace {
-
-constexpr int OVERWRITE_STOP = 0;  // row of strRemoteOverwrite_Arr
-constexpr int FORMAT_OSTRA = 1;    // row of strRecFormat_Arr
-
-}  // namespace
 
 RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Channel>& channels,
                 DayNumber today) {
@@ -18,8 +12,8 @@ RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Cha
     goal.channels = select_channels(task.chIdxList, channels, goal.missing_channels);
     goal.first_kept_day = first_kept_day(task, today);
     goal.when_full =
-        task.remoteOverwriteType == OVERWRITE_STOP ? WhenFull::fail : WhenFull::remove_oldest;
-    goal.side_files = task.recordingFormat == FORMAT_OSTRA;
+        task.remoteOverwriteType == STOP_WHEN_FULL ? WhenFull::fail : WhenFull::remove_oldest;
+    goal.side_files = task.recordingFormat == FORMAT_WITH_SIDE_FILE;
     return goal;
 }
 

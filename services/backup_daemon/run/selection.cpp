@@ -11,11 +11,6 @@
 namespace services {
 namespace {
 
-// Rows of strBackupType_Arr and strRecType_Arr.
-constexpr int BACKUP_BY_LAST_DAY = 0;
-constexpr int REC_NORMAL = 0;
-constexpr int REC_ALARM = 1;
-
 constexpr char LAST_OF_ALL_DAYS[] = "9999-12-31";
 
 std::string own_folder(const standalone::Channel& channel) {
