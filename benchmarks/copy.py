@@ -9,12 +9,11 @@ import time
 from datetime import date
 from pathlib import Path
 
-SOURCE = Path(os.environ["RECORDER_SOURCE"])
-BUILD = Path(os.environ["RECORDER_BUILD"])
-PROGRAMS = BUILD / "bin"
+from samba_server import USER, SambaServer
+
+PROGRAMS = Path(os.environ["RECORDER_BUILD"]) / "bin"
 STATE = Path("/var/lib/recorder")
-sys.path.insert(0, str(SOURCE / "tests/support"))
-from copy_target import USER, SambaServer  # noqa: E402
+SHARE = Path("/tmp/share")
 
 FILES = 24
 MIB = 1024 * 1024
@@ -102,12 +101,12 @@ class Copiers:
                           RCLONE_SMB_USER=USER, RCLONE_SMB_PASS=hidden)
 
     def cp(self, folder):
-        return self.timed(["cp", "-r", DAY, self.server.path / folder])
+        return self.timed(["cp", "-r", DAY, SHARE / folder])
 
 
-def check_copy(server, folder):
+def check_copy(folder):
     """The last number is worth nothing if the bytes are wrong."""
-    copies = sorted((server.path / folder).rglob("*.mp4"))
+    copies = sorted((SHARE / folder).rglob("*.mp4"))
     for source, copy in zip(sorted(DAY.iterdir()), copies, strict=True):
         subprocess.run(["cmp", source, copy], check=True)
 
@@ -120,7 +119,7 @@ def peak_memory(daemon):
     return 0
 
 
-def measure(server, copiers):
+def measure(copiers):
     ways = {
         "backup daemon, check reading off": lambda folder: copiers.daemon(folder, False),
         "backup daemon, check reading on": lambda folder: copiers.daemon(folder, True),
@@ -133,8 +132,8 @@ def measure(server, copiers):
         for place, (name, way) in enumerate(ways.items()):
             folder = f"round{number}way{place}"
             times[name].append(way(folder))
-            check_copy(server, folder)
-            subprocess.run(["rm", "-rf", server.path / folder], check=True)
+            check_copy(folder)
+            subprocess.run(["rm", "-rf", SHARE / folder], check=True)
     return times
 
 
@@ -155,13 +154,15 @@ def main():
     record()
     control("channel", "add", "--index", "0", "--guid", "g", "--ip", "192.0.2.1", "--name", "Bench",
             "--brand", "B", "--model", "M", "--streams", "1", "--recordings", str(DAY.parent))
-    with SambaServer("/tmp/samba") as server:
+    SHARE.mkdir()
+    with SambaServer("/tmp/samba", {"backup": {"path": SHARE, "read only": "no",
+                                               "force user": "root"}}) as server:
         AUTHENTICATION.write_text(f"username={USER}\npassword={server.password}\n")
         daemon = subprocess.Popen([PROGRAMS / "recording-backupd"], stdout=subprocess.PIPE)
         daemon.stdout.readline()
         store = sqlite3.connect(STATE / "config.db", timeout=30, isolation_level=None)
         try:
-            print_times(measure(server, Copiers(server, session, store)))
+            print_times(measure(Copiers(server, session, store)))
             print(f"peak memory of the daemon itself: {peak_memory(daemon)} kB")
         finally:
             daemon.terminate()

@@ -3,15 +3,13 @@ import json
 import os
 import socket
 import subprocess
-import sys
 import termios
 import threading
 from pathlib import Path
 
-BUILD = Path("/run/build")
-sys.path.insert(0, "/run/source/tests/support")
-from samba_server import PASSWORD, USER, SambaServer  # noqa: E402
+from samba_server import PASSWORD, USER, SambaServer
 
+BUILD = Path("/run/build")
 SECONDS = 120
 SHARES = Path("/run/shares")
 CREDENTIALS = Path("/tmp/.recording_backup_mnt_info")
@@ -144,7 +142,7 @@ def main():
     ctl("init")
     ctl("user", "add", "admin", text="an administrator's password")
     sid = ctl("session", "open", "admin")
-    SambaServer(Path("/run/samba"), 445, make_shares()).start()
+    SambaServer("/run/samba", make_shares(), port=445).start()
     threading.Thread(target=hang_up, daemon=True).start()
     for name, changes in CASES.items():
         done = test_server(sid, **changes)

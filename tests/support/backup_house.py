@@ -1,13 +1,12 @@
 """A recorder with recordings, a share to copy them to, and what tests ask about the outcome."""
 import hashlib
-import json
-import os
 import sqlite3
 from datetime import date, timedelta
 from pathlib import Path
 
-from stand_alone_recorder import STATE, Recorder, wait_until
-from copy_target import USER, SambaServer
+from samba_server import USER, SambaServer
+from stand_alone_recorder import STATE, Recorder
+from waiting import wait_until
 
 STORAGE = Path("/storage")
 MIB = 1024 * 1024
@@ -35,14 +34,18 @@ def tree(folder):
 
 
 class House:
-    """Channels 0 to `channels`-1 named "Camera 0" ... and a running Samba server."""
+    """Channels 0 to `channels`-1 named "Camera 0" ..., and a Samba server whose share "backup" is
+    the folder `share`; `settings` are the server's."""
 
-    def __init__(self, folder, channels=1, **samba):
+    def __init__(self, folder, channels=1, share=None, settings=None):
         self.recorder = Recorder()
-        self.samba = SambaServer(Path(folder) / "samba", **samba)
+        self.share = Path(share or folder / "share")
+        self.samba = SambaServer(folder / "samba", {"backup": {
+            "path": self.share, "read only": "no", "force user": "root"}}, settings)
         self.channels = channels
 
     def __enter__(self):
+        self.share.mkdir(parents=True, exist_ok=True)
         self.samba.start()
         self.recorder.start()
         for number in range(self.channels):
@@ -144,7 +147,7 @@ class House:
         return next((detail for event, detail in self.events() if event == event_id), None)
 
     def shared(self, folder="recorder"):
-        return tree(self.samba.path / folder)
+        return tree(self.share / folder)
 
     def sources(self):
         """The tree that the share should hold: channels by name instead of by number."""
@@ -159,5 +162,5 @@ class House:
         shared = self.shared()
         for path, row in self.copied().items():
             assert path in shared, path
-            assert row["size"] == (self.samba.path / "recorder" / path).stat().st_size, path
+            assert row["size"] == (self.share / "recorder" / path).stat().st_size, path
             assert not row["sha256"] or row["sha256"] == shared[path], path
