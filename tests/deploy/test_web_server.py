@@ -39,12 +39,11 @@ int main() {
 
 @pytest.fixture(scope="module", autouse=True)
 def server(tmp_path_factory):
-    build = tmp_path_factory.mktemp("build")
-    shutil.copytree(BUILD / "bin", build / "bin")
-    (build / "bin/recording_backup.cgi").unlink()
-    subprocess.run(["c++", "-x", "c++", "-o", build / "bin/recording_backup.cgi", "-"], text=True,
-                   input=STAND_IN, check=True)
-    with serving(build, "--port", "8080"):
+    stand_in = tmp_path_factory.mktemp("stand-in") / "program"
+    subprocess.run(["c++", "-x", "c++", "-o", stand_in, "-"], text=True, input=STAND_IN, check=True)
+    with serving(BUILD, "--port", "8080"):
+        # What was installed keeps its owner, group and mode.
+        shutil.copyfile(stand_in, "/home/httpd/cgi-bin/recording_backup.cgi")
         Path("/share/Ostra-RecordingbackLog.csv").write_text("a,b\n")
         os.symlink("/share/Ostra-RecordingbackLog.csv",
                    "/home/httpd/cgi-bin/Ostra-RecordingbackLog.csv")
@@ -96,6 +95,7 @@ def test_a_download_comes_through_the_program_with_the_attachments_name():
     "//cgi-bin//Ostra-RecordingbackLog.csv",
     PROGRAM + "/../Ostra-RecordingbackLog.csv",
     "/cgi-bin/other.csv",
+    "/recorder/sbin/recorderctl",
     "/cgi-bin/",
     "/",
 ])
