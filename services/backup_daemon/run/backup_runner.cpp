@@ -18,7 +18,9 @@ namespace {
 constexpr int LANES = 3;
 constexpr int LANES_OF_ALL_RUNS = 6;
 
-int lanes_of_a_run() {}
+int lanes_of_a_run() {
+    return std::clamp(LANES_OF_ALL_RUNS / parallel_limit(), 1, LANES);
+}
 
 int status_of(RunOutcome outcome) {
     switch (outcome) {
