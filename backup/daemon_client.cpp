@@ -7,41 +7,38 @@
 #include "backup/fuse_status.h"
 #include "backup/json_member.h"
 #include "platform/comutil_json.h"
+#include "platform/daemon_messages.h"
+#include "platform/event_ids.h"
 #include "platform/recorder_log.h"
+#include "platform/service_addresses.h"
 #include "platform/ssci_client.h"
 
 namespace {
 
-constexpr char HOST[] = "127.0.0.1";
-constexpr int NOTICE_PORT = 10205;
-constexpr char NOTICE_PATH[] = "/databackupService/notify";
-constexpr int CONFIGURATION_PORT = 10141;
-constexpr char CONFIGURATION_PATH[] = "/cfg/DataBackupService";
 constexpr long TIMEOUT_SECONDS = 5;
 constexpr std::size_t TASK_ID_SIZE = 512;
-constexpr unsigned EVENT_STARTED = 0x23150001;
 
 /// A notice without "task_info": read the task list again.
 JsonPtr reload_notice() {
     JsonPtr notice(json_object_new_object());
     json_object* reason = json_object_new_object();
     add_member(notice.get(), "notice_reason", reason);
-    add_member(reason, "type", 1030);
-    add_member(reason, "action", 1);
+    add_member(reason, "type", NOTICE_TYPE);
+    add_member(reason, "action", NOTICE_ACTION);
     return notice;
 }
 
 /// The reply is not looked at: a daemon that answers at all has taken the notice.
 int put_notice(json_object* notice) {
     std::string response;
-    return ssci_PUT_request(HOST, NOTICE_PORT, NOTICE_PATH, json_object_to_json_string(notice),
+    return ssci_PUT_request(LOOPBACK, NOTICE_PORT, NOTICE_PATH, json_object_to_json_string(notice),
                             response, TIMEOUT_SECONDS, false, false, 0, nullptr);
 }
 
 int get_from_daemon(const char* act, std::string& response) {
     query_object query;
     query["act"] = act;
-    return ssci_GET_request(HOST, NOTICE_PORT, NOTICE_PATH, &query, response, TIMEOUT_SECONDS,
+    return ssci_GET_request(LOOPBACK, NOTICE_PORT, NOTICE_PATH, &query, response, TIMEOUT_SECONDS,
                             false, false, 0, nullptr);
 }
 
@@ -98,26 +95,25 @@ int backup_immediately(std::string taskID, std::string taskName, bool isNewTask)
         return CGI_CHANGE_STATUS_ERROR;
     }
     if (isFileExplorerTurnOn())
-        send_surveillance_event_log(EVENT_STARTED, -1, HOST, "Recording Backup", taskName.c_str(),
-                                    nullptr);
+        send_surveillance_event_log(events::BACKUP_STARTED, -1, LOOPBACK, events::APPLICATION,
+                                    taskName.c_str(), nullptr);
     return 0;
 }
 
 int request_task_deletion(const char* task_id, std::string& response) {
     query_object query;
     query["taskID"] = task_id == nullptr ? "" : task_id;
-    return ssci_DELETE_request(HOST, CONFIGURATION_PORT, CONFIGURATION_PATH, &query, response,
-                               TIMEOUT_SECONDS, false, false, 0, nullptr);
+    return ssci_DELETE_request(LOOPBACK, TASK_PORT, TASK_PATH, &query, response, TIMEOUT_SECONDS,
+                               false, false, 0, nullptr);
 }
 
 int query_waiting_sequence(std::string& response) {
-    return get_from_daemon("get_waitingTask_seq", response);
+    return get_from_daemon(WAITING_QUERY, response);
 }
 
 JsonPtr query_running_tasks(const RunningTaskLines& lines) {
     std::string response;
-    if (get_from_daemon("get_runningTask_info", response) != 0)
-        fail_running_query(lines.request_failed);
+    if (get_from_daemon(RUNNING_QUERY, response) != 0) fail_running_query(lines.request_failed);
     if (lines.show_reply) DEBUG_LINE("strRunningInfoResponse:%s\n", response.c_str());
     if (response.empty()) fail_running_query(lines.empty_reply);
     JsonPtr reply(json_tokener_parse(response.c_str()));

@@ -4,6 +4,7 @@
 #include "backup/daemon_client.h"
 #include "backup/operation.h"
 #include "backup/recording_backup_function.h"
+#include "platform/event_ids.h"
 #include "platform/nvrcfg.h"
 #include "platform/recorder_log.h"
 
@@ -21,8 +22,8 @@ void announce_change() {
     }
 }
 
-void report_change(json_object** reply, unsigned event, const std::string& task_name) {
+void report_change(json_object** reply, events::Id event, const std::string& task_name) {
     *reply = success_reply().release();
-    send_surveillance_setting_log_with_username(event, -1, __ip, __user, "Recording Backup",
+    send_surveillance_setting_log_with_username(event, -1, __ip, __user, events::APPLICATION,
                                                 task_name.c_str(), nullptr);
 }

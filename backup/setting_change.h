@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "platform/event_ids.h"
+
 struct json_object;  // json-c
 
 // Below run_operation() only: each fails with the result named.
@@ -16,4 +18,4 @@ void announce_change();
 
 /// Sets the success reply and writes the setting-change event with the caller's address and name.
 /// Never fails.
-void report_change(json_object** reply, unsigned event, const std::string& task_name);
+void report_change(json_object** reply, events::Id event, const std::string& task_name);

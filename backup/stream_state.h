@@ -4,7 +4,7 @@
 /// Folds the states of a channel's streams, in stream order, into one: the first that is not idle,
 /// unless that is disconnected and a later stream is connected.
 /// @param states one state per stream (platform/rec_state.h)
-/// @return the state; 4 (idle) for no streams
+/// @return the state; STREAM_IDLE for no streams
 int fold_stream_states(const int* states, int count);
 
 /// The text of a state; that of idle for a number outside the table.

@@ -8,17 +8,14 @@
 #include "backup/recording_backup_function.h"
 #include "backup/task_lookup.h"
 #include "platform/comutil_json.h"
+#include "platform/event_ids.h"
 #include "platform/recorder_log.h"
+#include "platform/service_addresses.h"
 
 namespace {
 
 constexpr char ACTIVE_FAILED[] = "Active task fail.";
 constexpr char FORCE_FAILED[] = "Force active task fail.";
-
-constexpr unsigned EVENT_STARTED = 0x23150001;
-constexpr unsigned EVENT_STOPPED = 0x23150002;
-constexpr unsigned EVENT_FORCED = 0x23150003;
-constexpr unsigned EVENT_REFUSED = 0x23170001;
 
 constexpr RunningTaskLines ACTIVE_LINES = {"SSCI_GET fail", "SSCI respone is ", "parser_task fail",
                                            false};
@@ -62,8 +59,8 @@ json_object* active_reply(bool fuse, const std::optional<std::string>& running_i
     return reply.release();
 }
 
-void write_event(unsigned event, const std::string& task_name) {
-    send_surveillance_event_log(event, -1, "127.0.0.1", "Recording Backup", task_name.c_str(),
+void write_event(events::Id event, const std::string& task_name) {
+    send_surveillance_event_log(event, -1, LOOPBACK, events::APPLICATION, task_name.c_str(),
                                 nullptr);
 }
 
@@ -94,7 +91,7 @@ void send_force_notice(const char* task_id, bool stop_running, bool parallel) {
 
 void activate(json_object** reply, json_object* request, const char* task_id) {
     if (!isFileExplorerTurnOn()) {
-        write_event(EVENT_REFUSED, name_of(task_id));
+        write_event(events::ACTIVATION_REFUSED, name_of(task_id));
         *reply = active_reply(false, std::nullopt);
         return;
     }
@@ -107,7 +104,7 @@ void activate(json_object** reply, json_object* request, const char* task_id) {
     }
     send_active_notice(task_id, start);
     *reply = active_reply(true, std::nullopt);
-    write_event(start ? EVENT_STARTED : EVENT_STOPPED, name_of(task_id));
+    write_event(start ? events::BACKUP_STARTED : events::BACKUP_STOPPED, name_of(task_id));
 }
 
 /// "is_parallel_running" of the body, false when it is absent.
@@ -127,8 +124,8 @@ void force(json_object** reply, json_object* request, const char* task_id) {
     const std::string running_name = name_of(running_id.c_str());
     *reply = success_reply().release();
     if (stop_running)
-        send_surveillance_event_log(EVENT_FORCED, -1, "127.0.0.1", "Recording Backup", name.c_str(),
-                                    running_name.c_str(), nullptr);
+        send_surveillance_event_log(events::BACKUP_FORCED, -1, LOOPBACK, events::APPLICATION,
+                                    name.c_str(), running_name.c_str(), nullptr);
 }
 
 /// A bad body has one message, whichever of the two operations got it.

@@ -5,13 +5,12 @@
 #include "backup/setting_change.h"
 #include "backup/task_request.h"
 #include "backup/task_settings.h"
+#include "platform/event_ids.h"
 #include "platform/recorder_log.h"
 
 namespace {
 
 constexpr char FAILED[] = "Insert task to database fail.";
-constexpr unsigned EVENT_CREATED = 0x62040001;
-constexpr unsigned EVENT_MODIFIED = 0x62040002;
 
 void parse(TDataBackupConfig& task, const char* body, int mode) {
     if (const int result = parser_task(&task, body, mode); result != 0) {
@@ -49,7 +48,7 @@ int create_backup_task(json_object** reply, const char* body) {
         task.endTime = "";
         store(task, CREATE_MODE);
         announce_change();
-        report_change(reply, EVENT_CREATED, task.taskName);
+        report_change(reply, events::TASK_CREATED, task.taskName);
     });
     start_if_asked(task, true);
     return result;
@@ -62,7 +61,7 @@ int modify_backup_task(json_object** reply, const char* body, const char* task_i
         task.taskID = task_id == nullptr ? "" : task_id;
         store(task, MODIFY_MODE);
         announce_change();
-        report_change(reply, EVENT_MODIFIED, task.taskName);
+        report_change(reply, events::TASK_MODIFIED, task.taskName);
     });
     start_if_asked(task, false);
     return result;

@@ -16,6 +16,7 @@
 #include "backup/recording_backup_function.h"
 #include "backup/task_request.h"
 #include "platform/comutil_json.h"
+#include "platform/daemon_messages.h"
 #include "platform/recorder_log.h"
 #include "platform/utilities.h"
 
@@ -25,10 +26,8 @@ constexpr std::size_t TASK_ID_SIZE = 512;
 constexpr int DEFAULT_MAX_PARALLEL = 2;
 constexpr double BYTES_TO_KIB = 0.0009765625;
 
-// Position in the daemon's queue to task identifier. The daemon's largest position is 11, but
-// places are reported for 0 to 10 only.
-constexpr int LAST_POSITION = 11;
-constexpr int LAST_REPORTED_POSITION = 10;
+// Position in the daemon's queue to task identifier. One position more is taken than is shown.
+constexpr int LAST_POSITION = LAST_SHOWN_POSITION + 1;
 char gc_strSequence[LAST_POSITION + 1][TASK_ID_SIZE];
 
 constexpr RunningTaskLines LIST_LINES = {"SSCI_GET fail", "SSCI respone is ",
@@ -67,7 +66,7 @@ int keep_sequence(json_object* sequence) {
 
 /// The task's place in the waiting sequence, -1 when it does not wait.
 int position_of(const std::string& task_id) {
-    for (int position = 0; position <= LAST_REPORTED_POSITION; ++position)
+    for (int position = 0; position <= LAST_SHOWN_POSITION; ++position)
         if (task_id == gc_strSequence[position]) return position;
     return -1;
 }

@@ -7,14 +7,14 @@
 #include "backup/json_member.h"
 #include "backup/log_export.h"
 #include "backup/recording_backup_function.h"
+#include "platform/event_ids.h"
 #include "platform/recorder_log.h"
+#include "platform/service_addresses.h"
 #include "platform/ssci_client.h"
 #include "platform/utilities.h"
 
 namespace {
 
-constexpr char HOST[] = "127.0.0.1";
-constexpr int LOG_PORT = 10150;
 constexpr long TIMEOUT_SECONDS = 5;
 
 /// The event identifiers of this feature, in hexadecimal.
@@ -22,23 +22,37 @@ constexpr const char* BackupLogID[] = {"62040001", "62040002", "62040003", "6204
                                        "62040006", "62040007", "62040008", "62040009", "6204000A",
                                        "6204000B", "6204000C", "6204000D"};
 
+/// One event of each kind that the log shows, in the order in which the log service is asked.
+constexpr events::Id SHOWN_KINDS[] = {events::BACKUP_STARTED, events::ACTIVATION_REFUSED,
+                                      events::TASK_CREATED};
+
+/// Appends to a list of numbers, which are joined by ",".
+void append_number(std::string& list, unsigned long number) {
+    if (!list.empty()) list += ',';
+    list += std::to_string(number);
+}
+
 /// Shows developers which events belong to the feature. Not sent: the query asks by sub-type.
 void log_event_ids() {
     std::string strEvtID;
-    for (const char* id : BackupLogID) {
-        if (!strEvtID.empty()) strEvtID += ',';
-        strEvtID += std::to_string(std::strtoul(id, nullptr, 16));
-    }
+    for (const char* id : BackupLogID) append_number(strEvtID, std::strtoul(id, nullptr, 16));
     DEBUG_LINE("strEvtID:%s\n", strEvtID.c_str());
+}
+
+/// "8981,8983,25092": the kinds' sub-types.
+std::string shown_sub_types() {
+    std::string sub_types;
+    for (const events::Id id : SHOWN_KINDS) append_number(sub_types, events::sub_type(id));
+    return sub_types;
 }
 
 /// Asks the log service. Fails with the HTTP client's status.
 std::string ask_log_service(const char* path) {
     query_object query;
-    query["sub_type"] = "8981,8983,25092";
+    query["sub_type"] = shown_sub_types();
     query["max_results"] = "100";
     std::string response;
-    const int status = ssci_GET_request(HOST, LOG_PORT, path, &query, response, TIMEOUT_SECONDS,
+    const int status = ssci_GET_request(LOOPBACK, LOG_PORT, path, &query, response, TIMEOUT_SECONDS,
                                         false, false, 0, nullptr);
     if (status != 0) {
         DEBUG_LINE("SSCI fail\n");
@@ -84,7 +98,7 @@ int get_backup_task_log(json_object** reply) {
     JsonPtr log(json_object_new_object());
     const int result = run_operation(reply, "Get task log fail.", [&] {
         log_event_ids();
-        const std::string response = ask_log_service("/logs/logs");
+        const std::string response = ask_log_service(LOG_PATH);
         show_response(response);
         if (const int code = parse_log_reply(response.c_str(), log); code != 0) fail(code);
     });
@@ -101,7 +115,7 @@ int download_backup_task_log(json_object** reply, std::string* fileName) {
     return run_operation(reply, "Download task log fail.", [&] {
         log_event_ids();
         const std::string name = download_name();
-        const std::string csv = ask_log_service("/logs/logs/file");
+        const std::string csv = ask_log_service(LOG_FILE_PATH);
         if (const int code = publish_log_export(csv); code != 0) fail(code);
         *fileName = name;
     });

@@ -50,7 +50,13 @@ static constexpr std::string_view strRemoteOverwrite_Arr[] = {"stop_overwrite", 
 static constexpr std::string_view strStatus_Arr[] = {"success", "new",    "wait",   "prepare_start",
                                                      "running", "cancel", "failed", "prepare_stop"};
 
-/// Rows of strStatus_Arr.
+// The tables' rows by name, in the tables' order.
+
+enum BackupType { BACKUP_BY_LAST_DAY, BACKUP_BY_TIME_RANGE };
+enum ScheduleType { SCHEDULE_DAILY, SCHEDULE_WEEKLY, SCHEDULE_HOURS };
+enum RecordingType { REC_NORMAL, REC_ALARM, REC_NORMAL_AND_ALARM };
+enum RecordingFormat { FORMAT_MP4, FORMAT_WITH_SIDE_FILE };
+enum RemoteOverwrite { STOP_WHEN_FULL, OVERWRITE_WHEN_FULL };
 enum TaskStatus {
     TASK_SUCCESS,
     TASK_NEW,

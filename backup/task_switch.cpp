@@ -10,13 +10,10 @@
 #include "backup/setting_change.h"
 #include "backup/task_lookup.h"
 #include "platform/comutil_json.h"
+#include "platform/event_ids.h"
 #include "platform/recorder_log.h"
 
 namespace {
-
-constexpr unsigned EVENT_DELETED = 0x62040003;
-constexpr unsigned EVENT_ENABLED = 0x62040004;
-constexpr unsigned EVENT_DISABLED = 0x62040005;
 
 bool read_is_enable(json_object* request) {
     bool enable = true;
@@ -74,7 +71,7 @@ int change_is_enable(json_object** reply, const char* body, const char* task_id)
         announce_change();
         std::string name;
         get_task_name_by_task_id(id, name);
-        report_change(reply, enable ? EVENT_ENABLED : EVENT_DISABLED, name);
+        report_change(reply, enable ? events::TASK_ENABLED : events::TASK_DISABLED, name);
     });
 }
 
@@ -84,7 +81,7 @@ int delete_backup_task(json_object** reply, const char* task_id, const char* isS
         get_task_name_by_task_id(task_id, name);
         if (std::strtol(isStop, nullptr, 10) != 0) stop_running_task();
         delete_by_daemon(task_id);
-        report_change(reply, EVENT_DELETED, name);
+        report_change(reply, events::TASK_DELETED, name);
     });
     return 0;
 }

@@ -12,12 +12,12 @@
 void log_File_Debug(const char* path, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
-// Events. Both calls take texts up to a closing null: first the application ("Recording Backup"),
+// Events. Both calls take texts up to a closing null: first the application (events::APPLICATION),
 // then what the event is about. Texts are stored as they are, null addresses and users as empty
 // texts. An event that cannot be stored is reported by the result and nowhere else.
 
 /// Records that a user changed a setting.
-/// @param event_id event identifier; its sub-type is event_id >> 16
+/// @param event_id event identifier (platform/event_ids.h)
 /// @param channel channel index, -1 for none
 /// @param ip address of the client; may be null
 /// @param user_name the authenticated user; may be null

@@ -17,12 +17,12 @@
 #include <utility>
 #include <vector>
 
+#include "platform/service_addresses.h"
 #include "services/utf8.h"
 
 namespace services {
 namespace {
 
-constexpr char LOOPBACK[] = "127.0.0.1";
 constexpr timeval ACCEPT_PAUSE = {0, 100 * 1000};
 
 struct FreeBase {

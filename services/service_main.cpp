@@ -8,7 +8,9 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "platform/service_addresses.h"
 #include "platform/standalone/store/state_folder.h"
+#include "platform/version.h"
 
 namespace services {
 namespace {
@@ -26,6 +28,7 @@ void require_state_folder() {
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve) {
     CLI::App arguments(description, name);
+    arguments.set_version_flag("--version", name + ' ' + RECORDER_VERSION);
     CLI11_PARSE(arguments, argc, argv);
     umask(S_IRWXG | S_IRWXO);
     try {
@@ -36,6 +39,12 @@ int service_main(const std::string& name, const std::string& description, int ar
         std::cerr << name << ": " << error.what() << '\n';
         return 1;
     }
+}
+
+std::string place_of(std::initializer_list<int> ports) {
+    std::string numbers;
+    for (const int port : ports) numbers += (numbers.empty() ? "" : " and ") + std::to_string(port);
+    return LOOPBACK + std::string(ports.size() == 1 ? ", port " : ", ports ") + numbers;
 }
 
 void announce(const std::string& line) {

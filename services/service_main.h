@@ -2,17 +2,22 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 namespace services {
 
-/// Handles --help, checks that the state folder is there, and calls `serve`.
+/// Handles --help and --version, checks that the state folder is there, and calls `serve`.
 /// @param name        the program's name
 /// @param description what --help says
 /// @return exit status: 0; 1 with one line on standard error when the folder is missing or `serve`
 ///         throws; CLI11's for arguments that nobody knows
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve);
+
+/// Where a service listens, for people: "127.0.0.1, ports 10205 and 10141".
+/// @param ports one or two
+std::string place_of(std::initializer_list<int> ports);
 
 /// Tells whoever started the service that it answers from now on: one line on standard output.
 void announce(const std::string& line);

@@ -5,6 +5,7 @@
 
 #include <exception>
 
+#include "platform/rec_state.h"
 #include "platform/recorder_log.h"
 #include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/connections.h"
@@ -15,8 +16,6 @@
 namespace {
 
 using namespace standalone;
-
-constexpr int idle_state = 4;
 
 /// Runs `call` and turns whatever it throws into a status of the store.
 template <typename Call>
@@ -40,7 +39,7 @@ json_object* stream_states(const Channel& channel) {
         const auto at = static_cast<std::size_t>(stream);
         const bool pinned = channel.pinned_state && at < channel.pinned_state->size();
         json_object_array_add(
-            states, json_object_new_int(pinned ? (*channel.pinned_state)[at] : idle_state));
+            states, json_object_new_int(pinned ? (*channel.pinned_state)[at] : STREAM_IDLE));
     }
     return states;
 }

@@ -17,9 +17,6 @@ namespace {
 
 using namespace standalone;
 
-constexpr int connected = 0;
-constexpr int idle = 4;
-constexpr int disconnected = 7;
 constexpr long long fresh_seconds = 10 * 60;
 
 /// A recording from the future, left by a wrong clock, is no sign of life.
@@ -39,7 +36,8 @@ void fill_state(const Channel& channel, TChannelStatus& status) {
     }
     // A channel without streams of its own is asked for by its first state.
     const int streams = std::clamp(channel.streams, 1, REC_STATE_MAX_STREAMS);
-    std::fill_n(status.stream_state, streams, is_recording(channel) ? connected : disconnected);
+    std::fill_n(status.stream_state, streams,
+                is_recording(channel) ? STREAM_CONNECTED : STREAM_DISCONNECTED);
 }
 
 json_object* describe(const Channel& channel, const TChannelStatus& status) {
@@ -54,7 +52,7 @@ json_object* describe(const Channel& channel, const TChannelStatus& status) {
 
 void read_state(char* text, int& count, TChannelStatus* channels, int max) {
     const std::vector<Channel> stored = ChannelStore(config_for_reading()).list();
-    for (int at = 0; at < max; ++at) std::ranges::fill(channels[at].stream_state, idle);
+    for (int at = 0; at < max; ++at) std::ranges::fill(channels[at].stream_state, STREAM_IDLE);
     const JsonPtr described(json_object_new_array());
     for (const Channel& channel : stored) {
         if (channel.removed || channel.index < 0 || channel.index >= max) continue;

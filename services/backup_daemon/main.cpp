@@ -2,13 +2,14 @@
 #include <chrono>
 #include <ctime>
 
+#include "platform/service_addresses.h"
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
 #include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/front/daemon_routes.h"
-#include "services/backup_daemon/run/parallel_limit.h"
+#include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
 #include "services/event_watch.h"
@@ -45,7 +46,8 @@ void serve() {
         queue.dispatch();
     });
     queue.dispatch();
-    services::announce("recording-backupd: listening on 127.0.0.1, ports 10205 and 10141");
+    services::announce("recording-backupd: listening on " +
+                       services::place_of({NOTICE_PORT, TASK_PORT}));
     service.run();
 }
 
@@ -54,8 +56,8 @@ void serve() {
 int main(int argc, char** argv) {
     return services::service_main(
         "recording-backupd",
-        "Serves the backup tasks' notices and queries on 127.0.0.1, ports "
-        "10205 and 10141.\nState folder: environment RECORDER_STATE, "
-        "otherwise /var/lib/recorder.",
+        "Serves the backup tasks' notices and queries on " +
+            services::place_of({NOTICE_PORT, TASK_PORT}) +
+            ".\nState folder: environment RECORDER_STATE, otherwise /var/lib/recorder.",
         argc, argv, serve);
 }

@@ -5,36 +5,36 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "platform/event_ids.h"
+
 namespace services {
 namespace {
 
-constexpr unsigned BACKUP_FORCED = 0x23150003;
-
 struct EventText {
-    unsigned event_id;
+    events::Id event_id;
     const char* text;
 };
 
 constexpr EventText EVENT_TEXTS[] = {
-    {0x62040001, "Task created"},
-    {0x62040002, "Task modified"},
-    {0x62040003, "Task deleted"},
-    {0x62040004, "Task enabled"},
-    {0x62040005, "Task disabled"},
-    {0x23150001, "Backup started"},
-    {0x23150002, "Backup stopped"},
-    {BACKUP_FORCED, "Backup forced"},
-    {0x23150010, "Run started"},
-    {0x23150011, "Run taken up again after a restart"},
-    {0x23150012, "Run succeeded"},
-    {0x23150013, "Run failed"},
-    {0x23150014, "Run cancelled"},
-    {0x23150015, "File not copied"},
-    {0x23150016, "Connection lost"},
-    {0x23150017, "Old copies removed"},
-    {0x23150018, "Oldest day removed from the full share"},
-    {0x23150019, "Share is full"},
-    {0x23170001, "Activation refused: file explorer is off"},
+    {events::TASK_CREATED, "Task created"},
+    {events::TASK_MODIFIED, "Task modified"},
+    {events::TASK_DELETED, "Task deleted"},
+    {events::TASK_ENABLED, "Task enabled"},
+    {events::TASK_DISABLED, "Task disabled"},
+    {events::BACKUP_STARTED, "Backup started"},
+    {events::BACKUP_STOPPED, "Backup stopped"},
+    {events::BACKUP_FORCED, "Backup forced"},
+    {events::RUN_STARTED, "Run started"},
+    {events::RUN_RESUMED, "Run taken up again after a restart"},
+    {events::RUN_SUCCEEDED, "Run succeeded"},
+    {events::RUN_FAILED, "Run failed"},
+    {events::RUN_CANCELLED, "Run cancelled"},
+    {events::FILE_NOT_COPIED, "File not copied"},
+    {events::CONNECTION_LOST, "Connection lost"},
+    {events::RETENTION_PASS, "Old copies removed"},
+    {events::ROOM_MADE, "Oldest day removed from the full share"},
+    {events::SHARE_FULL, "Share is full"},
+    {events::ACTIVATION_REFUSED, "Activation refused: file explorer is off"},
 };
 
 // Places of an event's arguments.
@@ -66,7 +66,7 @@ std::string event_task(const standalone::Event& event) {
 std::string event_text(const standalone::Event& event) {
     for (const EventText& row : EVENT_TEXTS) {
         if (row.event_id != event.event_id) continue;
-        if (row.event_id == BACKUP_FORCED) return forced_text(event, row.text);
+        if (row.event_id == events::BACKUP_FORCED) return forced_text(event, row.text);
         const std::string detail = argument(event, DETAIL);
         return detail.empty() ? row.text : std::string(row.text) + ": " + detail;
     }

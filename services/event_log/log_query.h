@@ -13,7 +13,7 @@ inline constexpr int MOST_RESULTS = 10000;
 
 /// One query of the log.
 struct LogQuery {
-    std::vector<unsigned> sub_types;  ///< event identifier >> 16; empty: all
+    std::vector<unsigned> sub_types;  ///< as events::sub_type() gives them; empty: all
     int max_results = DEFAULT_MAX_RESULTS;
 };
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "platform/service_addresses.h"
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/event_store.h"
 #include "platform/standalone/store/state_folder.h"

@@ -1,6 +1,7 @@
 // recorder-logd: serves the event log as JSON and as CSV, and removes what is too old.
 #include <filesystem>
 
+#include "platform/service_addresses.h"
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
@@ -23,7 +24,7 @@ void serve() {
     services::HttpService service("code");
     services::add_log_routes(service);
     const services::Retention retention;
-    services::announce("recorder-logd: listening on 127.0.0.1, port 10150");
+    services::announce("recorder-logd: listening on " + services::place_of({LOG_PORT}));
     service.run();
 }
 
@@ -31,8 +32,9 @@ void serve() {
 
 int main(int argc, char** argv) {
     return services::service_main("recorder-logd",
-                                  "Serves the event log on 127.0.0.1, port 10150.\n"
-                                  "State folder: environment RECORDER_STATE, otherwise "
-                                  "/var/lib/recorder.",
+                                  "Serves the event log on " + services::place_of({LOG_PORT}) +
+                                      ".\n"
+                                      "State folder: environment RECORDER_STATE, otherwise "
+                                      "/var/lib/recorder.",
                                   argc, argv, serve);
 }

@@ -1,15 +1,13 @@
 // Removes events that are older than the configured days.
 #include "services/event_log/retention.h"
 
-#include <charconv>
 #include <cstdio>
 #include <filesystem>
 
-#include "platform/nvrcfg.h"
 #include "platform/standalone/store/database.h"
-#include "platform/standalone/store/event_store.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/utilities.h"
+#include "services/configured.h"
 
 namespace services {
 namespace {
@@ -17,7 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr long long DAY_MS = 24LL * 60 * 60 * 1000;
-constexpr int BATCH = 500;
 constexpr auto PAUSE = 20ms;
 
 long long oldest_kept_ms() {
@@ -26,19 +23,14 @@ long long oldest_kept_ms() {
 
 }  // namespace
 
-int parse_keep_days(const std::string& text) {
-    int days = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, days);
-    return error == std::errc() && stop == end && days >= 1 ? days : DEFAULT_KEEP_DAYS;
+int keep_days() {
+    return configured_number("log", "keep_days", DEFAULT_KEEP_DAYS);
 }
 
-int keep_days() {
-    std::string text;
-    int reason = 0;
-    if (__nvrcfg_get_key_value("retention", __LINE__, "log", "keep_days", text, &reason) != 0)
-        return DEFAULT_KEEP_DAYS;
-    return parse_keep_days(text);
+void remove_older_events(standalone::EventStore& store, long long oldest_ms,
+                         const std::function<bool()>& go_on) {
+    while (store.remove_older(oldest_ms, REMOVED_AT_ONCE) == REMOVED_AT_ONCE)
+        if (!go_on()) return;
 }
 
 Retention::Retention() : thread_([this](const std::stop_token& stop) { work(stop); }) {}
@@ -58,9 +50,7 @@ void Retention::remove_old(const std::stop_token& stop) {
     if (!std::filesystem::exists(path)) return;
     standalone::Database database(path, standalone::Database::Mode::read_write);
     standalone::EventStore store(database);
-    const long long oldest = oldest_kept_ms();
-    while (store.remove_older(oldest, BATCH) == BATCH)
-        if (pause(stop, PAUSE)) return;
+    remove_older_events(store, oldest_kept_ms(), [&] { return !pause(stop, PAUSE); });
 }
 
 bool Retention::pause(const std::stop_token& stop, std::chrono::milliseconds length) {

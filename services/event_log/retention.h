@@ -3,22 +3,29 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <stop_token>
-#include <string>
 #include <thread>
+
+#include "platform/standalone/store/event_store.h"
 
 namespace services {
 
 inline constexpr int DEFAULT_KEEP_DAYS = 365;
 
-/// The days that a configured text means: a decimal number of at least 1. Any other text means the
-/// default: nobody loses the log by a slip of the pen.
-int parse_keep_days(const std::string& text);
-
-/// Reads key "keep_days" of section "log" afresh. A key that is absent or cannot be read means the
-/// default.
+/// Reads key "keep_days" of section "log" afresh: a decimal number of at least 1. Anything else
+/// means the default.
 int keep_days();
+
+/// Events that go in one transaction.
+inline constexpr int REMOVED_AT_ONCE = 500;
+
+/// Removes the events from before a time, the oldest first, in small transactions.
+/// @param oldest_ms milliseconds since the epoch
+/// @param go_on     asked between two transactions
+void remove_older_events(standalone::EventStore& store, long long oldest_ms,
+                         const std::function<bool()>& go_on);
 
 /// Removes old events as long as it lives: at once, and then once a day. Works beside the service
 /// in a thread of its own, in small transactions with pauses between them, so that neither readers

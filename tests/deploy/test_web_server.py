@@ -5,7 +5,7 @@ import subprocess
 import pytest
 
 import loopback
-from places import BUILD, CGI, LOG_EXPORT, LOG_LINK, LOGS
+from places import CGI, LOG_EXPORT, LOG_LINK, LOGS
 from service_process import ended_afterwards, start_recorder
 
 PORT = 8080
@@ -37,12 +37,10 @@ int main() {
 
 @pytest.fixture(scope="module", autouse=True)
 def server(tmp_path_factory):
-    build = tmp_path_factory.mktemp("build")
-    shutil.copytree(BUILD / "bin", build / "bin")
-    (build / "bin/recording_backup.cgi").unlink()
-    subprocess.run(["c++", "-x", "c++", "-o", build / "bin/recording_backup.cgi", "-"], text=True,
-                   input=STAND_IN, check=True)
-    with ended_afterwards(start_recorder(PORT, build=build)):
+    stand_in = tmp_path_factory.mktemp("stand-in") / "program"
+    subprocess.run(["c++", "-x", "c++", "-o", stand_in, "-"], text=True, input=STAND_IN, check=True)
+    with ended_afterwards(start_recorder(PORT)):
+        shutil.copyfile(stand_in, CGI)  # what was installed keeps its owner, group and mode
         LOG_EXPORT.write_text("a,b\n")
         LOG_LINK.symlink_to(LOG_EXPORT)
         (CGI.parent / "other.csv").write_text("secret\n")
@@ -87,6 +85,7 @@ def test_a_download_comes_through_the_program_with_the_attachments_name():
     "//cgi-bin//Ostra-RecordingbackLog.csv",
     PROGRAM + "/../Ostra-RecordingbackLog.csv",
     "/cgi-bin/other.csv",
+    "/recorder/sbin/recorderctl",
     "/cgi-bin/",
     "/",
 ])

@@ -26,10 +26,11 @@ def start_service(program, state, **options):
     return start([PROGRAMS / program], program + ": listening", env=state.environment, **options)
 
 
-def start_recorder(port, *options, build=BUILD, **more):
+def start_recorder(port, *words, **options):
     """All services and the web server on this port, by scripts/serve."""
-    command = [SOURCE / "scripts/serve", "--port", str(port), "--build", build, *options]
-    return start(command, f"ready on http://127.0.0.1:{port}\n", stderr=subprocess.STDOUT, **more)
+    command = [SOURCE / "scripts/serve", "--port", str(port), "--build", BUILD, *words]
+    return start(command, f"ready on http://127.0.0.1:{port}\n", stderr=subprocess.STDOUT,
+                 **options)
 
 
 @contextmanager

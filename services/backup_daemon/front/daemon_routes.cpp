@@ -3,8 +3,10 @@
 
 #include <cstdio>
 
+#include "platform/daemon_messages.h"
+#include "platform/service_addresses.h"
 #include "services/backup_daemon/front/notice.h"
-#include "services/backup_daemon/run/parallel_limit.h"
+#include "services/backup_daemon/run/run_settings.h"
 
 namespace services {
 namespace {
@@ -60,7 +62,7 @@ HttpReply waiting_reply(RunQueue& queue) {
     json_object_object_add(reply.get(), "watinTask_info", entries);
     int place = 0;
     for (const std::string& task_id : queue.waiting()) {
-        if (place == MAX_WAITING_ENTRIES) break;
+        if (place > LAST_SHOWN_POSITION) break;
         json_object* entry = json_object_new_object();
         json_object_object_add(entry, "taskID", new_json_text(task_id));
         json_object_object_add(entry, "seq", json_object_new_int(place++));
@@ -87,8 +89,8 @@ HttpReply running_reply(BackupRunner& runner) {
 
 HttpReply query(RunQueue& queue, BackupRunner& runner, const HttpRequest& request) {
     const std::string& act = parameter(request, "act");
-    if (act == "get_waitingTask_seq") return waiting_reply(queue);
-    if (act == "get_runningTask_info") return running_reply(runner);
+    if (act == WAITING_QUERY) return waiting_reply(queue);
+    if (act == RUNNING_QUERY) return running_reply(runner);
     throw HttpError(400, "There is no query \"" + act + "\".");
 }
 

@@ -1,14 +1,11 @@
 // Reads notices strictly: whatever is not exactly a notice is refused, nothing is guessed.
 #include "services/backup_daemon/front/notice.h"
 
+#include "platform/daemon_messages.h"
 #include "platform/standalone/store/strict_json.h"
 
 namespace services {
 namespace {
-
-// The only reason a notice has.
-constexpr int NOTICE_TYPE = 1030;
-constexpr int NOTICE_ACTION = 1;
 
 /// A member of the given kind; null when it is absent.
 json_object* member(json_object* object, const char* key, json_type type) {

@@ -6,15 +6,10 @@
 #include <set>
 #include <sstream>
 
-#include "services/backup_daemon/copy/remote_name.h"
+#include "services/backup_daemon/copy/share_path.h"
 
 namespace services {
 namespace {
-
-// Rows of strBackupType_Arr and strRecType_Arr.
-constexpr int BACKUP_BY_LAST_DAY = 0;
-constexpr int REC_NORMAL = 0;
-constexpr int REC_ALARM = 1;
 
 constexpr char LAST_OF_ALL_DAYS[] = "9999-12-31";
 

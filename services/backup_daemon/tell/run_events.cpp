@@ -4,12 +4,13 @@
 #include <cstdio>
 
 #include "platform/recorder_log.h"
+#include "platform/service_addresses.h"
 
 namespace services {
 
 void write_run_event(RunEvent event, const std::string& task_name, const std::string& detail) {
     const char* last = detail.empty() ? nullptr : detail.c_str();
-    if (send_surveillance_event_log(event, -1, "127.0.0.1", "Recording Backup", task_name.c_str(),
+    if (send_surveillance_event_log(event, -1, LOOPBACK, events::APPLICATION, task_name.c_str(),
                                     last, nullptr) != 0)
         std::fprintf(stderr, "event %08X of task \"%s\" is lost: %s\n", event, task_name.c_str(),
                      detail.c_str());

@@ -4,9 +4,6 @@
 namespace services {
 namespace {
 
-// Rows of strScheduleType_Arr.
-enum ScheduleType { SCHEDULE_DAILY, SCHEDULE_WEEKLY, SCHEDULE_HOURS };
-
 constexpr int LONGEST_INTERVAL = 24 * 366;  // hours
 
 bool is_possible(const TDataBackupConfig& task) {

@@ -1,0 +1,38 @@
+// What the configured keys of all runs mean.
+#include "services/backup_daemon/run/run_settings.h"
+
+#include "platform/standalone/store/key_value_store.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using namespace services;
+
+class RunSettings : public StateTest {
+protected:
+    static void set(const char* key, const char* text) {
+        standalone::Database registry(standalone::registry_database_path(),
+                                      standalone::Database::Mode::read_write);
+        standalone::KeyValueStore(registry).set("backup", key, text);
+    }
+};
+
+TEST_F(RunSettings, TwoRunsGoSideBySideUnlessConfiguredOtherwise) {
+    EXPECT_EQ(parallel_limit(), 2);
+    set("max_parallel", "5");
+    EXPECT_EQ(parallel_limit(), 5);
+    set("max_parallel", "none");
+    EXPECT_EQ(parallel_limit(), 2);
+}
+
+TEST_F(RunSettings, CopiesAreReadBackUnlessThatIsSwitchedOff) {
+    EXPECT_TRUE(check_reading());
+    for (const char* text : {"1", "", "no", "00"}) {
+        set("check_reading", text);
+        EXPECT_TRUE(check_reading()) << text;
+    }
+    set("check_reading", "0");
+    EXPECT_FALSE(check_reading());
+}
+
+}  // namespace
