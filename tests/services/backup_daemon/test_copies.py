@@ -4,11 +4,12 @@ import json
 import sqlite3
 import time
 
-from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUN_FAILED, RUNNING, STATE, SUCCESS,
-                          WAIT, day_name, noise, tree, wait_until)
+from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUNNING, SUCCESS, WAIT, day_name,
+                          noise, tree)
+from event_ids import RETENTION_PASS, RUN_FAILED, RUN_STARTED
 from fault_proxy import FaultProxy
-
-RUN_STARTED, RETENTION_PASS = 0x23150010, 0x23150017
+from places import STATE
+from waiting import wait_until
 
 
 def names(house):
