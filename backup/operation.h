@@ -1,27 +1,19 @@
-// What all operations share: the error convention, the success reply, JSON ownership, the request
-// body.
+// What all operations share: the error convention, the success reply, the request body.
 #pragma once
 
 #include <json-c/json.h>
 
 #include <list>
-#include <memory>
 #include <string>
 #include <utility>
 
 #include "backup/task_record.h"
 #include "cgi/reply.h"
 #include "cgi/result_code.h"
+#include "platform/json_ptr.h"
 
 /// Names this system to the configuration store, with the line of the call.
 inline constexpr char SOURCE_NAME[] = "recording_backup_function";
-
-struct ReleaseJson {
-    void operator()(json_object* object) const { json_object_put(object); }
-};
-
-/// Owns one reference to a JSON object.
-using JsonPtr = std::unique_ptr<json_object, ReleaseJson>;
 
 /// Ends an operation's steps with a result; only below run_operation().
 [[noreturn]] inline void fail(int result) {

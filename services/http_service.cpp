@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/strict_json.h"
 #include "services/utf8.h"
 
 namespace services {
@@ -101,7 +102,7 @@ void send(evhttp_request* request, int status, const HttpReply& reply) {
 }
 
 void send_error(evhttp_request* request, const Port& port, int status, const char* message) {
-    const standalone::JsonPtr error(json_object_new_object());
+    const JsonPtr error(json_object_new_object());
     json_object_object_add(error.get(), port.code_member->c_str(), json_object_new_int(status));
     json_object_object_add(error.get(), "mesg", new_json_text(message));
     send(request, status, json_reply(error));
@@ -190,7 +191,7 @@ json_object* new_json_text(std::string_view text) {
     return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
 }
 
-HttpReply json_reply(const standalone::JsonPtr& object) {
+HttpReply json_reply(const JsonPtr& object) {
     return {"application/json", standalone::print_json(object.get())};
 }
 
