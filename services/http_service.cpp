@@ -19,7 +19,7 @@
 
 #include "platform/service_addresses.h"
 #include "platform/standalone/store/strict_json.h"
-#include "services/utf8.h"
+#include "platform/standalone/store/utf8.h"
 
 namespace services {
 namespace {
@@ -187,7 +187,7 @@ struct HttpService::Loop {
 };
 
 json_object* new_json_text(std::string_view text) {
-    const std::string valid = valid_utf8(text);
+    const std::string valid = standalone::valid_utf8(text);
     return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
 }
 
