@@ -68,9 +68,10 @@ void print_row(const std::vector<std::string>& columns) {
 std::string local_time(long long milliseconds) {
     const std::time_t seconds = milliseconds / 1000;
     std::tm local{};
-    std::array<char, 32> text{};
     if (localtime_r(&seconds, &local) == nullptr) return "?";
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+    return text.data();
 }
 
 }  // namespace recorderctl
