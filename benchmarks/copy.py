@@ -1,5 +1,4 @@
 """What copying costs: the backup daemon beside smbclient, rclone and cp, onto one Samba share."""
-import json
 import os
 import sqlite3
 import statistics
@@ -9,24 +8,21 @@ import time
 from datetime import date
 from pathlib import Path
 
-SOURCE = Path(os.environ["RECORDER_SOURCE"])
-BUILD = Path(os.environ["RECORDER_BUILD"])
-PROGRAMS = BUILD / "bin"
-STATE = Path("/var/lib/recorder")
-sys.path.insert(0, str(SOURCE / "tests/support"))
-from copy_target import USER, SambaServer  # noqa: E402
+from cgi_program import CgiProgram
+from places import STATE, STORAGE
+from replies import SUCCESS
+from sample_task import NEVER, task_body
+from samba_server import USER, SambaServer
+from service_process import running
+
+SHARE = Path("/tmp/share")
 
 FILES = 24
 MIB = 1024 * 1024
 SIZE = 48 * MIB
 ROUNDS = 5
-DAY = Path("/storage/0") / date.today().isoformat()
+DAY = STORAGE / "0" / date.today().isoformat()
 AUTHENTICATION = Path("/tmp/authentication")
-
-
-def control(*words, given=None):
-    return subprocess.run([PROGRAMS / "recorderctl", *words], input=given, text=True, check=True,
-                          capture_output=True).stdout
 
 
 def record():
@@ -39,24 +35,19 @@ def record():
             file.write(block[:SIZE % len(block)])
 
 
-def task_body(server, folder):
-    return json.dumps({
-        "taskName": folder, "serverIP": "127.0.0.1", "port": server.port, "username": USER,
-        "password": server.password, "destPath": f"/backup/{folder}", "chIdxList": [0],
-        "backupType": "BackupByLastDay", "backupDays": 0, "backupImmediately": True,
-        "scheduleType": "daily", "scheduleWeekly": 0, "scheduleHour": 25, "scheduleMin": 0,
-        "scheduleEveryHours": 0, "recordingType": "recording", "recordingFormat": "mp4",
-        "remoteKeepRec": False, "remoteKeepRecDays": 0, "remoteOverwriteType": "stop_overwrite"})
+def settings(server, folder):
+    return task_body(
+        taskName=folder, serverIP="127.0.0.1", port=server.port, username=USER,
+        password=server.password, destPath=f"/backup/{folder}", chIdxList=[0], backupDays=1,
+        backupImmediately=True, recordingType="recording", recordingFormat="mp4",
+        remoteKeepRec=False, remoteOverwriteType="stop_overwrite", **NEVER)
 
 
-def create(session, body):
+def create(program, body):
     """The CGI program stores the task and has the daemon start it."""
-    printed = subprocess.run(
-        [PROGRAMS / "recording_backup.cgi"], input=body, text=True, stdout=subprocess.PIPE,
-        env={**os.environ, "REQUEST_METHOD": "PUT", "PATH_INFO": "/task",
-             "QUERY_STRING": f"sid={session}", "CONTENT_LENGTH": str(len(body))}).stdout
-    if '"ret_code": 0' not in printed:
-        sys.exit(f"bench: the task was refused: {printed}")
+    said = program.create(body).text
+    if said != SUCCESS:
+        sys.exit(f"bench: the task was refused: {said}")
 
 
 def wait_for_success(store):
@@ -73,13 +64,13 @@ def wait_for_success(store):
 class Copiers:
     """Each copies all files into a folder of its own on the share."""
 
-    def __init__(self, server, session, store):
-        self.server, self.session, self.store = server, session, store
+    def __init__(self, server, program, store):
+        self.server, self.program, self.store = server, program, store
 
     def daemon(self, folder, check):
-        control("config", "set", "backup", "check_reading", "1" if check else "0")
+        self.program.ctl("config", "set", "backup", "check_reading", "1" if check else "0")
         begin = time.monotonic()
-        create(self.session, task_body(self.server, folder))
+        create(self.program, settings(self.server, folder))
         wait_for_success(self.store)
         return time.monotonic() - begin
 
@@ -102,12 +93,12 @@ class Copiers:
                           RCLONE_SMB_USER=USER, RCLONE_SMB_PASS=hidden)
 
     def cp(self, folder):
-        return self.timed(["cp", "-r", DAY, self.server.path / folder])
+        return self.timed(["cp", "-r", DAY, SHARE / folder])
 
 
-def check_copy(server, folder):
+def check_copy(folder):
     """The last number is worth nothing if the bytes are wrong."""
-    copies = sorted((server.path / folder).rglob("*.mp4"))
+    copies = sorted((SHARE / folder).rglob("*.mp4"))
     for source, copy in zip(sorted(DAY.iterdir()), copies, strict=True):
         subprocess.run(["cmp", source, copy], check=True)
 
@@ -120,7 +111,7 @@ def peak_memory(daemon):
     return 0
 
 
-def measure(server, copiers):
+def measure(copiers):
     ways = {
         "backup daemon, check reading off": lambda folder: copiers.daemon(folder, False),
         "backup daemon, check reading on": lambda folder: copiers.daemon(folder, True),
@@ -133,8 +124,8 @@ def measure(server, copiers):
         for place, (name, way) in enumerate(ways.items()):
             folder = f"round{number}way{place}"
             times[name].append(way(folder))
-            check_copy(server, folder)
-            subprocess.run(["rm", "-rf", server.path / folder], check=True)
+            check_copy(folder)
+            subprocess.run(["rm", "-rf", SHARE / folder], check=True)
     return times
 
 
@@ -149,23 +140,17 @@ def print_times(times):
 
 
 def main():
-    control("init")
-    control("user", "add", "bench", given="bench\n")
-    session = control("session", "open", "bench").strip()
+    program = CgiProgram(STATE)
     record()
-    control("channel", "add", "--index", "0", "--guid", "g", "--ip", "192.0.2.1", "--name", "Bench",
-            "--brand", "B", "--model", "M", "--streams", "1", "--recordings", str(DAY.parent))
-    with SambaServer("/tmp/samba") as server:
+    program.add_channel(0, "Bench", DAY.parent)
+    SHARE.mkdir()
+    shares = {"backup": {"path": SHARE, "read only": "no", "force user": "root"}}
+    with (SambaServer("/tmp/samba", shares) as server,
+          running("recording-backupd", program) as daemon):
         AUTHENTICATION.write_text(f"username={USER}\npassword={server.password}\n")
-        daemon = subprocess.Popen([PROGRAMS / "recording-backupd"], stdout=subprocess.PIPE)
-        daemon.stdout.readline()
         store = sqlite3.connect(STATE / "config.db", timeout=30, isolation_level=None)
-        try:
-            print_times(measure(server, Copiers(server, session, store)))
-            print(f"peak memory of the daemon itself: {peak_memory(daemon)} kB")
-        finally:
-            daemon.terminate()
-            daemon.wait()
+        print_times(measure(Copiers(server, program, store)))
+        print(f"peak memory of the daemon itself: {peak_memory(daemon)} kB")
 
 
 main()

@@ -14,6 +14,7 @@
 #include "cgi/routes.h"
 #include "platform/cgi_input.h"
 #include "platform/json_ptr.h"
+#include "platform/version.h"
 
 namespace {
 
@@ -91,9 +92,20 @@ int answer_request() {
     return refuse_session();
 }
 
+/// Whether a person at a terminal asks which program this is. A web server may hand a query over as
+/// an argument, but never without a method, nor from a terminal.
+bool asks_for_version(int count, char** arguments) {
+    return count == 2 && std::string_view(arguments[1]) == "--version" &&
+           std::getenv("REQUEST_METHOD") == nullptr && isatty(STDIN_FILENO) == 1;
+}
+
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    if (asks_for_version(count, arguments)) {
+        std::fprintf(stderr, "recording_backup.cgi %s\n", RECORDER_VERSION);
+        return 0;
+    }
     const int result = answer_request();
     // Ends without taking apart tables and connections, which the kernel drops faster.
     std::fflush(stdout);

@@ -10,6 +10,7 @@
 
 #include "platform/service_addresses.h"
 #include "platform/standalone/store/state_folder.h"
+#include "platform/version.h"
 
 namespace services {
 namespace {
@@ -27,6 +28,7 @@ void require_state_folder() {
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve) {
     CLI::App arguments(description, name);
+    arguments.set_version_flag("--version", name + ' ' + RECORDER_VERSION);
     CLI11_PARSE(arguments, argc, argv);
     umask(S_IRWXG | S_IRWXO);
     try {

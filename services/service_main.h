@@ -7,7 +7,7 @@
 
 namespace services {
 
-/// Handles --help, checks that the state folder is there, and calls `serve`.
+/// Handles --help and --version, checks that the state folder is there, and calls `serve`.
 /// @param name        the program's name
 /// @param description what --help says
 /// @return exit status: 0; 1 with one line on standard error when the folder is missing or `serve`

@@ -1,11 +1,11 @@
 """The share listing of a real Samba server, through the real web server and the real tool."""
 import base64
 import json
-import socket
 from urllib.parse import urlencode
 
 import pytest
 
+from loopback import free_port
 from samba_server import PASSWORD, USER, SambaServer
 
 TOOL_FAILED = 1  # its exit status, whatever the reason
@@ -13,11 +13,6 @@ PLATFORM = ["HaldenAppData", "OstraAppData", "OstraAutoSnap", "VeskAutoSnap", "O
             "OstraSpace_1", "OstraSpace_"]
 # The server knows no difference between upper and lower case, and lists each as it is written.
 LISTED = ["cameras", "two words", "Überwachung", "監視", "OstraAppData2", "OstraSpace", "hash # $"]
-
-
-def free_port():
-    with socket.create_server(("127.0.0.1", 0)) as free:
-        return free.getsockname()[1]
 
 
 @pytest.fixture(scope="module")
@@ -28,9 +23,8 @@ def samba(tmp_path_factory):
     shares = {name: disk for name in PLATFORM + LISTED}
     shares["hidden"] = {**disk, "browseable": "no"}
     shares["printer"] = {"path": folder, "printable": "yes"}
-    server = SambaServer(folder / "server", free_port(), shares).start()
-    yield server
-    server.stop()
+    with SambaServer(folder / "server", shares) as server:
+        yield server
 
 
 def list_shares(recorder, port, ip="127.0.0.1", user=USER, password=PASSWORD):

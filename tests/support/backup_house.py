@@ -1,18 +1,16 @@
 """A recorder with recordings, a share to copy them to, and what tests ask about the outcome."""
 import hashlib
-import json
-import os
 import sqlite3
 from datetime import date, timedelta
 from pathlib import Path
 
-from stand_alone_recorder import STATE, Recorder, wait_until
-from copy_target import USER, SambaServer
+from places import STATE, STORAGE
+from sample_task import NEVER, task
+from samba_server import USER, SambaServer
+from stand_alone_recorder import Recorder
+from waiting import wait_until
 
-STORAGE = Path("/storage")
 MIB = 1024 * 1024
-
-RUN_SUCCEEDED, RUN_FAILED = 0x23150012, 0x23150013
 
 SUCCESS, NEW, WAIT, PREPARE_START, RUNNING, CANCEL, FAILED, PREPARE_STOP = range(8)
 
@@ -35,14 +33,18 @@ def tree(folder):
 
 
 class House:
-    """Channels 0 to `channels`-1 named "Camera 0" ... and a running Samba server."""
+    """Channels 0 to `channels`-1 named "Camera 0" ..., and a Samba server whose share "backup" is
+    the folder `share`; `settings` are the server's."""
 
-    def __init__(self, folder, channels=1, **samba):
+    def __init__(self, folder, channels=1, share=None, settings=None):
         self.recorder = Recorder()
-        self.samba = SambaServer(Path(folder) / "samba", **samba)
+        self.share = Path(share or folder / "share")
+        self.samba = SambaServer(folder / "samba", {"backup": {
+            "path": self.share, "read only": "no", "force user": "root"}}, settings)
         self.channels = channels
 
     def __enter__(self):
+        self.share.mkdir(parents=True, exist_ok=True)
         self.samba.start()
         self.recorder.start()
         for number in range(self.channels):
@@ -58,9 +60,7 @@ class House:
     def add_channel(self, number, name):
         folder = STORAGE / str(number)
         folder.mkdir(parents=True, exist_ok=True)
-        self.recorder.ctl("channel", "add", "--index", str(number), "--guid", f"guid-{number}",
-                          "--ip", "192.0.2.1", "--name", name, "--brand", "B", "--model", "M",
-                          "--streams", "1", "--recordings", str(folder))
+        self.recorder.add_channel(number, name, folder)
 
     def record(self, channel, days_ago, name, content, alarm=False):
         folder = STORAGE / str(channel) / day_name(days_ago) / ("alarm" if alarm else "")
@@ -72,18 +72,14 @@ class House:
     # --- tasks ----------------------------------------------------------------------------------
 
     def settings(self, **changes):
-        return {
-            "taskName": "Backup", "serverIP": "127.0.0.1", "port": self.samba.port,
-            "username": USER, "password": self.samba.password, "destPath": "/backup/recorder",
-            "chIdxList": list(range(self.channels)), "backupType": "BackupByLastDay",
-            "backupDays": 30, "backupImmediately": False, "scheduleType": "daily",
-            "scheduleWeekly": 0, "scheduleHour": 25, "scheduleMin": 0, "scheduleEveryHours": 0,
-            "recordingType": "recording_and_alarm", "recordingFormat": "mp4",
-            "remoteKeepRec": False, "remoteKeepRecDays": 0, "remoteOverwriteType": "stop_overwrite",
-            **changes}
+        return task(**{
+            "serverIP": "127.0.0.1", "port": self.samba.port, "username": USER,
+            "password": self.samba.password, "destPath": "/backup/recorder",
+            "chIdxList": list(range(self.channels)), "backupDays": 30, "recordingFormat": "mp4",
+            "remoteKeepRec": False, "remoteOverwriteType": "stop_overwrite", **NEVER, **changes})
 
     def create(self, **changes):
-        """A task that no schedule ever starts (hour 25); gives its identifier."""
+        """A task that no schedule ever starts; gives its identifier."""
         reply = self.recorder.create(self.settings(**changes))
         assert reply.json["ret_code"] == 0, reply.text
         return self.recorder.stored_tasks()[-1]["taskID"]
@@ -144,7 +140,7 @@ class House:
         return next((detail for event, detail in self.events() if event == event_id), None)
 
     def shared(self, folder="recorder"):
-        return tree(self.samba.path / folder)
+        return tree(self.share / folder)
 
     def sources(self):
         """The tree that the share should hold: channels by name instead of by number."""
@@ -159,5 +155,5 @@ class House:
         shared = self.shared()
         for path, row in self.copied().items():
             assert path in shared, path
-            assert row["size"] == (self.samba.path / "recorder" / path).stat().st_size, path
+            assert row["size"] == (self.share / "recorder" / path).stat().st_size, path
             assert not row["sha256"] or row["sha256"] == shared[path], path

@@ -1,73 +1,90 @@
-"""A real Samba server on a loopback port, for the tests that need somebody else's shares."""
+"""A real Samba server on 127.0.0.1, with everything of its own in one folder."""
 import os
-import socket
+import signal
 import subprocess
-import time
+from pathlib import Path
 
-SECONDS = 60  # generous: reached only by something that hangs
+from loopback import free_port, listens
+from waiting import SECONDS, wait_until
+
 USER = "backup"  # an account that every Debian machine has
 PASSWORD = "p@ss, 100% wörd"
 
-GLOBAL = """[global]
-    interfaces = 127.0.0.1
-    bind interfaces only = yes
-    smb ports = {port}
-    disable netbios = yes
-    load printers = no
-    printing = bsd
-    printcap name = /dev/null
-    passdb backend = tdbsam
-    map to guest = never
-    log level = 0
-    log file = {folder}/log
-    pid directory = {folder}
-    lock directory = {folder}
-    state directory = {folder}
-    cache directory = {folder}
-    private dir = {folder}
-    ncalrpc dir = {folder}/ncalrpc
-"""
+GLOBAL = {
+    "server role": "standalone server", "interfaces": "127.0.0.1/8",
+    "bind interfaces only": "yes", "disable netbios": "yes", "server min protocol": "SMB2",
+    "map to guest": "never", "load printers": "no", "printing": "bsd",
+    "printcap name": "/dev/null", "max log size": "0",
+}
+FOLDERS = {"private dir": "private", "lock directory": "lock", "state directory": "state",
+           "cache directory": "cache", "pid directory": "pid", "ncalrpc dir": "ncalrpc"}
+
+
+def section(name, settings):
+    return f"[{name}]\n" + "".join(f"    {key} = {settings[key]}\n" for key in settings)
 
 
 class SambaServer:
-    """`shares` maps a share's name to its settings, as smb.conf(5) has them."""
+    """`shares` maps a share's name to its settings, as smb.conf(5) has them; `settings` are of the
+    whole server. Both may be changed at any time, and hold from the next start() or reload()."""
 
-    def __init__(self, folder, port, shares):
-        self.folder = folder
-        self.port = port
-        self.settings = folder / "smb.conf"
-        folder.mkdir()
-        text = GLOBAL.format(folder=folder, port=port)
-        for name, settings in shares.items():
-            text += f"[{name}]\n" + "".join(f"    {key} = {settings[key]}\n" for key in settings)
-        self.settings.write_text(text)
+    def __init__(self, folder, shares, settings=None, port=None):
+        self.folder = Path(folder)
+        self.shares = shares
+        self.settings = settings or {}
+        self.port = port or free_port()
+        self.config = self.folder / "smb.conf"
+        self.password = PASSWORD
         self.process = None
 
     def start(self):
-        self.add_user(USER, PASSWORD)
+        for name in FOLDERS.values():
+            (self.folder / name).mkdir(parents=True, exist_ok=True)
+        self.write_config()
+        self.set_password(self.password)
         self.process = subprocess.Popen(
-            ["/usr/sbin/smbd", "--foreground", "--no-process-group", "-s", self.settings],
+            ["/usr/sbin/smbd", "--foreground", "--no-process-group", "-s", self.config],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
             start_new_session=True)
-        deadline = time.monotonic() + SECONDS
-        while not self.answers():
-            assert self.process.poll() is None and time.monotonic() < deadline, self.log()
-            time.sleep(0.05)
+        wait_until(self.answers, "smbd's port")
         return self
 
-    def add_user(self, name, password):
-        subprocess.run(["/usr/bin/smbpasswd", "-c", self.settings, "-s", "-a", name],
+    def write_config(self):
+        own = {"smb ports": self.port, "passdb backend": f"smbpasswd:{self.folder}/smbpasswd",
+               "log file": self.folder / "log",
+               **{key: self.folder / name for key, name in FOLDERS.items()}}
+        sections = {"global": {**GLOBAL, **own, **self.settings}, **self.shares}
+        self.config.write_text("".join(section(*one) for one in sections.items()))
+
+    def set_password(self, password):
+        """The user's from now on; connections that stand go on."""
+        self.password = password
+        subprocess.run(["/usr/bin/smbpasswd", "-c", self.config, "-s", "-a", USER],
                        input=f"{password}\n{password}\n".encode(), check=True, timeout=SECONDS,
                        capture_output=True)
 
+    def reload(self):
+        """Has the running processes take up changed settings."""
+        self.write_config()
+        subprocess.run(["/usr/bin/smbcontrol", "-s", self.config, "smbd", "reload-config"],
+                       check=True, timeout=SECONDS)
+
     def answers(self):
-        with socket.socket() as probe:
-            return probe.connect_ex(("127.0.0.1", self.port)) == 0
+        assert self.process.poll() is None, self.log()
+        return listens(self.port)
 
     def log(self):
-        return "".join(path.read_text(errors="replace") for path in self.folder.glob("log*"))
+        return "".join(path.read_text(errors="replace") for path in self.folder.glob("log*")
+                       if path.is_file())
 
     def stop(self):
-        """Ends the server and the processes that serve its connections."""
-        os.killpg(self.process.pid, 15)
-        self.process.wait(SECONDS)
+        """Ends the server and every connection of its."""
+        if self.process and self.process.poll() is None:
+            os.killpg(self.process.pid, signal.SIGKILL)
+            self.process.wait()
+
+    def __enter__(self):
+        return self.start()
+
+    def __exit__(self, *unused):
+        self.stop()

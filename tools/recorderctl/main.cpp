@@ -6,6 +6,7 @@
 
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
+#include "platform/version.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/state.h"
 
@@ -43,6 +44,7 @@ int run(int count, char** arguments) {
     CLI::App app("Sets up and looks after the state of a stand-alone recorder.", "recorderctl");
     app.require_subcommand(1);
     app.fallthrough();
+    app.set_version_flag("--version", std::string("recorderctl ") + RECORDER_VERSION);
     add_state_option(app);
     add_init_command(app);
     add_user_commands(app);

@@ -1,89 +1,36 @@
 // Copies one file to a share: goes on where an earlier attempt stopped, checks, then names it.
 #pragma once
 
-#include <functional>
-#include <optional>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
+#include "services/backup_daemon/copy/copy_failure.h"
+#include "services/backup_daemon/copy/copy_job.h"
+#include "services/backup_daemon/copy/copy_state.h"
 #include "services/backup_daemon/copy/share.h"
 
 namespace services {
 
-/// What a description beside a copy says of the recording.
-struct SideFile {
-    int channel = 0;
-    std::string guid;
-    long long start = 0;  ///< seconds since the epoch
-};
-
-/// One file to copy. Paths on the share are relative to it.
-struct CopyJob {
-    std::string source;            ///< local path
-    std::string target;            ///< on the share
-    std::string temporary;         ///< on the share, in the same folder
-    long long recorded_size = -1;  ///< size of the copy that is recorded there; -1: none is
-    long long offset = 0;          ///< so much of the temporary file is right ...
-    std::string prefix_sha256;     ///< ... which has this hash; "" when nobody knows
-    bool check = true;             ///< read everything back and compare before it gets its name
-    std::optional<SideFile> side_file;
-};
-
-/// What came of it.
-struct CopyResult {
-    long long size = 0;         ///< bytes of the copy: the source's size when it was opened
-    long long modified_ns = 0;  ///< the source's modification time then
-    std::string sha256;         ///< "" when nothing asked for it
-};
-
-/// The file itself cannot be copied; the share is not to blame.
-class FileError : public std::runtime_error {
-public:
-    enum class Kind {
-        gone,      ///< the source is not there any more
-        source,    ///< the source cannot be read, or has become shorter
-        occupied,  ///< another file, which is not ours, has the name
-        mismatch,  ///< what the share gives back is not what was written
-    };
-    FileError(Kind failure, const std::string& message)
-        : std::runtime_error(message), kind(failure) {}
-    Kind kind;
-};
-
-/// Bytes between two checkpoints.
-inline constexpr long long CHECKPOINT_BYTES = 8LL * 1024 * 1024;
-
-/// Copies files one after the other, with one buffer.
+/// Copies files one after the other, with one pair of buffers. The share outlives the copier.
 class FileCopier {
 public:
-    /// Bytes that are on their way at one time, and all that a killed copier sends twice.
-    static constexpr std::size_t CHUNK = 1024UL * 1024;
+    FileCopier(Share& share, CopyWatcher watcher);
 
-    struct Watcher {
-        std::function<void(long long)> at;  ///< so many bytes are on the share
-        std::function<void(long long, const std::string&)> checkpoint;  ///< offset, hash or ""
-        std::function<void()> alive;  ///< something was done that moves no byte to the share
-    };
-
-    FileCopier(Share& share, Watcher watcher);
-
-    /// Copies a file up to the size that it has now. What stands at the target already and equals
-    /// the source is kept and nothing is sent.
-    /// @throws ShareError, FileError
+    /// Copies a file up to the size that it has now. Nothing has the target's name before the copy
+    /// is whole, and checked if the job says so. What stands at the target already and equals the
+    /// source is kept and nothing is sent. A description is written last.
+    /// @throws CopyFailure; what has been sent stays in the temporary file, for the next attempt
     CopyResult copy(const CopyJob& job);
 
 private:
-    class Attempt;
-
-    /// The folder of the file before is known to be there.
     void make_folder(const std::string& folder);
+    void send_until_right(const CopyJob& job, CopyState& state);
+    void send(const CopyJob& job, CopyState& state);
+    bool is_right(const CopyJob& job, CopyState& state);
 
     Share& share_;
-    Watcher watcher_;
-    std::vector<char> mine_;
-    std::vector<char> theirs_;
-    std::string made_folder_;
+    CopyWatcher watcher_;
+    ChunkBuffers buffers_;
+    std::string made_folder_;  ///< the folder of the file before is known to be there
 };
 
 }  // namespace services

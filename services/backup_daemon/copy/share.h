@@ -5,29 +5,11 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 namespace services {
 
-/// What a failure on the share means for the run.
-enum class ShareFailure {
-    network,  ///< the connection is lost or cannot be made: try again later
-    refused,  ///< wrong user, password or share: trying again does not help
-    full,     ///< no room, or over quota
-    denied,   ///< this one file or folder must not be touched so
-    other,    ///< anything else: a new attempt may help
-};
-
-/// A call on a share failed. what() carries the server's own words.
-class ShareError : public std::runtime_error {
-public:
-    ShareError(ShareFailure failure, const std::string& message)
-        : std::runtime_error(message), kind(failure) {}
-    ShareFailure kind;
-};
-
-/// An open file on a share. Every call may throw ShareError.
+/// An open file on a share. Every call may throw CopyFailure.
 class ShareFile {
 public:
     virtual ~ShareFile() = default;
@@ -40,7 +22,7 @@ public:
     virtual void close() = 0;
 };
 
-/// Paths are relative to the share, segments joined by "/". Every call may throw ShareError.
+/// Paths are relative to the share, segments joined by "/". Every call may throw CopyFailure.
 class Share {
 public:
     enum class Open { read, write };

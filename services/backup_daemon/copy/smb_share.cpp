@@ -11,62 +11,14 @@ extern "C" {
 #include <cstring>
 #include <utility>
 
+#include "services/backup_daemon/copy/smb_failure.h"
+
 namespace services {
 namespace {
 
-ShareFailure meaning_of(int error) {
-    switch (error) {
-        case ENOSPC:
-        case EDQUOT:
-        case EFBIG:
-            return ShareFailure::full;
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case EISDIR:
-        case ENOTDIR:
-        case ENAMETOOLONG:
-            return ShareFailure::denied;
-        case ETIMEDOUT:
-        case ECONNREFUSED:
-        case ECONNRESET:
-        case ECONNABORTED:
-        case EPIPE:
-        case EHOSTUNREACH:
-        case EHOSTDOWN:
-        case ENETUNREACH:
-        case ENETDOWN:
-        case ENETRESET:
-        case ENOTCONN:
-        case EIO:
-        case EBADF:
-            return ShareFailure::network;
-        default:
-            return ShareFailure::other;
-    }
-}
-
 [[noreturn]] void fail(const std::string& what) {
     const int error = errno;
-    throw ShareError(meaning_of(error), what + ": " + std::strerror(error));
-}
-
-bool may_stand_in_url(unsigned char byte) {
-    return (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
-           (byte >= 'A' && byte <= 'Z') || std::strchr("-_.~/", byte) != nullptr;
-}
-
-std::string percent_encoded(const std::string& text) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::string encoded;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte != 0 && may_stand_in_url(byte))
-            encoded += c;
-        else
-            encoded.append({'%', digits[byte >> 4], digits[byte & 15]});
-    }
-    return encoded;
+    throw CopyFailure(meaning_of(error), what + ": " + std::strerror(error));
 }
 
 void copy_text(const std::string& text, char* buffer, int size) {
@@ -78,31 +30,11 @@ void copy_text(const std::string& text, char* buffer, int size) {
 void give_login(SMBCCTX* context, const char*, const char*, char* domain, int domain_size,
                 char* user, int user_size, char* password, int password_size) {
     const auto& login = *static_cast<const SmbLogin*>(smbc_getOptionUserData(context));
-    const auto backslash = login.user.find('\\');
-    if (backslash != std::string::npos)
-        copy_text(login.user.substr(0, backslash), domain, domain_size);
-    copy_text(backslash == std::string::npos ? login.user : login.user.substr(backslash + 1), user,
-              user_size);
+    const SmbUser parts = smb_user(login.user);
+    // The library has put its own guess in place, which stands when the user names no domain.
+    if (parts.domain) copy_text(*parts.domain, domain, domain_size);
+    copy_text(parts.name, user, user_size);
     copy_text(login.password, password, password_size);
-}
-
-/// The root of a share is there and may be looked at, or it is not ours to use.
-[[noreturn]] void refuse_connection(const SmbLogin& login, int error) {
-    const std::string share = "//" + login.server + "/" + login.share + ": ";
-    switch (error) {
-        case EACCES:
-        case EPERM:
-            throw ShareError(ShareFailure::refused,
-                             share + "the server refuses user \"" + login.user +
-                                 "\" or the password: " + std::strerror(error));
-        case ENOENT:
-        case ENODEV:
-        case ENOTDIR:
-            throw ShareError(ShareFailure::refused,
-                             share + "there is no such share: " + std::strerror(error));
-        default:
-            throw ShareError(ShareFailure::network, share + std::strerror(error));
-    }
 }
 
 struct FreeContext {
@@ -152,7 +84,7 @@ public:
 private:
     /// On a lost connection closing would only wait for the server once more.
     [[noreturn]] void give_up() {
-        if (meaning_of(errno) == ShareFailure::network) file_ = nullptr;
+        if (meaning_of(errno) == FailureKind::lost) file_ = nullptr;
         fail(path_);
     }
 
@@ -182,8 +114,8 @@ SmbShare::SmbShare(SmbLogin login)
     smbc_setOptionNoAutoAnonymousLogin(context, 1);
     smbc_setTimeout(context, TIMEOUT_MS);
     if (!smbc_init_context(context))
-        throw ShareError(ShareFailure::other,
-                         std::string("cannot prepare for SMB: ") + std::strerror(errno));
+        throw CopyFailure(FailureKind::other,
+                          std::string("cannot prepare for SMB: ") + std::strerror(errno));
     // After the configuration of the machine was read, which might say otherwise.
     smbc_setOptionProtocols(context, "SMB2_02", "SMB3_11");
 }
@@ -191,19 +123,14 @@ SmbShare::SmbShare(SmbLogin login)
 SmbShare::~SmbShare() = default;
 
 std::string SmbShare::url(const std::string& path) const {
-    const bool v6 = login_.server.find(':') != std::string::npos;
-    const std::string host = v6 ? "[" + login_.server + "]" : percent_encoded(login_.server);
-    std::string text =
-        "smb://" + host + ":" + std::to_string(login_.port) + "/" + percent_encoded(login_.share);
-    if (!path.empty()) text += "/" + percent_encoded(path);
-    return text;
+    return smb_url(login_, path);
 }
 
 void SmbShare::connect() {
     SMBCCTX* context = context_->handle.get();
     struct stat root {};
     if (smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0) return;
-    refuse_connection(login_, errno);
+    throw connection_failure(login_, errno);
 }
 
 std::map<std::string, long long> SmbShare::list(const std::string& folder) {
@@ -223,7 +150,7 @@ std::optional<long long> SmbShare::size(const std::string& path) {
     SMBCCTX* context = context_->handle.get();
     struct stat found {};
     if (smbc_getFunctionStat(context)(context, url(path).c_str(), &found) == 0) {
-        if (S_ISDIR(found.st_mode)) throw ShareError(ShareFailure::denied, path + " is a folder");
+        if (S_ISDIR(found.st_mode)) throw CopyFailure(FailureKind::denied, path + " is a folder");
         return found.st_size;
     }
     if (errno == ENOENT || errno == ENOTDIR) return {};

@@ -5,17 +5,9 @@
 #include <string>
 
 #include "services/backup_daemon/copy/share.h"
+#include "services/backup_daemon/copy/smb_login.h"
 
 namespace services {
-
-/// Whom to ask for what.
-struct SmbLogin {
-    std::string server;
-    int port = 0;
-    std::string share;
-    std::string user;  ///< "user" or "domain\user"
-    std::string password;
-};
 
 /// One share, one connection, made anew by making a new object. The library keeps its state in the
 /// process and is not made for threads: one object in one process at a time.

@@ -10,7 +10,7 @@
 
 #include "platform/standalone/store/recording_folder.h"
 #include "services/backup_daemon/copy/file_copier.h"
-#include "services/backup_daemon/copy/remote_name.h"
+#include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/lane/worker_messages.h"
 
 namespace services {
@@ -20,36 +20,6 @@ using Clock = std::chrono::steady_clock;
 
 // Reports on the way are for people and for the daemon's patience; more of them cost speed.
 constexpr std::chrono::milliseconds REPORT_PAUSE(250);
-
-Failed::Kind kind_of(const ShareError& error) {
-    switch (error.kind) {
-        case ShareFailure::network:
-            return Failed::Kind::lost;
-        case ShareFailure::refused:
-            return Failed::Kind::refused;
-        case ShareFailure::full:
-            return Failed::Kind::full;
-        case ShareFailure::denied:
-            return Failed::Kind::denied;
-        case ShareFailure::other:
-            break;
-    }
-    return Failed::Kind::other;
-}
-
-Failed::Kind kind_of(const FileError& error) {
-    switch (error.kind) {
-        case FileError::Kind::gone:
-            return Failed::Kind::gone;
-        case FileError::Kind::source:
-            return Failed::Kind::source;
-        case FileError::Kind::occupied:
-            return Failed::Kind::occupied;
-        case FileError::Kind::mismatch:
-            break;
-    }
-    return Failed::Kind::mismatch;
-}
 
 class WorkerBody {
 public:
@@ -85,13 +55,9 @@ private:
         try {
             action();
             return true;
-        } catch (const ShareError& error) {
-            const Failed failed{kind_of(error), error.what()};
-            report(failed);
-            return failed.kind != Failed::Kind::lost && failed.kind != Failed::Kind::refused;
-        } catch (const FileError& error) {
-            report(Failed{kind_of(error), error.what()});
-            return true;
+        } catch (const CopyFailure& failure) {
+            report(Failed{failure.kind, failure.what()});
+            return !ends_connection(failure.kind);
         }
     }
 
@@ -158,7 +124,7 @@ void run_worker(int socket, const SmbLogin& login) {
     try {
         WorkerBody(socket, login).run();
     } catch (const std::exception& error) {
-        const std::string packet = pack(Failed{Failed::Kind::other, error.what()});
+        const std::string packet = pack(Failed{FailureKind::other, error.what()});
         send(socket, packet.data(), packet.size(), MSG_NOSIGNAL);
     }
 }

@@ -151,13 +151,20 @@ void take(PacketReader& packet, Copied& report) {
     report.result.sha256 = packet.text();
 }
 
+FailureKind take_kind(PacketReader& packet) {
+    const long long number = packet.number();
+    if (number < 0 || number > static_cast<long long>(LAST_FAILURE_KIND))
+        throw std::runtime_error("a packet tells of a failure of no known kind");
+    return static_cast<FailureKind>(number);
+}
+
 void put(PacketWriter& packet, const Failed& report) {
     packet.number(static_cast<long long>(report.kind));
     packet.text(report.text);
 }
 
 void take(PacketReader& packet, Failed& report) {
-    report.kind = static_cast<Failed::Kind>(packet.number());
+    report.kind = take_kind(packet);
     report.text = packet.text();
 }
 

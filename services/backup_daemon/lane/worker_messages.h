@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/file_copier.h"
 
 namespace services {
@@ -72,8 +73,7 @@ struct Done {};
 
 /// Report: the order could not be carried out. A process that reports lost or refused has ended.
 struct Failed {
-    enum class Kind { lost, refused, full, denied, other, gone, source, occupied, mismatch };
-    Kind kind = Kind::other;
+    FailureKind kind = FailureKind::other;
     std::string text;
 };
 

@@ -1,11 +1,9 @@
-// One run of one task: looks for recordings, has them copied, cleans up, ends.
+// One run of one task: ties plan, lanes and figures to the clock until the run tells its end.
 #include "services/backup_daemon/run/backup_run.h"
 
 #include <algorithm>
-#include <ctime>
-
-#include "services/backup_daemon/run/run_clock.h"
-#include "services/backup_daemon/tell/run_events.h"
+#include <utility>
+#include <vector>
 
 namespace services {
 namespace {
@@ -13,37 +11,33 @@ namespace {
 // The library gives up after 20 seconds; a process that says nothing for so long hangs.
 constexpr std::chrono::seconds LONGEST_SILENCE(90);
 
-SmbLogin login_of(const TDataBackupConfig& task, const Destination& destination) {
-    return {destination.server, destination.port, destination.share, task.username, task.password};
-}
+// Losses of the connection that are told: a bad line must not push everything else out of the log.
+constexpr int LOSSES_TOLD = 10;
 
 }  // namespace
 
-BackupRun::BackupRun(const RunHouse& house, TDataBackupConfig task,
-                     const std::vector<standalone::Channel>& channels, Listener listener)
-    : house_(house),
+BackupRun::BackupRun(RunParts parts, TDataBackupConfig task, RunGoal goal, Listener listener)
+    : parts_(std::move(parts)),
       task_(std::move(task)),
       listener_(std::move(listener)),
-      destination_(destination_of(task_)),
-      key_(destination_.key()),
-      today_(local_day(std::time(nullptr), machine_zone)),
-      selection_(select_recordings(task_, today_)),
-      retry_(monotonic_seconds()) {
-    std::vector<std::string> missing;
-    channels_ = select_channels(task_.chIdxList, channels, missing);
-    for (const std::string& index : missing) {
-        ++files_failed_;
-        if (first_failure_.empty()) first_failure_ = "there is no channel " + index;
-    }
+      tally_(parts_.clock),
+      plan_(std::move(goal), *parts_.memory, tally_),
+      connection_(now()) {}
+
+std::chrono::seconds BackupRun::now() const {
+    return std::chrono::duration_cast<std::chrono::seconds>(parts_.clock.steady());
 }
 
-BackupRun::~BackupRun() = default;
-
 void BackupRun::begin() {
-    plan_days();
-    pause_ = EventWatch::after(house_.loop, {}, [this] {
+    parts_.lanes->listen({[this](LaneId lane, const Report& report) { hear(lane, report); },
+                          [this](LaneId lane, const std::string& why) {
+                              lose(lane, why);
+                              advance();
+                          }});
+    pause_ = parts_.clock.after({}, [this] {
         pause_.reset();
-        if (destination_.server.empty() || destination_.share.empty())
+        const Destination& destination = plan_.goal().destination;
+        if (destination.server.empty() || destination.share.empty())
             return end(RunOutcome::failed, "the task names no server and share");
         advance();
     });
@@ -54,134 +48,146 @@ void BackupRun::cancel() {
 }
 
 void BackupRun::look_after() {
-    rate_.note(monotonic_milliseconds(), bytes_moved_);
-    for (auto lane = lanes_.begin(); lane != lanes_.end(); ++lane) {
-        const bool busy = lane->item || !lane->ready;
-        if (!busy || monotonic_seconds() - lane->heard < LONGEST_SILENCE) continue;
-        return lose(lane, "the server does not answer");
+    tally_.note_speed();
+    std::vector<LaneId> silent;
+    for (const auto& [lane, state] : lanes_) {
+        const bool expected = plan_.is_busy(lane) || !state.ready;
+        if (expected && now() - state.heard >= LONGEST_SILENCE) silent.push_back(lane);
     }
+    for (const LaneId lane : silent) lose(lane, "the server does not answer");
+    advance();
 }
 
-RunFigures BackupRun::figures() {
-    RunFigures figures;
-    figures.bytes_planned = bytes_planned_;
-    figures.bytes_done = bytes_done_;
-    figures.percent = percent_of(bytes_done_, bytes_planned_);
-    figures.rate = rate_.rate();
-    figures.files_done = files_done_;
-    figures.files_left = std::max(files_planned_ - files_done_ - files_failed_, 0LL);
-    figures.files_failed = files_failed_;
-    figures.seconds_left = seconds_left(bytes_planned_ - bytes_done_, figures.rate);
-    figures.message = message_;
-    figures.time_ms = std::time(nullptr) * 1000LL;
-    return figures;
-}
-
-bool BackupRun::is_idle() const {
-    return ready_.empty() &&
-           std::all_of(lanes_.begin(), lanes_.end(), [](const Lane& lane) { return !lane.item; });
-}
-
-/// Gives every lane something to do, and goes to the next phase when nothing is left in this one.
+/// Goes as far as the lanes allow. What the memory refuses now is tried again after a pause.
 void BackupRun::advance() {
-    prepare_more();
-    while (is_idle() && !stopping_) next_phase();
-    if (stopping_) return;
-    bool waiting = false;
-    for (Lane& lane : lanes_) {
-        waiting = waiting || !lane.ready;
-        if (lane.ready && !lane.item) hand_out(lane);
-    }
-    const std::size_t limit = probing_ ? 1 : static_cast<std::size_t>(house_.lanes);
-    if (!ready_.empty() && !pause_ && !waiting && lanes_.size() < limit) open_lane();
-}
-
-void BackupRun::next_phase() {
-    switch (phase_) {
-        case Phase::finding_days:
-            phase_ = Phase::measuring;
-            return plan_measuring();
-        case Phase::measuring:
-            phase_ = Phase::copying;
-            return prepare_more();
-        case Phase::copying:
-            if (next_day_ < days_.size()) return;
-            phase_ = Phase::retention;
-            return plan_retention();
-        case Phase::retention:
-            // In steps, until nothing is found.
-            if (plan_retention(); !ready_.empty()) return;
-            phase_ = Phase::leftovers;
-            return plan_leftovers();
-        case Phase::leftovers:
-        case Phase::over:
-            phase_ = Phase::over;
-            return finish();
-    }
-}
-
-void BackupRun::open_lane() {
-    const auto place = lanes_.emplace(lanes_.end());
-    place->heard = monotonic_seconds();
+    if (ending_) return;
     try {
-        place->worker = std::make_unique<Worker>(login_of(task_, destination_));
+        plan_.settle();
+        tell_notes();
+        if (plan_.is_over()) return finish();
+        give_orders();
     } catch (const std::exception& error) {
-        return lose(place, error.what());
+        return wait(error.what());
     }
-    place->watch = EventWatch::readable(house_.loop, place->worker->descriptor(),
-                                        [this, place] { hear(place); });
+    open_lane();
 }
 
-void BackupRun::hand_out(Lane& lane) {
-    auto next = ready_.begin();
-    // While room is being made, only that goes on.
-    if (making_room_)
-        next = std::find_if(ready_.begin(), ready_.end(), [](const auto& item) {
-            return std::holds_alternative<RemoveFiles>(item->order);
-        });
-    if (next == ready_.end()) return;
-    lane.item = std::move(*next);
-    ready_.erase(next);
-    if (std::holds_alternative<CopyJob>(lane.item->order)) note_begin(*lane.item);
-    lane.item->rooms = rooms_made_;
-    lane.heard = monotonic_seconds();
-    lane.worker->send(lane.item->order);
+void BackupRun::tell_notes() {
+    for (const RunNote& note : plan_.take_notes())
+        parts_.tell(note.event, task_.taskName, note.detail);
 }
 
-/// The temporary file is known to the store before it is made. A file that was begun before goes on
-/// where it stopped.
-void BackupRun::note_begin(Item& item) {
-    auto& job = std::get<CopyJob>(item.order);
-    const std::string path = path_of(days_[item.day], item.entry);
-    if (const auto known = house_.copies->checkpoint(task_.taskID, key_, path)) {
-        job.offset = known->offset;
-        job.prefix_sha256 = known->sha256;
-        return;
+void BackupRun::give_orders() {
+    for (auto& [lane, state] : lanes_) {
+        if (!state.ready || plan_.is_busy(lane)) continue;
+        const auto order = plan_.next(lane);
+        if (!order) continue;
+        state.heard = now();
+        parts_.lanes->give(lane, *order);
     }
-    house_.copies->save(task_.taskID, key_, {path, below_folder(job.temporary), 0, ""});
 }
 
-/// Looks the next day up before the lanes run out of files.
-void BackupRun::prepare_more() {
-    if (phase_ != Phase::copying || listing_ || making_room_ || next_day_ == days_.size()) return;
-    if (ready_.size() < static_cast<std::size_t>(house_.lanes)) plan_day_listing();
+/// One at a time, and one alone until a connection stands.
+void BackupRun::open_lane() {
+    const bool connecting =
+        std::ranges::any_of(lanes_, [](const auto& lane) { return !lane.second.ready; });
+    const std::size_t limit = connection_.stands ? static_cast<std::size_t>(plan_.goal().lanes) : 1;
+    if (!plan_.has_orders() || pause_ || connecting || lanes_.size() >= limit) return;
+    try {
+        lanes_[parts_.lanes->open()].heard = now();
+    } catch (const std::exception& error) {
+        connection_.stands = false;
+        wait(error.what());
+    }
+}
+
+/// A report that could not be taken counts as not given: another lane carries the order out again.
+void BackupRun::hear(LaneId lane, const Report& report) {
+    const auto known = lanes_.find(lane);
+    if (ending_ || known == lanes_.end()) return;
+    known->second.heard = now();
+    try {
+        understand(lane, report);
+    } catch (const std::exception& error) {
+        lose(lane, error.what());
+    }
+    advance();
+}
+
+void BackupRun::understand(LaneId lane, const Report& report) {
+    if (const auto* failed = std::get_if<Failed>(&report)) return fail(lane, *failed);
+    if (std::holds_alternative<Ready>(report) && !lanes_.at(lane).ready) return connected(lane);
+    if (!plan_.take(lane, report))
+        return lose(lane, "the copying process said what nobody had asked for");
+    if (!tally_.take_progress()) return;
+    connection_.retry.progressed(now());
+    if (connection_.stands) message_.clear();
+}
+
+void BackupRun::connected(LaneId lane) {
+    lanes_.at(lane).ready = true;
+    connection_.stands = true;
+    message_.clear();
+    if (connection_.was_told) return;
+    tally_.note_speed();
+    listener_.connected();
+    connection_.was_told = true;
+}
+
+void BackupRun::fail(LaneId lane, const Failed& failed) {
+    const FailureStep step = plan_.fail(lane, failed);
+    switch (step.kind) {
+        case FailureStep::Kind::go_on:
+            return;
+        case FailureStep::Kind::replace_lane:
+            return drop(lane);
+        case FailureStep::Kind::lose_lane:
+            return lose(lane, step.why);
+        case FailureStep::Kind::end_run:
+            return end(RunOutcome::failed, step.why);
+    }
+}
+
+void BackupRun::drop(LaneId lane) {
+    plan_.lose(lane);
+    lanes_.erase(lane);
+    parts_.lanes->drop(lane);
+}
+
+void BackupRun::lose(LaneId lane, const std::string& why) {
+    if (ending_ || !lanes_.contains(lane)) return;
+    drop(lane);
+    connection_.stands = false;
+    wait(why);
+}
+
+/// Before the next attempt there is a pause, which lanes that still work do not have to make.
+void BackupRun::wait(const std::string& why) {
+    if (pause_) return;
+    const auto pause = connection_.retry.lost(now());
+    if (!pause) return end(RunOutcome::failed, why);
+    if (message_ != why && ++connection_.losses_told <= LOSSES_TOLD)
+        parts_.tell(CONNECTION_LOST, task_.taskName, why);
+    message_ = why;
+    pause_ = parts_.clock.after(*pause, [this] {
+        pause_.reset();
+        advance();
+    });
 }
 
 void BackupRun::finish() {
-    if (files_failed_ == 0) return end(RunOutcome::success, "");
-    const long long all = std::max(files_planned_, files_failed_);
-    end(RunOutcome::failed, std::to_string(files_failed_) + " of " + std::to_string(all) +
-                                " files could not be copied; the first: " + first_failure_);
+    const bool failed = tally_.files_failed() > 0;
+    end(failed ? RunOutcome::failed : RunOutcome::success, tally_.failure());
 }
 
 /// The listener hears of it when nothing of the run is being executed.
 void BackupRun::end(RunOutcome outcome, const std::string& why) {
-    if (stopping_) return;
-    stopping_ = true;
+    if (ending_) return;
+    tell_notes();
     message_ = why;
     pause_.reset();
-    ending_ = EventWatch::after(house_.loop, {}, [this, outcome, why] {
-        lanes_.clear();
+    ending_ = parts_.clock.after({}, [this, outcome, why] {
+        parts_.lanes.reset();
         const auto ended = listener_.ended;
         ended(outcome, why);
     });

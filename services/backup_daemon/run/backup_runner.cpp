@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
+#include "services/backup_daemon/run/run_goal.h"
 #include "services/backup_daemon/run/run_settings.h"
+#include "services/backup_daemon/run/worker_lanes.h"
 #include "services/backup_daemon/tell/run_events.h"
 
 namespace services {
@@ -52,10 +55,23 @@ std::string detail_of(const RunFigures& figures, const std::string& why) {
 }  // namespace
 
 BackupRunner::BackupRunner(event_base* loop, standalone::Database& database)
-    : loop_(loop), copies_(database), notes_(database), channels_(database) {}
+    : loop_(loop), clock_(loop), database_(database), notes_(database), channels_(database) {}
 
-RunHouse BackupRunner::house() {
-    return {loop_, &copies_, lanes_of_a_run(), check_reading()};
+RunGoal BackupRunner::goal(const TDataBackupConfig& task) {
+    const DayNumber today = local_day(std::time(nullptr), machine_zone);
+    RunGoal goal = goal_of(task, channels_.list(), today);
+    goal.check = check_reading();
+    goal.lanes = lanes_of_a_run();
+    return goal;
+}
+
+RunParts BackupRunner::parts(const TDataBackupConfig& task, const Destination& destination) {
+    SmbLogin login{destination.server, destination.port, destination.share, task.username,
+                   task.password};
+    return {.clock = clock_,
+            .tell = write_run_event,
+            .memory = std::make_unique<CopyStore>(database_, task.taskID, destination.key()),
+            .lanes = std::make_unique<WorkerLanes>(loop_, std::move(login))};
 }
 
 void BackupRunner::begin(const TDataBackupConfig& task, bool resumed) {
@@ -65,7 +81,10 @@ void BackupRunner::begin(const TDataBackupConfig& task, bool resumed) {
                                  [this, task_id](RunOutcome outcome, const std::string& why) {
                                      ended(task_id, outcome, why);
                                  }};
-    auto run = std::make_unique<BackupRun>(house(), task, channels_.list(), std::move(listener));
+    RunGoal wanted = goal(task);
+    RunParts made = parts(task, wanted.destination);
+    auto run =
+        std::make_unique<BackupRun>(std::move(made), task, std::move(wanted), std::move(listener));
     run->begin();
     runs_[task_id] = std::move(run);
 }

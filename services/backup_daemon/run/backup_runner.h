@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/standalone/store/channel_store.h"
+#include "services/backup_daemon/memory/copy_store.h"
 #include "services/backup_daemon/memory/run_store.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/when/run_queue.h"
@@ -36,10 +37,12 @@ public:
 
 private:
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
-    RunHouse house();
+    RunGoal goal(const TDataBackupConfig& task);
+    RunParts parts(const TDataBackupConfig& task, const Destination& destination);
 
     event_base* loop_;
-    CopyStore copies_;
+    LoopClock clock_;
+    standalone::Database& database_;
     RunStore notes_;
     standalone::ChannelStore channels_;
     RunQueue* queue_ = nullptr;

@@ -1,11 +1,8 @@
-// What a run has to do: days, files, old copies, left-over temporary files.
-#include <algorithm>
-#include <set>
+// What a run does next: its phases, and the orders that each is made of.
+#include "services/backup_daemon/run/run_plan.h"
 
-#include "platform/standalone/store/recording_folder.h"
-#include "services/backup_daemon/copy/side_file.h"
-#include "services/backup_daemon/run/backup_run.h"
-#include "services/backup_daemon/tell/run_events.h"
+#include <algorithm>
+#include <utility>
 
 namespace services {
 namespace {
@@ -13,174 +10,152 @@ namespace {
 // Files of one order to remove; a packet has its limits.
 constexpr int REMOVED_AT_ONCE = 100;
 
-constexpr int FORMAT_WITH_SIDE_FILE = 1;  // row of strRecFormat_Arr
+bool makes_room(const Work& work) {
+    const auto* removal = std::get_if<RemoveCopies>(&work.what);
+    return removal && removal->why == RemoveCopies::Why::room;
+}
 
-/// The file's name while it is unfinished: no other task's, and recognisable as such.
-std::string temporary_name(const std::string& path, const std::string& task_id) {
-    const std::string folder = folder_of(path);
-    const std::string name = path.substr(folder.empty() ? 0 : folder.size() + 1);
-    return join_path(folder, "." + name + "." + task_id + ".part");
+bool is_listing(const Work& work) {
+    return std::holds_alternative<LookAtDay>(work.what);
 }
 
 }  // namespace
 
-std::string BackupRun::day_folder(const DayWork& work) const {
-    return channels_[work.channel].folder + "/" + work.day;
+RunPlan::RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally)
+    : goal_(std::move(goal)),
+      names_(goal_.destination.folder, goal_.task_id),
+      memory_(memory),
+      tally_(tally) {
+    for (const std::string& index : goal_.missing_channels) {
+        tally_.plan(1, 0);
+        tally_.gave_up({}, "there is no channel " + index);
+    }
+    for (const SelectedChannel& channel : goal_.channels) ready_.push_back({FindDays{&channel}});
 }
 
-std::string BackupRun::path_of(const DayWork& work, const DayEntry& entry) const {
-    return day_folder(work) + (entry.alarm ? "/alarm/" : "/") + safe_name(entry.name);
+void RunPlan::settle() {
+    for (;;) {
+        look_ahead();
+        if (!is_idle() || is_over()) return;
+        enter_next_phase();
+    }
 }
 
-std::string BackupRun::on_share(const std::string& path) const {
-    return join_path(destination_.folder, path);
-}
-
-std::string BackupRun::below_folder(const std::string& path) const {
-    return path.substr(destination_.folder.empty() ? 0 : destination_.folder.size() + 1);
-}
-
-void BackupRun::plan_days() {
-    for (std::size_t channel = 0; channel < channels_.size(); ++channel) {
-        auto item = std::make_unique<Item>();
-        item->order =
-            ListDays{channels_[channel].recordings, selection_.first_day, selection_.last_day};
-        item->day = channel;
-        ready_.push_back(std::move(item));
+/// Called when nothing of the phase is left.
+void RunPlan::enter_next_phase() {
+    switch (phase_) {
+        case Phase::finding_days:
+            plan_measuring();
+            phase_ = Phase::measuring;
+            return;
+        case Phase::measuring:
+            phase_ = Phase::copying;
+            return;
+        case Phase::copying:
+            tally_.all_planned();
+            phase_ = Phase::retention;
+            return;
+        case Phase::retention:
+            // In steps, until nothing is found.
+            if (plan_retention()) return;
+            plan_leftovers();
+            phase_ = Phase::leftovers;
+            return;
+        case Phase::leftovers:
+            phase_ = Phase::over;
+            return;
+        case Phase::over:
+            return;
     }
 }
 
 /// Counts first: people want to know how much there is to do.
-void BackupRun::plan_measuring() {
-    std::ranges::stable_sort(days_, {}, &DayWork::day);
-    for (std::size_t day = 0; day < days_.size(); ++day) {
-        auto item = std::make_unique<Item>();
-        item->order = ListDay{channels_[days_[day].channel].recordings,
-                              days_[day].day,
-                              selection_.normal,
-                              selection_.alarm,
-                              "",
-                              false};
-        item->day = day;
-        ready_.push_back(std::move(item));
+void RunPlan::plan_measuring() {
+    std::ranges::stable_sort(days_, {}, [](const Day& day) { return day.where.day; });
+    for (std::size_t day = 0; day < days_.size(); ++day)
+        ready_.push_back({LookAtDay{day, false, {}}});
+}
+
+/// Looks at the next day before the lanes run out of files.
+void RunPlan::look_ahead() {
+    if (phase_ != Phase::copying || room_.in_the_making || next_day_ == days_.size()) return;
+    if (ready_.size() >= static_cast<std::size_t>(goal_.lanes)) return;
+    const auto given_listing = [](const auto& lane) { return is_listing(lane.second); };
+    if (std::ranges::any_of(ready_, is_listing) || std::ranges::any_of(given_, given_listing))
+        return;
+    ready_.push_front({LookAtDay{next_day_, true, {}}});
+    ++next_day_;
+}
+
+/// @return whether something is to be removed
+bool RunPlan::plan_retention() {
+    if (goal_.first_kept_day.empty()) return false;
+    auto copies = memory_.older_than(goal_.first_kept_day, REMOVED_AT_ONCE);
+    if (!copies.empty()) {
+        ready_.push_back({removal_work(RemoveCopies::Why::retention, std::move(copies), names_)});
+        return true;
     }
-}
-
-void BackupRun::plan_day_listing() {
-    const DayWork& work = days_[next_day_];
-    auto item = std::make_unique<Item>();
-    item->order =
-        ListDay{channels_[work.channel].recordings, work.day, selection_.normal, selection_.alarm,
-                on_share(day_folder(work)),         true};
-    item->day = next_day_++;
-    listing_ = true;
-    ready_.push_front(std::move(item));
-}
-
-bool BackupRun::needs_copy(const DayEntry& entry, const std::string& path, bool asked_share) const {
-    const auto found = recorded_.find(path);
-    if (found == recorded_.end()) return true;
-    const CopiedFile& copy = found->second;
-    if (copy.removed) return false;
-    if (copy.size != entry.size || copy.modified_ns != entry.modified_ns) return true;
-    if (task_.recordingFormat == FORMAT_WITH_SIDE_FILE && !copy.side_file) return true;
-    return asked_share && entry.remote_size != copy.size;
-}
-
-void BackupRun::take_day(const Item& item) {
-    DayWork& work = days_[item.day];
-    const bool to_copy = std::get<ListDay>(item.order).ask_share;
-    recorded_ = house_.copies->copied_in(key_, day_folder(work) + "/");
-    // What was measured gives way to what is found now.
-    files_planned_ -= work.files;
-    bytes_planned_ -= work.bytes;
-    work.files = work.bytes = 0;
-    for (const DayEntry& entry : item.found) {
-        const std::string path = path_of(work, entry);
-        if (!needs_copy(entry, path, to_copy)) continue;
-        ++work.files;
-        work.bytes += entry.size;
-        if (to_copy) ready_.push_back(copy_item(item.day, entry, path));
-    }
-    files_planned_ += work.files;
-    bytes_planned_ += work.bytes;
-}
-
-std::unique_ptr<BackupRun::Item> BackupRun::copy_item(std::size_t day, const DayEntry& entry,
-                                                      const std::string& path) const {
-    const DayWork& work = days_[day];
-    const SelectedChannel& channel = channels_[work.channel];
-    const std::string local = channel.recordings + "/" + work.day + (entry.alarm ? "/alarm/" : "/");
-    CopyJob job;
-    job.source = local + entry.name;
-    job.target = on_share(path);
-    job.temporary = on_share(temporary_name(path, task_.taskID));
-    if (const auto copy = recorded_.find(path); copy != recorded_.end())
-        job.recorded_size = copy->second.size;
-    job.check = house_.check;
-    if (task_.recordingFormat == FORMAT_WITH_SIDE_FILE)
-        job.side_file = SideFile{channel.index, channel.guid,
-                                 standalone::recording_start(work.day, entry.name)};
-    auto item = std::make_unique<Item>();
-    item->order = std::move(job);
-    item->day = day;
-    item->entry = entry;
-    return item;
-}
-
-void BackupRun::plan_removal(const std::vector<CopiedFile>& files) {
-    auto item = std::make_unique<Item>();
-    RemoveFiles order;
-    std::set<std::string> folders;
-    for (const CopiedFile& file : files) {
-        order.files.push_back(on_share(file.path));
-        if (file.side_file) order.files.push_back(side_file_path(on_share(file.path)));
-        folders.insert(folder_of(file.path));
-    }
-    // The alarm folder lies in the day's folder and goes first.
-    for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
-        order.folders.push_back(on_share(*folder));
-        if (folder->ends_with("/alarm")) folders.insert(folder_of(*folder));
-    }
-    item->order = std::move(order);
-    item->removed = files;
-    ready_.push_front(std::move(item));
-}
-
-void BackupRun::plan_retention() {
-    const std::string first_kept = first_kept_day(task_, today_);
-    if (first_kept.empty()) return;
-    const auto files = house_.copies->older_than(task_.taskID, key_, first_kept, REMOVED_AT_ONCE);
-    if (!files.empty()) return plan_removal(files);
-    write_run_event(
-        RETENTION_PASS, task_.taskName,
-        std::to_string(files_removed_) + " files of days before " + first_kept + " removed");
+    notes_.push_back({RETENTION_PASS, std::to_string(counts_.removed) + " files of days before " +
+                                          goal_.first_kept_day + " removed"});
+    return false;
 }
 
 /// Temporary files whose recording is gone or no longer wanted.
-void BackupRun::plan_leftovers() {
-    for (const auto& checkpoint : house_.copies->checkpoints(task_.taskID, key_)) {
-        auto item = std::make_unique<Item>();
-        item->order = RemoveFiles{{on_share(checkpoint.temporary)}, {}};
-        item->removed.emplace_back().path = checkpoint.path;
-        ready_.push_back(std::move(item));
-    }
+void RunPlan::plan_leftovers() {
+    for (const Checkpoint& checkpoint : memory_.checkpoints())
+        ready_.push_back({leftover_work(checkpoint, names_)});
 }
 
-void BackupRun::removed(const Item& item) {
-    for (const CopiedFile& file : item.removed) {
-        if (phase_ == Phase::leftovers)
-            house_.copies->drop_checkpoint(task_.taskID, key_, file.path);
-        else
-            house_.copies->forget(key_, file.path, phase_ == Phase::copying);
+std::optional<Order> RunPlan::next(LaneId lane) {
+    auto place = ready_.begin();
+    // While room is being made, only that goes on.
+    if (room_.in_the_making) place = std::ranges::find_if(ready_, makes_room);
+    if (place == ready_.end() || is_busy(lane)) return {};
+    Order order = order_of(*place);
+    given_.emplace(lane, std::move(*place));
+    ready_.erase(place);
+    return order;
+}
+
+Order RunPlan::order_of(Work& work) {
+    if (const auto* find = std::get_if<FindDays>(&work.what))
+        return ListDays{find->channel->recordings, goal_.selection.first_day,
+                        goal_.selection.last_day};
+    if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
+        const ChannelDay& where = days_[look->day].where;
+        return ListDay{.recordings = where.channel->recordings,
+                       .day = where.day,
+                       .normal = goal_.selection.normal,
+                       .alarm = goal_.selection.alarm,
+                       .remote = names_.on_share(ShareNames::day_folder(where)),
+                       .ask_share = look->to_copy};
     }
-    files_removed_ += static_cast<long long>(item.removed.size());
-    if (phase_ != Phase::copying) return;
-    making_room_ = false;
-    ++rooms_made_;
-    write_run_event(
-        ROOM_MADE, task_.taskName,
-        item.removed.front().day + ", " + std::to_string(item.removed.size()) + " files");
+    if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) return removal->order;
+    auto& copy = std::get<CopyFile>(work.what);
+    resume(copy);
+    copy.rooms = room_.made;
+    return copy.job;
+}
+
+/// A file that was begun before goes on where it stopped; of another one the temporary file is
+/// known to the memory before it is made.
+void RunPlan::resume(CopyFile& copy) {
+    const auto known = memory_.checkpoint(copy.path);
+    if (!known) memory_.save({copy.path, names_.temporary_path(copy.path), 0, ""});
+    copy.job.offset = known ? known->offset : 0;
+    copy.job.prefix_sha256 = known ? known->sha256 : "";
+}
+
+void RunPlan::lose(LaneId lane) {
+    const auto found = given_.find(lane);
+    if (found == given_.end()) return;
+    if (auto* look = std::get_if<LookAtDay>(&found->second.what)) look->found.clear();
+    ready_.push_front(std::move(found->second));
+    given_.erase(found);
+}
+
+std::vector<RunNote> RunPlan::take_notes() {
+    return std::exchange(notes_, {});
 }
 
 }  // namespace services

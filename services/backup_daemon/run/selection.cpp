@@ -6,7 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "services/backup_daemon/copy/remote_name.h"
+#include "services/backup_daemon/copy/share_path.h"
 
 namespace services {
 namespace {

@@ -4,11 +4,12 @@ import json
 import sqlite3
 import time
 
-from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUN_FAILED, RUNNING, STATE, SUCCESS,
-                          WAIT, day_name, noise, tree, wait_until)
+from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUNNING, SUCCESS, WAIT, day_name,
+                          noise, tree)
+from event_ids import RETENTION_PASS, RUN_FAILED, RUN_STARTED
 from fault_proxy import FaultProxy
-
-RUN_STARTED, RETENTION_PASS = 0x23150010, 0x23150017
+from places import STATE
+from waiting import wait_until
 
 
 def names(house):
@@ -63,7 +64,7 @@ def test_second_run_sends_nothing_and_mends_what_the_share_lost(house):
         sent = proxy.sent
         house.run(task_id)
         assert proxy.sent < sent + MIB // 2
-        lost = house.samba.path / "recorder/Camera 0" / day_name(0) / "01-00-00.mp4"
+        lost = house.share / "recorder/Camera 0" / day_name(0) / "01-00-00.mp4"
         lost.unlink()
         house.run(task_id)
         assert house.shared() == house.sources()
@@ -103,7 +104,7 @@ def test_format_ostra_describes_every_copy(house):
     content = noise(MIB + 3, "described")
     house.record(1, 0, "01-02-03.mp4", content)
     house.run(house.create(recordingFormat="ostra"))
-    folder = house.samba.path / "recorder/Camera 1" / day_name(0)
+    folder = house.share / "recorder/Camera 1" / day_name(0)
     assert sorted(path.name for path in folder.iterdir()) == ["01-02-03.mp4", "01-02-03.mp4.json"]
     described = json.loads((folder / "01-02-03.mp4.json").read_text())
     assert described["channel"] == 1 and described["guid"] == "guid-1"
@@ -117,7 +118,7 @@ def test_retention_removes_old_copies_of_ours_and_nothing_else(house):
         house.record(0, days_ago, "01-00-00.mp4", noise(1000, days_ago))
         house.record(0, days_ago, "02-00-00.mp4", noise(1000, days_ago), alarm=True)
     house.run(house.create())
-    foreign = house.samba.path / "recorder/Camera 0" / day_name(5) / "foreign.mp4"
+    foreign = house.share / "recorder/Camera 0" / day_name(5) / "foreign.mp4"
     foreign.write_bytes(b"not ours")
     keeper = house.create(remoteKeepRec=True, remoteKeepRecDays=2)
     house.run(keeper)
@@ -129,7 +130,7 @@ def test_retention_removes_old_copies_of_ours_and_nothing_else(house):
     assert days == {day_name(0), day_name(1), day_name(2), day_name(5)}
     assert foreign.read_bytes() == b"not ours"
     assert len(names(house)) == 7
-    assert not (house.samba.path / "recorder/Camera 0" / day_name(4)).exists()
+    assert not (house.share / "recorder/Camera 0" / day_name(4)).exists()
     assert RETENTION_PASS in [event for event, _ in house.events()]
     house.check_records()
 
@@ -207,4 +208,4 @@ def test_without_the_checking_read_copies_are_the_same(house):
     house.record(0, 0, "01-00-00.mp4", noise(20 * MIB, "unchecked"))
     house.run(house.create())
     assert house.shared() == house.sources()
-    assert tree(house.samba.path) and list(house.copied().values())[0]["sha256"] == ""
+    assert tree(house.share) and list(house.copied().values())[0]["sha256"] == ""

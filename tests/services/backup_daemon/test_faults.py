@@ -3,12 +3,11 @@ import subprocess
 
 import pytest
 
-from backup_house import (CANCEL, FAILED, MIB, RUN_FAILED, RUN_SUCCEEDED, RUNNING, SUCCESS, House,
-                          noise, wait_until)
+from backup_house import CANCEL, FAILED, MIB, RUNNING, SUCCESS, House, noise
+from event_ids import (CONNECTION_LOST, FILE_NOT_COPIED, ROOM_MADE, RUN_FAILED, RUN_SUCCEEDED,
+                       SHARE_FULL)
 from fault_proxy import FaultProxy
-
-CONNECTION_LOST, ROOM_MADE, SHARE_FULL = 0x23150016, 0x23150018, 0x23150019
-FILE_NOT_COPIED = 0x23150015
+from waiting import wait_until
 
 # Above what is copied: login, folders, names; and what was on its way when the line was cut.
 OVERHEAD = MIB
@@ -155,7 +154,8 @@ def test_refused_login_and_unknown_share_fail_at_once(house, changes, words):
 
 
 def test_server_that_speaks_smb1_only_is_refused(tmp_path):
-    with House(tmp_path, further="server min protocol = NT1\nserver max protocol = NT1\n") as house:
+    with House(tmp_path, settings={"server min protocol": "NT1",
+                                   "server max protocol": "NT1"}) as house:
         house.record(0, 0, "01-00-00.mp4", b"x")
         task_id = house.create()
         house.force(task_id)
@@ -185,7 +185,7 @@ def test_share_made_read_only_in_the_middle_fails_with_the_servers_words(house, 
     task_id = house.create(port=proxy.port)
     house.force(task_id)
     wait_until(lambda: proxy.sent > size // 3, "a third")
-    house.samba.write_config("read only = yes\n")
+    house.samba.shares["backup"]["read only"] = "yes"
     house.samba.reload()
     proxy.cut()
     house.wait_for_end(task_id)
@@ -212,7 +212,7 @@ def test_vanished_source_is_reported_and_the_others_are_copied(house, proxy):
 
 def test_another_file_of_the_same_name_stays_as_it_is(house):
     source = house.record(0, 0, "01-00-00.mp4", noise(MIB, "ours"))
-    place = house.samba.path / "recorder/Camera 0" / source.parent.name
+    place = house.share / "recorder/Camera 0" / source.parent.name
     place.mkdir(parents=True)
     (place / source.name).write_bytes(b"somebody else's")
     house.run(house.create(), FAILED)
@@ -224,8 +224,8 @@ class SmallShare(House):
     """The share is a file system of 40 MiB."""
 
     def __enter__(self):
-        self.samba.path.mkdir(parents=True)
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=40m", "small", self.samba.path],
+        self.share.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=40m", "small", self.share],
                        check=True)
         return super().__enter__()
 
@@ -248,7 +248,7 @@ def test_full_share_fails_the_run_when_nothing_may_be_overwritten(small):
 
 def test_full_share_loses_its_oldest_day_when_that_may_be_overwritten(small):
     record_days(small, files=2)
-    foreign = small.samba.path / "foreign"
+    foreign = small.share / "foreign"
     foreign.write_bytes(b"not ours")
     task_id = small.create(remoteOverwriteType="overwrite")
     small.run(task_id)

@@ -8,7 +8,8 @@ from pathlib import Path
 import pytest
 
 from backup_house import MIB, SUCCESS, House, day_name, noise
-from stand_alone_recorder import BUILD, descendants
+from places import BUILD
+from processes import descendants
 
 MOST_MEMORY = 64 * 1024  # kB, of the daemon and its processes together
 GIB = 1024 * MIB
@@ -68,7 +69,7 @@ def roomy(tmp_path):
     """The share lies in the build folder, on a disk: everything else here is in memory."""
     folder = Path(tempfile.mkdtemp(prefix="share-", dir=BUILD))
     try:
-        with House(tmp_path, path=folder) as house:
+        with House(tmp_path, share=folder) as house:
             yield house
     finally:
         shutil.rmtree(folder)
@@ -82,7 +83,7 @@ def test_one_file_of_four_gibibytes(roomy):
         for place in (0, 2 * GIB - 3, 4 * GIB - 3):  # both sides of what 31 and 32 bits hold
             os.pwrite(file.fileno(), b"marked", place)
     run_watched(house, house.create())
-    copy = house.samba.path / "recorder/Camera 0" / day_name(0) / "01-00-00.mp4"
+    copy = house.share / "recorder/Camera 0" / day_name(0) / "01-00-00.mp4"
     assert copy.stat().st_size == 4 * GIB + 12345
     row, = house.copied().values()
     with open(path, "rb") as ours, open(copy, "rb") as theirs:

@@ -32,8 +32,8 @@ std::string hash_of(const std::string& content) {
     return hash.hex();
 }
 
-struct Cut : ShareError {
-    Cut() : ShareError(ShareFailure::network, "cut") {}
+struct Cut : CopyFailure {
+    Cut() : CopyFailure(FailureKind::lost, "cut") {}
 };
 
 class FileCopierTest : public testing::Test {
@@ -62,10 +62,10 @@ protected:
         return copier.copy(job);
     }
 
-    FileError::Kind failure() {
+    FailureKind failure() {
         try {
             copy();
-        } catch (const FileError& error) {
+        } catch (const CopyFailure& error) {
             return error.kind;
         }
         throw std::runtime_error("it did not fail");
@@ -162,7 +162,7 @@ TEST_F(FileCopierTest, ShareThatKeepsGivingBackOtherBytesFails) {
     server.spoil_read = [](std::string& read) {
         if (!read.empty()) read[0] ^= 1;
     };
-    EXPECT_EQ(failure(), FileError::Kind::mismatch);
+    EXPECT_EQ(failure(), FailureKind::mismatch);
     EXPECT_TRUE(server.files.empty());
 }
 
@@ -191,7 +191,7 @@ TEST_F(FileCopierTest, SomebodyElsesFileStays) {
     write_source(content);
     for (const std::string& other : {std::string("other"), content + "x"}) {
         server.files = {{job.target, other}};
-        EXPECT_EQ(failure(), FileError::Kind::occupied);
+        EXPECT_EQ(failure(), FailureKind::occupied);
         EXPECT_EQ(server.files, (std::map<std::string, std::string>{{job.target, other}}));
     }
 }
@@ -205,12 +205,12 @@ TEST_F(FileCopierTest, RecordedCopyOfAnOlderSourceIsReplaced) {
 }
 
 TEST_F(FileCopierTest, MissingSourceIsTold) {
-    EXPECT_EQ(failure(), FileError::Kind::gone);
+    EXPECT_EQ(failure(), FailureKind::gone);
 }
 
 TEST_F(FileCopierTest, SourceThatIsALinkOrAFolderIsNotRead) {
     std::filesystem::create_symlink("/etc/passwd", job.source);
-    EXPECT_EQ(failure(), FileError::Kind::source);
+    EXPECT_EQ(failure(), FailureKind::source);
 }
 
 TEST_F(FileCopierTest, SourceThatBecomesShorterIsTold) {
@@ -218,7 +218,7 @@ TEST_F(FileCopierTest, SourceThatBecomesShorterIsTold) {
     server.before_write = [this](long long offset) {
         if (offset == 0) std::filesystem::resize_file(job.source, 100);
     };
-    EXPECT_EQ(failure(), FileError::Kind::source);
+    EXPECT_EQ(failure(), FailureKind::source);
     EXPECT_FALSE(server.files.contains(job.target));
 }
 
@@ -237,8 +237,8 @@ TEST_F(FileCopierTest, FullShareIsTold) {
     try {
         copy();
         FAIL();
-    } catch (const ShareError& error) {
-        EXPECT_EQ(error.kind, ShareFailure::full);
+    } catch (const CopyFailure& error) {
+        EXPECT_EQ(error.kind, FailureKind::full);
     }
     EXPECT_FALSE(server.files.contains(job.target));
 }

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/share.h"
 
 /// The share's content outlives the connections to it, as on a server.
@@ -43,7 +44,7 @@ public:
 
     std::unique_ptr<services::ShareFile> open(const std::string& path, Open mode) override {
         if (mode == Open::read && !server_.files.contains(path))
-            throw services::ShareError(services::ShareFailure::other, path + " is not there");
+            throw services::CopyFailure(services::FailureKind::other, path + " is not there");
         return std::make_unique<File>(server_, path);
     }
 
@@ -65,7 +66,7 @@ private:
             server_.before_write(offset);
             const auto begin = static_cast<std::size_t>(offset);
             if (static_cast<long long>(begin + size) > server_.room)
-                throw services::ShareError(services::ShareFailure::full, "no room");
+                throw services::CopyFailure(services::FailureKind::full, "no room");
             if (content_.size() < begin + size) content_.resize(begin + size);
             content_.replace(begin, size, data, size);
             server_.written += static_cast<long long>(size);

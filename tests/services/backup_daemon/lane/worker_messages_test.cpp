@@ -31,16 +31,30 @@ TEST(WorkerMessages, ReportsArriveWhole) {
     EXPECT_EQ(std::get<Entries>(entries).entries[0].name, "n");
     EXPECT_TRUE(std::get<Entries>(entries).entries[0].alarm);
     EXPECT_EQ(std::get<Entries>(entries).entries[0].remote_size, -1);
-    const Report failed = unpack_report(pack(Report(Failed{Failed::Kind::full, "no room"})));
-    EXPECT_EQ(std::get<Failed>(failed).kind, Failed::Kind::full);
+    const Report failed = unpack_report(pack(Report(Failed{FailureKind::full, "no room"})));
+    EXPECT_EQ(std::get<Failed>(failed).kind, FailureKind::full);
     EXPECT_EQ(std::get<Failed>(failed).text, "no room");
 }
 
 TEST(WorkerMessages, BrokenPacketsAreRefused) {
-    const std::string whole = pack(Report(Failed{Failed::Kind::full, "no room"}));
+    const std::string whole = pack(Report(Failed{FailureKind::full, "no room"}));
     EXPECT_THROW(unpack_report(whole.substr(0, whole.size() - 1)), std::runtime_error);
     EXPECT_THROW(unpack_report(""), std::runtime_error);
     EXPECT_THROW(unpack_order(pack(Report(Done()))), std::runtime_error);
+}
+
+TEST(WorkerMessages, FailureOfNoKnownKindIsRefused) {
+    const long long last = static_cast<long long>(LAST_FAILURE_KIND);
+    for (long long number = 0; number <= last; ++number) {
+        const auto kind = static_cast<FailureKind>(number);
+        EXPECT_EQ(std::get<Failed>(unpack_report(pack(Report(Failed{kind, ""})))).kind, kind);
+    }
+    for (const long long number : {-1LL, last + 1, 1LL << 32}) {
+        std::string packet = pack(Report(Failed{FailureKind::full, "no room"}));
+        packet.replace(sizeof number, sizeof number, reinterpret_cast<const char*>(&number),
+                       sizeof number);
+        EXPECT_THROW(unpack_report(packet), std::runtime_error);
+    }
 }
 
 }  // namespace

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "services/backup_daemon/copy/remote_name.h"
-
 using namespace services;
 
 namespace {
@@ -89,48 +87,6 @@ TEST(Selection, RemovedChannelCountsWhenNoLiveOneHasItsIndex) {
 TEST(Selection, ChannelsOfOneNameKeepTheirCopiesApart) {
     EXPECT_EQ(folders("1,2,3", {channel(1, "Door"), channel(2, "DOOR"), channel(3, "")}),
               (Names{"Door g1", "DOOR g2", "Channel 3"}));
-}
-
-TEST(RemoteName, SafeNamesStayAsTheyAre) {
-    for (const char* name : {"Front door", "01-02-03.mp4", "Tür 3", ".hidden", "COM10", "console"})
-        EXPECT_EQ(safe_name(name), name);
-}
-
-TEST(RemoteName, WhatSmbForbidsBecomesAnUnderscore) {
-    EXPECT_EQ(safe_name("a\\b/c:d*e?f\"g<h>i|j"), "a_b_c_d_e_f_g_h_i_j");
-    EXPECT_EQ(safe_name("tab\tnew\nline"), "tab_new_line");
-    EXPECT_EQ(safe_name("dot."), "dot_");
-    EXPECT_EQ(safe_name("blank "), "blank_");
-    EXPECT_EQ(safe_name(".."), "._");
-    EXPECT_EQ(safe_name(""), "_");
-    EXPECT_EQ(safe_name("con"), "con_");
-    EXPECT_EQ(safe_name("LPT1.txt"), "LPT1_.txt");
-    EXPECT_EQ(safe_name("NUL .mp4"), "NUL _.mp4");
-}
-
-TEST(RemoteName, LongNamesAreCutBetweenCharacters) {
-    std::string name;
-    for (int count = 0; count < 300; ++count) name += "ü";
-    EXPECT_EQ(safe_name(name).size(), 200U);
-    EXPECT_EQ(safe_name("x" + name).size(), 199U);
-}
-
-TEST(RemoteName, DestinationIsReadInEverySpelling) {
-    TDataBackupConfig task;
-    task.serverIP = "10.0.0.9";
-    task.port = 445;
-    for (const char* path : {"/share/a/b", "share/a/b/", "\\share\\a\\b", "//share//a/b"}) {
-        task.destPath = path;
-        EXPECT_EQ(destination_of(task).key(), "//10.0.0.9:445/share/a/b");
-        EXPECT_EQ(destination_of(task).folder, "a/b");
-    }
-    task.destPath = "/share";
-    EXPECT_EQ(destination_of(task).folder, "");
-    EXPECT_EQ(destination_of(task).share, "share");
-    task.destPath = "/";
-    EXPECT_EQ(destination_of(task).share, "");
-    task.destPath = "/share/../../etc";
-    EXPECT_EQ(destination_of(task).folder, "._/._/etc");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Names on the share: where a task's copies go, and what an SMB server takes as a name.
-#include "services/backup_daemon/copy/remote_name.h"
+// Names and paths on a share: what an SMB server takes as a name, and how names are joined.
+#include "services/backup_daemon/copy/share_path.h"
 
 #include <algorithm>
 #include <cctype>
@@ -34,16 +34,6 @@ void cut(std::string& name) {
     name.resize(end);
 }
 
-/// The next segment of a path in either spelling; takes it off the path.
-std::string_view next_segment(std::string_view& path) {
-    const auto begin = std::min(path.find_first_not_of("/\\"), path.size());
-    path.remove_prefix(begin);
-    const auto end = std::min(path.find_first_of("/\\"), path.size());
-    const std::string_view segment = path.substr(0, end);
-    path.remove_prefix(end);
-    return segment;
-}
-
 }  // namespace
 
 std::string safe_name(std::string_view name) {
@@ -54,18 +44,6 @@ std::string safe_name(std::string_view name) {
     if (safe.back() == '.' || safe.back() == ' ') safe.back() = '_';
     if (is_device(safe)) safe.insert(std::min(safe.find('.'), safe.size()), "_");
     return safe;
-}
-
-std::string Destination::key() const {
-    return "//" + server + ":" + std::to_string(port) + "/" + join_path(share, folder);
-}
-
-Destination destination_of(const TDataBackupConfig& task) {
-    std::string_view path = task.destPath;
-    Destination destination{task.serverIP, task.port, std::string(next_segment(path)), ""};
-    for (auto segment = next_segment(path); !segment.empty(); segment = next_segment(path))
-        destination.folder = join_path(destination.folder, safe_name(segment));
-    return destination;
 }
 
 std::string join_path(const std::string& one, const std::string& other) {

@@ -1,0 +1,44 @@
+// What every step of a file's copy works with: the source, buffers, the hash, and who watches.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "services/backup_daemon/copy/content_hash.h"
+#include "services/backup_daemon/copy/source_file.h"
+
+namespace services {
+
+/// Bytes that are on their way at one time, and all that a killed copier sends twice.
+inline constexpr std::size_t CHUNK = 1024UL * 1024;
+
+/// Who wants to know how a copy goes on.
+struct CopyWatcher {
+    std::function<void(long long)> at;  ///< so many bytes are on the share
+    std::function<void(long long, const std::string&)> checkpoint;  ///< offset, hash or ""
+    std::function<void()> alive;  ///< something was done that moves no byte to the share
+};
+
+/// Room for a chunk of the source and for one of what the share has.
+struct ChunkBuffers {
+    std::vector<char> mine = std::vector<char>(CHUNK);
+    std::vector<char> theirs = std::vector<char>(CHUNK);
+};
+
+/// One file's copy. All but the hash outlives it.
+struct CopyState {
+    const SourceFile& source;
+    ChunkBuffers& buffers;
+    const CopyWatcher& watcher;
+    ContentHash hash;  ///< of the source, up to where the step before has come
+};
+
+/// Bytes of the chunk that begins at `offset` of something that ends at `end`.
+inline std::size_t chunk_at(long long offset, long long end) {
+    return static_cast<std::size_t>(std::min<long long>(CHUNK, end - offset));
+}
+
+}  // namespace services

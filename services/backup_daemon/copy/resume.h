@@ -1,0 +1,18 @@
+// How much of an unfinished file on the share can stay.
+#pragma once
+
+#include "services/backup_daemon/copy/copy_job.h"
+#include "services/backup_daemon/copy/copy_state.h"
+#include "services/backup_daemon/copy/share.h"
+
+namespace services {
+
+/// Compares an unfinished file with the source. What the job's checkpoint vouches for is not read
+/// from the share, as long as the source still has the hash that was noted then; without such a
+/// checkpoint everything is compared. Leaves the hash of what can stay.
+/// @param there bytes that the unfinished file has
+/// @return where to go on writing: 0 to the source's size
+/// @throws CopyFailure
+long long resume_point(ShareFile& file, long long there, const CopyJob& job, CopyState& state);
+
+}  // namespace services

@@ -1,0 +1,24 @@
+// Sends a file's bytes to the share, and reads back what arrived.
+#pragma once
+
+#include "services/backup_daemon/copy/copy_state.h"
+#include "services/backup_daemon/copy/share.h"
+
+namespace services {
+
+/// Bytes between two checkpoints.
+inline constexpr long long CHECKPOINT_BYTES = 8LL * 1024 * 1024;
+
+/// Writes the source from `offset` to its end, in chunks. Tells the watcher after each where it is,
+/// and gives it a checkpoint whenever CHECKPOINT_BYTES have been written since the one before.
+/// @param state its hash is that of the source up to `offset`; afterwards, of the whole source
+/// @throws CopyFailure
+void write_from(ShareFile& file, long long offset, CopyState& state);
+
+/// Whether the share gives back the source: as many bytes, with the hash that they had when they
+/// were read. Reads to the file's end, wherever that is, and tells the watcher that it is alive.
+/// @param state its hash is the whole source's
+/// @throws CopyFailure
+bool reads_back(ShareFile& file, CopyState& state);
+
+}  // namespace services

@@ -1,0 +1,34 @@
+// What a run is to reach, read once from the task and the channels before it begins.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "backup/task_record.h"
+#include "platform/standalone/store/channel_store.h"
+#include "services/backup_daemon/run/destination.h"
+#include "services/backup_daemon/run/selection.h"
+
+namespace services {
+
+/// What a full share means for a run.
+enum class WhenFull { fail, remove_oldest };
+
+struct RunGoal {
+    std::string task_id;
+    Destination destination;
+    Selection selection;
+    std::vector<SelectedChannel> channels;
+    std::vector<std::string> missing_channels;  ///< indexes that no channel has
+    std::string first_kept_day;                 ///< retention removes what is older; "": nothing
+    WhenFull when_full = WhenFull::fail;
+    bool side_files = false;  ///< a description goes beside every copy
+    bool check = true;        ///< every file is read back before it gets its name
+    int lanes = 1;            ///< files on their way at one time, at most
+};
+
+/// Reads a task on the local day `today`. `check` and `lanes` are the caller's to fill in.
+RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Channel>& channels,
+                DayNumber today);
+
+}  // namespace services

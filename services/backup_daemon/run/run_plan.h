@@ -1,0 +1,141 @@
+// What a run does next: reports in, orders out. No process, no socket, no clock.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "services/backup_daemon/run/lane_pool.h"
+#include "services/backup_daemon/run/run_work.h"
+#include "services/backup_daemon/tell/run_events.h"
+
+namespace services {
+
+/// Something that people should read in the log.
+struct RunNote {
+    RunEvent event;
+    std::string detail;
+};
+
+/// What a failed order asks of whoever carries the plan out.
+struct FailureStep {
+    enum class Kind {
+        go_on,         ///< nothing
+        replace_lane,  ///< drop the lane: a fresh one may fare better
+        lose_lane,     ///< the same, after a pause: it may be the connection
+        end_run,       ///< the run has failed
+    };
+    Kind kind = Kind::go_on;
+    std::string why;  ///< of lose_lane and end_run
+};
+
+/// A run as a plan, phase by phase: find the days, measure them, copy day by day from the oldest on,
+/// remove what is too old, remove temporary files that nothing will continue. An order that was
+/// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
+///
+/// Any call may throw standalone::DatabaseError. A report that could not be taken then counts as not
+/// given: lose() its lane, and the order is carried out again, which does no harm.
+class RunPlan {
+public:
+    /// `memory` and `tally` outlive the plan. Channels that there are not count as failed files.
+    RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally);
+    RunPlan(const RunPlan&) = delete;
+    RunPlan& operator=(const RunPlan&) = delete;
+
+    const RunGoal& goal() const { return goal_; }
+
+    /// Looks for more to do, and goes on to the next phase when nothing of one is left. Before
+    /// anything is asked of the plan, and after every report.
+    void settle();
+
+    /// Nothing is left to do.
+    bool is_over() const { return phase_ == Phase::over; }
+
+    /// Orders wait for a lane.
+    bool has_orders() const { return !ready_.empty(); }
+
+    /// The order that a lane without one shall carry out; nothing when there is none for now.
+    std::optional<Order> next(LaneId lane);
+
+    /// Whether a lane has an order.
+    bool is_busy(LaneId lane) const { return given_.contains(lane); }
+
+    /// Takes a lane's report, any but Ready and Failed.
+    /// @return false when it answers nothing that the lane was asked
+    bool take(LaneId lane, const Report& report);
+
+    /// A lane could not carry its order out, or could not connect.
+    FailureStep fail(LaneId lane, const Failed& failed);
+
+    /// A lane is gone; its order, if it had one, waits for another.
+    void lose(LaneId lane);
+
+    /// What people should read of, since the last call.
+    std::vector<RunNote> take_notes();
+
+private:
+    enum class Phase { finding_days, measuring, copying, retention, leftovers, over };
+
+    struct Day {
+        ChannelDay where;
+        long long files = 0;  ///< counted among the planned ones so far
+        long long bytes = 0;
+    };
+
+    struct Room {
+        int made = 0;                ///< how often room was made on a full share
+        bool in_the_making = false;  ///< nothing else goes on then
+    };
+
+    struct Counts {
+        long long removed = 0;  ///< copies that retention has removed
+        int denied_in_a_row = 0;
+    };
+
+    enum class Answer { nonsense, part, whole };
+
+    // Phases, in run_plan.cpp.
+    bool is_idle() const { return ready_.empty() && given_.empty(); }
+    void enter_next_phase();
+    void plan_measuring();
+    void look_ahead();
+    bool plan_retention();
+    void plan_leftovers();
+    Order order_of(Work& work);
+    void resume(CopyFile& copy);
+
+    // Reports, in run_plan_reports.cpp. What no other function takes is nonsense.
+    template <typename What, typename Said>
+    Answer answer(What&, const Said&) {
+        return Answer::nonsense;
+    }
+    Answer answer(FindDays& find, const Days& days);
+    Answer answer(LookAtDay& look, const Entries& entries);
+    Answer answer(LookAtDay& look, const Done&);
+    Answer answer(CopyFile& copy, const At& at);
+    Answer answer(CopyFile& copy, const Noted& noted);
+    Answer answer(CopyFile& copy, const Copied& copied);
+    Answer answer(RemoveCopies& removal, const At&);
+    Answer answer(RemoveCopies& removal, const Done&);
+    FailureStep try_again(LaneId lane, const Failed& failed);
+    FailureStep give_up(LaneId lane, const Failed& failed);
+    FailureStep make_room(LaneId lane, const Failed& failed);
+    bool request_room(const CopyFile& copy);
+
+    const RunGoal goal_;
+    const ShareNames names_;
+    CopyMemory& memory_;
+    RunTally& tally_;
+    Phase phase_ = Phase::finding_days;
+    std::vector<Day> days_;
+    std::size_t next_day_ = 0;  ///< first day that has not been looked at for copying
+    std::deque<Work> ready_;
+    std::map<LaneId, Work> given_;
+    std::vector<RunNote> notes_;
+    Room room_;
+    Counts counts_;
+};
+
+}  // namespace services

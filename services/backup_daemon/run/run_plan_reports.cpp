@@ -1,0 +1,182 @@
+// What a run's plan makes of the lanes' reports and failures.
+#include <utility>
+
+#include "services/backup_daemon/run/run_plan.h"
+
+namespace services {
+namespace {
+
+// A failure that nobody can tell the meaning of may be the connection's.
+constexpr int ATTEMPTS = 3;
+
+// Failures that get an event of their own; the run's end tells how many there were.
+constexpr long long FAILURES_TOLD = 10;
+
+// So many files refused one after the other: it is the share, not the files.
+constexpr int MOST_DENIED = 20;
+
+// Copies of a day that make room at one time.
+constexpr int ROOM_FILES = 100;
+
+}  // namespace
+
+bool RunPlan::take(LaneId lane, const Report& report) {
+    const auto found = given_.find(lane);
+    if (found == given_.end()) return false;
+    const Answer made =
+        std::visit([this](auto& what, const auto& said) { return answer(what, said); },
+                   found->second.what, report);
+    if (made == Answer::whole) given_.erase(found);
+    return made != Answer::nonsense;
+}
+
+RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
+    for (const std::string& day : days.names) days_.push_back({{find.channel, day}});
+    return Answer::whole;
+}
+
+RunPlan::Answer RunPlan::answer(LookAtDay& look, const Entries& entries) {
+    look.found.insert(look.found.end(), entries.entries.begin(), entries.entries.end());
+    return Answer::part;
+}
+
+RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
+    Day& day = days_[look.day];
+    const auto recorded = memory_.copied_in(ShareNames::day_folder(day.where) + "/");
+    long long files = 0;
+    long long bytes = 0;
+    for (const DayEntry& entry : look.found) {
+        const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
+        const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
+        if (!needs_copy(goal_, entry, copy, look.to_copy)) continue;
+        ++files;
+        bytes += entry.size;
+        if (!look.to_copy) continue;
+        CopyFile work = copy_work(goal_, names_, day.where, entry, copy);
+        work.day = look.day;
+        ready_.push_back({std::move(work)});
+    }
+    // What was measured gives way to what is found now.
+    tally_.plan(files - std::exchange(day.files, files), bytes - std::exchange(day.bytes, bytes));
+    return Answer::whole;
+}
+
+RunPlan::Answer RunPlan::answer(CopyFile& copy, const At& at) {
+    tally_.reached(copy.count, at.offset);
+    return Answer::part;
+}
+
+RunPlan::Answer RunPlan::answer(CopyFile& copy, const Noted& noted) {
+    memory_.save({copy.path, names_.temporary_path(copy.path), noted.offset, noted.sha256});
+    tally_.reached(copy.count, noted.offset);
+    return Answer::part;
+}
+
+RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
+    memory_.record({.path = copy.path,
+                    .day = days_[copy.day].where.day,
+                    .size = copied.result.size,
+                    .modified_ns = copied.result.modified_ns,
+                    .sha256 = copied.result.sha256,
+                    .side_file = copy.job.side_file.has_value()});
+    tally_.finished(copy.count, copied.result.size);
+    counts_.denied_in_a_row = 0;
+    return Answer::whole;
+}
+
+/// A sign of life between two files.
+RunPlan::Answer RunPlan::answer(RemoveCopies&, const At&) {
+    return Answer::part;
+}
+
+RunPlan::Answer RunPlan::answer(RemoveCopies& removal, const Done&) {
+    const auto& copies = removal.copies;
+    switch (removal.why) {
+        case RemoveCopies::Why::leftover:
+            for (const CopiedFile& file : copies) memory_.drop_checkpoint(file.path);
+            break;
+        case RemoveCopies::Why::retention:
+            for (const CopiedFile& file : copies) memory_.forget(file.path);
+            counts_.removed += static_cast<long long>(copies.size());
+            break;
+        case RemoveCopies::Why::room:
+            for (const CopiedFile& file : copies) memory_.mark_removed(file.path);
+            room_.in_the_making = false;
+            ++room_.made;
+            notes_.push_back(
+                {ROOM_MADE, copies.front().day + ", " + std::to_string(copies.size()) + " files"});
+            break;
+    }
+    return Answer::whole;
+}
+
+FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
+    using Kind = FailureStep::Kind;
+    // A lane that cannot connect.
+    if (!is_busy(lane))
+        return {failed.kind == FailureKind::refused ? Kind::end_run : Kind::lose_lane, failed.text};
+    switch (failed.kind) {
+        case FailureKind::lost:
+            return {Kind::lose_lane, failed.text};
+        case FailureKind::refused:
+            break;
+        case FailureKind::other:
+            return try_again(lane, failed);
+        case FailureKind::full:
+            return make_room(lane, failed);
+        case FailureKind::denied:
+        case FailureKind::gone:
+        case FailureKind::source:
+        case FailureKind::occupied:
+        case FailureKind::mismatch:
+            return give_up(lane, failed);
+    }
+    return {Kind::end_run, failed.text};
+}
+
+FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
+    if (++given_.at(lane).attempts < ATTEMPTS) return {FailureStep::Kind::lose_lane, failed.text};
+    FailureStep step = give_up(lane, failed);
+    if (step.kind == FailureStep::Kind::go_on) step.kind = FailureStep::Kind::replace_lane;
+    return step;
+}
+
+/// A run goes on without a file, but not without anything else.
+FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
+    const auto* copy = std::get_if<CopyFile>(&given_.at(lane).what);
+    if (!copy) return {FailureStep::Kind::end_run, failed.text};
+    tally_.gave_up(copy->count, failed.text);
+    given_.erase(lane);
+    if (tally_.files_failed() <= FAILURES_TOLD) notes_.push_back({FILE_NOT_COPIED, failed.text});
+    if (failed.kind != FailureKind::denied || ++counts_.denied_in_a_row < MOST_DENIED) return {};
+    return {FailureStep::Kind::end_run, tally_.failure()};
+}
+
+/// The share is full. The file waits until there is room; room that has been made since its order
+/// was given is tried first.
+FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
+    const auto* copy = std::get_if<CopyFile>(&given_.at(lane).what);
+    if (!copy) return {FailureStep::Kind::end_run, failed.text};
+    const bool on_its_way = room_.in_the_making || copy->rooms < room_.made;
+    if (!on_its_way && !request_room(*copy)) {
+        notes_.push_back({SHARE_FULL, failed.text});
+        return {FailureStep::Kind::end_run, "the share is full: " + failed.text};
+    }
+    lose(lane);
+    return {};
+}
+
+/// The oldest copied day goes, as long as it is older than what is to come.
+/// @return whether there is one
+bool RunPlan::request_room(const CopyFile& copy) {
+    const std::string& day = days_[copy.day].where.day;
+    const std::string oldest = memory_.oldest_day();
+    if (goal_.when_full == WhenFull::fail || oldest.empty() || oldest >= day) return false;
+    auto copies = memory_.older_than(day, ROOM_FILES);
+    std::erase_if(copies, [&](const CopiedFile& file) { return file.day != oldest; });
+    ready_.push_front({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});
+    room_.in_the_making = true;
+    return true;
+}
+
+}  // namespace services

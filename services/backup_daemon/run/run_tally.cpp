@@ -1,0 +1,88 @@
+// What a run has planned, done and failed, counted as reports come in: percent, speed, time left.
+#include "services/backup_daemon/run/run_tally.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace services {
+namespace {
+
+// As long as more may come to light, a run is not wholly done.
+constexpr double NEARLY_ALL = 99.9;
+
+}  // namespace
+
+void RunTally::plan(long long files, long long bytes) {
+    files_planned_ += files;
+    bytes_planned_ += bytes;
+    note_percent();
+}
+
+void RunTally::all_planned() {
+    all_planned_ = true;
+    note_percent();
+}
+
+void RunTally::reached(FileCount& file, long long offset) {
+    const long long change = offset - file.done;
+    bytes_done_ += change;
+    file.done = offset;
+    note_percent();
+    const bool was_begun = std::exchange(file.begun, true);
+    if (!was_begun || change <= 0) return;
+    bytes_moved_ += change;
+    progressed_ = true;
+}
+
+void RunTally::finished(FileCount& file, long long size) {
+    bytes_planned_ += size - file.planned;
+    file.planned = size;
+    reached(file, size);
+    ++files_done_;
+    progressed_ = true;
+}
+
+void RunTally::gave_up(const FileCount& file, const std::string& why) {
+    bytes_planned_ -= file.planned;
+    bytes_done_ -= file.done;
+    ++files_failed_;
+    if (first_failure_.empty()) first_failure_ = why;
+    note_percent();
+}
+
+/// What has to be sent again, or comes to light late, does not take back what people were told.
+void RunTally::note_percent() {
+    const double now = percent_of(bytes_done_, bytes_planned_);
+    percent_ = std::max(percent_, all_planned_ ? now : std::min(now, NEARLY_ALL));
+}
+
+bool RunTally::take_progress() {
+    return std::exchange(progressed_, false);
+}
+
+void RunTally::note_speed() {
+    rate_.note(clock_.steady(), bytes_moved_);
+}
+
+std::string RunTally::failure() const {
+    if (files_failed_ == 0) return "";
+    return std::to_string(files_failed_) + " of " + std::to_string(files_planned_) +
+           " files could not be copied; the first: " + first_failure_;
+}
+
+RunFigures RunTally::figures(const std::string& message) const {
+    RunFigures figures;
+    figures.bytes_planned = bytes_planned_;
+    figures.bytes_done = bytes_done_;
+    figures.percent = percent_;
+    figures.rate = rate_.rate();
+    figures.files_done = files_done_;
+    figures.files_left = files_planned_ - files_done_ - files_failed_;
+    figures.files_failed = files_failed_;
+    figures.seconds_left = seconds_left(bytes_planned_ - bytes_done_, figures.rate);
+    figures.message = message;
+    figures.time_ms = clock_.wall().count();
+    return figures;
+}
+
+}  // namespace services

@@ -1,0 +1,74 @@
+// What a run has planned, done and failed, counted as reports come in: percent, speed, time left.
+#pragma once
+
+#include <string>
+
+#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/run/progress.h"
+#include "services/clock.h"
+
+namespace services {
+
+/// One file's part in the figures, from its first attempt to its end.
+struct FileCount {
+    long long planned = 0;  ///< bytes it counts for among the planned ones
+    long long done = 0;     ///< of them on the share
+    bool begun = false;     ///< how much of it was there beforehand is known
+};
+
+/// Counts files and bytes. At every moment the planned files are the done, the failed and the left
+/// ones, and a percent that was told never gets smaller.
+class RunTally {
+public:
+    /// @param clock outlives the tally
+    explicit RunTally(const Clock& clock) : clock_(clock) {}
+
+    /// So many more files and bytes are planned; negative: fewer, when a day was counted again.
+    void plan(long long files, long long bytes);
+
+    /// Nothing more will be planned: only now may the percent be 100.
+    void all_planned();
+
+    /// `offset` bytes of a file are on the share. The first time tells what an earlier attempt had
+    /// left there, and that counts as done but not as moved now.
+    void reached(FileCount& file, long long offset);
+
+    /// A file is complete with `size` bytes, which may be others than were planned.
+    void finished(FileCount& file, long long size);
+
+    /// A planned file was given up; it takes its bytes along.
+    void gave_up(const FileCount& file, const std::string& why);
+
+    /// Whether bytes were moved or a file was finished since the last call.
+    bool take_progress();
+
+    /// Reads the speed: once the run has connected, and then once a second or so.
+    void note_speed();
+
+    long long files_failed() const { return files_failed_; }
+
+    /// How many files were given up, and why the first; "" when none was.
+    std::string failure() const;
+
+    /// All of it as the store keeps it.
+    /// @param message what the run waits for or failed of
+    RunFigures figures(const std::string& message) const;
+
+private:
+    void note_percent();
+
+    const Clock& clock_;
+    bool all_planned_ = false;
+    bool progressed_ = false;
+    long long files_planned_ = 0;
+    long long files_done_ = 0;
+    long long files_failed_ = 0;
+    long long bytes_planned_ = 0;
+    long long bytes_done_ = 0;
+    long long bytes_moved_ = 0;
+    double percent_ = 0;
+    std::string first_failure_;
+    RateMeter rate_;
+};
+
+}  // namespace services

@@ -1,0 +1,71 @@
+// The pieces of work that a run consists of, each carried out by one order to a lane.
+#include "services/backup_daemon/run/run_work.h"
+
+#include <set>
+
+#include "platform/standalone/store/recording_folder.h"
+#include "services/backup_daemon/copy/share_path.h"
+#include "services/backup_daemon/copy/side_file.h"
+
+namespace services {
+namespace {
+
+/// The folders of some files, an alarm folder before the day's folder that it lies in.
+std::vector<std::string> folders_of(const std::vector<CopiedFile>& files, const ShareNames& names) {
+    std::set<std::string, std::greater<>> folders;
+    for (const CopiedFile& file : files) {
+        const std::string folder = folder_of(file.path);
+        folders.insert(folder);
+        if (folder.ends_with("/alarm")) folders.insert(folder_of(folder));
+    }
+    std::vector<std::string> ordered;
+    for (const std::string& folder : folders) ordered.push_back(names.on_share(folder));
+    return ordered;
+}
+
+}  // namespace
+
+bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
+                bool asked_share) {
+    if (!copy) return true;
+    if (copy->removed) return false;
+    if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return true;
+    if (goal.side_files && !copy->side_file) return true;
+    return asked_share && entry.remote_size != copy->size;
+}
+
+CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDay& where,
+                   const DayEntry& entry, const CopiedFile* copy) {
+    CopyFile work;
+    work.path = ShareNames::copy_path(where, entry);
+    work.count.planned = entry.size;
+    work.job.source = source_path(where, entry);
+    work.job.target = names.on_share(work.path);
+    work.job.temporary = names.on_share(names.temporary_path(work.path));
+    if (copy) work.job.recorded_size = copy->size;
+    work.job.check = goal.check;
+    if (goal.side_files)
+        work.job.side_file = SideFile{where.channel->index, where.channel->guid,
+                                      standalone::recording_start(where.day, entry.name)};
+    return work;
+}
+
+RemoveCopies removal_work(RemoveCopies::Why why, std::vector<CopiedFile> copies,
+                          const ShareNames& names) {
+    RemoveCopies work{why, std::move(copies), {}};
+    for (const CopiedFile& file : work.copies) {
+        work.order.files.push_back(names.on_share(file.path));
+        if (file.side_file) work.order.files.push_back(side_file_path(names.on_share(file.path)));
+    }
+    work.order.folders = folders_of(work.copies, names);
+    return work;
+}
+
+RemoveCopies leftover_work(const Checkpoint& checkpoint, const ShareNames& names) {
+    RemoveCopies work{RemoveCopies::Why::leftover, {}, {}};
+    work.copies.emplace_back().path = checkpoint.path;
+    work.order.files.push_back(names.on_share(checkpoint.temporary));
+    return work;
+}
+
+}  // namespace services

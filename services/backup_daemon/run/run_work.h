@@ -1,0 +1,66 @@
+// The pieces of work that a run consists of, each carried out by one order to a lane.
+#pragma once
+
+#include <variant>
+#include <vector>
+
+#include "services/backup_daemon/memory/copy_memory.h"
+#include "services/backup_daemon/run/run_goal.h"
+#include "services/backup_daemon/run/run_names.h"
+#include "services/backup_daemon/run/run_tally.h"
+
+namespace services {
+
+/// Which days has a channel recordings of?
+struct FindDays {
+    const SelectedChannel* channel = nullptr;
+};
+
+/// What is there to copy of a day? Asked once to measure, and again, with a look at the share, right
+/// before its files are copied.
+struct LookAtDay {
+    std::size_t day = 0;          ///< place among the plan's days
+    bool to_copy = false;         ///< otherwise to measure
+    std::vector<DayEntry> found;  ///< as far as it has been told
+};
+
+/// A recording's copy.
+struct CopyFile {
+    std::size_t day = 0;  ///< place among the plan's days
+    std::string path;     ///< of the copy, below the destination's folder
+    CopyJob job;
+    FileCount count;
+    int rooms = 0;  ///< how often room had been made when it was last given to a lane
+};
+
+/// Files that go from the share.
+struct RemoveCopies {
+    enum class Why { room, retention, leftover };
+    Why why = Why::retention;
+    std::vector<CopiedFile> copies;  ///< of a left-over temporary file only the path counts
+    RemoveFiles order;
+};
+
+struct Work {
+    std::variant<FindDays, LookAtDay, CopyFile, RemoveCopies> what;
+    int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of
+};
+
+/// Whether a recording has to be sent.
+/// @param copy        what is recorded of it; null when nothing is
+/// @param asked_share the entry's size on the share is known
+bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
+                bool asked_share);
+
+/// @param copy what is recorded of an earlier copy; null when nothing is
+CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDay& where,
+                   const DayEntry& entry, const CopiedFile* copy);
+
+/// Copies with their descriptions, and the folders that may be empty then.
+RemoveCopies removal_work(RemoveCopies::Why why, std::vector<CopiedFile> copies,
+                          const ShareNames& names);
+
+/// A temporary file that nothing will continue.
+RemoveCopies leftover_work(const Checkpoint& checkpoint, const ShareNames& names);
+
+}  // namespace services

@@ -1,0 +1,39 @@
+// Lanes that are processes: each copies for one run, and its reports come through the event loop.
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "services/backup_daemon/lane/worker.h"
+#include "services/backup_daemon/run/lane_pool.h"
+#include "services/event_watch.h"
+
+namespace services {
+
+/// Destroying the pool kills its processes.
+class WorkerLanes : public LanePool {
+public:
+    /// @param loop outlives the pool
+    WorkerLanes(event_base* loop, SmbLogin login) : loop_(loop), login_(std::move(login)) {}
+
+    void listen(Listener listener) override { listener_ = std::move(listener); }
+    LaneId open() override;
+    void give(LaneId lane, const Order& order) override;
+    void drop(LaneId lane) override;
+
+private:
+    struct Lane {
+        std::unique_ptr<Worker> worker;
+        std::unique_ptr<EventWatch> watch;
+    };
+
+    void hear(LaneId lane);
+
+    event_base* loop_;
+    SmbLogin login_;
+    Listener listener_;
+    LaneId newest_ = 0;
+    std::map<LaneId, Lane> lanes_;
+};
+
+}  // namespace services

@@ -1,0 +1,12 @@
+"""How long tests wait for what must happen, and the one way to wait."""
+import time
+
+SECONDS = 60  # generous: reached only by something that hangs
+
+
+def wait_until(condition, what):
+    """`what` names what is waited for, in the failure."""
+    deadline = time.monotonic() + SECONDS
+    while not condition():
+        assert time.monotonic() < deadline, f"waited in vain for {what}"
+        time.sleep(0.02)
