@@ -7,6 +7,7 @@
 #include <event2/http.h>
 #include <event2/keyvalq_struct.h>
 #include <event2/listener.h>
+#include <json-c/json.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -18,8 +19,6 @@
 #include <vector>
 
 #include "platform/service_addresses.h"
-#include "platform/standalone/store/strict_json.h"
-#include "platform/standalone/store/utf8.h"
 #include "services/event_watch.h"
 
 namespace services {
@@ -168,11 +167,6 @@ struct HttpService::Loop {
     std::unique_ptr<event_base, FreeBase> base;
     std::vector<std::unique_ptr<Port>> ports;
 };
-
-json_object* new_json_text(std::string_view text) {
-    const std::string valid = standalone::valid_utf8(text);
-    return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
-}
 
 HttpReply json_reply(const JsonPtr& object) {
     return {"application/json", standalone::print_json(object.get())};

@@ -1,6 +1,8 @@
 // How recorderctl prints: a JSON object or a row of columns to a line.
 #include "tools/recorderctl/output.h"
 
+#include <json-c/json.h>
+
 #include <array>
 #include <ctime>
 #include <iostream>
