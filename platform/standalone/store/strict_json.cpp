@@ -53,6 +53,11 @@ JsonPtr parse_strict_object(const std::string& text) {
     return object;
 }
 
+json_object* new_json_text(std::string_view text) {
+    const std::string valid = valid_utf8(text);
+    return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
+}
+
 std::string print_json(json_object* object) {
     return json_object_to_json_string_ext(object,
                                           JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
