@@ -5,7 +5,7 @@ namespace standalone {
 
 namespace {
 
-constexpr int depth = 32;
+constexpr int DEEPEST = 32;
 
 struct FreeTokener {
     void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
@@ -55,7 +55,7 @@ bool has_impossible_character(const std::string& text) {
 JsonPtr parse_strict_object(const std::string& text) {
     if (text.size() > INT32_MAX || has_json_c_extension(text) || has_impossible_character(text))
         return nullptr;
-    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(depth));
+    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(DEEPEST));
     json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
     JsonPtr object(
         json_tokener_parse_ex(tokener.get(), text.data(), static_cast<int>(text.size())));
