@@ -6,8 +6,8 @@
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
-#include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/front/daemon_routes.h"
+#include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/run/parallel_limit.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -25,10 +25,10 @@ constexpr std::chrono::seconds TICK(1);
 
 void serve() {
     const std::string path = standalone::config_database_path();
-    Database database(path, Database::Mode::read_write);
+    Database database(path, Database::Access::writing);
     standalone::require_current(database, path, standalone::config_migrations());
     // What is recorded of copies need not be on disk at once, what users are told must.
-    Database copying(path, Database::Mode::read_write);
+    Database copying(path, Database::Access::writing);
     standalone::TaskStore store(database);
     services::HttpService service("retCode");
     services::BackupRunner runner(service.loop(), copying);

@@ -23,26 +23,26 @@ constexpr char USAGE[] =
     "       service_state event HEX-ID MS USER IP ARGUMENT...  store an event\n";
 
 int store_task() {
-    Database database(standalone::config_database_path(), Database::Mode::read_write);
+    Database database(standalone::config_database_path(), Database::Access::writing);
     const std::string text(std::istreambuf_iterator<char>(std::cin), {});
     return standalone::TaskStore(database).apply_settings(text);
 }
 
 int show_tasks() {
-    Database database(standalone::config_database_path(), Database::Mode::read_only);
+    Database database(standalone::config_database_path(), Database::Access::reading);
     for (const TDataBackupConfig& task : standalone::TaskStore(database).list())
         std::cout << task.taskID << ' ' << table_text(strStatus_Arr, task.status) << '\n';
     return 0;
 }
 
 int set_key(const std::vector<std::string>& words) {
-    Database database(standalone::registry_database_path(), Database::Mode::read_write);
+    Database database(standalone::registry_database_path(), Database::Access::writing);
     standalone::KeyValueStore(database).set(words.at(1), words.at(2), words.at(3));
     return 0;
 }
 
 int store_event(const std::vector<std::string>& words) {
-    Database database(standalone::event_database_path(), Database::Mode::read_write);
+    Database database(standalone::event_database_path(), Database::Access::writing);
     standalone::Event event;
     event.event_id = static_cast<unsigned>(std::stoul(words.at(1), nullptr, 16));
     event.time_ms = std::stoll(words.at(2));

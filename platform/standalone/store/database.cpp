@@ -92,7 +92,7 @@ bool Statement::is_null(int column) {
     return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
 }
 
-Database::Database(const std::string& path, Mode mode) {
+Database::Database(const std::string& path, Access access) {
     spare_start_up();
     // A connection belongs to one thread. Readers too may write: the first one to come after a
     // writer was killed has to roll back what that left.
@@ -105,7 +105,7 @@ Database::Database(const std::string& path, Mode mode) {
     sqlite3_busy_timeout(connection, busy_milliseconds);
     // The journal's kind is a property of the file (schema.cpp sets it); the two below belong to
     // the connection, and only a writer needs them.
-    if (mode == Mode::read_write) run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON");
+    if (access == Access::writing) run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON");
 }
 
 void Database::Close::operator()(sqlite3* connection) const {

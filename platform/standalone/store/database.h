@@ -47,10 +47,10 @@ private:
 /// keys.
 class Database {
 public:
-    enum class Mode { read_only, read_write };
+    enum class Access { reading, writing };
     /// Opens an existing database; creating one is migrate()'s job (schema.h).
     /// @throws DatabaseError
-    Database(const std::string& path, Mode mode);
+    Database(const std::string& path, Access access);
     Statement prepare(std::string_view sql);
     /// Runs one or more statements without results.
     void run(const char* sql);

@@ -66,7 +66,7 @@ Migrations event_migrations() {
 void migrate(const std::string& path, Migrations steps, Journal journal) {
     make_private_file(path);
     try {
-        Database database(path, Database::Mode::read_write);
+        Database database(path, Database::Access::writing);
         if (schema_number(database) > steps.size())
             refuse_newer(path, schema_number(database), steps.size());
         const bool ahead = journal == Journal::write_ahead;

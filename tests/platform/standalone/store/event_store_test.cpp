@@ -15,7 +15,7 @@ constexpr unsigned task_created = 0x62040001;
 
 class EventStoreTest : public StateTest {
 protected:
-    Database database_{event_database_path(), Database::Mode::read_write};
+    Database database_{event_database_path(), Database::Access::writing};
     EventStore events_{database_};
 };
 
@@ -107,12 +107,12 @@ TEST_F(EventStoreTest, EventsOfTheFirstSchemaAreCountedWhenItIsBroughtUpToDate) 
     const std::string path = state_.folder() + "/old.db";
     migrate(path, event_migrations().first(1));
     {
-        Database old(path, Database::Mode::read_write);
+        Database old(path, Database::Access::writing);
         for (const unsigned event_id : {run_started, run_started, task_created})
             EventStore(old).append({0, 5, event_id, -1, "u", "i", {}});
     }
     migrate(path, event_migrations());
-    Database current(path, Database::Mode::read_write);
+    Database current(path, Database::Access::writing);
     EventStore store(current);
     EXPECT_EQ(store.count({8981}), 2);
     EXPECT_EQ(store.count({}), 3);

@@ -52,7 +52,7 @@ protected:
         return channels;
     }
 
-    Database database_{config_database_path(), Database::Mode::read_write};
+    Database database_{config_database_path(), Database::Access::writing};
     std::string folder_ = state_.folder() + "/recordings";
 };
 

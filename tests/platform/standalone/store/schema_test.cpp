@@ -19,7 +19,7 @@ constexpr std::array broken_steps = {steps[0], steps[1], "CREATE TABLE b (z); no
 class SchemaTest : public ::testing::Test {
 protected:
     long long ask(const char* sql) const {
-        Database database(path_, Database::Mode::read_only);
+        Database database(path_, Database::Access::reading);
         Statement row = database.prepare(sql);
         return row.step() ? row.integer(0) : -1;
     }
@@ -80,7 +80,7 @@ TEST_F(SchemaTest, RefusesAFileThatIsNoDatabase) {
 
 TEST_F(SchemaTest, TellsOldAndNewDatabasesFromCurrentOnes) {
     migrate(path_, Migrations(steps).first(2));
-    Database database(path_, Database::Mode::read_only);
+    Database database(path_, Database::Access::reading);
     EXPECT_NO_THROW(require_current(database, path_, Migrations(steps).first(2)));
     EXPECT_THROW(require_current(database, path_, steps), std::runtime_error);
     EXPECT_THROW(require_current(database, path_, Migrations(steps).first(1)), std::runtime_error);
@@ -101,11 +101,11 @@ TEST(StateFolder, IsForItsOwnerAlone) {
 TEST(StateFolder, KeepsWhatItHoldsWhenMadeAgain) {
     const TemporaryState state;
     {
-        Database database(registry_database_path(), Database::Mode::read_write);
+        Database database(registry_database_path(), Database::Access::writing);
         KeyValueStore(database).set("s", "k", "v");
     }
     make_state();
-    Database database(registry_database_path(), Database::Mode::read_only);
+    Database database(registry_database_path(), Database::Access::reading);
     EXPECT_EQ(KeyValueStore(database).get("s", "k"), "v");
 }
 

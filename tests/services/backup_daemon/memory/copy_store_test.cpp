@@ -32,7 +32,7 @@ protected:
     }
 
     std::string folder = make_state_in_new_folder();
-    Database database{config_database_path(), Database::Mode::read_write};
+    Database database{config_database_path(), Database::Access::writing};
     TaskStore tasks{database};
     CopyStore copies{database};
 };
