@@ -1,4 +1,4 @@
-// What the backup daemon has copied where, and how far it got in the files it has begun.
+// The memory of one task's copies on one destination, in the daemon's own database.
 #pragma once
 
 #include <map>
@@ -11,40 +11,34 @@
 
 namespace services {
 
-/// The daemon's memory of its copies. A destination is server, port, share and folder in one text.
-/// Losing the newest changes in a power cut does no harm (what is on the share is compared before
-/// anything is sent), so changes need not be on disk when a call returns. Any call may throw
-/// DatabaseError.
-class CopyStore {
+/// The copies and checkpoints as rows. Any call may throw standalone::DatabaseError.
+class CopyStore : public CopyMemory {
 public:
-    explicit CopyStore(standalone::Database& database);
+    /// @param database    with deferred durability: when the newest rows are lost, what is on the
+    ///                    share is compared before anything is sent
+    /// @param task_id     decimal, as all of tasks are. What is saved for a task that was deleted
+    ///                    meanwhile is swept with the rest of its checkpoints (memory_database.h)
+    /// @param destination server, port, share and folder in one text
+    CopyStore(standalone::Database& database, const std::string& task_id, std::string destination);
 
-    /// The copies below one folder of a destination ("Front door/2024-03-01/"), by path.
-    std::map<std::string, CopiedFile> copied_in(const std::string& destination,
-                                                const std::string& folder);
-
-    std::optional<Checkpoint> checkpoint(const std::string& task_id, const std::string& destination,
-                                         const std::string& path);
-    std::vector<Checkpoint> checkpoints(const std::string& task_id, const std::string& destination);
-    void save(const std::string& task_id, const std::string& destination, const Checkpoint& made);
-    void drop_checkpoint(const std::string& task_id, const std::string& destination,
-                         const std::string& path);
-
-    /// Records a complete file and drops its checkpoint, both or neither.
-    void record(const std::string& task_id, const std::string& destination, const CopiedFile& file);
-
-    /// The oldest day of which the task has copies on the destination; "" when there is none.
-    std::string oldest_day(const std::string& task_id, const std::string& destination);
-
-    /// The task's copies of the days before `day`, oldest first, at most `limit`.
-    std::vector<CopiedFile> older_than(const std::string& task_id, const std::string& destination,
-                                       const std::string& day, int limit);
-
-    /// A copy is gone from the share: because it was too old, or, with `made_room`, to make room.
-    void forget(const std::string& destination, const std::string& path, bool made_room);
+    std::map<std::string, CopiedFile> copied_in(const std::string& folder) override;
+    std::optional<Checkpoint> checkpoint(const std::string& path) override;
+    std::vector<Checkpoint> checkpoints() override;
+    void save(const Checkpoint& made) override;
+    void drop_checkpoint(const std::string& path) override;
+    void record(const CopiedFile& file) override;
+    std::string oldest_day() override;
+    std::vector<CopiedFile> older_than(const std::string& day, int limit) override;
+    void forget(const std::string& path) override;
+    void mark_removed(const std::string& path) override;
 
 private:
+    standalone::Statement of_task(const std::string& sql);
+    standalone::Statement of_destination(const std::string& sql);
+
     standalone::Database& database_;
+    long long task_;
+    std::string destination_;
 };
 
 }  // namespace services

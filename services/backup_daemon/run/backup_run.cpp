@@ -25,7 +25,7 @@ BackupRun::BackupRun(const RunHouse& house, TDataBackupConfig task,
       task_(std::move(task)),
       listener_(std::move(listener)),
       destination_(destination_of(task_)),
-      key_(destination_.key()),
+      copies_(*house_.memory, task_.taskID, destination_.key()),
       today_(local_day(std::time(nullptr), machine_zone)),
       selection_(select_recordings(task_, today_)),
       retry_(monotonic_seconds()) {
@@ -153,12 +153,12 @@ void BackupRun::hand_out(Lane& lane) {
 void BackupRun::note_begin(Item& item) {
     auto& job = std::get<CopyJob>(item.order);
     const std::string path = path_of(days_[item.day], item.entry);
-    if (const auto known = house_.copies->checkpoint(task_.taskID, key_, path)) {
+    if (const auto known = copies_.checkpoint(path)) {
         job.offset = known->offset;
         job.prefix_sha256 = known->sha256;
         return;
     }
-    house_.copies->save(task_.taskID, key_, {path, below_folder(job.temporary), 0, ""});
+    copies_.save({path, below_folder(job.temporary), 0, ""});
 }
 
 /// Looks the next day up before the lanes run out of files.

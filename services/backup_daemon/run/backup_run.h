@@ -13,7 +13,7 @@
 #include "services/backup_daemon/copy/remote_name.h"
 #include "services/backup_daemon/lane/worker.h"
 #include "services/backup_daemon/memory/copy_store.h"
-#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/progress.h"
 #include "services/backup_daemon/run/retry_pause.h"
 #include "services/backup_daemon/run/run_outcome.h"
@@ -25,7 +25,7 @@ namespace services {
 /// What a run needs of the daemon. All of it outlives the run.
 struct RunHouse {
     event_base* loop = nullptr;
-    CopyStore* copies = nullptr;
+    standalone::Database* memory = nullptr;
     int lanes = 1;      ///< files on their way at one time
     bool check = true;  ///< read every file back
 };
@@ -143,7 +143,7 @@ private:
     TDataBackupConfig task_;
     Listener listener_;
     Destination destination_;
-    std::string key_;  ///< the destination in the store
+    CopyStore copies_;
     DayNumber today_;
     Selection selection_;
     std::vector<SelectedChannel> channels_;

@@ -51,11 +51,12 @@ std::string detail_of(const RunFigures& figures, const std::string& why) {
 
 }  // namespace
 
-BackupRunner::BackupRunner(event_base* loop, standalone::Database& database)
-    : loop_(loop), copies_(database), notes_(database), channels_(database) {}
+BackupRunner::BackupRunner(event_base* loop, standalone::Database& config,
+                           standalone::Database& memory)
+    : loop_(loop), memory_(memory), progress_(memory), channels_(config) {}
 
 RunHouse BackupRunner::house() {
-    return {loop_, &copies_, lanes_of_a_run(), check_reading()};
+    return {loop_, &memory_, lanes_of_a_run(), check_reading()};
 }
 
 void BackupRunner::begin(const TDataBackupConfig& task, bool resumed) {
@@ -78,7 +79,7 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
     const auto run = std::move(runs_[task_id]);
     runs_.erase(task_id);
     const auto figures = run->figures();
-    notes_.set_progress(task_id, figures);
+    progress_.set(task_id, figures);
     queue_->ended(task_id, status_of(outcome));
     write_run_event(event_of(outcome), run->task().taskName, detail_of(figures, why));
     if (!why.empty())
@@ -91,7 +92,7 @@ void BackupRunner::tick() {
     Worker::reap();
     for (const auto& [task_id, run] : runs_) {
         run->look_after();
-        notes_.set_progress(task_id, run->figures());
+        progress_.set(task_id, run->figures());
     }
 }
 

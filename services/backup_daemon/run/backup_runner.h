@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "platform/standalone/store/channel_store.h"
-#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/when/run_queue.h"
 
@@ -21,7 +21,9 @@ struct RunningTask {
 class BackupRunner : public TaskRunner {
 public:
     /// All of it outlives the runner. Each database connection is this runner's own thread's.
-    BackupRunner(event_base* loop, standalone::Database& database);
+    /// @param config the configuration database
+    /// @param memory the daemon's own database, with deferred durability
+    BackupRunner(event_base* loop, standalone::Database& config, standalone::Database& memory);
 
     /// Whom to tell of connections and ends. Before the first run.
     void report_to(RunQueue& queue) { queue_ = &queue; }
@@ -39,8 +41,8 @@ private:
     RunHouse house();
 
     event_base* loop_;
-    CopyStore copies_;
-    RunStore notes_;
+    standalone::Database& memory_;
+    ProgressStore progress_;
     standalone::ChannelStore channels_;
     RunQueue* queue_ = nullptr;
     std::map<std::string, std::unique_ptr<BackupRun>> runs_;

@@ -90,7 +90,7 @@ bool BackupRun::needs_copy(const DayEntry& entry, const std::string& path, bool 
 void BackupRun::take_day(const Item& item) {
     DayWork& work = days_[item.day];
     const bool to_copy = std::get<ListDay>(item.order).ask_share;
-    recorded_ = house_.copies->copied_in(key_, day_folder(work) + "/");
+    recorded_ = copies_.copied_in(day_folder(work) + "/");
     // What was measured gives way to what is found now.
     files_planned_ -= work.files;
     bytes_planned_ -= work.bytes;
@@ -150,7 +150,7 @@ void BackupRun::plan_removal(const std::vector<CopiedFile>& files) {
 void BackupRun::plan_retention() {
     const std::string first_kept = first_kept_day(task_, today_);
     if (first_kept.empty()) return;
-    const auto files = house_.copies->older_than(task_.taskID, key_, first_kept, REMOVED_AT_ONCE);
+    const auto files = copies_.older_than(first_kept, REMOVED_AT_ONCE);
     if (!files.empty()) return plan_removal(files);
     write_run_event(
         RETENTION_PASS, task_.taskName,
@@ -159,7 +159,7 @@ void BackupRun::plan_retention() {
 
 /// Temporary files whose recording is gone or no longer wanted.
 void BackupRun::plan_leftovers() {
-    for (const auto& checkpoint : house_.copies->checkpoints(task_.taskID, key_)) {
+    for (const auto& checkpoint : copies_.checkpoints()) {
         auto item = std::make_unique<Item>();
         item->order = RemoveFiles{{on_share(checkpoint.temporary)}, {}};
         item->removed.emplace_back().path = checkpoint.path;
@@ -170,9 +170,11 @@ void BackupRun::plan_leftovers() {
 void BackupRun::removed(const Item& item) {
     for (const CopiedFile& file : item.removed) {
         if (phase_ == Phase::leftovers)
-            house_.copies->drop_checkpoint(task_.taskID, key_, file.path);
+            copies_.drop_checkpoint(file.path);
+        else if (phase_ == Phase::copying)
+            copies_.mark_removed(file.path);
         else
-            house_.copies->forget(key_, file.path, phase_ == Phase::copying);
+            copies_.forget(file.path);
     }
     files_removed_ += static_cast<long long>(item.removed.size());
     if (phase_ != Phase::copying) return;

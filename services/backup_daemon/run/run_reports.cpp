@@ -90,9 +90,7 @@ void BackupRun::on(Lane& lane, const Noted& noted) {
     Item& item = *lane.item;
     set_done(item, noted.offset);
     const std::string temporary = below_folder(std::get<CopyJob>(item.order).temporary);
-    house_.copies->save(
-        task_.taskID, key_,
-        {path_of(days_[item.day], item.entry), temporary, noted.offset, noted.sha256});
+    copies_.save({path_of(days_[item.day], item.entry), temporary, noted.offset, noted.sha256});
 }
 
 void BackupRun::on(Lane& lane, const Copied& copied) {
@@ -102,10 +100,8 @@ void BackupRun::on(Lane& lane, const Copied& copied) {
     set_done(item, result.size);
     retry_.progressed(monotonic_seconds());
     const DayWork& work = days_[item.day];
-    house_.copies->record(
-        task_.taskID, key_,
-        {path_of(work, item.entry), work.day, result.size, result.modified_ns, result.sha256,
-         std::get<CopyJob>(item.order).side_file.has_value(), false});
+    copies_.record({path_of(work, item.entry), work.day, result.size, result.modified_ns,
+                    result.sha256, std::get<CopyJob>(item.order).side_file.has_value(), false});
     ++files_done_;
     denied_in_a_row_ = 0;
     lane.item.reset();
@@ -187,13 +183,13 @@ void BackupRun::make_room(Lane& lane, const std::string& why) {
     const bool made_meanwhile = lane.item->rooms < rooms_made_;
     put_back(lane);
     if (making_room_ || made_meanwhile) return;
-    const std::string oldest = house_.copies->oldest_day(task_.taskID, key_);
+    const std::string oldest = copies_.oldest_day();
     if (task_.remoteOverwriteType == STOP_WHEN_FULL || oldest.empty() || oldest >= day) {
         write_run_event(SHARE_FULL, task_.taskName, why);
         return end(RunOutcome::failed, "the share is full: " + why);
     }
     making_room_ = true;
-    auto files = house_.copies->older_than(task_.taskID, key_, day, ROOM_FILES);
+    auto files = copies_.older_than(day, ROOM_FILES);
     std::erase_if(files, [&](const auto& file) { return file.day != oldest; });
     plan_removal(files);
 }
