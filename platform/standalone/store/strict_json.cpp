@@ -7,7 +7,7 @@ namespace standalone {
 
 namespace {
 
-constexpr int depth = 32;
+constexpr int DEEPEST = 32;
 
 struct FreeTokener {
     void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
@@ -43,7 +43,7 @@ bool has_json_c_extension(const std::string& text) {
 
 JsonPtr parse_strict_object(const std::string& text) {
     if (text.size() > INT32_MAX || has_json_c_extension(text) || !is_utf8(text)) return nullptr;
-    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(depth));
+    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(DEEPEST));
     json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
     JsonPtr object(
         json_tokener_parse_ex(tokener.get(), text.data(), static_cast<int>(text.size())));
