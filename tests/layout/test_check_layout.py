@@ -32,6 +32,18 @@ def plant(root, path, text):
     ("platform/standalone/store.cpp", '#include "services/http_service.h"'),
     ("services/event_log/main.cpp", '#include "cgi/result_code.h"'),
     ("services/event_log/main.cpp", '#include "backup/recording_backup_function.h"'),
+    ("services/event_log/main.cpp", "#include <event2/http.h>"),
+    ("services/event_log/main.cpp", '#include "services/backup_daemon/front/notice.h"'),
+    ("services/http_service.cpp", '#include "services/event_log/csv.h"'),
+    ("services/backup_daemon/when/a.cpp", '#include "services/backup_daemon/front/notice.h"'),
+    ("services/backup_daemon/run/a.cpp", '#include "services/backup_daemon/when/schedule.h"'),
+    ("services/backup_daemon/lane/a.cpp", '#include "services/backup_daemon/run/run_plan.h"'),
+    ("services/backup_daemon/copy/a.cpp", '#include "services/backup_daemon/lane/packet.h"'),
+    ("services/backup_daemon/copy/a.cpp", '#include "../lane/packet.h"'),
+    ("services/backup_daemon/memory/a.cpp", '#include "services/backup_daemon/run/run_plan.h"'),
+    ("services/backup_daemon/tell/a.cpp", '#include "services/backup_daemon/run/run_plan.h"'),
+    ("services/backup_daemon/run/a.cpp", "#include <sqlite3.h>"),
+    ("services/backup_daemon/lane/a.cpp", "#include <libsmbclient.h>"),
     ("tools/main.cpp", '#include "services/http_service.h"'),
     ("tools/main.cpp", "#include <curl/curl.h>"),
 ])
@@ -49,8 +61,11 @@ def test_includes_along_the_arrows_are_accepted(tmp_path):
     plant(tmp_path, "backup/task_lookup.h", "#include <sys/stat.h>\n#include <list>\n")
     plant(tmp_path, "platform/standalone/store.cpp",
           '#include "backup/task_record.h"\n#include <sqlite3.h>\n')
-    plant(tmp_path, "services/event_log/main.cpp",
-          '#include "services/http_service.h"\n#include <event2/http.h>\n')
+    plant(tmp_path, "services/event_log/main.cpp", '#include "services/http_service.h"\n')
+    plant(tmp_path, "services/http_service.cpp", "#include <event2/http.h>\n")
+    plant(tmp_path, "services/backup_daemon/when/run_queue.cpp",
+          '#include "services/backup_daemon/run/backup_run.h"\n')
+    plant(tmp_path, "services/backup_daemon/memory/store.cpp", "#include <sqlite3.h>\n")
     assert not list(check_layout.check_includes(tmp_path))
 
 
@@ -73,6 +88,7 @@ def test_a_test_that_the_build_names_is_accepted(tmp_path, name):
     "tests/unit/test_other.cpp",
     "tests/unit/other_test.cpp",
     "tests/unit/test_other.py",
+    "tests/unit/other_test.py",
     "tests/unit/deeper/test_reply.cpp",
     "tests/forgotten/test_reply.cpp",
 ])
