@@ -210,15 +210,12 @@ std::string transfer_rate(unsigned long long begin, unsigned long long end) {
 }
 
 int test_remote_server(json_object** reply, const char* body) {
-    Server server;
-    if (const int result = read_request(body, server); result != 0) {
-        deal_with_error_code(reply, reply_code(result), FAILED);
-        return result;
-    }
-    const TestPaths paths = make_paths();
     std::string rate;
     bool readable = true;
     const int result = run_operation(reply, FAILED, [&] {
+        Server server;
+        require(read_request(body, server));
+        const TestPaths paths = make_paths();
         prepare_mount_point(paths);
         mount_share(server, paths);
         make_local_file();

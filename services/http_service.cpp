@@ -18,7 +18,8 @@
 #include <vector>
 
 #include "platform/service_addresses.h"
-#include "services/utf8.h"
+#include "platform/standalone/store/strict_json.h"
+#include "platform/standalone/store/utf8.h"
 
 namespace services {
 namespace {
@@ -101,7 +102,7 @@ void send(evhttp_request* request, int status, const HttpReply& reply) {
 }
 
 void send_error(evhttp_request* request, const Port& port, int status, const char* message) {
-    const standalone::JsonPtr error(json_object_new_object());
+    const JsonPtr error(json_object_new_object());
     json_object_object_add(error.get(), port.code_member->c_str(), json_object_new_int(status));
     json_object_object_add(error.get(), "mesg", new_json_text(message));
     send(request, status, json_reply(error));
@@ -186,11 +187,11 @@ struct HttpService::Loop {
 };
 
 json_object* new_json_text(std::string_view text) {
-    const std::string valid = valid_utf8(text);
+    const std::string valid = standalone::valid_utf8(text);
     return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
 }
 
-HttpReply json_reply(const standalone::JsonPtr& object) {
+HttpReply json_reply(const JsonPtr& object) {
     return {"application/json", standalone::print_json(object.get())};
 }
 

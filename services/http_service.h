@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/standalone/store/strict_json.h"
+#include "platform/json_ptr.h"
 
 struct event_base;   // libevent
 struct json_object;  // json-c
@@ -41,7 +41,7 @@ public:
 json_object* new_json_text(std::string_view text);
 
 /// Answers with an object, printed without blanks.
-HttpReply json_reply(const standalone::JsonPtr& object);
+HttpReply json_reply(const JsonPtr& object);
 
 enum class Method { get, put, remove };
 

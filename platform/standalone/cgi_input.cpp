@@ -12,7 +12,7 @@
 #include "platform/recorder_log.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/session_store.h"
-#include "platform/standalone/text_buffer.h"
+#include "platform/standalone/store/text_buffer.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/recording_folder.h"
 #include "platform/standalone/store/strict_json.h"
-#include "platform/standalone/text_buffer.h"
+#include "platform/standalone/store/text_buffer.h"
 
 namespace {
 

@@ -5,6 +5,8 @@
 #include <ctime>
 #include <iostream>
 
+#include "platform/standalone/store/strict_json.h"
+
 namespace recorderctl {
 
 namespace {

@@ -22,6 +22,10 @@ void spare_start_up() {
 
 }  // namespace
 
+bool DatabaseError::is_busy() const {
+    return code == SQLITE_BUSY;
+}
+
 Statement::Statement(sqlite3* connection, std::string_view sql) {
     sqlite3_stmt* statement = nullptr;
     const int code = sqlite3_prepare_v3(connection, sql.data(), static_cast<int>(sql.size()),

@@ -16,6 +16,8 @@ class DatabaseError : public std::runtime_error {
 public:
     DatabaseError(const std::string& message, int sqlite_code)
         : std::runtime_error(message), code(sqlite_code) {}
+    /// Whether other connections held the database for longer than the busy time-out.
+    bool is_busy() const;
     int code;  ///< SQLite's primary result code (sqlite.org/rescode.html)
 };
 

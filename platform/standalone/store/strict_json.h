@@ -3,15 +3,13 @@
 
 #include <json-c/json.h>
 
-#include <memory>
 #include <string>
+
+#include "platform/json_ptr.h"
 
 namespace standalone {
 
-struct ReleaseJson {
-    void operator()(json_object* object) const { json_object_put(object); }
-};
-using JsonPtr = std::unique_ptr<json_object, ReleaseJson>;
+using ::JsonPtr;
 
 /// @return the object that the whole of `text` is; null when it is anything else
 JsonPtr parse_strict_object(const std::string& text);

@@ -1,6 +1,7 @@
 // The description that format "ostra" puts beside a copy.
 #include "services/backup_daemon/copy/side_file.h"
 
+#include "platform/standalone/store/strict_json.h"
 #include "services/http_service.h"
 
 namespace services {

@@ -1,4 +1,4 @@
-// Copies text into the fixed buffers of the platform's interfaces.
+// Copies text into the fixed buffers of C interfaces.
 #pragma once
 
 #include <cstddef>
