@@ -170,6 +170,7 @@ def test_a_test_that_the_build_names_is_accepted(tmp_path, name):
     "tests/unit/test_other.cpp",
     "tests/unit/other_test.cpp",
     "tests/unit/test_other.py",
+    "tests/unit/other_test.py",
     "tests/unit/deeper/test_reply.cpp",
     "tests/forgotten/test_reply.cpp",
 ])

@@ -29,6 +29,13 @@ class StateFolder:
         assert done.returncode == 0, done.stderr
         return done.stdout
 
+    def refusal(self, program, *words, given=""):
+        """The one line with which a program says why it cannot do this."""
+        done = self.run(program, *words, given=given)
+        assert (done.returncode, done.stdout) == (1, ""), done
+        assert done.stderr.startswith(program + ": ") and done.stderr.count("\n") == 1, done.stderr
+        return done.stderr.removeprefix(program + ": ").rstrip("\n")
+
     def ctl(self, *words, given=""):
         return self.output("recorderctl", *words, given=given)
 
