@@ -133,4 +133,17 @@ TEST_F(RunPlanCleanupTest, FilesBegunGoLastAndAreForgottenWhenTheyAreGone) {
     EXPECT_TRUE(ledger.checkpoints.empty());
 }
 
+TEST_F(RunPlanCleanupTest, PassIsToldOnceAlthoughTheMemoryFailsBehindIt) {
+    ASSERT_EQ(next(), "days /rec/door 2024-03-01..2024-03-31");
+    carry_out();
+    ASSERT_EQ(next(), "days /rec/yard 2024-03-01..2024-03-31");
+    carry_out();
+    const int leftovers = ledger.calls + 2;
+    ledger.refuses = [leftovers](int call) { return call == leftovers; };
+    EXPECT_THROW(plan().settle(), standalone::DatabaseError);
+    plan().settle();
+    EXPECT_TRUE(plan().is_over());
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed"});
+}
+
 }  // namespace
