@@ -37,6 +37,8 @@ void RunTally::reached(FileCount& file, long long offset) {
 void RunTally::finished(FileCount& file, long long size) {
     bytes_planned_ += size - file.planned;
     file.planned = size;
+    // Nothing was told of it on its way: it went too quickly for that.
+    file.begun = true;
     reached(file, size);
     ++files_done_;
     progressed_ = true;

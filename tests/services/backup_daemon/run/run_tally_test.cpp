@@ -168,6 +168,16 @@ TEST_F(RunTallyTest, BytesThatAreSentAgainCountAsSpeedButNotAsDone) {
     EXPECT_EQ(figures().bytes_done, 60);
 }
 
+TEST_F(RunTallyTest, FileThatIsCompleteBeforeItsFirstReportWasMoved) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.note_speed();
+    tally.finished(one, 100);
+    clock.advance(2s);
+    tally.note_speed();
+    EXPECT_EQ(figures().rate, 50);
+}
+
 TEST_F(RunTallyTest, ProgressIsToldOnce) {
     FileCount one = file();
     tally.plan(1, 100);
