@@ -28,10 +28,11 @@ void RunTally::reached(FileCount& file, long long offset) {
     bytes_done_ += change;
     file.done = offset;
     note_percent();
+    const long long furthest = std::exchange(file.furthest, std::max(file.furthest, offset));
     const bool was_begun = std::exchange(file.begun, true);
     if (!was_begun || change <= 0) return;
     bytes_moved_ += change;
-    progressed_ = true;
+    if (offset > furthest) progressed_ = true;
 }
 
 void RunTally::finished(FileCount& file, long long size) {

@@ -190,6 +190,19 @@ TEST_F(RunTallyTest, ProgressIsToldOnce) {
     EXPECT_FALSE(tally.take_progress());
 }
 
+TEST_F(RunTallyTest, BytesThatAreSentAgainAreNoProgress) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.reached(one, 0);
+    tally.reached(one, 50);
+    EXPECT_TRUE(tally.take_progress());
+    tally.reached(one, 0);
+    tally.reached(one, 50);
+    EXPECT_FALSE(tally.take_progress());
+    tally.reached(one, 51);
+    EXPECT_TRUE(tally.take_progress());
+}
+
 TEST_F(RunTallyTest, FinishedFileIsProgressAlsoWhenNothingHadToBeSent) {
     FileCount empty;
     tally.plan(1, 0);
