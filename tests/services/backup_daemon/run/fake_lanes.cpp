@@ -91,6 +91,7 @@ void FakeLanes::take_order(LaneId lane, const Order& order) {
     EXPECT_FALSE(found->second.order) << "a second order for lane " << lane;
     found->second.order = order;
     given_.push_back(order);
+    found->second.number = static_cast<int>(given_.size());
 }
 
 /// A lane that has just ended by itself may be dropped, too.

@@ -35,6 +35,8 @@ public:
     bool is_open(LaneId lane) const { return lanes_.contains(lane); }
     /// The order that a lane is at; null when it has none.
     const services::Order* order(LaneId lane) const;
+    /// The how manieth order, of all that were given, a lane is at.
+    int order_number(LaneId lane) const { return lanes_.at(lane).number; }
     int opened() const { return newest_; }
     /// Every order that was given, in their sequence.
     const std::vector<services::Order>& given() const { return given_; }
@@ -55,6 +57,7 @@ private:
     struct Lane {
         bool ready = false;
         std::optional<services::Order> order;
+        int number = 0;
     };
 
     void take_open();
