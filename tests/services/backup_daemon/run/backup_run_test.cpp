@@ -102,6 +102,17 @@ TEST(BackupRun, FailsWithoutServerOrShare) {
     }
 }
 
+TEST(BackupRun, FailsWithoutServerAlsoWhenThereIsNothingToDoAndTheSecondIsUp) {
+    RunGoal goal = goal_with(2);
+    goal.destination.server = "";
+    goal.channels.clear();
+    RunScene scene(goal);
+    scene.begin();
+    scene.run->look_after();
+    scene.play();
+    EXPECT_EQ(scene.ends, (Ends{{RunOutcome::failed, "the task names no server and share"}}));
+}
+
 TEST(BackupRun, WithoutChannelsSucceedsWithoutAConnection) {
     RunGoal goal = goal_with(2);
     goal.channels.clear();
