@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Checks the source tree's own rules; prints file:line for each violation, exits 1 if there is any.
 
-usage: check_layout.py includes|arrows|listed_tests|text [ROOT]
+usage: check_layout.py includes|arrows|listed_tests|text|tree [ROOT]   (tree: all four)
        check_layout.py static PROGRAM
 """
 import os
@@ -219,9 +219,16 @@ def check_static(program):
                 yield f"{program}: not linked statically: {line.strip()}"
 
 
-CHECKS = {"includes": check_includes, "arrows": check_arrows,
-          "listed_tests": check_listed_tests, "text": check_text,
-          "static": check_static}
+TREE_CHECKS = {"includes": check_includes, "arrows": check_arrows,
+               "listed_tests": check_listed_tests, "text": check_text}
+
+
+def check_tree(root):
+    for check in TREE_CHECKS.values():
+        yield from check(root)
+
+
+CHECKS = {**TREE_CHECKS, "tree": check_tree, "static": check_static}
 
 
 def main():
