@@ -6,8 +6,8 @@
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
-#include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/front/daemon_routes.h"
+#include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/run/parallel_limit.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -34,7 +34,6 @@ void serve() {
     services::BackupRunner runner(service.loop(), copying);
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
-    runner.report_to(queue);
     services::ScheduleKeeper schedules(store, database, queue);
     services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
@@ -42,9 +41,8 @@ void serve() {
     const auto ticks = EventWatch::every(service.loop(), TICK, [&] {
         runner.tick();
         schedules.look(std::time(nullptr), services::machine_zone);
-        queue.dispatch();
+        queue.look();
     });
-    queue.dispatch();
     services::announce("recording-backupd: listening on 127.0.0.1, ports 10205 and 10141");
     service.run();
 }

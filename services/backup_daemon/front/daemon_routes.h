@@ -12,9 +12,6 @@ inline constexpr char NOTICE_PATH[] = "/databackupService/notify";
 inline constexpr int TASK_PORT = 10141;
 inline constexpr char TASK_PATH[] = "/cfg/DataBackupService";
 
-/// Most entries of a waiting reply: the task list refuses positions above 11.
-inline constexpr int MAX_WAITING_ENTRIES = 11;
-
 /// Adds the daemon's routes, which work on `queue` and `runner` as long as the service lives.
 /// @throws std::runtime_error when a port cannot be had
 void add_daemon_routes(HttpService& service, RunQueue& queue, BackupRunner& runner);

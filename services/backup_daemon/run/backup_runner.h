@@ -1,4 +1,4 @@
-// Runs tasks for the queue: starts runs, writes their progress and events, hands on their ends.
+// Runs tasks: begins runs, writes their progress and events, hands on their ends.
 #pragma once
 
 #include <map>
@@ -7,7 +7,7 @@
 #include "platform/standalone/store/channel_store.h"
 #include "services/backup_daemon/memory/run_store.h"
 #include "services/backup_daemon/run/backup_run.h"
-#include "services/backup_daemon/when/run_queue.h"
+#include "services/backup_daemon/run/task_runner.h"
 
 namespace services {
 
@@ -23,10 +23,7 @@ public:
     /// All of it outlives the runner. Each database connection is this runner's own thread's.
     BackupRunner(event_base* loop, standalone::Database& database);
 
-    /// Whom to tell of connections and ends. Before the first run.
-    void report_to(RunQueue& queue) { queue_ = &queue; }
-
-    void begin(const TDataBackupConfig& task, bool resumed) override;
+    void begin(const TDataBackupConfig& task, bool resumed, Listener listener) override;
     void cancel(const std::string& task_id) override;
 
     /// Looks after the runs and writes their progress; once a second.
@@ -35,15 +32,20 @@ public:
     std::vector<RunningTask> running();
 
 private:
+    struct Entry {
+        std::unique_ptr<BackupRun> run;
+        Listener listener;
+    };
+
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
+    void note_progress(const std::string& task_id, const RunFigures& figures);
     RunHouse house();
 
     event_base* loop_;
     CopyStore copies_;
     RunStore notes_;
     standalone::ChannelStore channels_;
-    RunQueue* queue_ = nullptr;
-    std::map<std::string, std::unique_ptr<BackupRun>> runs_;
+    std::map<std::string, Entry> runs_;
 };
 
 }  // namespace services
