@@ -31,8 +31,9 @@ public:
     void connect(const std::string& task_id) { live.at(task_id).connected(); }
 
     void end(const std::string& task_id, services::RunOutcome outcome) {
-        const auto run = live.extract(task_id);
-        run.mapped().ended(outcome);
+        const Listener listener = live.at(task_id);
+        live.erase(task_id);
+        listener.ended(outcome);
     }
 
     Words said;

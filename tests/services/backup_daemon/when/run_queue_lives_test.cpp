@@ -1,4 +1,8 @@
 // What a new life of the daemon makes of the last one, and what becomes of inputs that fail.
+#include <sqlite3.h>
+
+#include "platform/standalone/store/event_store.h"
+#include "services/backup_daemon/tell/run_events.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "tests/services/backup_daemon/when/queue_fixture.h"
 
@@ -202,6 +206,21 @@ TEST_F(RunQueueLivesTest, StopThatCannotBeStoredHasNotHappened) {
     EXPECT_EQ(runner.said, Words{"cancel 4"});
 }
 
+TEST_F(RunQueueLivesTest, WhatIsTakenBackInTheVeryEndHasNotHappened) {
+    occupy();
+    sqlite3_commit_hook(
+        database.handle(), [](void*) { return 1; }, nullptr);
+    EXPECT_THROW(queue.stop("4"), DatabaseError);
+    EXPECT_THROW(start("1"), DatabaseError);
+    sqlite3_commit_hook(database.handle(), nullptr, nullptr);
+    EXPECT_EQ(runner.said, Words{});
+    EXPECT_EQ(state("4"), "prepare_start 1000 -");
+    start("1");
+    queue.stop("4");
+    EXPECT_EQ(queue.waiting(), Words{"1"});
+    EXPECT_EQ(runner.said, Words{"cancel 4"});
+}
+
 TEST_F(RunQueueLivesTest, EndThatCannotBeStoredIsStoredLater) {
     start("1");
     start("2");
@@ -232,6 +251,12 @@ TEST_F(RunQueueLivesTest, RunThatCannotBeginHasFailedAndOthersFollow) {
     EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
     EXPECT_EQ(state("1"), "failed 1000 1000");
     EXPECT_EQ(state("2"), "prepare_start 1000 -");
+    standalone::Database events(standalone::event_database_path(),
+                                standalone::Database::Mode::read_only);
+    const auto newest = standalone::EventStore(events).newest({}, 10);
+    ASSERT_EQ(newest.size(), 1U);
+    EXPECT_EQ(newest[0].event_id, services::RUN_FAILED);
+    EXPECT_EQ(newest[0].arguments, (Words{"Recording Backup", "one", "no process can be made"}));
 }
 
 }  // namespace
