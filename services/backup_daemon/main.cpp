@@ -40,7 +40,6 @@ void serve() {
     services::BackupRunner runner(service.loop(), config, runs_memory);
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
-    runner.report_to(queue);
     services::ScheduleKeeper schedules(store, schedules_memory, queue);
     services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
@@ -50,9 +49,8 @@ void serve() {
         runner.tick();
         schedules.look(std::time(nullptr), services::machine_zone);
         services::keep_only(runs_memory, store.list());
-        queue.dispatch();
+        queue.look();
     });
-    queue.dispatch();
     services::announce("recording-backupd: listening on " +
                        services::place_of({NOTICE_PORT, TASK_PORT}));
     service.run();

@@ -99,9 +99,11 @@ std::optional<TDataBackupConfig> load_task(Database& database, const std::string
     return load_record(row);
 }
 
-void set_status_column(Database& database, long long number, int status) {
-    Statement update = database.prepare("UPDATE task SET status = ? WHERE taskID = ?");
-    update.bind(1, status).bind(2, number).step();
+void bind_time(Statement& statement, int parameter, std::optional<long long> time) {
+    if (time)
+        statement.bind(parameter, std::to_string(*time));
+    else
+        statement.bind_null(parameter);
 }
 
 bool parse_text(const std::string& text, bool& value) {
@@ -169,17 +171,11 @@ int TaskStore::create(const SettingsText& settings) {
     return 0;
 }
 
-bool TaskStore::remove(const std::string& task_id) {
+void TaskStore::remove(const std::string& task_id) {
     const auto number = task_number(task_id);
-    if (!number) return false;
+    if (!number) return;
     // The queue's row goes with the task (ON DELETE CASCADE).
     database_.prepare("DELETE FROM task WHERE taskID = ?").bind(1, *number).step();
-    return database_.changes() > 0;
-}
-
-int TaskStore::set_field(const std::string& task_id, const std::string& field,
-                         const std::string& value) {
-    return set_fields(task_id, {{field, value}});
 }
 
 int TaskStore::set_fields(const std::string& task_id,
@@ -196,17 +192,16 @@ int TaskStore::set_fields(const std::string& task_id,
     return 0;
 }
 
-bool TaskStore::set_status(const std::string& task_id, int status) {
+void TaskStore::set_state(const std::string& task_id, const TaskState& state) {
     const auto number = task_number(task_id);
-    if (!number) return false;
-    set_status_column(database_, *number, status);
-    return database_.changes() > 0;
-}
-
-std::vector<std::string> TaskStore::waiting() {
-    std::vector<std::string> identifiers;
-    for (QueuePlace& place : queue()) identifiers.push_back(std::move(place.task_id));
-    return identifiers;
+    if (!number) return;
+    Statement update = database_.prepare(
+        "UPDATE task SET status = ?, startTime = coalesce(?, startTime), "
+        "endTime = coalesce(?, endTime) WHERE taskID = ?");
+    update.bind(1, state.status);
+    bind_time(update, 2, state.started);
+    bind_time(update, 3, state.ended);
+    update.bind(4, *number).step();
 }
 
 std::vector<QueuePlace> TaskStore::queue() {
@@ -216,26 +211,23 @@ std::vector<QueuePlace> TaskStore::queue() {
     return places;
 }
 
-bool TaskStore::enqueue(const std::string& task_id, bool at_front, bool parallel) {
+void TaskStore::enqueue(const std::string& task_id, QueueEnd end, bool parallel) {
     const auto number = task_number(task_id);
-    if (!number) return false;
-    Transaction transaction(database_);
-    set_status_column(database_, *number, TASK_WAIT);
-    if (database_.changes() == 0) return false;
-    const char* sql =
-        at_front
-            ? "INSERT OR REPLACE INTO queue SELECT ?, coalesce(min(place), 0) - 1, ? FROM queue"
-            : "INSERT OR IGNORE INTO queue SELECT ?, coalesce(max(place), 0) + 1, ? FROM queue";
-    database_.prepare(sql).bind(1, *number).bind(2, parallel).step();
-    transaction.commit();
-    return true;
+    if (!number) return;
+    const char* sql = end == QueueEnd::front
+                          ? "INSERT OR REPLACE INTO queue (taskID, place, parallel) SELECT taskID, "
+                            "(SELECT coalesce(min(place), 0) - 1 FROM queue), ? "
+                            "FROM task WHERE taskID = ?"
+                          : "INSERT OR IGNORE INTO queue (taskID, place, parallel) SELECT taskID, "
+                            "(SELECT coalesce(max(place), 0) + 1 FROM queue), ? "
+                            "FROM task WHERE taskID = ?";
+    database_.prepare(sql).bind(1, parallel).bind(2, *number).step();
 }
 
-bool TaskStore::dequeue(const std::string& task_id) {
+void TaskStore::dequeue(const std::string& task_id) {
     const auto number = task_number(task_id);
-    if (!number) return false;
+    if (!number) return;
     database_.prepare("DELETE FROM queue WHERE taskID = ?").bind(1, *number).step();
-    return database_.changes() > 0;
 }
 
 }  // namespace standalone

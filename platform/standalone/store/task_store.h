@@ -14,17 +14,30 @@ namespace standalone {
 
 class SettingsText;
 
+/// What the backup daemon tells of a task.
+struct TaskState {
+    int status = TASK_NEW;             ///< row of strStatus_Arr
+    std::optional<long long> started;  ///< seconds since the epoch; nothing leaves what is stored
+    std::optional<long long> ended;    ///< in the same form
+};
+
 /// A place in the queue.
 struct QueuePlace {
     std::string task_id;
     bool parallel = false;  ///< the run may go beside others
 };
 
-/// The stored tasks. Every changing call is one transaction, on disk when it returns. Any call may
-/// throw DatabaseError.
+enum class QueueEnd { front, back };
+
+/// The stored tasks. A changing call is on disk when it returns, or with the end of the transaction
+/// that it stands in. An identifier of no task changes nothing. Any call may throw DatabaseError.
 class TaskStore {
 public:
     explicit TaskStore(Database& database) : database_(database) {}
+
+    /// Has the calls of set_state(), enqueue(), dequeue() and remove() until commit() be stored all
+    /// or none. No other changing call may stand in it.
+    Transaction transaction() { return Transaction(database_); }
 
     /// All tasks, oldest identifier first.
     std::list<TDataBackupConfig> list();
@@ -37,36 +50,27 @@ public:
     int apply_settings(const std::string& text);
 
     /// Deletes a task and its place in the queue.
-    /// @return whether there was such a task
-    bool remove(const std::string& task_id);
+    void remove(const std::string& task_id);
 
-    /// Sets one field of a record, named as in TDataBackupConfig, from text; for support.
+    /// Sets fields of a record, named as in TDataBackupConfig, from texts, all or none; for
+    /// support.
     /// @return 0, NVRCFG_BAD_MEMBER (no such field, or no value for it) or NVRCFG_UNKNOWN_TASK
-    int set_field(const std::string& task_id, const std::string& field, const std::string& value);
-
-    /// Sets several fields, all or none; otherwise as set_field().
     int set_fields(const std::string& task_id,
                    const std::vector<std::pair<std::string, std::string>>& values);
 
-    /// Sets a task's status, a row of strStatus_Arr. The daemon is the only caller.
-    /// @return whether there was such a task
-    bool set_status(const std::string& task_id, int status);
+    /// Stores a task's state. The daemon is the only caller.
+    void set_state(const std::string& task_id, const TaskState& state);
 
-    /// Identifiers of the waiting tasks, next one first.
-    std::vector<std::string> waiting();
-
-    /// The queue with what it says about each place, next one first.
+    /// The queue, next one first.
     std::vector<QueuePlace> queue();
 
-    /// Puts a task into the queue and gives it status "wait". A task that waits already keeps its
-    /// place, or moves to the front when `at_front` is set.
-    /// @param parallel its run may go beside others
-    /// @return whether there is such a task
-    bool enqueue(const std::string& task_id, bool at_front, bool parallel = false);
+    /// Puts a task into the queue. One that is in it keeps its place at the back, or moves to the
+    /// front.
+    /// @param parallel its run may go beside others; a kept place stays as it is in this, too
+    void enqueue(const std::string& task_id, QueueEnd end, bool parallel);
 
     /// Takes a task out of the queue.
-    /// @return whether it was waiting
-    bool dequeue(const std::string& task_id);
+    void dequeue(const std::string& task_id);
 
 private:
     int create(const SettingsText& settings);

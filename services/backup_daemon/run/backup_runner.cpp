@@ -1,4 +1,4 @@
-// Runs tasks for the queue: starts runs, writes their progress and events, hands on their ends.
+// Runs tasks: begins runs, writes their progress and events, hands on their ends.
 #include "services/backup_daemon/run/backup_runner.h"
 
 #include <algorithm>
@@ -20,18 +20,6 @@ constexpr int LANES_OF_ALL_RUNS = 6;
 
 int lanes_of_a_run() {
     return std::clamp(LANES_OF_ALL_RUNS / parallel_limit(), 1, LANES);
-}
-
-int status_of(RunOutcome outcome) {
-    switch (outcome) {
-        case RunOutcome::success:
-            return TASK_SUCCESS;
-        case RunOutcome::failed:
-            return TASK_FAILED;
-        case RunOutcome::cancelled:
-            break;
-    }
-    return TASK_CANCEL;
 }
 
 RunEvent event_of(RunOutcome outcome) {
@@ -78,50 +66,61 @@ RunParts BackupRunner::parts(const TDataBackupConfig& task, const Destination& d
             .lanes = std::make_unique<WorkerLanes>(loop_, std::move(login))};
 }
 
-void BackupRunner::begin(const TDataBackupConfig& task, bool resumed) {
+void BackupRunner::begin(const TDataBackupConfig& task, bool resumed, Listener listener) {
     const std::string task_id = task.taskID;
     write_run_event(resumed ? RUN_RESUMED : RUN_STARTED, task.taskName);
-    BackupRun::Listener listener{[this, task_id] { queue_->connected(task_id); },
-                                 [this, task_id](RunOutcome outcome, const std::string& why) {
-                                     ended(task_id, outcome, why);
-                                 }};
+    BackupRun::Listener run_listener{listener.connected,
+                                     [this, task_id](RunOutcome outcome, const std::string& why) {
+                                         ended(task_id, outcome, why);
+                                     }};
     RunGoal wanted = goal(task);
     RunParts made = parts(task, wanted.destination);
-    auto run =
-        std::make_unique<BackupRun>(std::move(made), task, std::move(wanted), std::move(listener));
+    auto run = std::make_unique<BackupRun>(std::move(made), task, std::move(wanted),
+                                           std::move(run_listener));
     run->begin();
-    runs_[task_id] = std::move(run);
+    runs_[task_id] = {std::move(run), std::move(listener)};
 }
 
 void BackupRunner::cancel(const std::string& task_id) {
-    if (const auto run = runs_.find(task_id); run != runs_.end()) run->second->cancel();
+    if (const auto entry = runs_.find(task_id); entry != runs_.end()) entry->second.run->cancel();
 }
 
+/// The event before the status, which the listener stores: a daemon killed in between tells the end
+/// twice, the other way round it would not tell it at all.
 void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const std::string& why) {
-    const auto run = std::move(runs_[task_id]);
-    runs_.erase(task_id);
+    const auto entry = runs_.extract(task_id);
+    const auto& [run, listener] = entry.mapped();
     const auto figures = run->figures();
-    progress_.set(task_id, figures);
-    queue_->ended(task_id, status_of(outcome));
+    note_progress(task_id, figures);
     write_run_event(event_of(outcome), run->task().taskName, detail_of(figures, why));
     if (!why.empty())
         std::fprintf(stderr, "task %s \"%s\": %s\n", task_id.c_str(), run->task().taskName.c_str(),
                      why.c_str());
-    queue_->dispatch();
+    listener.ended(outcome);
+}
+
+/// Nothing hangs on the figures: a store that refuses them must not keep a run from its end.
+void BackupRunner::note_progress(const std::string& task_id, const RunFigures& figures) {
+    try {
+        progress_.set(task_id, figures);
+    } catch (const standalone::DatabaseError& error) {
+        std::fprintf(stderr, "the progress of task %s is lost: %s\n", task_id.c_str(),
+                     error.what());
+    }
 }
 
 void BackupRunner::tick() {
     Worker::reap();
-    for (const auto& [task_id, run] : runs_) {
-        run->look_after();
-        progress_.set(task_id, run->figures());
+    for (const auto& [task_id, entry] : runs_) {
+        entry.run->look_after();
+        note_progress(task_id, entry.run->figures());
     }
 }
 
 std::vector<RunningTask> BackupRunner::running() {
     std::vector<RunningTask> tasks;
-    for (const auto& [task_id, run] : runs_) {
-        const auto figures = run->figures();
+    for (const auto& [task_id, entry] : runs_) {
+        const auto figures = entry.run->figures();
         tasks.push_back({task_id, figures.percent, figures.rate});
     }
     return tasks;

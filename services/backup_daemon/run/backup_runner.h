@@ -1,4 +1,4 @@
-// Runs tasks for the queue: starts runs, writes their progress and events, hands on their ends.
+// Runs tasks: begins runs, writes their progress and events, hands on their ends.
 #pragma once
 
 #include <map>
@@ -8,7 +8,7 @@
 #include "services/backup_daemon/memory/copy_store.h"
 #include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/backup_run.h"
-#include "services/backup_daemon/when/run_queue.h"
+#include "services/backup_daemon/run/task_runner.h"
 
 namespace services {
 
@@ -26,10 +26,7 @@ public:
     /// @param memory the daemon's own database, with deferred durability
     BackupRunner(event_base* loop, standalone::Database& config, standalone::Database& memory);
 
-    /// Whom to tell of connections and ends. Before the first run.
-    void report_to(RunQueue& queue) { queue_ = &queue; }
-
-    void begin(const TDataBackupConfig& task, bool resumed) override;
+    void begin(const TDataBackupConfig& task, bool resumed, Listener listener) override;
     void cancel(const std::string& task_id) override;
 
     /// Looks after the runs and writes their progress; once a second.
@@ -38,7 +35,13 @@ public:
     std::vector<RunningTask> running();
 
 private:
+    struct Entry {
+        std::unique_ptr<BackupRun> run;
+        Listener listener;
+    };
+
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
+    void note_progress(const std::string& task_id, const RunFigures& figures);
     RunGoal goal(const TDataBackupConfig& task);
     RunParts parts(const TDataBackupConfig& task, const Destination& destination);
 
@@ -47,8 +50,7 @@ private:
     standalone::Database& memory_;
     ProgressStore progress_;
     standalone::ChannelStore channels_;
-    RunQueue* queue_ = nullptr;
-    std::map<std::string, std::unique_ptr<BackupRun>> runs_;
+    std::map<std::string, Entry> runs_;
 };
 
 }  // namespace services

@@ -1,122 +1,205 @@
-// Which tasks wait and which run: what notices, schedules and the ends of runs do to them.
+// Which tasks wait and which run: has what notices, schedules and runs tell take its course.
 #include "services/backup_daemon/when/run_queue.h"
 
 #include <algorithm>
+#include <set>
+
+#include "services/backup_daemon/tell/run_events.h"
 
 namespace services {
+namespace {
+
+using standalone::QueueEnd;
+
+int status_of(RunOutcome outcome) {
+    switch (outcome) {
+        case RunOutcome::success:
+            return TASK_SUCCESS;
+        case RunOutcome::failed:
+            return TASK_FAILED;
+        case RunOutcome::cancelled:
+            break;
+    }
+    return TASK_CANCEL;
+}
+
+}  // namespace
 
 RunQueue::RunQueue(standalone::TaskStore& store, TaskRunner& runner, std::function<int()> limit,
                    std::function<long long()> now)
     : store_(store), runner_(runner), limit_(std::move(limit)), now_(std::move(now)) {}
 
 void RunQueue::take_over() {
-    reload();
+    std::set<std::string> places;
+    for (const auto& place : store_.queue()) places.insert(place.task_id);
+    std::vector<Happening> happenings;
+    // From the last to the first, as each one that was running comes to stand in front.
     const auto tasks = store_.list();
     for (auto task = tasks.rbegin(); task != tasks.rend(); ++task) {
-        const bool ran = task->status == TASK_RUNNING || task->status == TASK_PREPARE_START;
-        if (ran) {
-            // In front, and side by side as far as the limit allows.
-            resumed_[task->taskID] = true;
-            store_.enqueue(task->taskID, true, true);
-        }
-        // A daemon killed half-way through a stop leaves a task that waits but has no place.
-        const bool stopped = task->status == TASK_PREPARE_STOP || task->status == TASK_WAIT;
-        if (stopped && !waits(task->taskID)) set(task->taskID, TASK_CANCEL, "endTime");
+        set_stage(task->taskID, stored_stage(task->status, places.contains(task->taskID)));
+        happenings.push_back({task->taskID, Input::take_over, true});
     }
+    take(happenings);
 }
 
 void RunQueue::reload() {
-    for (const std::string& task_id : waiting())
-        if (!store_.find(task_id)) store_.dequeue(task_id);
-    for (const auto& [task_id, stopping] : std::map(running_))
-        if (!store_.find(task_id)) cancel(task_id);
+    std::vector<Happening> happenings;
+    for (const auto& [task_id, stage] : stages_)
+        if (!store_.find(task_id)) happenings.push_back({task_id, Input::remove});
+    take(happenings);
 }
 
-bool RunQueue::start(const Notice& notice) {
-    const std::string& task_id = notice.task_id;
-    if (!store_.find(task_id)) return false;
-    const bool make_room = notice.stop_running && !notice.parallel;
-    if (is_running(task_id) && !make_room && !running_[task_id]) return true;
-    if (make_room) stop("");
-    return store_.enqueue(task_id, make_room, notice.parallel);
+bool RunQueue::start(const StartOrder& order) {
+    if (!store_.find(order.task_id)) return false;
+    if (order.stop_running && !order.parallel) {
+        auto happenings = make_way_for(order.task_id);
+        happenings.push_back({order.task_id, Input::start_first});
+        take(happenings);
+    } else {
+        take({{order.task_id, Input::start, order.parallel}});
+    }
+    return true;
 }
 
 void RunQueue::start_by_schedule(const std::string& task_id) {
-    if (is_running(task_id) || waits(task_id)) return;
-    store_.enqueue(task_id, false, true);
+    take({{task_id, Input::due, true}});
 }
 
 void RunQueue::stop(const std::string& task_id) {
-    if (task_id.empty()) {
-        for (const auto& [running, stopping] : std::map(running_)) cancel(running);
-        return;
-    }
-    const bool waited = store_.dequeue(task_id);
-    if (is_running(task_id))
-        cancel(task_id);
-    else if (waited)
-        set(task_id, TASK_CANCEL);
+    take({{task_id, Input::stop}});
+}
+
+void RunQueue::stop_running() {
+    take(make_way_for(""));
 }
 
 void RunQueue::remove(const std::string& task_id) {
-    if (is_running(task_id)) cancel(task_id);
-    store_.remove(task_id);
-}
-
-void RunQueue::dispatch() {
-    for (const auto& place : store_.queue())
-        if (may_run(place)) begin(place.task_id);
-}
-
-void RunQueue::connected(const std::string& task_id) {
-    if (is_running(task_id) && !running_[task_id]) set(task_id, TASK_RUNNING);
-}
-
-void RunQueue::ended(const std::string& task_id, int status) {
-    running_.erase(task_id);
-    set(task_id, status, "endTime");
-    // A start came while the run was ending.
-    if (waits(task_id)) set(task_id, TASK_WAIT);
+    take({{task_id, Input::remove}});
 }
 
 std::vector<std::string> RunQueue::waiting() {
-    return store_.waiting();
+    std::vector<std::string> identifiers;
+    for (auto& place : store_.queue()) identifiers.push_back(std::move(place.task_id));
+    return identifiers;
 }
 
-bool RunQueue::waits(const std::string& task_id) {
-    const auto places = waiting();
-    return std::find(places.begin(), places.end(), task_id) != places.end();
+std::vector<RunQueue::Happening> RunQueue::make_way_for(const std::string& task_id) const {
+    std::vector<Happening> happenings;
+    for (const auto& [other, stage] : stages_)
+        if (other != task_id) happenings.push_back({other, Input::make_way});
+    return happenings;
+}
+
+void RunQueue::take(const std::vector<Happening>& happenings) {
+    take_ends();
+    apply(happenings);
+    dispatch();
+}
+
+/// An end that the store refuses is taken with whatever happens next: nobody tells it again.
+void RunQueue::take_ends() {
+    std::vector<Happening> happenings;
+    for (const auto& [task_id, outcome] : ends_) happenings.push_back({task_id, Input::ended});
+    apply(happenings);
+    ends_.clear();
+}
+
+/// In one transaction, so that a daemon killed at any point has taken all of it or nothing. What is
+/// done after that is done by the next life.
+void RunQueue::apply(const std::vector<Happening>& happenings) {
+    std::vector<std::pair<Happening, Step>> steps;
+    for (const auto& happening : happenings)
+        if (const auto& step = step_of(happening)) steps.emplace_back(happening, *step);
+    if (steps.empty()) return;
+    auto transaction = store_.transaction();
+    for (const auto& [happening, step] : steps) store(happening, step);
+    transaction.commit();
+    for (const auto& [happening, step] : steps) set_stage(happening.task_id, step.next);
+    for (const auto& [happening, step] : steps) act(happening.task_id, step.act);
 }
 
 /// A run that may go beside others passes one that has to wait until nothing runs.
-bool RunQueue::may_run(const standalone::QueuePlace& place) const {
-    if (is_running(place.task_id)) return false;
-    return running_.empty() ||
-           (place.parallel && running_.size() < static_cast<std::size_t>(limit_()));
+void RunQueue::dispatch() {
+    for (const auto& place : store_.queue())
+        if (has_room_for(place)) apply({{place.task_id, Input::begin}});
 }
 
-void RunQueue::begin(const std::string& task_id) {
-    const bool resumed = resumed_.erase(task_id) > 0;
-    // First the status, then the place: a daemon killed in between takes the run up again.
-    set(task_id, TASK_PREPARE_START, resumed ? nullptr : "startTime");
-    store_.dequeue(task_id);
-    const auto task = store_.find(task_id);
-    if (!task) return;
-    running_[task_id] = false;
-    runner_.begin(*task, resumed);
+bool RunQueue::has_room_for(const standalone::QueuePlace& place) const {
+    const auto runs = std::count_if(stages_.begin(), stages_.end(),
+                                    [](const auto& task) { return has_run(task.second); });
+    return runs == 0 || (place.parallel && runs < limit_());
 }
 
-void RunQueue::cancel(const std::string& task_id) {
-    if (std::exchange(running_[task_id], true)) return;
-    set(task_id, TASK_PREPARE_STOP);
-    runner_.cancel(task_id);
+const std::optional<Step>& RunQueue::step_of(const Happening& happening) const {
+    const auto found = stages_.find(happening.task_id);
+    const Stage stage = found == stages_.end() ? Stage::at_rest : found->second;
+    return services::step_of(stage, happening.input);
 }
 
-/// No such task any more: nothing happens.
-void RunQueue::set(const std::string& task_id, int status, const char* time_field) {
-    std::vector<std::pair<std::string, std::string>> values{{"status", std::to_string(status)}};
-    if (time_field) values.emplace_back(time_field, std::to_string(now_()));
-    store_.set_fields(task_id, values);
+void RunQueue::store(const Happening& happening, const Step& step) {
+    const std::string& task_id = happening.task_id;
+    if (step.stored.status != Stored::UNCHANGED)
+        store_.set_state(task_id, state_of(task_id, step.stored));
+    switch (step.stored.place) {
+        case Place::same:
+            return;
+        case Place::front:
+            return store_.enqueue(task_id, QueueEnd::front, happening.parallel);
+        case Place::back:
+            return store_.enqueue(task_id, QueueEnd::back, happening.parallel);
+        case Place::none:
+            return store_.dequeue(task_id);
+        case Place::deleted:
+            return store_.remove(task_id);
+    }
+}
+
+standalone::TaskState RunQueue::state_of(const std::string& task_id, const Stored& stored) const {
+    standalone::TaskState state;
+    const bool by_outcome = stored.status == Stored::AS_THE_RUN_ENDED;
+    state.status = by_outcome ? status_of(ends_.at(task_id)) : stored.status;
+    if (stored.stamp == Stamp::start) state.started = now_();
+    if (stored.stamp == Stamp::end) state.ended = now_();
+    return state;
+}
+
+void RunQueue::set_stage(const std::string& task_id, Stage stage) {
+    if (stage == Stage::at_rest)
+        stages_.erase(task_id);
+    else
+        stages_[task_id] = stage;
+}
+
+void RunQueue::act(const std::string& task_id, Act act) {
+    switch (act) {
+        case Act::nothing:
+            return;
+        case Act::begin_run:
+            return begin(store_.find(task_id).value(), false);
+        case Act::resume_run:
+            return begin(store_.find(task_id).value(), true);
+        case Act::cancel_run:
+            return runner_.cancel(task_id);
+    }
+}
+
+/// A run that cannot begin has failed: otherwise it would be taken for one that goes on for ever.
+void RunQueue::begin(const TDataBackupConfig& task, bool resumed) {
+    const std::string task_id = task.taskID;
+    TaskRunner::Listener listener;
+    listener.connected = [this, task_id] { take({{task_id, Input::connected}}); };
+    listener.ended = [this, task_id](RunOutcome outcome) { ended(task_id, outcome); };
+    try {
+        runner_.begin(task, resumed, std::move(listener));
+    } catch (const std::exception& error) {
+        write_run_event(RUN_FAILED, task.taskName, error.what());
+        ends_[task_id] = RunOutcome::failed;
+    }
+}
+
+void RunQueue::ended(const std::string& task_id, RunOutcome outcome) {
+    ends_[task_id] = outcome;
+    take({});
 }
 
 }  // namespace services

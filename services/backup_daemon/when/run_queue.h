@@ -1,4 +1,4 @@
-// Which tasks wait and which run: what notices, schedules and the ends of runs do to them.
+// Which tasks wait and which run: has what notices, schedules and runs tell take its course.
 #pragma once
 
 #include <functional>
@@ -7,83 +7,93 @@
 #include <vector>
 
 #include "platform/standalone/store/task_store.h"
-#include "services/backup_daemon/front/notice.h"
+#include "services/backup_daemon/run/task_runner.h"
+#include "services/backup_daemon/when/transitions.h"
 
 namespace services {
 
-/// Who really runs tasks.
-class TaskRunner {
-public:
-    virtual ~TaskRunner() = default;
-    /// Begins a run. Its progress comes back through RunQueue::connected() and ended(), later.
-    /// @param resumed the daemon ended in the middle of this run
-    virtual void begin(const TDataBackupConfig& task, bool resumed) = 0;
-    /// Has a run end as cancelled, later. The run may have ended already.
-    virtual void cancel(const std::string& task_id) = 0;
+/// An order to start a task.
+struct StartOrder {
+    std::string task_id;
+    bool stop_running = false;  ///< in the place of what runs; not of weight with `parallel`
+    bool parallel = false;      ///< beside what runs
 };
 
-/// The queue of started tasks and the states of all. The store holds both, so they outlive the
-/// daemon. This is the only writer of a task's status, start and end time. Any call may throw
-/// standalone::DatabaseError.
+/// The queue of started tasks and the states of all, by the table in transitions.h. The store holds
+/// both, so they outlive the daemon: whatever an input changes is stored first, all or nothing, and
+/// done then; in the end begins what may begin. This is the only writer of a task's status, start
+/// and end time. Any call may throw standalone::DatabaseError; what could not be stored has not
+/// happened.
 class RunQueue {
 public:
+    /// The store and the runner outlive the queue; no run tells anything after its end.
     /// @param limit how many tasks may run side by side, asked afresh each time
     /// @param now   seconds since the epoch
     RunQueue(standalone::TaskStore& store, TaskRunner& runner, std::function<int()> limit,
              std::function<long long()> now);
+    RunQueue(const RunQueue&) = delete;
+    RunQueue& operator=(const RunQueue&) = delete;
 
     /// Takes over from the daemon's last life: tasks that were running come first and go on. Once,
-    /// before the first notice.
+    /// before all else.
     void take_over();
 
     /// Drops what concerns tasks that are no longer stored.
     void reload();
 
-    /// Gives a task a place and status "wait": at the front when it is to take the place of what
-    /// runs, otherwise at the end. A disabled task is taken too: enabling is about runs by
-    /// schedule, a start is an order. A task that runs goes on, or begins anew when what runs is
-    /// to be stopped.
+    /// Starts a task: at the front when it is to take the place of what runs, otherwise at the
+    /// end. A disabled task is taken too: enabling is about runs by schedule, a start is an order.
+    /// A task that runs goes on, or begins anew when what runs is to be stopped.
     /// @return whether there is such a task
-    bool start(const Notice& notice);
+    bool start(const StartOrder& order);
 
     /// A task's schedule has come due. A task that waits or runs already stays as it is.
     void start_by_schedule(const std::string& task_id);
 
-    /// Stops a task, running or waiting; neither: it stays as it is. An empty identifier means all
-    /// that run.
+    /// Stops a task, running or waiting; neither: it stays as it is.
     void stop(const std::string& task_id);
+
+    /// Stops all tasks that run.
+    void stop_running();
 
     /// Deletes a task with its place, and has its run end. No such task: nothing happens.
     void remove(const std::string& task_id);
 
-    /// Begins what may begin now.
-    void dispatch();
-
-    /// A run has connected.
-    void connected(const std::string& task_id);
-
-    /// A run has ended with this status of strStatus_Arr.
-    void ended(const std::string& task_id, int status);
+    /// Begins what a limit raised meanwhile lets begin; once a second or so.
+    void look() { take({}); }
 
     /// Identifiers of the waiting tasks, next one first.
     std::vector<std::string> waiting();
 
-    /// Whether a task has a run that has not ended.
-    bool is_running(const std::string& task_id) const { return running_.contains(task_id); }
-
 private:
-    bool waits(const std::string& task_id);
-    bool may_run(const standalone::QueuePlace& place) const;
-    void begin(const std::string& task_id);
-    void cancel(const std::string& task_id);
-    void set(const std::string& task_id, int status, const char* time_field = nullptr);
+    /// What has happened to one task.
+    struct Happening {
+        std::string task_id;
+        Input input;
+        bool parallel = false;  ///< of a start: the run may go beside others
+    };
+
+    void take(const std::vector<Happening>& happenings);
+    void take_ends();
+    void apply(const std::vector<Happening>& happenings);
+    void dispatch();
+    bool has_room_for(const standalone::QueuePlace& place) const;
+    std::vector<Happening> make_way_for(const std::string& task_id) const;
+
+    const std::optional<Step>& step_of(const Happening& happening) const;
+    void store(const Happening& happening, const Step& step);
+    standalone::TaskState state_of(const std::string& task_id, const Stored& stored) const;
+    void set_stage(const std::string& task_id, Stage stage);
+    void act(const std::string& task_id, Act act);
+    void begin(const TDataBackupConfig& task, bool resumed);
+    void ended(const std::string& task_id, RunOutcome outcome);
 
     standalone::TaskStore& store_;
     TaskRunner& runner_;
     std::function<int()> limit_;
     std::function<long long()> now_;
-    std::map<std::string, bool> running_;  ///< whether the run has been told to end
-    std::map<std::string, bool> resumed_;  ///< tasks that were running when the daemon ended
+    std::map<std::string, Stage> stages_;     ///< of the tasks that are not at rest
+    std::map<std::string, RunOutcome> ends_;  ///< of runs, until they are stored
 };
 
 }  // namespace services

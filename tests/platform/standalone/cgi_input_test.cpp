@@ -42,7 +42,7 @@ protected:
         return value;
     }
 
-    Database registry_{registry_database_path(), Database::Mode::read_write};
+    Database registry_{registry_database_path(), Database::Access::writing};
 };
 
 TEST_F(CgiInput, FindsTheSessionAmongCookies) {

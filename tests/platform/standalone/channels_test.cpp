@@ -60,7 +60,7 @@ protected:
         return folder;
     }
 
-    Database config_{config_database_path(), Database::Mode::read_write};
+    Database config_{config_database_path(), Database::Access::writing};
     ChannelStore store_{config_};
     std::vector<TChannelStatus> states_;
     int count_ = -1;

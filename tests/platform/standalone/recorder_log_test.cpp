@@ -15,7 +15,7 @@ constexpr char* END = nullptr;
 class RecorderLog : public StateTest {
 protected:
     static Event newest() {
-        Database database(event_database_path(), Database::Mode::read_only);
+        Database database(event_database_path(), Database::Access::reading);
         return EventStore(database).newest({}, 1).at(0);
     }
 };

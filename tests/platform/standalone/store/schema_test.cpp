@@ -218,7 +218,9 @@ TEST(StateFolder, OfTheVersionBeforeKeepsEverythingAndTheDaemonsRowsForTheDaemon
     number.step();
     EXPECT_EQ(number.integer(0), 3) << "programs of that version must find it too new";
     EXPECT_EQ(TaskStore(config).find("4")->taskName, "Waits für immer");
-    EXPECT_EQ(TaskStore(config).waiting(), std::vector<std::string>{"4"});
+    const auto queue = TaskStore(config).queue();
+    ASSERT_EQ(queue.size(), 1U);
+    EXPECT_EQ(queue[0].task_id, "4");
     EXPECT_EQ(ChannelStore(config).list().size(), 4U);
     for (const char* table : {"next_run", "run_progress", "copied_file", "checkpoint"})
         EXPECT_TRUE(config.prepare(std::string("SELECT 1 FROM ") + table).step()) << table;

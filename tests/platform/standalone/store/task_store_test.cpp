@@ -50,6 +50,21 @@ protected:
         for (int at = 0; at < count; ++at) ASSERT_EQ(apply(R"({"taskName": "n"})"), 0);
     }
 
+    /// Identifiers in the queue's order, a "p" behind those that may go beside others.
+    std::string queue() {
+        std::string places;
+        for (const QueuePlace& place : store_.queue())
+            places += (places.empty() ? "" : " ") + place.task_id + (place.parallel ? "p" : "");
+        return places;
+    }
+
+    /// Status, start and end time.
+    std::string state(const std::string& task_id) {
+        const auto task = store_.find(task_id).value();
+        return std::string(table_text(strStatus_Arr, task.status)) + ' ' + task.startTime + ' ' +
+               task.endTime;
+    }
+
     Database database_{config_database_path(), Database::Access::writing};
     TaskStore store_{database_};
 };
@@ -102,8 +117,9 @@ TEST_F(TaskStoreTest, ChangesJustTheMembersThatATextCarries) {
 
 TEST_F(TaskStoreTest, NumbersTasksOneAboveTheHighestEverGiven) {
     create(3);
-    ASSERT_TRUE(store_.remove("3"));
-    ASSERT_TRUE(store_.remove("2"));
+    store_.remove("3");
+    store_.remove("2");
+    ASSERT_EQ(tasks().size(), 1U);
     create(1);
     EXPECT_EQ(tasks().back().taskID, "4");
 }
@@ -193,26 +209,33 @@ TEST_F(TaskStoreTest, ReadsWhileAWriterHoldsTheStore) {
 
 TEST_F(TaskStoreTest, QueuesTasksOnceAndInOrder) {
     create(3);
-    EXPECT_TRUE(store_.enqueue("2", false));
-    EXPECT_TRUE(store_.enqueue("1", false));
-    EXPECT_TRUE(store_.enqueue("2", false));
-    EXPECT_EQ(store_.waiting(), (std::vector<std::string>{"2", "1"}));
-    EXPECT_TRUE(store_.enqueue("3", true));
-    EXPECT_TRUE(store_.enqueue("1", true));
-    EXPECT_EQ(store_.waiting(), (std::vector<std::string>{"1", "3", "2"}));
-    EXPECT_EQ(store_.find("3")->status, TASK_WAIT);
-    EXPECT_FALSE(store_.enqueue("9", false));
+    store_.enqueue("2", QueueEnd::back, false);
+    store_.enqueue("1", QueueEnd::back, true);
+    store_.enqueue("2", QueueEnd::back, true);
+    EXPECT_EQ(queue(), "2 1p");
+    store_.enqueue("3", QueueEnd::front, false);
+    store_.enqueue("1", QueueEnd::front, false);
+    store_.enqueue("2", QueueEnd::front, true);
+    EXPECT_EQ(queue(), "2p 1 3");
+    store_.enqueue("9", QueueEnd::back, false);
+    store_.enqueue("9", QueueEnd::front, false);
+    store_.enqueue("01", QueueEnd::front, false);
+    EXPECT_EQ(queue(), "2p 1 3");
+    EXPECT_EQ(store_.find("3")->status, TASK_SUCCESS);
 }
 
 TEST_F(TaskStoreTest, TakesTasksOutOfTheQueue) {
-    create(2);
-    store_.enqueue("1", false);
-    store_.enqueue("2", false);
-    EXPECT_TRUE(store_.dequeue("1"));
-    EXPECT_FALSE(store_.dequeue("1"));
-    EXPECT_TRUE(store_.remove("2"));
-    EXPECT_TRUE(store_.waiting().empty());
-    EXPECT_FALSE(store_.remove("2"));
+    create(3);
+    for (const char* task_id : {"1", "2", "3"}) store_.enqueue(task_id, QueueEnd::back, false);
+    store_.dequeue("1");
+    store_.dequeue("1");
+    store_.dequeue("03");
+    EXPECT_EQ(queue(), "2 3");
+    store_.remove("2");
+    store_.remove("2");
+    store_.remove("03");
+    EXPECT_EQ(queue(), "3");
+    EXPECT_EQ(tasks().size(), 2U);
 }
 
 TEST_F(TaskStoreTest, SetsFieldsForSupportAllOrNone) {
@@ -223,17 +246,67 @@ TEST_F(TaskStoreTest, SetsFieldsForSupportAllOrNone) {
     EXPECT_EQ(store_.find("1")->extraValue1, 1.5F);
     EXPECT_TRUE(store_.find("1")->spareFlag);
     EXPECT_EQ(store_.set_fields("1", {{"taskName", "new"}, {"status", "8"}}), NVRCFG_BAD_MEMBER);
-    EXPECT_EQ(store_.set_field("1", "enable", "yes"), NVRCFG_BAD_MEMBER);
-    EXPECT_EQ(store_.set_field("1", "taskID", "2"), NVRCFG_BAD_MEMBER);
-    EXPECT_EQ(store_.set_field("9", "status", "1"), NVRCFG_UNKNOWN_TASK);
+    EXPECT_EQ(store_.set_fields("1", {{"enable", "yes"}}), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(store_.set_fields("1", {{"taskID", "2"}}), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(store_.set_fields("9", {{"status", "1"}}), NVRCFG_UNKNOWN_TASK);
     EXPECT_EQ(store_.find("1")->taskName, "n");
 }
 
-TEST_F(TaskStoreTest, SetsTheStatusOfAStoredTaskAlone) {
+TEST_F(TaskStoreTest, SetsStatusAndTimesOfATaskAndNothingElse) {
+    ASSERT_EQ(apply(full_text()), 0);
     create(1);
-    EXPECT_TRUE(store_.set_status("1", TASK_RUNNING));
-    EXPECT_EQ(store_.find("1")->status, TASK_RUNNING);
-    EXPECT_FALSE(store_.set_status("2", TASK_RUNNING));
+    store_.set_state("1", {TASK_RUNNING, 1700000000, 1700000100});
+    EXPECT_EQ(state("1"), "running 1700000000 1700000100");
+    EXPECT_EQ(state("2"), "success  ");
+    const TDataBackupConfig task = tasks().front();
+    EXPECT_EQ(task.taskName, "Nightly");
+    EXPECT_EQ(task.password, "pä$$");
+    EXPECT_EQ(task.scheduleMin, -1);
+    EXPECT_EQ(task.chIdxList, "1,3,4");
+    EXPECT_TRUE(task.enable);
+}
+
+TEST_F(TaskStoreTest, UnknownTimeLeavesWhatIsStored) {
+    create(1);
+    store_.set_state("1", {TASK_WAIT, {}, {}});
+    EXPECT_EQ(state("1"), "wait  ");
+    store_.set_state("1", {TASK_RUNNING, 5000000000, {}});
+    EXPECT_EQ(state("1"), "running 5000000000 ");
+    store_.set_state("1", {TASK_FAILED, {}, 5000000001});
+    EXPECT_EQ(state("1"), "failed 5000000000 5000000001");
+    store_.set_state("1", {TASK_WAIT, {}, {}});
+    EXPECT_EQ(state("1"), "wait 5000000000 5000000001");
+    store_.set_state("1", {TASK_WAIT, 0, 0});
+    EXPECT_EQ(state("1"), "wait 0 0");
+}
+
+TEST_F(TaskStoreTest, SetsTheStateOfNoOtherTask) {
+    create(1);
+    for (const char* task_id : {"2", "01", "", "x"})
+        store_.set_state(task_id, {TASK_RUNNING, 1, 2});
+    EXPECT_EQ(state("1"), "success  ");
+}
+
+TEST_F(TaskStoreTest, StoresATransactionAllOrNothing) {
+    create(2);
+    store_.enqueue("1", QueueEnd::back, false);
+    const auto change = [this] {
+        store_.set_state("1", {TASK_CANCEL, {}, 7});
+        store_.dequeue("1");
+        store_.enqueue("2", QueueEnd::front, true);
+        EXPECT_EQ(queue(), "2p");
+    };
+    {
+        const Transaction given_up = store_.transaction();
+        change();
+    }
+    EXPECT_EQ(state("1"), "success  ");
+    EXPECT_EQ(queue(), "1");
+    Transaction transaction = store_.transaction();
+    change();
+    transaction.commit();
+    EXPECT_EQ(state("1"), "cancel  7");
+    EXPECT_EQ(queue(), "2p");
 }
 
 TEST_F(TaskStoreTest, HandsOutChannelsWithStreamsAndLeavesRemovedOnesOut) {

@@ -1,0 +1,120 @@
+// Schedules that come due in a real store: what they start, and what is remembered of them.
+#include "services/backup_daemon/when/schedule_keeper.h"
+
+#include "services/backup_daemon/memory/memory_database.h"
+#include "tests/services/backup_daemon/when/queue_fixture.h"
+
+using services::NextRun;
+using services::ScheduleKeeper;
+using standalone::Database;
+
+namespace {
+
+constexpr long long HOUR = 3600;
+constexpr long long DAY = 24 * HOUR;
+constexpr long long MIDNIGHT = 20000 * DAY;
+
+long long utc(long long) {
+    return 0;
+}
+
+/// Tasks 1 and 2 come due each day at one o'clock, the others never.
+class ScheduleKeeperTest : public RunQueueTest {
+protected:
+    ScheduleKeeperTest() {
+        for (const char* task_id : {"1", "2", "3", "4"}) set_hour(task_id, "25");
+        for (const char* task_id : {"1", "2"}) set_hour(task_id, "1");
+    }
+
+    void set_hour(const std::string& task_id, const std::string& hour) {
+        ASSERT_EQ(store.set_fields(task_id, {{"enable", "true"}, {"scheduleHour", hour}}), 0);
+    }
+
+    void look(long long time) { keeper.look(time, utc); }
+
+    long long due(const std::string& task_id) {
+        const auto next = notes.find(task_id);
+        return next ? next->due : -1;
+    }
+
+    static Database make_memory() {
+        services::make_memory();
+        return {services::memory_database_path(), Database::Access::writing};
+    }
+
+    Database memory = make_memory();
+    services::ScheduleStore notes{memory};
+    ScheduleKeeper keeper{store, memory, queue};
+};
+
+TEST_F(ScheduleKeeperTest, FirstLookRemembersAndStartsNothing) {
+    look(MIDNIGHT);
+    EXPECT_EQ(runner.said, Words{});
+    EXPECT_EQ(due("1"), MIDNIGHT + HOUR);
+    EXPECT_EQ(due("3"), -1);
+}
+
+TEST_F(ScheduleKeeperTest, TasksThatComeDueAreStartedOnceSideBySide) {
+    look(MIDNIGHT);
+    look(MIDNIGHT + HOUR - 1);
+    EXPECT_EQ(runner.said, Words{});
+    for (const int second : {0, 1, 2}) look(MIDNIGHT + HOUR + second);
+    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
+    EXPECT_EQ(due("1"), MIDNIGHT + DAY + HOUR);
+    runner.end("1", Outcome::success);
+    look(MIDNIGHT + HOUR + 3);
+    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
+    look(MIDNIGHT + DAY + HOUR);
+    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2", "begin 1"}));
+}
+
+TEST_F(ScheduleKeeperTest, DueTasksWaitBehindWhatWaitsAlready) {
+    limit = 1;
+    occupy();
+    start("3");
+    look(MIDNIGHT);
+    look(MIDNIGHT + HOUR);
+    EXPECT_EQ(queue.waiting(), (Words{"3", "1", "2"}));
+}
+
+TEST_F(ScheduleKeeperTest, DisabledTaskIsForgottenAndNotStarted) {
+    look(MIDNIGHT);
+    ASSERT_EQ(store.set_fields("1", {{"enable", "false"}}), 0);
+    look(MIDNIGHT + HOUR);
+    EXPECT_EQ(runner.said, Words{"begin 2"});
+    EXPECT_EQ(due("1"), -1);
+}
+
+TEST_F(ScheduleKeeperTest, ChangedScheduleIsReckonedAnew) {
+    look(MIDNIGHT);
+    set_hour("1", "3");
+    look(MIDNIGHT + HOUR);
+    EXPECT_EQ(runner.said, Words{"begin 2"});
+    EXPECT_EQ(due("1"), MIDNIGHT + 3 * HOUR);
+}
+
+TEST_F(ScheduleKeeperTest, DueTaskThatCannotBeStoredComesDueAgain) {
+    look(MIDNIGHT);
+    database.run(
+        "CREATE TRIGGER refuse BEFORE INSERT ON queue BEGIN SELECT RAISE(ABORT, 'x'); END");
+    EXPECT_THROW(look(MIDNIGHT + HOUR), standalone::DatabaseError);
+    EXPECT_EQ(due("1"), MIDNIGHT + HOUR);
+    database.run("DROP TRIGGER refuse");
+    look(MIDNIGHT + 2 * HOUR);
+    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
+}
+
+TEST_F(ScheduleKeeperTest, DaemonKilledBeforeItRemembersStartsTheTaskOnce) {
+    look(MIDNIGHT);
+    const auto before = notes.find("1").value();
+    look(MIDNIGHT + HOUR);
+    notes.set("1", before);
+    NotingRunner next_runner;
+    auto next = make_queue(next_runner);
+    next.take_over();
+    ScheduleKeeper(store, memory, next).look(MIDNIGHT + HOUR + 1, utc);
+    EXPECT_EQ(next_runner.said, (Words{"resume 1", "resume 2"}));
+    EXPECT_EQ(next.waiting(), Words{});
+}
+
+}  // namespace
