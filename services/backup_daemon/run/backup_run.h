@@ -24,8 +24,8 @@ struct RunParts {
     std::unique_ptr<LanePool> lanes;
 };
 
-/// A run goes on by itself, in the loop, until it tells its end. Destroying it drops its lanes; what
-/// they had done so far stays and is not sent again by the next run.
+/// A run goes on by itself, in the loop, until it tells its end. Destroying it drops its lanes; all
+/// that they had done stays and is not sent again by the next run.
 class BackupRun {
 public:
     struct Listener {

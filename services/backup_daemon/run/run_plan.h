@@ -31,11 +31,11 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the days, measure them, copy day by day from the oldest on,
+/// A run as a plan, phase by phase: find the days, measure them, copy day by day, the oldest first,
 /// remove what is too old, remove temporary files that nothing will continue. An order that was
 /// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
 ///
-/// Any call may throw standalone::DatabaseError. A report that could not be taken then counts as not
+/// Any call may throw standalone::DatabaseError. A report that could not be taken counts as not
 /// given: lose() its lane, and the order is carried out again, which does no harm.
 class RunPlan {
 public:

@@ -31,8 +31,8 @@ public:
     void all_planned();
 
     /// `offset` bytes of a file are on the share. The first time tells what an earlier attempt had
-    /// left there, and that counts as done but not as moved now. Bytes that are sent again are moved
-    /// again, but no progress.
+    /// left there, and that counts as done but not as moved now. Bytes that are sent again are
+    /// moved again, but no progress.
     void reached(FileCount& file, long long offset);
 
     /// A file is complete with `size` bytes, which may be others than were planned.

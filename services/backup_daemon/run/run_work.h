@@ -16,8 +16,8 @@ struct FindDays {
     const SelectedChannel* channel = nullptr;
 };
 
-/// What is there to copy of a day? Asked once to measure, and again, with a look at the share, right
-/// before its files are copied.
+/// What is there to copy of a day? Asked once to measure, and again, with a look at the share,
+/// right before its files are copied.
 struct LookAtDay {
     std::size_t day = 0;          ///< place among the plan's days
     bool to_copy = false;         ///< otherwise to measure

@@ -11,7 +11,7 @@ namespace services {
 
 class TaskRunner {
 public:
-    /// Whom a run tells how it fares. It calls neither from within begin() or cancel().
+    /// Whom a run tells how it fares; never from within begin() or cancel().
     struct Listener {
         std::function<void()> connected;        ///< at most once: the server has let the run in
         std::function<void(RunOutcome)> ended;  ///< once, and the last that the run does

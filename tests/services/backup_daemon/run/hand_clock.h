@@ -26,8 +26,8 @@ public:
         return std::make_unique<HandAlarm>(waiting_, place);
     }
 
-    /// Moves time on. Each alarm that is due by then rings at its own time, of those of one time the
-    /// older one first; so do alarms that are set meanwhile.
+    /// Moves time on. Each alarm that is due by then rings at its own time, those of one time the
+    /// oldest first; so do alarms that are set meanwhile.
     void advance(Milliseconds time) {
         const Milliseconds end = now_ + time;
         while (!waiting_.empty() && waiting_.begin()->first.first <= end) {

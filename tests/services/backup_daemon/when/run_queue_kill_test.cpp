@@ -35,6 +35,7 @@ protected:
     RunQueueKillTest() {
         // Nothing is killed but in thought: what is written need not reach the disk.
         database.run("PRAGMA synchronous=OFF");
+        reader.run("PRAGMA synchronous=OFF");
         sqlite3_wal_hook(database.handle(), copy_database, this);
     }
 
