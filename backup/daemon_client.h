@@ -47,7 +47,7 @@ struct RunningTaskLines {
     bool show_reply;             ///< write the reply as it came
 };
 
-/// Asks the daemon for its running tasks. Below run_operation() only: fails with
+/// Asks the daemon for its running tasks. A step: fails with
 /// CGI_GET_BACKUP_RUNNING_INFO_ERROR when the daemon cannot be asked, its reply is no JSON, or the
 /// reply's "retCode" is missing or not 0.
 /// @return the reply
@@ -56,8 +56,8 @@ JsonPtr query_running_tasks(const RunningTaskLines& lines);
 /// The reply's running tasks; null when it has no such array.
 json_object* running_task_array(json_object* reply);
 
-/// Goes through running tasks in order until `visit` returns false. Below run_operation() only:
-/// fails with CGI_PARSER_JSON_FAIL at a task without identifier.
+/// Goes through running tasks in order until `visit` returns false. A step: fails with
+/// CGI_PARSER_JSON_FAIL at a task without identifier.
 /// @param tasks as running_task_array() gives it; null counts as empty
 /// @param visit called with the element and its identifier
 void visit_running_tasks(json_object* tasks, const RunningTaskLines& lines,

@@ -8,7 +8,7 @@
 
 struct json_object;  // json-c
 
-// Below run_operation() only: each fails with the result named.
+// Steps (backup/operation.h): each fails with the result named.
 
 /// Hands a settings text to the configuration store. Fails with the store's status.
 void store_settings(const std::string& settings);

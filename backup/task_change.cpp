@@ -30,10 +30,13 @@ void store(const TDataBackupConfig& task, int mode) {
 
 /// Starts the task at once when the request asked so. After failures too: a task that is stored but
 /// not announced starts all the same. What becomes of the start changes neither reply nor result.
-void start_if_asked(const TDataBackupConfig& task, bool is_new) try {
-    if (task.backupImmediately) backup_immediately(task.taskID, task.taskName, is_new);
-} catch (...) {
-    DEBUG_LINE("backup_immediately fail\n");
+void start_if_asked(const TDataBackupConfig& task, bool is_new) {
+    if (!task.backupImmediately) return;
+    try {
+        backup_immediately(task.taskID, task.taskName, is_new);
+    } catch (...) {
+        DEBUG_LINE("backup_immediately fail\n");
+    }
 }
 
 }  // namespace

@@ -30,9 +30,11 @@ constexpr double BYTES_TO_KIB = 0.0009765625;
 constexpr int LAST_POSITION = LAST_SHOWN_POSITION + 1;
 char gc_strSequence[LAST_POSITION + 1][TASK_ID_SIZE];
 
-constexpr RunningTaskLines LIST_LINES = {"SSCI_GET fail", "SSCI respone is ",
-                                         "CGI_GET_BACKUP_RUNNING_INFO_ERROR parser json fail",
-                                         false};
+constexpr RunningTaskLines LIST_LINES = {
+    .request_failed = "SSCI_GET fail",
+    .empty_reply = "SSCI respone is ",
+    .member_missing = "CGI_GET_BACKUP_RUNNING_INFO_ERROR parser json fail",
+    .show_reply = false};
 
 // Whether the file explorer is on: one answer for all entries of a list, asked anew for every list.
 std::optional<bool> list_fuse;
@@ -209,7 +211,7 @@ void fill_list(json_object* list, int& maxParallel) {
         fail(result);
     }
     std::list<TDataBackupConfig> tasks;
-    if (const int status = read_task_list(tasks); status != 0) fail(status);
+    require(read_task_list(tasks));
     if (!tasks.empty()) list_fuse = isFileExplorerTurnOn();
     for (; !tasks.empty(); tasks.pop_front()) {
         json_object* entry = nullptr;
@@ -250,15 +252,14 @@ int task_list_to_json(TDataBackupConfig task, json_object** entry, int& maxParal
     JsonPtr object(json_object_new_object());
     if (!object) return TASK_ENTRY_NOT_MADE;
     EntryText text;
-    try {
+    const int result = result_of([&] {
         add_connection(text, task);
         add_selection(text, task);
         add_schedule(text, task);
         add_keeping(text, task);
         add_state(text, task, maxParallel);
-    } catch (long code) {
-        return static_cast<int>(code);
-    }
+    });
+    if (result != 0) return result;
     text.move_into(object.get());
     *entry = object.release();
     return 0;

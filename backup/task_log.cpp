@@ -100,7 +100,7 @@ int get_backup_task_log(json_object** reply) {
         log_event_ids();
         const std::string response = ask_log_service(LOG_PATH);
         show_response(response);
-        if (const int code = parse_log_reply(response.c_str(), log); code != 0) fail(code);
+        require(parse_log_reply(response.c_str(), log));
     });
     if (result != 0) return result;
     for (const char* key : {"mesg", "code", "responseItems", "totalItems"})
@@ -116,7 +116,7 @@ int download_backup_task_log(json_object** reply, std::string* fileName) {
         log_event_ids();
         const std::string name = download_name();
         const std::string csv = ask_log_service(LOG_FILE_PATH);
-        if (const int code = publish_log_export(csv); code != 0) fail(code);
+        require(publish_log_export(csv));
         *fileName = name;
     });
 }

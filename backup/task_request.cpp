@@ -18,12 +18,7 @@ namespace {
 constexpr int TEXT_SIZE = 256;
 constexpr int MAX_DAYS = 99;
 
-/// Thrown by the reader below; never leaves parser_task().
-struct Refusal {
-    int code;
-};
-
-/// One request. Every call reads a member that must be there.
+/// One request. Every call reads a member that must be there, or fails.
 class Reader {
 public:
     explicit Reader(json_object* request) : request_(request) {}
@@ -78,7 +73,7 @@ public:
 
     [[noreturn]] static void refuse(int code = CGI_PARSER_JSON_FAIL) {
         DEBUG_LINE("parser json fail\n");
-        throw Refusal{code};
+        fail(code);
     }
 
 private:
@@ -109,7 +104,7 @@ void read_range(const Reader& reader, TDataBackupConfig& task) {
     if (!comutil_get_json_bool_by_key(reader.request(), "backupImmediately",
                                       &task.backupImmediately)) {
         DEBUG_LINE("nTime = %d\n", nTime);
-        throw Refusal{CGI_PARSER_JSON_FAIL};
+        fail(CGI_PARSER_JSON_FAIL);
     }
 }
 
@@ -126,7 +121,7 @@ int read_backup_days(const Reader& reader, bool modify) {
     const int days = reader.optional_number("backupDays", modify ? CGI_INVALID_VALUE : 0);
     if (days > MAX_DAYS) {
         DEBUG_LINE("parser json fail: %d\n", days);
-        throw Refusal{CGI_INVALID_VALUE};
+        fail(CGI_INVALID_VALUE);
     }
     return days;
 }
@@ -172,16 +167,14 @@ bool take_number(std::string& text, bool dash_needed, int& number) {
 }  // namespace
 
 int parser_task(TDataBackupConfig* out, const char* body, int modifyMode) {
-    JsonPtr request;
-    if (const int result = parse_request_body(body, request); result != 0) return result;
     TDataBackupConfig task;
-    try {
+    const int result = result_of([&] {
+        JsonPtr request;
+        require(parse_request_body(body, request));
         read_task(Reader(request.get()), modifyMode == MODIFY_MODE, task);
-    } catch (const Refusal& refusal) {
-        return refusal.code;
-    }
-    *out = task;
-    return 0;
+    });
+    if (result == 0) *out = task;
+    return result;
 }
 
 int str_time_to_tm(std::string text, tm* out, int mode) {

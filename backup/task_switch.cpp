@@ -50,7 +50,7 @@ void delete_by_daemon(const char* task_id) {
         DEBUG_LINE("SSCI_GET fail\n");
         fail(status);
     }
-    if (const int result = check_delete_reply(response.c_str()); result != 0) fail(result);
+    require(check_delete_reply(response.c_str()));
 }
 
 }  // namespace

@@ -1,31 +1,29 @@
 """What copying costs: the backup daemon beside smbclient, rclone and cp, onto one Samba share."""
-import json
 import os
 import sqlite3
 import statistics
 import subprocess
 import sys
 import time
+from contextlib import closing
 from datetime import date
 from pathlib import Path
 
+from cgi_program import CgiProgram
+from places import STATE, STORAGE
+from replies import SUCCESS
+from sample_task import NEVER, task_body
 from samba_server import USER, SambaServer
+from service_process import running
 
-PROGRAMS = Path(os.environ["RECORDER_BUILD"]) / "bin"
-STATE = Path("/var/lib/recorder")
 SHARE = Path("/tmp/share")
 
 FILES = 24
 MIB = 1024 * 1024
 SIZE = 48 * MIB
 ROUNDS = 5
-DAY = Path("/storage/0") / date.today().isoformat()
+DAY = STORAGE / "0" / date.today().isoformat()
 AUTHENTICATION = Path("/tmp/authentication")
-
-
-def control(*words, given=None):
-    return subprocess.run([PROGRAMS / "recorderctl", *words], input=given, text=True, check=True,
-                          capture_output=True).stdout
 
 
 def record():
@@ -38,24 +36,24 @@ def record():
             file.write(block[:SIZE % len(block)])
 
 
-def task_body(server, folder):
-    return json.dumps({
-        "taskName": folder, "serverIP": "127.0.0.1", "port": server.port, "username": USER,
-        "password": server.password, "destPath": f"/backup/{folder}", "chIdxList": [0],
-        "backupType": "BackupByLastDay", "backupDays": 0, "backupImmediately": True,
-        "scheduleType": "daily", "scheduleWeekly": 0, "scheduleHour": 25, "scheduleMin": 0,
-        "scheduleEveryHours": 0, "recordingType": "recording", "recordingFormat": "mp4",
-        "remoteKeepRec": False, "remoteKeepRecDays": 0, "remoteOverwriteType": "stop_overwrite"})
+def settings(server, folder):
+    return task_body(
+        taskName=folder, serverIP="127.0.0.1", port=server.port, username=USER,
+        password=server.password, destPath=f"/backup/{folder}", chIdxList=[0], backupDays=1,
+        backupImmediately=True, recordingType="recording", recordingFormat="mp4",
+        remoteKeepRec=False, remoteOverwriteType="stop_overwrite", **NEVER)
 
 
-def create(session, body):
+def create(program, body):
     """The CGI program stores the task and has the daemon start it."""
-    printed = subprocess.run(
-        [PROGRAMS / "recording_backup.cgi"], input=body, text=True, stdout=subprocess.PIPE,
-        env={**os.environ, "REQUEST_METHOD": "PUT", "PATH_INFO": "/task",
-             "QUERY_STRING": f"sid={session}", "CONTENT_LENGTH": str(len(body))}).stdout
-    if '"ret_code": 0' not in printed:
-        sys.exit(f"bench: the task was refused: {printed}")
+    said = program.create(body).text
+    if said != SUCCESS:
+        sys.exit(f"bench: the task was refused: {said}")
+
+
+def why_it_failed():
+    with closing(sqlite3.connect(STATE / "backupd.db", timeout=30)) as memory:
+        return memory.execute("SELECT message FROM run_progress ORDER BY taskID DESC").fetchone()[0]
 
 
 def wait_for_success(store):
@@ -64,21 +62,20 @@ def wait_for_success(store):
         if status == 0:
             return
         if status in (5, 6):
-            sys.exit("bench: the run failed: " +
-                     store.execute("SELECT message FROM run_progress").fetchone()[0])
+            sys.exit("bench: the run failed: " + why_it_failed())
         time.sleep(0.005)
 
 
 class Copiers:
     """Each copies all files into a folder of its own on the share."""
 
-    def __init__(self, server, session, store):
-        self.server, self.session, self.store = server, session, store
+    def __init__(self, server, program, store):
+        self.server, self.program, self.store = server, program, store
 
     def daemon(self, folder, check):
-        control("config", "set", "backup", "check_reading", "1" if check else "0")
+        self.program.ctl("config", "set", "backup", "check_reading", "1" if check else "0")
         begin = time.monotonic()
-        create(self.session, task_body(self.server, folder))
+        create(self.program, settings(self.server, folder))
         wait_for_success(self.store)
         return time.monotonic() - begin
 
@@ -148,25 +145,17 @@ def print_times(times):
 
 
 def main():
-    control("init")
-    control("user", "add", "bench", given="bench\n")
-    session = control("session", "open", "bench").strip()
+    program = CgiProgram(STATE)
     record()
-    control("channel", "add", "--index", "0", "--guid", "g", "--ip", "192.0.2.1", "--name", "Bench",
-            "--brand", "B", "--model", "M", "--streams", "1", "--recordings", str(DAY.parent))
+    program.add_channel(0, "Bench", DAY.parent)
     SHARE.mkdir()
-    with SambaServer("/tmp/samba", {"backup": {"path": SHARE, "read only": "no",
-                                               "force user": "root"}}) as server:
+    shares = {"backup": {"path": SHARE, "read only": "no", "force user": "root"}}
+    with (SambaServer("/tmp/samba", shares) as server,
+          running("recording-backupd", program) as daemon):
         AUTHENTICATION.write_text(f"username={USER}\npassword={server.password}\n")
-        daemon = subprocess.Popen([PROGRAMS / "recording-backupd"], stdout=subprocess.PIPE)
-        daemon.stdout.readline()
         store = sqlite3.connect(STATE / "config.db", timeout=30, isolation_level=None)
-        try:
-            print_times(measure(Copiers(server, session, store)))
-            print(f"peak memory of the daemon itself: {peak_memory(daemon)} kB")
-        finally:
-            daemon.terminate()
-            daemon.wait()
+        print_times(measure(Copiers(server, program, store)))
+        print(f"peak memory of the daemon itself: {peak_memory(daemon)} kB")
 
 
 main()

@@ -1,17 +1,16 @@
 """What the newest 100 events of the backup cost, as the log grows to a million events."""
-import http.client
-import os
 import sqlite3
 import statistics
-import subprocess
 import sys
 import time
 from contextlib import closing
-from pathlib import Path
 
-PROGRAMS = Path(os.environ["RECORDER_BUILD"]) / "bin"
-STATE = Path("/var/lib/recorder/bench-log")
-ENVIRONMENT = {**os.environ, "RECORDER_STATE": str(STATE)}
+from loopback import request
+from places import STATE
+from service_process import running
+from state_folder import StateFolder
+
+LOG = STATE / "bench-log"
 PORT = 10150
 QUERY = "sub_type=8981,8983,25092&max_results=100"
 SIZES = (1_000, 10_000, 100_000, 1_000_000)
@@ -28,7 +27,7 @@ SELECT ? + i, CASE WHEN i % 1000 = 0 THEN 0x23170001 WHEN i % 20 = 0 THEN 0x2315
 
 def fill(already, wanted):
     """Takes the log from `already` events to `wanted`, past the program, which syncs each one."""
-    with closing(sqlite3.connect(STATE / "events.db")) as database:
+    with closing(sqlite3.connect(LOG / "events.db")) as database:
         database.execute("PRAGMA synchronous = OFF")
         with database:
             database.execute(FILL, (already + 1, wanted, int(time.time() * 1000) - 10**7))
@@ -40,12 +39,10 @@ def milliseconds(path):
     times = []
     for _ in range(RUNS):
         begin = time.perf_counter()
-        with closing(http.client.HTTPConnection("127.0.0.1", PORT, timeout=60)) as connection:
-            connection.request("GET", f"{path}?{QUERY}")
-            reply = connection.getresponse()
-            if reply.status != 200 or len(reply.read()) < 5_000:
-                sys.exit(f"bench: the log service answered {reply.status}")
+        reply = request(PORT, "GET", f"{path}?{QUERY}")
         times.append((time.perf_counter() - begin) * 1000)
+        if reply.status != 200 or len(reply.body) < 5_000:
+            sys.exit(f"bench: the log service answered {reply.status}")
     return statistics.median(times)
 
 
@@ -63,17 +60,8 @@ def print_sizes():
 
 
 def main():
-    subprocess.run([PROGRAMS / "recorderctl", "init"], env=ENVIRONMENT, check=True,
-                   stdout=subprocess.DEVNULL)
-    service = subprocess.Popen([PROGRAMS / "recorder-logd"], env=ENVIRONMENT, text=True,
-                               stdout=subprocess.PIPE)
-    try:
-        if not service.stdout.readline().startswith("recorder-logd: listening"):
-            sys.exit("bench: the log service did not start")
+    with running("recorder-logd", StateFolder(LOG).init()):
         print_sizes()
-    finally:
-        service.terminate()
-        service.wait()
 
 
 main()

@@ -13,6 +13,7 @@
 #include "cgi/result_code.h"
 #include "cgi/routes.h"
 #include "platform/cgi_input.h"
+#include "platform/json_ptr.h"
 #include "platform/version.h"
 
 namespace {
@@ -26,11 +27,10 @@ struct FreeInput {
 /// The one reply that calls its code "retCode".
 int refuse_session() {
     http_header_output("Status: 401 Unauthorized\r\n");
-    json_object* reply = json_object_new_object();
-    json_object_object_add(reply, "retCode", json_object_new_double(CGI_AUTH_FAIL));
-    json_object_object_add(reply, "mesg", json_object_new_string("SID authorization fail."));
-    print_reply(reply);
-    json_object_put(reply);
+    const JsonPtr reply(json_object_new_object());
+    json_object_object_add(reply.get(), "retCode", json_object_new_double(CGI_AUTH_FAIL));
+    json_object_object_add(reply.get(), "mesg", json_object_new_string("SID authorization fail."));
+    print_reply(reply.get());
     return CGI_AUTH_FAIL;
 }
 
@@ -39,10 +39,9 @@ int refuse_request(int result) {
     char code[64];
     std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned>(result));
     http_header_output(STATUS_OK);
-    json_object* reply = json_object_new_object();
-    json_object_object_add(reply, "ret_code", json_object_new_string(code));
-    print_reply(reply);
-    json_object_put(reply);
+    const JsonPtr reply(json_object_new_object());
+    json_object_object_add(reply.get(), "ret_code", json_object_new_string(code));
+    print_reply(reply.get());
     return result;
 }
 

@@ -42,17 +42,40 @@ as_root_instead() {
     exec sudo -- setpriv --pdeathsig KILL -- "$@"
 }
 
-# build_preset NAME: configures and builds build/NAME.
-build_preset() {
-    local folder=$SOURCE_DIR/build/$1
+# configure_preset NAME [CMAKE OPTION...]: makes build/NAME ready to build.
+configure_preset() {
+    local log=$SOURCE_DIR/build/$1.configure.log
     mkdir -p "$SOURCE_DIR/build"
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
-    cmake --preset "$1" >"$folder.configure.log" 2>&1 || {
-        cat "$folder.configure.log" >&2
+    cmake -S "$SOURCE_DIR" --preset "$@" >"$log" 2>&1 || {
+        cat "$log" >&2
         fail "configuring $1 failed; what cmake says stands above"
     }
-    run_and_wait terminate cmake --build "$folder" --parallel "$(nproc)" ||
-        fail "building $1 failed or was interrupted"
+}
+
+# build_folder NAME [TARGET...]: builds these, or everything, in build/NAME.
+build_folder() {
+    local folder=$SOURCE_DIR/build/$1
+    shift
+    run_and_wait terminate cmake --build "$folder" --parallel "$(nproc)" ${1:+--target "$@"} ||
+        fail "building ${folder##*/} failed or was interrupted"
+}
+
+# build_preset NAME: configures build/NAME and builds everything, tests included.
+build_preset() {
+    configure_preset "$1" -DBUILD_TESTING=ON
+    build_folder "$1"
+}
+
+# build_release TARGET...: builds no more than these. A folder that is new asks for no test library;
+# one that knows the tests keeps them.
+build_release() {
+    if [[ -e $SOURCE_DIR/build/release/CMakeCache.txt ]]; then
+        configure_preset release
+    else
+        configure_preset release -DBUILD_TESTING=OFF
+    fi
+    build_folder release "$@"
 }
 
 check_port_number() {

@@ -3,7 +3,7 @@
 
 #include <json-c/json.h>
 
-#include "platform/standalone/text_buffer.h"
+#include "platform/standalone/store/text_buffer.h"
 
 namespace {
 

@@ -1,8 +1,6 @@
 // The configuration store on SQLite.
 #include "platform/nvrcfg.h"
 
-#include <sqlite3.h>
-
 #include <exception>
 
 #include "platform/rec_state.h"
@@ -25,7 +23,7 @@ int guarded(const char* file, int line, Call call) {
     } catch (const DatabaseError& error) {
         log_File_Debug(RECORDER_DEBUG_FILE, "(%s)(%d) configuration store: %s\n", file, line,
                        error.what());
-        return error.code == SQLITE_BUSY ? NVRCFG_BUSY : NVRCFG_UNAVAILABLE;
+        return error.is_busy() ? NVRCFG_BUSY : NVRCFG_UNAVAILABLE;
     } catch (const std::exception& error) {
         log_File_Debug(RECORDER_DEBUG_FILE, "(%s)(%d) configuration store: %s\n", file, line,
                        error.what());

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "services/utf8.h"
+#include "platform/standalone/store/utf8.h"
 
 namespace services {
 namespace {
@@ -12,7 +12,7 @@ constexpr std::string_view FORMULA_STARTS = "=+-@\t\r\n";
 constexpr std::string_view QUOTED_CHARACTERS = "\",\r\n";
 
 std::string csv_field(const std::string& raw) {
-    std::string text = valid_utf8(raw);
+    std::string text = standalone::valid_utf8(raw);
     if (!text.empty() && FORMULA_STARTS.find(text[0]) != std::string_view::npos)
         text.insert(0, 1, '\'');
     if (text.find_first_of(QUOTED_CHARACTERS) == std::string::npos) return text;

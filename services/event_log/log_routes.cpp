@@ -1,6 +1,8 @@
 // Answers log queries with the stored events, as JSON or CSV.
 #include "services/event_log/log_routes.h"
 
+#include <json-c/json.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <vector>
@@ -34,7 +36,7 @@ LogQuery read_query(const HttpRequest& request) {
 Log read_log(const LogQuery& query) {
     const std::string path = standalone::event_database_path();
     if (!std::filesystem::exists(path)) return {};
-    standalone::Database database(path, standalone::Database::Mode::read_only);
+    standalone::Database database(path, standalone::Database::Access::reading);
     database.run("BEGIN");  // entries and number from one moment; ends with the connection
     standalone::EventStore store(database);
     return {store.newest(query.sub_types, query.max_results), store.count(query.sub_types)};
@@ -61,7 +63,7 @@ HttpReply json_log(const HttpRequest& request) {
     const Log log = read_log(read_query(request));
     json_object* entries = json_object_new_array();
     for (const Event& event : log.events) json_object_array_add(entries, new_entry(event));
-    const standalone::JsonPtr reply(json_object_new_object());
+    const JsonPtr reply(json_object_new_object());
     const auto add = [&reply](const char* key, json_object* value) {
         json_object_object_add(reply.get(), key, value);
     };

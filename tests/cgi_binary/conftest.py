@@ -3,14 +3,14 @@ import os
 
 import pytest
 
-from cgi_program import Program
+from cgi_program import CgiProgram
 from scripted_server import CONFIGURATION_PORT, LOG_PORT, NOTICE_PORT, ScriptedServer
 from stand_in_tools import StandInTools, empty_places, leftovers
 
 
 @pytest.fixture
 def program(tmp_path):
-    return Program(tmp_path / "state")
+    return CgiProgram(tmp_path / "state")
 
 
 def serving(port):

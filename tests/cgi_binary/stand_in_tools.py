@@ -5,9 +5,9 @@ import shutil
 from pathlib import Path
 from urllib.parse import quote_from_bytes
 
-CREDENTIALS = Path("/tmp/.recording_backup_mnt_info")
-LOCAL_FILE = Path("/storage/rec_bak_test")
-DEBUG_FILE = Path("/Zdbglog/.cgi_log/.cgi.log")
+from places import CREDENTIALS, DEBUG_FILE, STORAGE
+
+LOCAL_FILE = STORAGE / "rec_bak_test"
 MOUNTS = Path("/mnt")
 TEN_MEBIBYTES = 10 * 1024 * 1024
 

@@ -3,13 +3,9 @@ import json
 
 import pytest
 
-from cgi_program import (INPUT_FORMAT_ERROR, INVALID_VALUE, PARSE_FAIL, SUCCESS, TASK, error,
-                         task_body)
-
-# The configuration store's refusals.
-BAD_TEXT = 3
-BAD_MEMBER = 4
-UNKNOWN_TASK = 5
+from replies import (INPUT_FORMAT_ERROR, INVALID_VALUE, PARSE_FAIL, STORE_BAD_MEMBER,
+                     STORE_BAD_TEXT, STORE_UNKNOWN_TASK, SUCCESS, error)
+from sample_task import TASK, task_body
 
 NO_TASK = [
     (b"", INPUT_FORMAT_ERROR), (b"x", INPUT_FORMAT_ERROR), (b"{", INPUT_FORMAT_ERROR),
@@ -18,8 +14,7 @@ NO_TASK = [
     (b"\xff\xfe", INPUT_FORMAT_ERROR), (b"[]", PARSE_FAIL), (b"{}", PARSE_FAIL), (b"5", PARSE_FAIL),
     (b'"text"', PARSE_FAIL), (b"[" + task_body().encode() + b"]", PARSE_FAIL)]
 
-REQUIRED = [name for name in TASK if name not in ("backupDays", "backupStartDay", "backupEndDay",
-                                                  "remoteKeepRecDays")]
+REQUIRED = [name for name in TASK if name not in ("backupDays", "remoteKeepRecDays")]
 ENUMERATIONS = ("backupType", "scheduleType", "recordingType", "recordingFormat",
                 "remoteOverwriteType")
 
@@ -29,10 +24,10 @@ def refusing(program, daemon):
     """The program with one stored task; afterwards store and daemon are as they were."""
     assert program.create(task_body(taskName="first")).text == SUCCESS
     daemon.requests.clear()
-    tasks, events = program.tasks(), program.events()
+    tasks, events = program.stored_tasks(), program.events()
     assert len(tasks) == 1
     yield program
-    assert program.tasks() == tasks
+    assert program.stored_tasks() == tasks
     assert program.events() == events
     assert daemon.requests == []
 
@@ -45,13 +40,13 @@ def test_body_that_is_no_task_is_refused(refusing):
 
 def test_missing_member_is_refused(refusing):
     for name in REQUIRED:
-        assert refusing.create(task_body(**{name: None})).text == error(PARSE_FAIL), name
-        assert refusing.modify(1, task_body(**{name: None})).text == error(PARSE_FAIL), name
+        assert refusing.create(task_body(without=name)).text == error(PARSE_FAIL), name
+        assert refusing.modify(1, task_body(without=name)).text == error(PARSE_FAIL), name
 
 
 def test_day_counts_are_refused_each_with_its_code_when_a_modify_lacks_them(refusing):
-    assert refusing.modify(1, task_body(backupDays=None)).text == error(INVALID_VALUE)
-    assert refusing.modify(1, task_body(remoteKeepRecDays=None)).text == error(PARSE_FAIL)
+    assert refusing.modify(1, task_body(without="backupDays")).text == error(INVALID_VALUE)
+    assert refusing.modify(1, task_body(without="remoteKeepRecDays")).text == error(PARSE_FAIL)
 
 
 def test_member_of_the_wrong_kind_is_refused(refusing):
@@ -73,12 +68,12 @@ def test_value_outside_its_table_or_range_is_refused(refusing):
 
 
 @pytest.mark.parametrize("name, status", [
-    ('a"b', BAD_TEXT), ('"', BAD_TEXT), ('a", "other": "', BAD_MEMBER),
-    ('a", "taskID": "1', UNKNOWN_TASK)])
+    ('a"b', STORE_BAD_TEXT), ('"', STORE_BAD_TEXT), ('a", "other": "', STORE_BAD_MEMBER),
+    ('a", "taskID": "1', STORE_UNKNOWN_TASK)])
 def test_name_that_breaks_the_settings_text_is_refused_by_the_store(program, daemon, name, status):
     result = program.create(task_body(taskName=name))
     assert (result.text, result.status) == (error(status), status)
-    assert program.tasks() == []
+    assert program.stored_tasks() == []
     assert daemon.requests == []
 
 
@@ -86,7 +81,7 @@ def stored_name(program, json_name):
     """The stored name of a task created with a name given as JSON bytes."""
     body = task_body(taskName="@").encode().replace(b'"@"', b'"' + json_name + b'"')
     assert program.create(body).text == SUCCESS
-    return program.tasks()[-1]["taskName"]
+    return program.stored_tasks()[-1]["taskName"]
 
 
 def test_control_characters_in_a_name_become_letters(program, daemon):
@@ -104,8 +99,8 @@ def test_long_name_is_cut_to_255_characters(program, daemon):
 
 def test_name_that_is_no_utf8_is_refused_by_the_store(program, daemon):
     body = task_body(taskName="@").encode().replace(b'"@"', b'"a\xff"')
-    assert program.create(body).text == error(BAD_TEXT)
-    assert program.tasks() == []
+    assert program.create(body).text == error(STORE_BAD_TEXT)
+    assert program.stored_tasks() == []
 
 
 def test_other_scripts_are_kept(program, daemon):
@@ -115,11 +110,11 @@ def test_other_scripts_are_kept(program, daemon):
 
 def test_modify_of_an_unknown_task_is_refused_by_the_store(program, daemon):
     for task_id in ("1", "x", "%00", "1 OR 1=1", "'; DROP TABLE task; --", "9" * 10_000):
-        assert program.modify(task_id, task_body()).text == error(UNKNOWN_TASK), task_id
-    assert program.tasks() == []
+        assert program.modify(task_id, task_body()).text == error(STORE_UNKNOWN_TASK), task_id
+    assert program.stored_tasks() == []
     assert daemon.requests == []
 
 
 def test_modify_without_identifier_creates_nothing(program, daemon):
     assert program.request("POST", "/task", task_body()).status != 0
-    assert program.tasks() == []
+    assert program.stored_tasks() == []

@@ -3,7 +3,8 @@ import json
 
 import pytest
 
-from cgi_program import SUCCESS, error, task_body
+from replies import (CHANGE_STATUS_ERROR, PARSE_FAIL, SUCCESS, WAITING_SEQUENCE_ERROR, error)
+from sample_task import TASK, task_body
 
 NOTICE_PATH = "/databackupService/notify"
 RELOAD = b'{ "notice_reason": { "type": 1030, "action": 1 } }'
@@ -53,7 +54,7 @@ def test_immediate_create_starts_the_new_task_after_the_reload(stored, daemon):
     assert stored.create(task_body(backupImmediately=True)).text == SUCCESS
     assert received(daemon) == [put(RELOAD), put(start_notice(4))]
     newest, before = stored.events()[:2]
-    assert newest["arguments"] == ["Recording Backup", "Night copy"]
+    assert newest["arguments"] == ["Recording Backup", TASK["taskName"]]
     assert (newest["user"], newest["ip"]) == ("System", "127.0.0.1")
     assert (before["user"], before["ip"]) == ("admin", "198.51.100.9")
 
@@ -75,14 +76,14 @@ def test_start_with_the_file_explorer_off_leaves_no_event(stored, daemon):
 
 def test_refused_notice_is_reported_and_the_start_notice_sent_all_the_same(stored, daemon):
     daemon.status = 503
-    assert stored.create(task_body(backupImmediately=True)).text == error(0x950A0022)
+    assert stored.create(task_body(backupImmediately=True)).text == error(CHANGE_STATUS_ERROR)
     assert received(daemon) == [put(RELOAD), put(start_notice(4))]
 
 
 def test_enable_change_sends_the_reload_notice(stored, daemon):
     assert stored.request("POST", "/task/2/is_enable", '{"is_enable": false}').text == SUCCESS
     assert received(daemon) == [put(RELOAD)]
-    assert [task["enable"] for task in stored.tasks()] == [True, False, True]
+    assert [task["enable"] for task in stored.stored_tasks()] == [True, False, True]
 
 
 def delete(program, task_id, is_stop):
@@ -102,7 +103,7 @@ def test_delete_with_stop_sends_the_stop_notice_first(stored, daemon, configurat
     assert received(configuration_service) == [("DELETE", "/cfg/DataBackupService?taskID=2", b"")]
     daemon.status = 500
     result = delete(stored, 2, 1)
-    assert (result.text, result.status) == (error(0x950A0022, "Delete task fail."), 0)
+    assert (result.text, result.status) == (error(CHANGE_STATUS_ERROR, "Delete task fail."), 0)
     assert received(configuration_service) == []
 
 
@@ -171,10 +172,11 @@ def test_queue_places_outside_the_table_do_no_harm(stored, daemon, seq, status):
 
 
 @pytest.mark.parametrize("reply, code", [
-    (b"", 0x950A0023), (b"no json", 0x950A0023), (b"[" * 100_000, 0x950A0023),
-    (b"\0{}", 0x950A0023), (b"[]", 0x950A0005), (b"5", 0x950A0005), (b'{"retCode": 1}', 0x950A0005),
-    (b'{"retCode": 0}', 0x950A0005), (b'{"retCode": 0, "watinTask_info": {}}', 0x950A0005),
-    (b'{"retCode": 0, "watinTask_info": [null, 1]}', 0x950A0005)])
+    (b"", WAITING_SEQUENCE_ERROR), (b"no json", WAITING_SEQUENCE_ERROR),
+    (b"[" * 100_000, WAITING_SEQUENCE_ERROR), (b"\0{}", WAITING_SEQUENCE_ERROR),
+    (b"[]", PARSE_FAIL), (b"5", PARSE_FAIL), (b'{"retCode": 1}', PARSE_FAIL),
+    (b'{"retCode": 0}', PARSE_FAIL), (b'{"retCode": 0, "watinTask_info": {}}', PARSE_FAIL),
+    (b'{"retCode": 0, "watinTask_info": [null, 1]}', PARSE_FAIL)])
 def test_strange_queue_replies_fail_the_list(stored, daemon, reply, code):
     daemon.answers["get_waitingTask_seq"] = reply
     assert stored.request("GET", "/task").text == error(code, "Get task list fail.")

@@ -3,7 +3,7 @@ import json
 
 import pytest
 
-from cgi_program import INVALID_VALUE, error
+from replies import INVALID_VALUE, error
 from stand_in_tools import MISSING, TEN_MEBIBYTES, list_shares
 
 NOT_STARTED = 127

@@ -4,20 +4,18 @@ import json
 import os
 import stat
 import threading
-import time
 from concurrent.futures import ThreadPoolExecutor
-from pathlib import Path
 
 import pytest
 
-from cgi_program import INVALID_VALUE, PARSE_FAIL, SECONDS, error
-from stand_in_tools import (CREDENTIALS, DEBUG_FILE, LOCAL_FILE, MISSING, MOUNTS, TEN_MEBIBYTES,
-                            StandInTools, empty_places, leftovers, list_shares)
+from places import CREDENTIALS, DEBUG_FILE
+from processes import is_running
+from replies import (COMMAND_FAILED, CONNECT_ERROR, INVALID_VALUE, PARSE_FAIL, PERMISSION_DENIED,
+                     UNKNOWN_ERROR, error)
+from stand_in_tools import (LOCAL_FILE, MISSING, MOUNTS, TEN_MEBIBYTES, StandInTools, empty_places,
+                            leftovers, list_shares)
+from waiting import SECONDS, wait_until
 
-COMMAND_FAILED = 0x950A0008
-PERMISSION_DENIED = 0x950A000A
-CONNECT_ERROR = 0x950A000B
-UNKNOWN_ERROR = 0x950A000C
 CREDENTIALS_FAILED = 0x950A000F
 RESULT_FILE_FAILED = 0x950A0010
 HOST_DOWN = 0x950A0011
@@ -342,18 +340,6 @@ def with_hanging(name, program, tmp_path):
     return other, pids
 
 
-def wait_for_file(path):
-    deadline = time.monotonic() + SECONDS
-    while not path.exists():
-        assert time.monotonic() < deadline, f"waited in vain for {path}"
-        time.sleep(0.01)
-
-
-def is_running(pid):
-    command = Path(f"/proc/{pid}/cmdline")
-    return command.exists() and command.read_bytes() != b""
-
-
 def test_tools_that_hang_are_ended_with_their_children(program, tmp_path):
     """All three at once, because each takes as long as a tool may take."""
     empty_places()
@@ -363,7 +349,8 @@ def test_tools_that_hang_are_ended_with_their_children(program, tmp_path):
     with ThreadPoolExecutor() as at_once:
         for name, request in requests.items():
             started[name] = at_once.submit(request, programs[name][0])
-            wait_for_file(programs[name][1])  # two of the same millisecond share a mount point
+            # Two of the same millisecond would share a mount point.
+            wait_until(programs[name][1].exists, f"{name}'s start")
     results = {name: request.result() for name, request in started.items()}
     # A mount tool without a word counts as mounted; then there is nothing to unmount.
     assert_failed(results["mount.cifs"], COMMAND_FAILED)

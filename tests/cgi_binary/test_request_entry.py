@@ -1,11 +1,12 @@
 """Session, path, method and body of a request, byte for byte as the web server sees the answer."""
 import time
-from pathlib import Path
 
 import pytest
 
-from cgi_program import (CHANGE_STATUS_ERROR, HEADERS, INPUT_FORMAT_ERROR, SUCCESS, error, printed,
-                         task_body)
+from cgi_program import HEADERS, printed
+from places import LOG_EXPORT, LOG_LINK
+from replies import CHANGE_STATUS_ERROR, INPUT_FORMAT_ERROR, SUCCESS, error
+from sample_task import TASK, task_body
 
 NULL = b"null\n\n"
 FUSE = printed('{ "ret_code": 0, "mesg": "Success.", "isFUSE": true }')
@@ -31,13 +32,13 @@ def test_invalid_session_answers_401(program, query):
 
 def test_invalid_session_changes_nothing(program, daemon):
     assert program.create(task_body(), query="sid=1").output == UNAUTHORIZED
-    assert program.tasks() == []
+    assert program.stored_tasks() == []
     assert daemon.requests == []
 
 
 def test_user_below_administrator_answers_401(program):
-    program.ctl("user", "add", "guest", "--level", "10", password="a guest's password")
-    sid = program.ctl("session", "open", "guest").strip()
+    program.add_user("guest", level=10)
+    sid = program.open_session("guest")
     assert program.request("GET", "/fuse", query=f"sid={sid}").output == UNAUTHORIZED
 
 
@@ -84,7 +85,7 @@ def test_unknown_get_prints_null_without_any_header(program, path):
 def test_unknown_route_with_headers_prints_null_and_does_nothing(program, daemon, method, path):
     result = program.request(method, path, task_body())
     assert (result.output, result.status) == (HEADERS + NULL, 0)
-    assert program.tasks() == []
+    assert program.stored_tasks() == []
     assert daemon.requests == []
 
 
@@ -105,7 +106,7 @@ def test_exit_status_is_the_low_byte_of_the_result(program):
 
 def test_request_without_content_length_has_no_body(program, daemon):
     assert program.create(task_body(), length=None).text == error(INPUT_FORMAT_ERROR)
-    assert program.tasks() == []
+    assert program.stored_tasks() == []
 
 
 @pytest.mark.parametrize("length", ["", "0", "-1", "-99999999999999999999", "x", " ", "0x10",
@@ -114,7 +115,7 @@ def test_request_without_content_length_has_no_body(program, daemon):
 def test_content_length_that_allows_no_body_is_an_input_format_error(program, daemon, length):
     result = program.create(task_body(), length=length)
     assert (result.text, result.status) == (error(INPUT_FORMAT_ERROR), 4)
-    assert program.tasks() == []
+    assert program.stored_tasks() == []
     assert daemon.requests == []
 
 
@@ -129,7 +130,7 @@ def test_body_shorter_than_announced_ends_at_the_end_of_the_input(program, daemo
     assert program.create(body, length=str(MEBIBYTE)).text == SUCCESS
     assert program.create(body[:-1], length=str(len(body))).text == error(INPUT_FORMAT_ERROR)
     assert program.create(b"", length="10").text == error(INPUT_FORMAT_ERROR)
-    assert len(program.tasks()) == 2
+    assert len(program.stored_tasks()) == 2
 
 
 def test_body_longer_than_announced_is_cut_where_announced(program, daemon):
@@ -143,7 +144,7 @@ def test_body_of_a_mebibyte_is_taken(program, daemon):
     assert program.create(body + " " * (MEBIBYTE - len(body))).text == SUCCESS
     many = task_body(chIdxList=list(range(100_000)))
     assert program.create(many).text == SUCCESS
-    assert program.tasks()[-1]["chIdxList"] == ",".join(str(n) for n in range(100_000))
+    assert program.stored_tasks()[-1]["chIdxList"] == ",".join(str(n) for n in range(100_000))
 
 
 def test_body_above_a_mebibyte_counts_as_no_body(program, daemon):
@@ -151,7 +152,7 @@ def test_body_above_a_mebibyte_counts_as_no_body(program, daemon):
     for size in (MEBIBYTE + 1, 10 * MEBIBYTE):
         result = program.create(body + " " * (size - len(body)))
         assert (result.text, result.status) == (error(INPUT_FORMAT_ERROR), 4)
-    assert program.tasks() == []
+    assert program.stored_tasks() == []
 
 
 # --- log download --------------------------------------------------------------------------------
@@ -160,11 +161,9 @@ def test_body_above_a_mebibyte_counts_as_no_body(program, daemon):
 @pytest.fixture
 def served_folder():
     """The folder that the web server serves, where the link goes."""
-    folder = Path("/home/httpd/cgi-bin")
-    folder.mkdir(parents=True, exist_ok=True)
-    Path("/share").mkdir(exist_ok=True)
-    (folder / "Ostra-RecordingbackLog.csv").unlink(missing_ok=True)
-    return folder
+    LOG_LINK.parent.mkdir(parents=True, exist_ok=True)
+    LOG_EXPORT.parent.mkdir(exist_ok=True)
+    LOG_LINK.unlink(missing_ok=True)
 
 
 def test_successful_download_prints_no_content_type_line_and_no_json(program, log_service,
@@ -179,7 +178,7 @@ def test_successful_download_prints_no_content_type_line_and_no_json(program, lo
          b"Content-Type: application/octet-stream\n"
          b"Content-Disposition: attachment; filename=Ostra-RecordingbackLog-%s.csv\r\n\r\n"
          % date.encode()) for date in (day, day_after)]
-    assert (served_folder / "Ostra-RecordingbackLog.csv").read_bytes() == log_service.otherwise
+    assert LOG_LINK.read_bytes() == log_service.otherwise
 
 
 def test_failed_download_prints_headers_and_error(program, log_service, served_folder):
@@ -187,11 +186,11 @@ def test_failed_download_prints_headers_and_error(program, log_service, served_f
     result = program.request("GET", "/task/log/file")
     assert result.output == printed(error(500, "Download task log fail."))
     assert result.status == 500 & 0xFF
-    assert not (served_folder / "Ostra-RecordingbackLog.csv").exists()
+    assert not LOG_LINK.exists()
 
 
 def test_failed_daemon_leaves_the_created_task_stored(program):
     result = program.create(task_body())
     assert (result.text, result.status) == (error(CHANGE_STATUS_ERROR), 0x22)
-    assert [task["taskName"] for task in program.tasks()] == ["Night copy"]
+    assert [task["taskName"] for task in program.stored_tasks()] == [TASK["taskName"]]
     assert program.events() == []

@@ -6,22 +6,19 @@ import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
 from contextlib import ExitStack, closing
-from pathlib import Path
 
 import pytest
 
-from cgi_program import CHANGE_STATUS_ERROR, SUCCESS, error, printed, task_body
+from cgi_program import printed
+from places import LOG_EXPORT, LOG_LINK
+from replies import CHANGE_STATUS_ERROR, COMMAND_FAILED, RUNNING_INFO_ERROR, SUCCESS, error
+from sample_task import task_body
 from scripted_server import CONFIGURATION_PORT, LOG_PORT, NOTHING_RUNS, NOTICE_PORT, ScriptedServer
 
-RUNNING_INFO_ERROR = 0x950A0021
-COMMAND_FAILED = 0x950A0008
 BROKEN = -1
 TIMED_OUT = -2
 TOO_LONG = -3
 MANY_SECONDS = 45  # two time-outs of five seconds, and much patience with a busy machine
-
-STORED = Path("/share/Ostra-RecordingbackLog.csv")
-LINK = Path("/home/httpd/cgi-bin/Ostra-RecordingbackLog.csv")
 
 DONE = ('{ "ret_code": 0, "mesg": "Success.", "has_running_task": false, "isFUSE": true, '
         '"taskID": "", "taskName": "" }')
@@ -134,7 +131,7 @@ def deleted(status):
 def stored(program):
     """The program with task 1 stored; no service runs yet."""
     program.create(task_body())
-    assert [task["taskID"] for task in program.tasks()] == ["1"]
+    assert [task["taskID"] for task in program.stored_tasks()] == ["1"]
     return program
 
 
@@ -214,7 +211,7 @@ def test_ten_megabytes_of_rubbish_matter_only_where_the_reply_is_read(stored, me
 def test_failed_enable_notice_leaves_the_change_stored(stored, meeting):
     meeting(half, NOTICE_PORT)
     expect(stored, [UNREACHABLE[0]])
-    assert [task["enable"] for task in stored.tasks()] == [False]
+    assert [task["enable"] for task in stored.stored_tasks()] == [False]
 
 
 def test_enable_with_a_body_that_is_no_json_prints_null(stored, meeting):
@@ -241,31 +238,31 @@ def log_fails(status):
 @pytest.fixture
 def exported():
     """The fixed places of the export, with an earlier export in them."""
-    LINK.parent.mkdir(parents=True, exist_ok=True)
-    LINK.unlink(missing_ok=True)
-    STORED.parent.mkdir(exist_ok=True)
-    STORED.write_text("before")
-    LINK.symlink_to(STORED)
-    return STORED
+    LOG_LINK.parent.mkdir(parents=True, exist_ok=True)
+    LOG_LINK.unlink(missing_ok=True)
+    LOG_EXPORT.parent.mkdir(exist_ok=True)
+    LOG_EXPORT.write_text("before")
+    LOG_LINK.symlink_to(LOG_EXPORT)
+    return LOG_EXPORT
 
 
 def test_log_service_that_is_not_there(program, exported):
     expect(program, log_fails(BROKEN))
-    assert LINK.read_text() == "before"
+    assert LOG_LINK.read_text() == "before"
 
 
 @pytest.mark.parametrize("behave", [nothing, garbage, half])
 def test_log_service_that_breaks_off(program, exported, meeting, behave):
     meeting(behave, LOG_PORT)
     expect(program, log_fails(BROKEN))
-    assert LINK.read_text() == "before"
+    assert LOG_LINK.read_text() == "before"
 
 
 @pytest.mark.parametrize("behave", [hang, drip])
 def test_log_service_that_hangs_costs_the_time_out(program, exported, meeting, behave):
     meeting(behave, LOG_PORT)
     expect(program, log_fails(TIMED_OUT))
-    assert LINK.read_text() == "before"
+    assert LOG_LINK.read_text() == "before"
 
 
 def test_log_service_that_sends_more_than_the_client_takes(program, exported, meeting):
@@ -275,15 +272,15 @@ def test_log_service_that_sends_more_than_the_client_takes(program, exported, me
 
     meeting(announce_too_much, LOG_PORT)
     expect(program, log_fails(TOO_LONG))
-    assert LINK.read_text() == "before"
+    assert LOG_LINK.read_text() == "before"
 
 
 def test_any_bytes_are_stored_and_linked(program, log_service, exported):
     for csv in (bytes(range(256)) * 4000, b"\0", b""):
         log_service.otherwise = csv
         assert program.request("GET", "/task/log/file").status == 0
-        assert os.readlink(LINK) == str(STORED)
-        assert LINK.read_bytes() == csv
+        assert os.readlink(LOG_LINK) == str(LOG_EXPORT)
+        assert LOG_LINK.read_bytes() == csv
 
 
 def test_redirect_has_mixed_line_ends_and_the_local_date(program, log_service, exported):
@@ -292,7 +289,7 @@ def test_redirect_has_mixed_line_ends_and_the_local_date(program, log_service, e
 
     # The two zones are 26 hours apart, so their dates always differ.
     for name, hours in (("<+14>-14", 14), ("<-12>12", -12)):
-        program.zone = name
+        program.environment["TZ"] = name
         before = date_in(hours)
         output = program.request("GET", "/task/log/file").output
         assert output in [
@@ -303,20 +300,20 @@ def test_redirect_has_mixed_line_ends_and_the_local_date(program, log_service, e
 
 
 def test_link_that_cannot_be_made_is_a_command_failure(program, log_service):
-    STORED.parent.mkdir(exist_ok=True)
-    LINK.unlink(missing_ok=True)
-    LINK.parent.rmdir()
+    LOG_EXPORT.parent.mkdir(exist_ok=True)
+    LOG_LINK.unlink(missing_ok=True)
+    LOG_LINK.parent.rmdir()
     result = program.request("GET", "/task/log/file")
     assert result.output == printed(error(COMMAND_FAILED, "Download task log fail."))
     assert result.status == 8
 
 
 def test_folder_in_the_stored_files_place_fails_and_the_link_stays(program, log_service, exported):
-    STORED.unlink()
-    STORED.mkdir()
+    LOG_EXPORT.unlink()
+    LOG_EXPORT.mkdir()
     try:
         assert program.request("GET", "/task/log/file").text == error(COMMAND_FAILED,
                                                                      "Download task log fail.")
-        assert [path.name for path in STORED.parent.iterdir()] == [STORED.name]
+        assert [path.name for path in LOG_EXPORT.parent.iterdir()] == [LOG_EXPORT.name]
     finally:
-        STORED.rmdir()
+        LOG_EXPORT.rmdir()

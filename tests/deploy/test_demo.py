@@ -6,12 +6,14 @@ import shlex
 import signal
 import socket
 import subprocess
-from pathlib import Path
 
-from serving import SECONDS, SOURCE, serving
+from loopback import listens
+from places import BUILD, SOURCE, STATE
+from service_process import ended_afterwards, start_recorder
+from state_folder import StateFolder
+from waiting import SECONDS
 
-BUILD = Path(os.environ["RECORDER_BUILD"])
-STATE = Path("/var/lib/recorder")
+PORT = 8080
 
 
 def welcome(process):
@@ -48,28 +50,28 @@ def password(text):
     return re.search(r"password\s+(\S+)", text)[1]
 
 
-def recorderctl(*words):
-    return subprocess.run([BUILD / "bin/recorderctl", *words], capture_output=True, text=True,
-                          env={**os.environ, "RECORDER_STATE": str(STATE)}, check=True).stdout
+def serving(*options):
+    return ended_afterwards(start_recorder(PORT, *options))
 
 
 def test_the_demo_works_when_pasted_and_is_made_once():
-    with serving(BUILD, "--demo") as process:
+    recorder = StateFolder(STATE)
+    with serving("--demo") as process:
         first = welcome(process)
         created, listed, status = paste(first)
         assert created.strip() == '{ "ret_code": 0, "mesg": "Success." }'
         assert '"taskName": "Every night"' in listed
         assert '"status": "new"' in status
         assert camera_states(first) == STATES
-    cameras = recorderctl("channel", "list")
+    cameras = recorder.ctl("channel", "list")
     assert len(cameras.splitlines()) == 5
-    assert recorderctl("config", "get", "fuse", "fuse_enabled").strip() == "1"
-    with serving(BUILD, "--demo") as process:
+    assert recorder.ctl("config", "get", "fuse", "fuse_enabled").strip() == "1"
+    with serving("--demo") as process:
         second = welcome(process)
         assert password(second) == password(first)
         assert camera_states(second) == STATES
         assert paste(second)[1].count('"taskName": "Every night"') == 2
-    assert recorderctl("channel", "list") == cameras
+    assert recorder.ctl("channel", "list") == cameras
     assert (STATE / "demo/password").stat().st_mode & 0o777 == 0o600
     assert (STATE / "demo/password").read_text().strip() == password(first)
 
@@ -80,7 +82,7 @@ def serve(*options):
 
 
 def test_a_taken_port_gives_one_line_and_leaves_nothing():
-    for port in (8080, 10205, 10141, 10150):
+    for port in (PORT, 10205, 10141, 10150):
         with socket.create_server(("127.0.0.1", port)):
             done = serve()
         assert done.returncode == 1
@@ -97,13 +99,12 @@ def test_a_wrong_port_number_gives_one_line():
 
 
 def test_when_a_service_ends_all_end_and_the_message_names_it():
-    with serving(BUILD) as process:
+    with serving() as process:
         found = subprocess.run(["pgrep", "-P", str(process.pid), "recorder-logd"], text=True,
                                capture_output=True, check=True).stdout
         os.kill(int(found), signal.SIGKILL)
         said = process.communicate(timeout=SECONDS)[0]
         assert "recorder-logd has ended" in said
         assert process.returncode == 1
-    for port in (8080, 10205, 10141, 10150):
-        with socket.socket() as client:
-            assert client.connect_ex(("127.0.0.1", port)) != 0
+    for port in (PORT, 10205, 10141, 10150):
+        assert not listens(port)

@@ -9,9 +9,8 @@ from pathlib import Path
 
 import pytest
 
-BUILD = Path(os.environ["RECORDER_BUILD"])
-SOURCE = Path(os.environ["RECORDER_SOURCE"])
-SECONDS = 60  # generous: reached only by something that hangs
+from places import BUILD, SOURCE
+from waiting import SECONDS
 
 # Below the prefix. Nothing is set-user-ID: that is for whoever starts the web server.
 PROGRAMS = ["libexec/recorder/recorder-logd", "libexec/recorder/recording-backupd",

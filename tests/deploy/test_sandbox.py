@@ -2,15 +2,16 @@
 import os
 import signal
 import subprocess
-import time
 import uuid
 from pathlib import Path
 
 import pytest
 
-SOURCE = Path(os.environ["RECORDER_SOURCE"])
+from places import SOURCE
+from processes import processes
+from waiting import SECONDS, wait_until
+
 SANDBOX = SOURCE / "scripts/sandbox"
-SECONDS = 60  # generous: reached only by something that hangs
 
 pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
                                 reason="there is no sandbox when running in place")
@@ -21,22 +22,9 @@ def inside(*options, script):
                           capture_output=True, timeout=SECONDS, check=False)
 
 
-def wait_until(condition, what):
-    deadline = time.monotonic() + SECONDS
-    while not condition():
-        assert time.monotonic() < deadline, f"waited in vain for {what}"
-        time.sleep(0.02)
-
-
 def is_running(mark):
     """Whether any process has this text in its command line."""
-    for path in Path("/proc").glob("[0-9]*/cmdline"):
-        try:
-            if mark.encode() in path.read_bytes():
-                return True
-        except OSError:
-            pass  # it has ended meanwhile
-    return False
+    return any(mark.encode() in command for _, command in processes())
 
 
 @pytest.mark.parametrize("folder", ["/share", "/storage", "/home/httpd", "/Zdbglog", "/mnt", "/tmp",

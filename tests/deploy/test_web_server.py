@@ -1,16 +1,14 @@
 """The web server's rules, with a stand-in CGI program that shows what it was given."""
-import http.client
-import json
-import os
 import shutil
 import subprocess
-from pathlib import Path
 
 import pytest
 
-from serving import SECONDS, serving
+import loopback
+from places import CGI, LOG_EXPORT, LOG_LINK, LOGS
+from service_process import ended_afterwards, start_recorder
 
-BUILD = Path(os.environ["RECORDER_BUILD"])
+PORT = 8080
 PROGRAM = "/cgi-bin/recording_backup.cgi"
 EXPORT = "/cgi-bin/Ostra-RecordingbackLog.csv"
 
@@ -41,31 +39,23 @@ int main() {
 def server(tmp_path_factory):
     stand_in = tmp_path_factory.mktemp("stand-in") / "program"
     subprocess.run(["c++", "-x", "c++", "-o", stand_in, "-"], text=True, input=STAND_IN, check=True)
-    with serving(BUILD, "--port", "8080"):
-        # What was installed keeps its owner, group and mode.
-        shutil.copyfile(stand_in, "/home/httpd/cgi-bin/recording_backup.cgi")
-        Path("/share/Ostra-RecordingbackLog.csv").write_text("a,b\n")
-        os.symlink("/share/Ostra-RecordingbackLog.csv",
-                   "/home/httpd/cgi-bin/Ostra-RecordingbackLog.csv")
-        Path("/home/httpd/cgi-bin/other.csv").write_text("secret\n")
+    with ended_afterwards(start_recorder(PORT)):
+        shutil.copyfile(stand_in, CGI)  # what was installed keeps its owner, group and mode
+        LOG_EXPORT.write_text("a,b\n")
+        LOG_LINK.symlink_to(LOG_EXPORT)
+        (CGI.parent / "other.csv").write_text("secret\n")
         yield
 
 
 def request(method, path, body=None, headers=None):
-    connection = http.client.HTTPConnection("127.0.0.1", 8080, timeout=SECONDS)
-    try:
-        connection.request(method, path, body, headers or {})
-        response = connection.getresponse()
-        return response.status, response.headers, response.read()
-    finally:
-        connection.close()
+    return loopback.request(PORT, method, path, body, headers)
 
 
 def given(path, **options):
     """What the program was given in a request that reached it."""
-    status, _, body = request("PUT", PROGRAM + path, **options)
-    assert status == 200
-    return json.loads(body)
+    reply = request("PUT", PROGRAM + path, **options)
+    assert reply.status == 200
+    return reply.json
 
 
 def test_the_program_gets_the_path_and_runs_as_root():
@@ -83,10 +73,10 @@ def test_a_proxy_header_does_not_become_a_proxy_setting():
 
 
 def test_a_download_comes_through_the_program_with_the_attachments_name():
-    status, headers, body = request("GET", PROGRAM + "/task/log/file")
-    assert (status, body) == (200, b"a,b\n")
-    assert headers["Content-Disposition"] == "attachment; filename=dated.csv"
-    assert headers["Content-Type"] == "application/octet-stream"
+    reply = request("GET", PROGRAM + "/task/log/file")
+    assert (reply.status, reply.body) == (200, b"a,b\n")
+    assert reply.headers["Content-Disposition"] == "attachment; filename=dated.csv"
+    assert reply.headers["Content-Type"] == "application/octet-stream"
 
 
 @pytest.mark.parametrize("path", [
@@ -101,7 +91,7 @@ def test_a_download_comes_through_the_program_with_the_attachments_name():
 ])
 def test_nothing_but_the_program_can_be_asked_for(path):
     for headers in ({}, {"REDIRECT_STATUS": "200", "Redirect-Status": "200"}):
-        assert request("GET", path, headers=headers)[0] == 403
+        assert request("GET", path, headers=headers).status == 403
 
 
 def test_a_body_of_one_mebibyte_reaches_the_program():
@@ -109,23 +99,23 @@ def test_a_body_of_one_mebibyte_reaches_the_program():
 
 
 def test_a_much_longer_body_is_refused():
-    assert request("PUT", PROGRAM + "/task", body=b"x" * (2**20 + 2**17))[0] == 413
+    assert request("PUT", PROGRAM + "/task", body=b"x" * (2**20 + 2**17)).status == 413
 
 
 def test_trace_is_off_and_the_server_does_not_tell_its_version():
-    status, headers, _ = request("TRACE", PROGRAM + "/task")
-    assert status == 405
-    assert headers["Server"] == "Apache"
+    reply = request("TRACE", PROGRAM + "/task")
+    assert reply.status == 405
+    assert reply.headers["Server"] == "Apache"
 
 
 def test_session_identifiers_do_not_reach_the_logs():
     given("/task?sid=0123456789abcdef", headers={"Cookie": "sid=fedcba9876543210"})
-    for log in Path("/var/lib/recorder/logs").iterdir():
+    for log in LOGS.iterdir():
         text = log.read_text()
         assert "0123456789abcdef" not in text and "fedcba9876543210" not in text
 
 
 def test_the_program_is_for_the_web_servers_group_alone():
-    program = Path("/home/httpd/cgi-bin/recording_backup.cgi").stat()
+    program = CGI.stat()
     assert program.st_mode & 0o7777 == 0o4750
     assert program.st_uid == 0

@@ -6,8 +6,5 @@ from stand_alone_recorder import Recorder
 
 @pytest.fixture
 def recorder():
-    fresh = Recorder()
-    try:
-        yield fresh.start()
-    finally:
-        fresh.clean_up()
+    with Recorder() as fresh:
+        yield fresh

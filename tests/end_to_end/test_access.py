@@ -8,11 +8,14 @@ from pathlib import Path
 
 import pytest
 
-from stand_alone_recorder import (CGI, DEBUG_FILE, LOGS, ROOT_URL, STATE, SUCCESS, processes,
-                                  task, wait_until)
+from places import CGI, DEBUG_FILE, LOG_LINK, LOGS, STATE
+from processes import processes
+from replies import SUCCESS
+from sample_task import TASK, task
+from stand_alone_recorder import ROOT_URL
+from waiting import wait_until
 
 REFUSED = '{ "retCode": -1794506751.0, "mesg": "SID authorization fail." }'
-CSV_LINK = CGI.parent / "Ostra-RecordingbackLog.csv"
 
 
 def get(recorder, query="", headers=None):
@@ -144,7 +147,7 @@ def test_state_folder_and_databases_are_closed_to_other_users(recorder):
     assert mode(STATE) == 0o700
     assert mode(LOGS) == 0o700
     files = {path.name: mode(path) for path in STATE.glob("*.db*")}
-    assert {"config.db", "registry.db", "events.db"} <= set(files)
+    assert {"config.db", "registry.db", "events.db", "backupd.db"} <= set(files)
     assert set(files.values()) == {0o600}, files
 
 
@@ -171,17 +174,18 @@ def test_program_file_itself_cannot_be_downloaded(recorder):
 
 def test_prepared_log_export_cannot_be_fetched_directly(recorder):
     recorder.create_successfully()
+    name = TASK["taskName"].encode()
     download = recorder.call("GET", "task/log/file")
-    assert download.status == 200 and b"Front door" in download.body
-    assert CSV_LINK.is_symlink()
+    assert download.status == 200 and name in download.body
+    assert LOG_LINK.is_symlink()
     for query in ("", "?sid=" + recorder.sid):
-        for path in (CSV_LINK.name, CSV_LINK.name + "/", "/" + CSV_LINK.name,
-                     CSV_LINK.name + "/x", "./" + CSV_LINK.name):
+        for path in (LOG_LINK.name, LOG_LINK.name + "/", "/" + LOG_LINK.name,
+                     LOG_LINK.name + "/x", "./" + LOG_LINK.name):
             reply = recorder.request("GET", f"/cgi-bin/{path}{query}",
                                      headers={"Cookie": "sid=" + recorder.sid,
                                               "Redirect-Status": "200"})
             assert reply.status in (403, 404), path
-            assert b"Front door" not in reply.body, path
+            assert name not in reply.body, path
 
 
 class CommandLines:

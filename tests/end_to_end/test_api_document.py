@@ -2,11 +2,11 @@
 import re
 import time
 from http.client import responses
-from pathlib import Path
 
 import pytest
 
-from stand_alone_recorder import ROOT_URL, SOURCE, Recorder
+from places import SOURCE, STORAGE
+from stand_alone_recorder import ROOT_URL, Recorder
 
 PAGE = (SOURCE / "docs/api.md").read_text()
 ANY = "<any>"
@@ -53,21 +53,15 @@ def send(recorder, request):
 
 @pytest.fixture
 def documented_recorder():
-    recorder = Recorder(zone="UTC0")
-    try:
-        recorder.start()
-        for index, guid, name in (("0", "5F0C", "Front door"), ("1", "5F0D", "Yard")):
-            recorder.ctl("channel", "add", "--index", index, "--guid", guid, "--ip", "192.0.2.21",
-                         "--name", name, "--brand", "Acme", "--model", "X1", "--streams", "1",
-                         "--recordings", f"/storage/{guid}")
+    with Recorder(zone="UTC0") as recorder:
+        for index, guid, name in ((0, "5F0C", "Front door"), (1, "5F0D", "Yard")):
+            recorder.add_channel(index, name, STORAGE / guid, guid=guid)
         recorder.ctl("channel", "state", "0", "0")
-        day = Path("/storage/5F0D/2024-03-01")
+        day = STORAGE / "5F0D/2024-03-01"
         day.mkdir(parents=True)
         (day / "08-00-00.mp4").write_bytes(b"recording")
         recorder.ctl("channel", "remove", "1")
         yield recorder
-    finally:
-        recorder.clean_up()
 
 
 def settled_reply(recorder, request, wanted):

@@ -2,22 +2,21 @@
 import os
 import shutil
 import time
-from pathlib import Path
 
 import pytest
 
+from places import STATE, STORAGE
 from stand_alone_recorder import Recorder
 
-RECORDINGS = Path("/storage/recordings")
+RECORDINGS = STORAGE / "recordings"
 LIST_FAIL = '{ "ret_code": 2500460551.0, "mesg": "Get Channel List Fail." }'
 
 
 def add(recorder, index, name, streams=2, brand="Acme", folder=None):
     """Adds a camera; returns its folder, which is not made."""
     folder = folder or RECORDINGS / name
-    recorder.ctl("channel", "add", "--index", str(index), "--guid", "guid-" + name,
-                 "--ip", f"192.0.2.{index}", "--name", name, "--brand", brand, "--model", "X1",
-                 "--streams", str(streams), "--recordings", str(folder))
+    recorder.add_channel(index, name, folder, guid="guid-" + name, ip=f"192.0.2.{index}",
+                         brand=brand, streams=streams)
     return folder
 
 
@@ -127,7 +126,7 @@ def test_folders_that_vanish_leave_their_camera_without_recordings(recorder):
 
 
 def test_links_below_a_cameras_folder_lead_nowhere(recorder):
-    outside = Path("/storage/elsewhere")
+    outside = STORAGE / "elsewhere"
     record(outside, "10-00-00.mp4")
     record(outside, "2023-01-02/10-00-00.mp4")
     folder = add(recorder, 0, "linked")
@@ -178,15 +177,11 @@ def test_recordings_from_the_future_are_no_sign_of_life(recorder):
     ("UTC0", "1970-01-02/00-00-00.mp4", ("1970-01-02", 86400)),
 ])
 def test_the_oldest_recording_is_named_in_local_time_and_told_in_both(zone, name, expected):
-    recorder = Recorder(zone=zone)
-    try:
-        recorder.start()
+    with Recorder(zone=zone) as recorder:
         folder = add(recorder, 0, "camera")
         record(folder, name)
         record_now(recorder, folder)
         assert oldest(recorder) == {"camera": expected}
-    finally:
-        recorder.clean_up()
 
 
 def test_names_of_cameras_come_back_as_they_were_given(recorder):
@@ -204,7 +199,7 @@ def test_all_128_cameras_are_listed_and_segments_behind_are_ignored(recorder):
 
 
 def test_settings_that_cannot_be_read_are_one_clear_failure(recorder):
-    database = Path("/var/lib/recorder/config.db")
+    database = STATE / "config.db"
     aside = database.with_suffix(".aside")
     database.rename(aside)
     database.mkdir()

@@ -1,5 +1,4 @@
 """What was answered with success is stored, whatever is killed, restarted or done at once."""
-import json
 import os
 import random
 import signal
@@ -10,14 +9,18 @@ from concurrent.futures import ThreadPoolExecutor
 from contextlib import closing
 from http.client import HTTPException
 
-from stand_alone_recorder import EVENT_CREATED, STATE, SUCCESS, task, wait_until
+from event_ids import TASK_CREATED
+from places import STATE
+from replies import SUCCESS
+from sample_task import task, task_body
+from waiting import wait_until
 
 CREATES = 200
 AT_ONCE = 8
 
 
 def body(name):
-    return json.dumps(task(taskName=name)).encode()
+    return task_body(taskName=name).encode()
 
 
 def assert_sound(database):
@@ -36,7 +39,7 @@ def test_two_hundred_creates_at_eight_at_a_time_lose_none_and_number_them_withou
     assert sorted(record["taskName"] for record in stored) == sorted(names)
     events = recorder.ctl_json("event", "list", "--limit", "1000")
     assert sorted(event["arguments"][1] for event in events) == sorted(names)
-    assert {event["id"] for event in events} == {EVENT_CREATED}
+    assert {event["id"] for event in events} == {TASK_CREATED}
 
 
 def test_creates_at_once_that_start_at_once_all_end_in_the_queue(recorder):

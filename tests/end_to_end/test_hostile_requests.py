@@ -4,12 +4,13 @@ import socket
 
 import pytest
 
-from stand_alone_recorder import (CGI, ROOT_URL, SUCCESS, processes, refused, task, wait_until)
+from places import CGI
+from processes import processes
+from replies import (INPUT_FORMAT_ERROR, INVALID_VALUE, PARSE_FAIL, STORE_BAD_TEXT, SUCCESS, error)
+from sample_task import task, task_body
+from stand_alone_recorder import ROOT_URL
+from waiting import wait_until
 
-INPUT_FORMAT_ERROR = 0x950A0004
-PARSE_FAIL = 0x950A0005
-INVALID_VALUE = 0x950A0006
-STORE_BAD_TEXT = 3
 MEBIBYTE = 1024 * 1024
 
 
@@ -28,14 +29,14 @@ def assert_goes_on(recorder):
 
 
 def padded(size):
-    text = json.dumps(task())
+    text = task_body()
     return text + " " * (size - len(text))
 
 
 def test_body_of_a_mebibyte_is_taken_and_one_byte_more_counts_as_no_body(recorder):
     assert recorder.create(padded(MEBIBYTE)).text == SUCCESS
     for size in (MEBIBYTE + 1, 1_114_112):
-        assert recorder.create(padded(size)).text == refused(INPUT_FORMAT_ERROR)
+        assert recorder.create(padded(size)).text == error(INPUT_FORMAT_ERROR)
     assert len(recorder.stored_tasks()) == 1
     assert_goes_on(recorder)
 
@@ -58,7 +59,7 @@ def test_length_that_is_no_length_is_refused_by_the_web_server(recorder, length)
 
 
 def test_chunked_body_is_refused_by_the_web_server(recorder):
-    for chunks in ([json.dumps(task()).encode()], [b"x" * 65536] * 40):
+    for chunks in ([task_body().encode()], [b"x" * 65536] * 40):
         reply = recorder.call("PUT", "task", iter(chunks), {"Transfer-Encoding": "chunked"},
                               encode_chunked=True)
         assert reply.status == 411
@@ -76,7 +77,7 @@ NO_TASK = [
 
 def test_body_that_is_no_task_is_refused(recorder):
     for text, code in NO_TASK:
-        assert recorder.create(text).text == refused(code), text[:30]
+        assert recorder.create(text).text == error(code), text[:30]
     assert recorder.stored_tasks() == []
 
 
@@ -91,17 +92,17 @@ def test_member_of_the_wrong_kind_is_refused(recorder):
             elif member == "chIdxList" and isinstance(bad, list):
                 assert wrong == SUCCESS
             else:
-                assert wrong == refused(PARSE_FAIL), (member, bad)
+                assert wrong == error(PARSE_FAIL), (member, bad)
 
 
 def test_value_outside_its_table_is_refused(recorder):
     for member in ("backupType", "scheduleType", "recordingType", "recordingFormat",
                    "remoteOverwriteType"):
         for text in ("", "Daily", task()[member].upper(), task()[member] + " ", "x" * 10_000):
-            assert recorder.create(**{member: text}).text == refused(INVALID_VALUE), member
+            assert recorder.create(**{member: text}).text == error(INVALID_VALUE), member
     for member in ("backupDays", "remoteKeepRecDays"):
-        assert recorder.create(**{member: 100}).text == refused(INVALID_VALUE)
-        assert recorder.create(**{member: 2**40}).text == refused(INVALID_VALUE)
+        assert recorder.create(**{member: 100}).text == error(INVALID_VALUE)
+        assert recorder.create(**{member: 2**40}).text == error(INVALID_VALUE)
     assert recorder.stored_tasks() == []
 
 
@@ -114,7 +115,7 @@ def head(recorder, length):
 
 
 def test_body_that_does_not_end_keeps_nobody_else_waiting_and_creates_nothing(recorder):
-    text = json.dumps(task()).encode()
+    text = task_body().encode()
     clients = [socket.create_connection(("127.0.0.1", recorder.port)) for _ in range(5)]
     for client in clients:
         client.sendall(head(recorder, len(text)) + text[:-1])
@@ -128,7 +129,7 @@ def test_body_that_does_not_end_keeps_nobody_else_waiting_and_creates_nothing(re
 
 
 def test_client_that_leaves_before_the_reply_does_no_harm(recorder):
-    text = json.dumps(task()).encode()
+    text = task_body().encode()
     for _ in range(30):
         with socket.create_connection(("127.0.0.1", recorder.port)) as client:
             client.sendall(head(recorder, len(text)) + text)
@@ -192,11 +193,11 @@ def test_hostile_text_is_stored_as_documented(recorder, member):
 def test_text_that_the_store_refuses_changes_nothing(recorder, member):
     recorder.create_successfully(taskName="before")
     before = recorder.stored_tasks()
-    good = json.dumps(task(**{member: "REPLACED"})).encode()
+    good = task_body(**{member: "REPLACED"}).encode()
     for sent in REFUSED:
         body = good.replace(b"REPLACED", sent)
-        assert recorder.create(body).text == refused(STORE_BAD_TEXT), sent
-        assert recorder.call("POST", "task/1", body).text == refused(STORE_BAD_TEXT), sent
+        assert recorder.create(body).text == error(STORE_BAD_TEXT), sent
+        assert recorder.call("POST", "task/1", body).text == error(STORE_BAD_TEXT), sent
     assert recorder.stored_tasks() == before
     assert len(recorder.events()) == 1
 

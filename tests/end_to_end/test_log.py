@@ -6,11 +6,14 @@ import subprocess
 
 import pytest
 
-from stand_alone_recorder import CGI, ROOT_URL, SECONDS, SUCCESS, ZONE
+from places import LOG_LINK
+from replies import SUCCESS
+from stand_alone_recorder import ROOT_URL
+from state_folder import ZONE
+from waiting import SECONDS
 
 HEADER = ["Time", "Time stamp", "User", "Address", "Application", "Event", "Task"]
 ADDRESS = "/cgi-bin/Ostra-RecordingbackLog.csv"
-LINK = CGI.parent / "Ostra-RecordingbackLog.csv"
 
 
 def rows(body):
@@ -103,7 +106,7 @@ def test_second_download_has_the_newer_events_under_the_same_name(eventful):
 
 def test_exported_file_cannot_be_fetched_past_the_program(eventful):
     assert eventful.call("GET", "task/log/file").status == 200
-    assert LINK.read_bytes()
+    assert LOG_LINK.read_bytes()
     cookie = {"Cookie": "sid=" + eventful.sid}
     for address in (ADDRESS, ADDRESS + "?sid=" + eventful.sid, ADDRESS + "/", ADDRESS + "/x",
                     "/cgi-bin/./Ostra-RecordingbackLog.csv", "/cgi-bin//Ostra-RecordingbackLog.csv",
@@ -118,7 +121,7 @@ def test_exported_file_cannot_be_fetched_past_the_program(eventful):
 def test_download_without_a_session_is_refused_and_exports_nothing(eventful):
     reply = eventful.request("GET", f"{ROOT_URL}/task/log/file")
     assert reply.status == 401
-    assert not LINK.is_symlink()
+    assert not LOG_LINK.is_symlink()
 
 
 def test_log_service_that_is_down_is_reported_and_an_earlier_export_stays(eventful):
@@ -129,7 +132,7 @@ def test_log_service_that_is_down_is_reported_and_an_earlier_export_stays(eventf
     reply = eventful.call("GET", "task/log/file")
     assert (reply.status, reply.text) == (
         200, '{ "ret_code": -1.0, "mesg": "Download task log fail." }')
-    assert LINK.read_bytes() == before
+    assert LOG_LINK.read_bytes() == before
     # What happens meanwhile is in the log once the service is back.
     eventful.create_successfully(taskName="Yard")
     eventful.start_service("recorder-logd")

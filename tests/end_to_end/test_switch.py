@@ -3,26 +3,17 @@ import json
 import socket
 import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
-from pathlib import Path
 from threading import Thread
 
 import pytest
 
-from stand_alone_recorder import SUCCESS, wait_until
+from event_ids import (BACKUP_FORCED, BACKUP_STARTED, BACKUP_STOPPED, START_REFUSED, TASK_DELETED,
+                       TASK_DISABLED, TASK_ENABLED)
+from places import STORAGE
+from replies import (CHANGE_STATUS_ERROR, INPUT_FORMAT_ERROR, PARSE_FAIL, RUNNING_INFO_ERROR,
+                     STORE_UNKNOWN_TASK, SUCCESS, error)
+from waiting import wait_until
 
-EVENT_DELETED = 0x62040003
-EVENT_ENABLED = 0x62040004
-EVENT_DISABLED = 0x62040005
-EVENT_STARTED = 0x23150001
-EVENT_STOPPED = 0x23150002
-EVENT_FORCED = 0x23150003
-EVENT_REFUSED = 0x23170001
-
-PARSE_FAIL = 0x950A0005
-INPUT_FORMAT_ERROR = 0x950A0004
-RUNNING_INFO_ERROR = 0x950A0021
-STATUS_CHANGE_FAIL = 0x950A0022
-STORE_UNKNOWN_TASK = 5
 NOTICE_PORT = 10205
 
 ACTIVE = ('{ "ret_code": 0, "mesg": "Success.", "has_running_task": %s, "isFUSE": %s, '
@@ -31,20 +22,15 @@ DONE = ACTIVE % ("false", "true", "", "")
 LIVE = ("running", "prepare_start", "wait")
 
 
-def failure(code, message):
-    return '{ "ret_code": %d.0, "mesg": "%s" }' % (code, message)
-
-
 @pytest.fixture
 def three(recorder):
     """Tasks 1 "Doors", 2 "Yard" and 3 "Night copy" with something to copy, and a server that takes
     connections and never says a word: whatever runs does so until it is stopped."""
-    day = Path("/storage/front") / time.strftime("%Y-%m-%d", time.localtime(time.time() - 86400))
+    folder = STORAGE / "front"
+    day = folder / time.strftime("%Y-%m-%d", time.localtime(time.time() - 86400))
     day.mkdir(parents=True)
     (day / "12-00-00.mp4").write_bytes(b"recorded")
-    recorder.ctl("channel", "add", "--index", "0", "--guid", "5F0C", "--ip", "192.0.2.21",
-                 "--name", "Front", "--brand", "Acme", "--model", "X1", "--streams", "1",
-                 "--recordings", "/storage/front")
+    recorder.add_channel(0, "Front", folder)
     with socket.create_server(("127.0.0.1", 0)) as silent:
         for name in ("Doors", "Yard", "Night copy"):
             recorder.create_successfully(taskName=name, serverIP="127.0.0.1", chIdxList=[0],
@@ -91,32 +77,32 @@ def test_disable_and_enable_change_the_one_member_and_leave_their_events(three):
     assert [entry["enable"] for entry in three.list_tasks()] == [True, False, True]
     assert three.call("POST", "task/2/is_enable/ignored", {"is_enable": True}).text == SUCCESS
     assert three.stored_tasks() == before
-    assert events(three, EVENT_DISABLED) == [of_admin("Yard")]
-    assert events(three, EVENT_ENABLED) == [of_admin("Yard")]
+    assert events(three, TASK_DISABLED) == [of_admin("Yard")]
+    assert events(three, TASK_ENABLED) == [of_admin("Yard")]
 
 
 def test_enable_of_an_unknown_task_is_refused_without_event(three):
     reply = three.call("POST", "task/9/is_enable", {"is_enable": False})
-    assert reply.text == failure(STORE_UNKNOWN_TASK, "Insert task to database fail.")
-    assert events(three, EVENT_DISABLED) == []
+    assert reply.text == error(STORE_UNKNOWN_TASK)
+    assert events(three, TASK_DISABLED) == []
 
 
 def test_enable_with_a_bad_body_changes_nothing(three):
     before = three.stored_tasks()
     assert three.call("POST", "task/2/is_enable", "no json").text == "null"
     assert three.call("POST", "task/2/is_enable").text == "null"
-    assert three.call("POST", "task/2/is_enable", {"enable": False}).text == failure(
-        PARSE_FAIL, "Insert task to database fail.")
+    assert three.call("POST", "task/2/is_enable", {"enable": False}).text == error(
+        PARSE_FAIL)
     assert three.stored_tasks() == before
-    assert events(three, EVENT_DISABLED) == []
+    assert events(three, TASK_DISABLED) == []
 
 
 def test_enable_while_the_daemon_is_down_is_stored_and_reported(three):
     three.kill_service("recording-backupd")
     reply = three.call("POST", "task/2/is_enable", {"is_enable": False})
-    assert reply.text == failure(STATUS_CHANGE_FAIL, "Insert task to database fail.")
+    assert reply.text == error(CHANGE_STATUS_ERROR)
     assert [stored["enable"] for stored in three.stored_tasks()] == [True, False, True]
-    assert events(three, EVENT_DISABLED) == []
+    assert events(three, TASK_DISABLED) == []
 
 
 # --- delete --------------------------------------------------------------------------------------
@@ -126,7 +112,7 @@ def test_delete_removes_the_task_and_its_name_stands_in_the_event(three):
     assert three.call("DELETE", "task/2?isStop=0").text == SUCCESS
     assert [stored["taskName"] for stored in three.stored_tasks()] == ["Doors", "Night copy"]
     assert [entry["taskID"] for entry in three.list_tasks()] == ["1", "3"]
-    assert events(three, EVENT_DELETED) == [of_admin("Yard")]
+    assert events(three, TASK_DELETED) == [of_admin("Yard")]
     assert three.call("GET", "task/log").json["logs"][0]["task"] == "Yard"
 
 
@@ -136,29 +122,29 @@ def test_delete_after_a_stop_removes_every_task_with_its_own_name(three):
         assert three.call("DELETE", f"task/{task_id}?isStop=1").text == SUCCESS
     assert three.stored_tasks() == []
     assert three.list_tasks() == []
-    assert events(three, EVENT_DELETED) == [of_admin(name)
+    assert events(three, TASK_DELETED) == [of_admin(name)
                                             for name in ("Night copy", "Yard", "Doors")]
 
 
 def test_delete_of_an_unknown_task_succeeds_with_an_empty_name(three):
     assert three.call("DELETE", "task/9?isStop=0").text == SUCCESS
     assert len(three.stored_tasks()) == 3
-    assert events(three, EVENT_DELETED) == [of_admin("")]
+    assert events(three, TASK_DELETED) == [of_admin("")]
 
 
 def test_delete_without_is_stop_does_nothing(three):
     assert three.call("DELETE", "task/2").text == "null"
     assert len(three.stored_tasks()) == 3
-    assert events(three, EVENT_DELETED) == []
+    assert events(three, TASK_DELETED) == []
 
 
 def test_delete_while_the_daemon_is_down_deletes_nothing(three):
     three.kill_service("recording-backupd")
-    assert three.call("DELETE", "task/2?isStop=0").text == failure(-1, "Delete task fail.")
-    assert three.call("DELETE", "task/2?isStop=1").text == failure(STATUS_CHANGE_FAIL,
+    assert three.call("DELETE", "task/2?isStop=0").text == error(-1, "Delete task fail.")
+    assert three.call("DELETE", "task/2?isStop=1").text == error(CHANGE_STATUS_ERROR,
                                                                    "Delete task fail.")
     assert len(three.stored_tasks()) == 3
-    assert events(three, EVENT_DELETED) == []
+    assert events(three, TASK_DELETED) == []
 
 
 # --- start, stop, force --------------------------------------------------------------------------
@@ -167,28 +153,28 @@ def test_delete_while_the_daemon_is_down_deletes_nothing(three):
 def test_start_and_stop_of_a_task_leave_their_events(three):
     assert activate(three, 1, True) == DONE
     assert live(three) == ["1"]
-    assert events(three, EVENT_STARTED)[0] == of_system("Doors")
+    assert events(three, BACKUP_STARTED)[0] == of_system("Doors")
     assert activate(three, 1, False) == DONE
     wait_until(lambda: three.call("GET", "task/status/1").json["status"] == "cancel", "the stop")
     assert live(three) == []
-    assert events(three, EVENT_STOPPED)[0] == of_system("Doors")
+    assert events(three, BACKUP_STOPPED)[0] == of_system("Doors")
 
 
 def test_start_with_the_file_explorer_off_is_an_event_and_nothing_else(three):
     three.ctl("config", "set", "fuse", "fuse_enabled", "0")
     assert activate(three, 1, True) == ACTIVE % ("false", "false", "", "")
     assert live(three) == []
-    assert events(three, EVENT_REFUSED) == [of_system("Doors")]
+    assert events(three, START_REFUSED) == [of_system("Doors")]
     assert three.call("GET", "task/log").json["logs"][0]["event"] == (
         "Activation refused: file explorer is off")
 
 
 def test_start_of_an_unknown_task_is_refused_by_the_daemon(three):
-    assert activate(three, 9, True) == failure(STATUS_CHANGE_FAIL, "Active task fail.")
-    assert force(three, 9, is_force_running=True) == failure(STATUS_CHANGE_FAIL,
+    assert activate(three, 9, True) == error(CHANGE_STATUS_ERROR, "Active task fail.")
+    assert force(three, 9, is_force_running=True) == error(CHANGE_STATUS_ERROR,
                                                              "Force active task fail.")
     assert live(three) == []
-    assert events(three, EVENT_STARTED) == events(three, EVENT_FORCED) == []
+    assert events(three, BACKUP_STARTED) == events(three, BACKUP_FORCED) == []
 
 
 def test_force_puts_the_task_before_all_others(three):
@@ -196,7 +182,7 @@ def test_force_puts_the_task_before_all_others(three):
         assert force(three, task_id, is_force_running=False) == SUCCESS
     assert force(three, 3, is_force_running=True) == SUCCESS
     wait_until(lambda: live(three)[0] == "3", "the forced task's turn")
-    forced, = events(three, EVENT_FORCED)
+    forced, = events(three, BACKUP_FORCED)
     assert forced[2][:2] == ["Recording Backup", "Night copy"]
     assert forced[2][2] in ("", "Doors", "Yard")  # whatever ran at that moment
 
@@ -205,7 +191,7 @@ def test_force_in_parallel_stops_nothing_and_leaves_no_event(three):
     assert force(three, 1, is_force_running=True, is_parallel_running=True) == SUCCESS
     assert force(three, 2, is_force_running=True, is_parallel_running=True) == SUCCESS
     assert sorted(live(three)) == ["1", "2"]
-    assert events(three, EVENT_FORCED) == []
+    assert events(three, BACKUP_FORCED) == []
 
 
 def test_force_without_force_queues_behind_the_others(three):
@@ -213,26 +199,26 @@ def test_force_without_force_queues_behind_the_others(three):
         assert force(three, task_id, is_force_running=False) == SUCCESS
     assert live(three)[-1] == "3"
     assert sorted(live(three)) == ["1", "2", "3"]
-    assert events(three, EVENT_FORCED) == []
+    assert events(three, BACKUP_FORCED) == []
 
 
 def test_start_and_force_with_a_bad_body_have_the_same_message(three):
     for path in ("task/1/active", "task/1/active/enforcement"):
         for body in ("no json", None):
-            assert three.call("POST", path, body).text == failure(INPUT_FORMAT_ERROR,
+            assert three.call("POST", path, body).text == error(INPUT_FORMAT_ERROR,
                                                                   "Active task fail.")
-    assert three.call("POST", "task/1/active", {}).text == failure(PARSE_FAIL, "Active task fail.")
-    assert force(three, 1) == failure(PARSE_FAIL, "Force active task fail.")
+    assert three.call("POST", "task/1/active", {}).text == error(PARSE_FAIL, "Active task fail.")
+    assert force(three, 1) == error(PARSE_FAIL, "Force active task fail.")
     assert live(three) == []
 
 
 def test_start_and_force_while_the_daemon_is_down_are_reported(three):
     three.kill_service("recording-backupd")
-    assert activate(three, 1, True) == failure(RUNNING_INFO_ERROR, "Active task fail.")
-    assert activate(three, 1, False) == failure(STATUS_CHANGE_FAIL, "Active task fail.")
-    assert force(three, 1, is_force_running=True) == failure(RUNNING_INFO_ERROR,
+    assert activate(three, 1, True) == error(RUNNING_INFO_ERROR, "Active task fail.")
+    assert activate(three, 1, False) == error(CHANGE_STATUS_ERROR, "Active task fail.")
+    assert force(three, 1, is_force_running=True) == error(RUNNING_INFO_ERROR,
                                                              "Force active task fail.")
-    assert events(three, EVENT_STARTED) == events(three, EVENT_FORCED) == []
+    assert events(three, BACKUP_STARTED) == events(three, BACKUP_FORCED) == []
 
 
 # --- while a task runs, as a daemon of the test's own says ---------------------------------------
@@ -279,17 +265,17 @@ def test_start_is_refused_while_a_task_runs_and_the_reply_names_the_last_one(bus
     assert activate(busy, 3, True) == refused
     assert activate(busy, 2, True) == refused
     assert BusyDaemon.notices == []
-    assert events(busy, EVENT_STARTED) == []
+    assert events(busy, BACKUP_STARTED) == []
 
 
 def test_stop_is_never_refused(busy):
     assert activate(busy, 1, False) == DONE
     assert [notice["task_info"]["start_task"] for notice in BusyDaemon.notices] == [False]
-    assert events(busy, EVENT_STOPPED) == [of_system("Doors")]
+    assert events(busy, BACKUP_STOPPED) == [of_system("Doors")]
 
 
 def test_force_event_names_the_task_that_had_to_go(busy):
     assert force(busy, 3, is_force_running=True) == SUCCESS
-    assert events(busy, EVENT_FORCED) == [of_system("Night copy", "Yard")]
+    assert events(busy, BACKUP_FORCED) == [of_system("Night copy", "Yard")]
     assert busy.call("GET", "task/log").json["logs"][0]["event"] == (
         "Backup forced: Night copy replaced Yard")

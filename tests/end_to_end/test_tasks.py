@@ -1,11 +1,9 @@
 """Creating, changing, listing and looking up tasks behind the real web server."""
-from stand_alone_recorder import (EVENT_CREATED, EVENT_MODIFIED, EVENT_STARTED, SUCCESS, refused,
-                                  task, wait_until)
-
-PARSE_FAIL = 0x950A0005
-INVALID_VALUE = 0x950A0006
-STATUS_CHANGE_FAIL = 0x950A0022
-STORE_UNKNOWN_TASK = 5
+from event_ids import BACKUP_STARTED, TASK_CREATED, TASK_MODIFIED
+from replies import (CHANGE_STATUS_ERROR, INVALID_VALUE, PARSE_FAIL, STORE_UNKNOWN_TASK, SUCCESS,
+                     error)
+from sample_task import task
+from waiting import wait_until
 
 
 def times_apart(records):
@@ -47,15 +45,13 @@ def test_create_turns_the_ends_of_a_time_range_into_local_days(recorder):
 def test_create_writes_one_event_with_user_address_and_task(recorder):
     recorder.create_successfully()
     assert times_apart(recorder.events()) == [
-        {"id": EVENT_CREATED, "user": "admin", "ip": "127.0.0.1",
+        {"id": TASK_CREATED, "user": "admin", "ip": "127.0.0.1",
          "arguments": ["Recording Backup", "Front door"]}]
 
 
 def test_create_that_is_refused_stores_nothing_and_writes_no_event(recorder):
-    without_name = task()
-    del without_name["taskName"]
-    assert recorder.create(without_name).text == refused(PARSE_FAIL)
-    assert recorder.create(backupDays=100).text == refused(INVALID_VALUE)
+    assert recorder.create(task(without="taskName")).text == error(PARSE_FAIL)
+    assert recorder.create(backupDays=100).text == error(INVALID_VALUE)
     assert recorder.stored_tasks() == []
     assert recorder.events() == []
 
@@ -73,11 +69,11 @@ def test_create_with_backup_immediately_runs_the_task_and_no_other(recorder):
 
 def test_start_at_once_is_an_event_unless_the_file_explorer_is_off(recorder):
     recorder.create_successfully(backupImmediately=True)
-    assert [event["id"] for event in recorder.requested_events()] == [EVENT_STARTED, EVENT_CREATED]
+    assert [event["id"] for event in recorder.requested_events()] == [BACKUP_STARTED, TASK_CREATED]
     recorder.ctl("config", "set", "fuse", "fuse_enabled", "0")
     recorder.create_successfully(backupImmediately=True)
     assert [event["id"] for event in recorder.requested_events()] == [
-        EVENT_CREATED, EVENT_STARTED, EVENT_CREATED]
+        TASK_CREATED, BACKUP_STARTED, TASK_CREATED]
     wait_until(lambda: all(record["startTime"] for record in recorder.stored_tasks()), "both runs")
 
 
@@ -92,7 +88,7 @@ def test_modify_replaces_the_settings_of_the_task_in_the_path(recorder):
     assert (second["taskName"], second["chIdxList"], second["scheduleType"], second["port"]) == (
         "changed", "", 2, 4450)
     assert times_apart(recorder.events())[0] == {
-        "id": EVENT_MODIFIED, "user": "admin", "ip": "127.0.0.1",
+        "id": TASK_MODIFIED, "user": "admin", "ip": "127.0.0.1",
         "arguments": ["Recording Backup", "changed"]}
 
 
@@ -118,17 +114,15 @@ def test_modify_of_an_unknown_task_is_refused_and_changes_nothing(recorder):
     before = recorder.stored_tasks()
     for path in ("task/2", "task/01", "task/1x", "task/", "task"):
         reply = recorder.call("POST", path, task(taskName="changed"))
-        assert reply.text == refused(STORE_UNKNOWN_TASK), path
+        assert reply.text == error(STORE_UNKNOWN_TASK), path
     assert recorder.stored_tasks() == before
-    assert [event["id"] for event in recorder.events()] == [EVENT_CREATED]
+    assert [event["id"] for event in recorder.events()] == [TASK_CREATED]
 
 
 def test_modify_needs_both_day_counts_and_says_so_with_different_codes(recorder):
     recorder.create_successfully()
     for member, code in (("backupDays", INVALID_VALUE), ("remoteKeepRecDays", PARSE_FAIL)):
-        body = task()
-        del body[member]
-        assert recorder.call("POST", "task/1", body).text == refused(code)
+        assert recorder.call("POST", "task/1", task(without=member)).text == error(code)
 
 
 def test_list_of_no_tasks_is_empty(recorder):
@@ -217,7 +211,7 @@ def test_fuse_is_off_only_when_the_key_says_0(recorder):
 
 def test_create_while_the_daemon_is_down_reports_it_and_keeps_the_task(recorder):
     recorder.kill_service("recording-backupd")
-    assert recorder.create(backupImmediately=True).text == refused(STATUS_CHANGE_FAIL)
+    assert recorder.create(backupImmediately=True).text == error(CHANGE_STATUS_ERROR)
     assert [stored["taskName"] for stored in recorder.stored_tasks()] == ["Front door"]
     assert recorder.events() == []
     assert recorder.call("GET", "task").text == (

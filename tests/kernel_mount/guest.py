@@ -7,25 +7,19 @@ import termios
 import threading
 from pathlib import Path
 
+from cgi_program import CgiProgram
+from places import CREDENTIALS, DEBUG_FILE, STATE, STORAGE
 from samba_server import PASSWORD, USER, SambaServer
 
-BUILD = Path("/run/build")
-SECONDS = 120
+SECONDS = 120  # the guest is slow
 SHARES = Path("/run/shares")
-CREDENTIALS = Path("/tmp/.recording_backup_mnt_info")
 CLOSED_PORT = 1445
 HANGING_UP_PORT = 2445
-DEBUG_FILE = Path("/Zdbglog/.cgi_log/.cgi.log")
 
 
-def run(*command, **options):
-    done = subprocess.run(command, capture_output=True, timeout=SECONDS, check=False, **options)
+def run(*command):
+    done = subprocess.run(command, capture_output=True, timeout=SECONDS, check=False)
     assert done.returncode == 0, (command, done.stdout, done.stderr)
-    return done.stdout.decode()
-
-
-def ctl(*words, text=""):
-    return run(BUILD / "bin/recorderctl", *words, input=text.encode()).strip()
 
 
 def make_shares():
@@ -79,7 +73,7 @@ def remains():
     mounted = mounts()
     return {"mounts": mounted,
             "mount_points": sorted(path.name for path in Path("/mnt").iterdir()),
-            "storage": tree(Path("/storage")),
+            "storage": tree(STORAGE),
             "tmp": sorted(path.name for path in Path("/tmp").iterdir()),
             "credentials": credentials() if CREDENTIALS.exists() else None,
             "tool_words": tool_words(),
@@ -92,18 +86,14 @@ def clean_up():
         run("umount", point)
     for folder in (*Path("/mnt").iterdir(), *SHARES.glob("public/*")):
         run("rm", "-r", "--one-file-system", folder)
-    for file in (*Path("/tmp").iterdir(), *Path("/storage").iterdir(), DEBUG_FILE):
+    for file in (*Path("/tmp").iterdir(), *STORAGE.iterdir(), DEBUG_FILE):
         file.unlink()
 
 
-def test_server(sid, **changes):
+def test_server(program, **changes):
     body = {"serverIP": "127.0.0.1", "port": 445, "username": USER, "password": PASSWORD,
             "destPath": "/public", **changes}
-    data = json.dumps(body).encode()
-    environment = {"REQUEST_METHOD": "PUT", "PATH_INFO": "/server/testing",
-                   "QUERY_STRING": f"sid={sid}", "CONTENT_LENGTH": str(len(data))}
-    return subprocess.run([BUILD / "bin/recording_backup.cgi"], input=data, env=environment,
-                          capture_output=True, timeout=SECONDS, check=False)
+    return program.serve("PUT", "/server/testing", json.dumps(body))
 
 
 CASES = {
@@ -139,15 +129,14 @@ def main():
     Path("/etc/nsswitch.conf").write_text("passwd: files\ngroup: files\nhosts: files\n")
     run("ip", "link", "set", "lo", "up")
     run("ip", "route", "add", "unreachable", "192.0.2.1")
-    ctl("init")
-    ctl("user", "add", "admin", text="an administrator's password")
-    sid = ctl("session", "open", "admin")
+    program = CgiProgram(STATE)
+    program.seconds = SECONDS
     SambaServer("/run/samba", make_shares(), port=445).start()
     threading.Thread(target=hang_up, daemon=True).start()
     for name, changes in CASES.items():
-        done = test_server(sid, **changes)
-        report(console, case=name, status=done.returncode, output=done.stdout.decode(),
-               errors=done.stderr.decode(), **remains())
+        result = test_server(program, **changes)
+        report(console, case=name, status=result.status, output=result.output.decode(),
+               errors=result.errors.decode(), **remains())
         if name != "folders":
             clean_up()
     report(console, case="end", kernel=os.uname().release)

@@ -5,19 +5,15 @@ from pathlib import Path
 import pytest
 
 import virtual_machine
+from places import BUILD, SOURCE
+from replies import COMMAND_FAILED, CONNECT_ERROR, PERMISSION_DENIED, UNKNOWN_ERROR
 
-BUILD = Path(os.environ["RECORDER_BUILD"])
-SOURCE = Path(os.environ["RECORDER_SOURCE"])
 KERNEL = Path(os.environ["RECORDER_KERNEL"])
 
 HEADERS = "Status: 200 OK\r\nContent-type: application/json\r\n\r\n"
 SUCCESS = HEADERS + '{ "ret_code": 0, "mesg": "Success.", "transferRate": "%d" }\n\n'
 FAILURE = HEADERS + '{ "ret_code": %d.0, "mesg": "Test mount remote server fail." }\n\n'
 
-COMMAND_FAILED = 0x950A0008
-PERMISSION_DENIED = 0x950A000A
-CONNECT_ERROR = 0x950A000B
-UNKNOWN_ERROR = 0x950A000C
 FOLDER_NOT_MADE = -1
 
 

@@ -8,6 +8,7 @@
 #include "backup/task_record.h"
 #include "platform/cgi_input.h"
 #include "platform/comutil_json.h"
+#include "platform/json_ptr.h"
 #include "platform/nvrcfg.h"
 #include "platform/rec_state.h"
 #include "platform/utilities.h"
@@ -35,17 +36,9 @@ private:
     tagINPUT* input_;
 };
 
-class Json {
-public:
-    explicit Json(const char* text) : object_(json_tokener_parse(text)) {}
-    ~Json() { json_object_put(object_); }
-    Json(const Json&) = delete;
-    Json& operator=(const Json&) = delete;
-    json_object* get() const { return object_; }
-
-private:
-    json_object* object_;
-};
+JsonPtr parsed(const char* text) {
+    return JsonPtr(json_tokener_parse(text));
+}
 
 Segments split(std::string path) {
     Segments segments;
@@ -110,7 +103,7 @@ TEST_F(Platform, RefusesASessionBelowTheLevelAskedFor) {
 }
 
 TEST_F(Platform, ReadsStringMembers) {
-    const Json object(R"({"text": "abc", "number": 1})");
+    const JsonPtr object = parsed(R"({"text": "abc", "number": 1})");
     char buffer[8] = "before";
     EXPECT_TRUE(comutil_get_json_str_by_key(object.get(), "text", buffer, sizeof buffer));
     EXPECT_STREQ(buffer, "abc");
@@ -122,7 +115,7 @@ TEST_F(Platform, ReadsStringMembers) {
 }
 
 TEST_F(Platform, CutsStringsBehindAWholeCharacter) {
-    const Json object(R"({"ascii": "abcdef", "euro": "ab€", "face": "a😀b"})");
+    const JsonPtr object = parsed(R"({"ascii": "abcdef", "euro": "ab€", "face": "a😀b"})");
     char buffer[5];
     ASSERT_TRUE(comutil_get_json_str_by_key(object.get(), "ascii", buffer, 5));
     EXPECT_STREQ(buffer, "abcd");
@@ -135,8 +128,8 @@ TEST_F(Platform, CutsStringsBehindAWholeCharacter) {
 }
 
 TEST_F(Platform, ReadsIntegersAndClampsThem) {
-    const Json object(
-        R"({"a": -5, "big": 9999999999, "small": -9999999999, "half": 1.5, "t": "1"})");
+    const JsonPtr object =
+        parsed(R"({"a": -5, "big": 9999999999, "small": -9999999999, "half": 1.5, "t": "1"})");
     int value = 42;
     EXPECT_FALSE(comutil_get_json_int_by_key(object.get(), "half", &value));
     EXPECT_FALSE(comutil_get_json_int_by_key(object.get(), "t", &value));
@@ -150,7 +143,7 @@ TEST_F(Platform, ReadsIntegersAndClampsThem) {
 }
 
 TEST_F(Platform, ReadsBooleansAndNothingElseAsBooleans) {
-    const Json object(R"({"yes": true, "one": 1, "null": null})");
+    const JsonPtr object = parsed(R"({"yes": true, "one": 1, "null": null})");
     bool value = false;
     EXPECT_FALSE(comutil_get_json_bool_by_key(object.get(), "one", &value));
     EXPECT_FALSE(comutil_get_json_bool_by_key(object.get(), "null", &value));
@@ -160,7 +153,7 @@ TEST_F(Platform, ReadsBooleansAndNothingElseAsBooleans) {
 }
 
 TEST_F(Platform, ReadsAnyNumberAsDouble) {
-    const Json object(R"({"half": 0.5, "two": 2, "text": "3"})");
+    const JsonPtr object = parsed(R"({"half": 0.5, "two": 2, "text": "3"})");
     double value = 9;
     EXPECT_FALSE(comutil_get_json_double_by_key(object.get(), "text", &value));
     EXPECT_EQ(value, 9);
@@ -254,7 +247,7 @@ TEST_F(Platform, HandsOutChannelSettingsAsBase64OfAnObject) {
     std::string json;
     ASSERT_EQ(cfgsvc_get_channel_setting(false, 0, text), 0);
     ASSERT_EQ(b64_decode_v2(text, json), 0);
-    const Json settings(json.c_str());
+    const JsonPtr settings = parsed(json.c_str());
     json_object* channels = json_object_object_get(settings.get(), "datas");
     ASSERT_TRUE(json_object_is_type(channels, json_type_array));
     ASSERT_EQ(json_object_array_length(channels), 1U);

@@ -5,7 +5,10 @@ import socket
 
 import pytest
 
-from service_process import SECONDS, State, request_json, running
+from loopback import request_json
+from service_process import running
+from state_folder import StateFolder
+from waiting import SECONDS
 
 PORT = 10205
 PATH = "/databackupService/notify"
@@ -14,7 +17,7 @@ KIB = 1024
 
 @pytest.fixture
 def daemon(tmp_path):
-    with running("recording-backupd", State(tmp_path / "state").init()) as process:
+    with running("recording-backupd", StateFolder(tmp_path / "state").init()) as process:
         yield process
 
 
@@ -103,7 +106,7 @@ def test_more_connections_than_file_descriptors_are_waited_out(tmp_path):
     def few_files():
         resource.setrlimit(resource.RLIMIT_NOFILE, (64, 64))
 
-    state = State(tmp_path / "state").init()
+    state = StateFolder(tmp_path / "state").init()
     with running("recording-backupd", state, preexec_fn=few_files):
         clients = [connect() for _ in range(80)]
         assert serves()

@@ -4,14 +4,13 @@ import sqlite3
 from datetime import date, timedelta
 from pathlib import Path
 
+from places import STATE, STORAGE
+from sample_task import NEVER, task
 from samba_server import USER, SambaServer
-from stand_alone_recorder import STATE, Recorder
+from stand_alone_recorder import Recorder
 from waiting import wait_until
 
-STORAGE = Path("/storage")
 MIB = 1024 * 1024
-
-RUN_SUCCEEDED, RUN_FAILED = 0x23150012, 0x23150013
 
 SUCCESS, NEW, WAIT, PREPARE_START, RUNNING, CANCEL, FAILED, PREPARE_STOP = range(8)
 
@@ -61,9 +60,7 @@ class House:
     def add_channel(self, number, name):
         folder = STORAGE / str(number)
         folder.mkdir(parents=True, exist_ok=True)
-        self.recorder.ctl("channel", "add", "--index", str(number), "--guid", f"guid-{number}",
-                          "--ip", "192.0.2.1", "--name", name, "--brand", "B", "--model", "M",
-                          "--streams", "1", "--recordings", str(folder))
+        self.recorder.add_channel(number, name, folder)
 
     def record(self, channel, days_ago, name, content, alarm=False):
         folder = STORAGE / str(channel) / day_name(days_ago) / ("alarm" if alarm else "")
@@ -75,18 +72,14 @@ class House:
     # --- tasks ----------------------------------------------------------------------------------
 
     def settings(self, **changes):
-        return {
-            "taskName": "Backup", "serverIP": "127.0.0.1", "port": self.samba.port,
-            "username": USER, "password": self.samba.password, "destPath": "/backup/recorder",
-            "chIdxList": list(range(self.channels)), "backupType": "BackupByLastDay",
-            "backupDays": 30, "backupImmediately": False, "scheduleType": "daily",
-            "scheduleWeekly": 0, "scheduleHour": 25, "scheduleMin": 0, "scheduleEveryHours": 0,
-            "recordingType": "recording_and_alarm", "recordingFormat": "mp4",
-            "remoteKeepRec": False, "remoteKeepRecDays": 0, "remoteOverwriteType": "stop_overwrite",
-            **changes}
+        return task(**{
+            "serverIP": "127.0.0.1", "port": self.samba.port, "username": USER,
+            "password": self.samba.password, "destPath": "/backup/recorder",
+            "chIdxList": list(range(self.channels)), "backupDays": 30, "recordingFormat": "mp4",
+            "remoteKeepRec": False, "remoteOverwriteType": "stop_overwrite", **NEVER, **changes})
 
     def create(self, **changes):
-        """A task that no schedule ever starts (hour 25); gives its identifier."""
+        """A task that no schedule ever starts; gives its identifier."""
         reply = self.recorder.create(self.settings(**changes))
         assert reply.json["ret_code"] == 0, reply.text
         return self.recorder.stored_tasks()[-1]["taskID"]
@@ -124,7 +117,8 @@ class House:
     # --- outcome --------------------------------------------------------------------------------
 
     def database(self, sql, *values):
-        connection = sqlite3.connect(STATE / "config.db", timeout=30)
+        """Asks the daemon's own database."""
+        connection = sqlite3.connect(STATE / "backupd.db", timeout=30)
         connection.row_factory = sqlite3.Row
         try:
             return [dict(row) for row in connection.execute(sql, values)]

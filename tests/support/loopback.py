@@ -50,3 +50,9 @@ def request(port, method, path, body=None, headers=None, source="127.0.0.1", **o
 def query(path, **parameters):
     """The path with these parameters behind it."""
     return path + "?" + urllib.parse.urlencode(parameters) if parameters else path
+
+
+def request_json(port, method, path, body=None, **parameters):
+    """Status and JSON body of one reply."""
+    reply = request(port, method, query(path, **parameters), body)
+    return reply.status, reply.json

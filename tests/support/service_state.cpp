@@ -1,4 +1,4 @@
-// Fills and shows the state folder (environment RECORDER_STATE) for tests of the services.
+// Stores in a state folder (environment RECORDER_STATE) what no command of recorderctl's stores.
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -7,7 +7,6 @@
 
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/event_store.h"
-#include "platform/standalone/store/key_value_store.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
 
@@ -16,33 +15,17 @@ namespace {
 using standalone::Database;
 
 constexpr char USAGE[] =
-    "usage: service_state init                               make the folder and databases\n"
-    "       service_state task < TEXT                        store a settings text\n"
-    "       service_state show                               identifier and status, a task a line\n"
-    "       service_state config SECTION KEY VALUE           set a configuration key\n"
+    "usage: service_state task < TEXT                        store a settings text\n"
     "       service_state event HEX-ID MS USER IP ARGUMENT...  store an event\n";
 
 int store_task() {
-    Database database(standalone::config_database_path(), Database::Mode::read_write);
+    Database database(standalone::config_database_path(), Database::Access::writing);
     const std::string text(std::istreambuf_iterator<char>(std::cin), {});
     return standalone::TaskStore(database).apply_settings(text);
 }
 
-int show_tasks() {
-    Database database(standalone::config_database_path(), Database::Mode::read_only);
-    for (const TDataBackupConfig& task : standalone::TaskStore(database).list())
-        std::cout << task.taskID << ' ' << table_text(strStatus_Arr, task.status) << '\n';
-    return 0;
-}
-
-int set_key(const std::vector<std::string>& words) {
-    Database database(standalone::registry_database_path(), Database::Mode::read_write);
-    standalone::KeyValueStore(database).set(words.at(1), words.at(2), words.at(3));
-    return 0;
-}
-
 int store_event(const std::vector<std::string>& words) {
-    Database database(standalone::event_database_path(), Database::Mode::read_write);
+    Database database(standalone::event_database_path(), Database::Access::writing);
     standalone::Event event;
     event.event_id = static_cast<unsigned>(std::stoul(words.at(1), nullptr, 16));
     event.time_ms = std::stoll(words.at(2));
@@ -55,10 +38,7 @@ int store_event(const std::vector<std::string>& words) {
 
 int run(const std::vector<std::string>& words) {
     const std::string verb = words.empty() ? "" : words[0];
-    if (verb == "init") return standalone::make_state(), 0;
     if (verb == "task") return store_task();
-    if (verb == "show") return show_tasks();
-    if (verb == "config" && words.size() == 4) return set_key(words);
     if (verb == "event" && words.size() >= 5) return store_event(words);
     std::cerr << USAGE;
     return 64;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/standalone/store/strict_json.h"
+#include "platform/json_ptr.h"
 
 namespace recorderctl {
 
@@ -24,7 +24,7 @@ public:
 private:
     JsonLine& add_value(const char* key, json_object* value);
 
-    standalone::JsonPtr object_;
+    JsonPtr object_;
 };
 
 /// Prints columns separated by tabs; control characters in them become blanks.

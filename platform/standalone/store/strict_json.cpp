@@ -1,11 +1,13 @@
 // JSON as RFC 8259 has it, and nothing beyond: json-c's own strictness leaves gaps.
 #include "platform/standalone/store/strict_json.h"
 
+#include "platform/standalone/store/utf8.h"
+
 namespace standalone {
 
 namespace {
 
-constexpr int depth = 32;
+constexpr int DEEPEST = 32;
 
 struct FreeTokener {
     void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
@@ -37,32 +39,23 @@ bool has_json_c_extension(const std::string& text) {
     return false;
 }
 
-/// json-c counts the bytes of each character and no more; left to refuse are overlong forms, halves
-/// of surrogate pairs and what lies behind U+10FFFF (RFC 3629, section 4).
-bool has_impossible_character(const std::string& text) {
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto lead = static_cast<unsigned char>(text[at]);
-        const auto second = static_cast<unsigned char>(text.c_str()[at + 1]);
-        if (lead == 0xC0 || lead == 0xC1 || lead > 0xF4) return true;
-        if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F)) return true;
-        if ((lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) return true;
-    }
-    return false;
-}
-
 }  // namespace
 
 JsonPtr parse_strict_object(const std::string& text) {
-    if (text.size() > INT32_MAX || has_json_c_extension(text) || has_impossible_character(text))
-        return nullptr;
-    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(depth));
-    json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
+    if (text.size() > INT32_MAX || has_json_c_extension(text) || !is_utf8(text)) return nullptr;
+    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(DEEPEST));
+    json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
     JsonPtr object(
         json_tokener_parse_ex(tokener.get(), text.data(), static_cast<int>(text.size())));
     const bool whole = json_tokener_get_error(tokener.get()) == json_tokener_success &&
                        json_tokener_get_parse_end(tokener.get()) == text.size();
     if (!whole || !json_object_is_type(object.get(), json_type_object)) return nullptr;
     return object;
+}
+
+json_object* new_json_text(std::string_view text) {
+    const std::string valid = valid_utf8(text);
+    return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
 }
 
 std::string print_json(json_object* object) {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "services/utf8.h"
+#include "platform/standalone/store/utf8.h"
 
 namespace services {
 namespace {
@@ -37,7 +37,7 @@ void cut(std::string& name) {
 }  // namespace
 
 std::string safe_name(std::string_view name) {
-    std::string safe = valid_utf8(name);
+    std::string safe = standalone::valid_utf8(name);
     std::ranges::replace_if(safe, is_forbidden, '_');
     cut(safe);
     if (safe.empty()) return "_";

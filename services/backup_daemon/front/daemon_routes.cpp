@@ -5,6 +5,7 @@
 
 #include "platform/daemon_messages.h"
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/strict_json.h"
 #include "services/backup_daemon/front/notice.h"
 #include "services/backup_daemon/run/run_settings.h"
 

@@ -3,32 +3,28 @@
 
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstring>
+#include <memory>
 #include <system_error>
 #include <vector>
 
+#include "services/backup_daemon/copy/smb_share.h"
+#include "services/backup_daemon/lane/packet_socket.h"
 #include "services/backup_daemon/lane/worker_body.h"
 
 namespace services {
 namespace {
 
-// The kernel's default limit of one packet is a little above 200 KiB.
-constexpr std::size_t LARGEST_PACKET = 256UL * 1024;
+constexpr int WORKERS_SOCKET = 3;
 
-/// A process that hangs in the kernel does not end at once, and nobody should wait for it.
+/// A process that hangs in the kernel does not end at once, and nobody should wait for it. Children
+/// belong to the whole process, not to the object that made them: so does this list.
 std::vector<pid_t>& killed() {
     static std::vector<pid_t> processes;
     return processes;
-}
-
-[[noreturn]] void fail(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
 }
 
 /// In the new process: keeps nothing of the daemon's but the socket. The listening ports above all:
@@ -37,24 +33,31 @@ void become_worker(int socket, pid_t daemon) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != daemon) _exit(0);
     for (const int number : {SIGTERM, SIGINT}) signal(number, SIG_IGN);
-    if (socket != 3 && dup2(socket, 3) < 0) _exit(1);
-    close_range(4, ~0U, 0);
+    if (socket != WORKERS_SOCKET && dup2(socket, WORKERS_SOCKET) < 0) _exit(1);
+    close_range(WORKERS_SOCKET + 1, ~0U, 0);
+}
+
+/// The new process's life. Nothing may get out of here and run as a second daemon.
+[[noreturn]] void live(int socket, pid_t daemon, const Worker::Work& work) noexcept {
+    become_worker(socket, daemon);
+    work(WORKERS_SOCKET);
+    _exit(0);
 }
 
 }  // namespace
 
-Worker::Worker(const SmbLogin& login) {
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) fail("socketpair");
-    socket_ = standalone::FileHandle(ends[0]);
-    const standalone::FileHandle theirs(ends[1]);
+Worker::Worker(const SmbLogin& login)
+    : Worker([&login](int socket) {
+          run_worker(socket, [&login] { return std::make_unique<SmbShare>(login); });
+      }) {}
+
+Worker::Worker(const Work& work) {
+    auto [ours, theirs] = connected_sockets();
     const pid_t daemon = getpid();
     process_ = fork();
-    if (process_ < 0) fail("fork");
-    if (process_ > 0) return;
-    become_worker(theirs.get(), daemon);
-    run_worker(3, login);
-    _exit(0);
+    if (process_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
+    if (process_ == 0) live(theirs.get(), daemon, work);
+    socket_ = std::move(ours);
 }
 
 Worker::~Worker() {
@@ -68,19 +71,19 @@ void Worker::reap() {
 }
 
 void Worker::send(const Order& order) {
-    const std::string packet = pack(order);
-    if (::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL) < 0) ended_ = true;
+    if (!send_packet_at_once(socket_.get(), pack(order))) ended_ = true;
 }
 
 std::optional<Report> Worker::receive() {
-    std::string packet(LARGEST_PACKET, '\0');
-    const ssize_t size = recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT);
-    if (size > 0) {
-        packet.resize(static_cast<std::size_t>(size));
-        return unpack_report(packet);
+    const Received received = look_for_packet(socket_.get());
+    if (received.ended) ended_ = true;
+    if (!received.packet) return {};
+    try {
+        return unpack_report(*received.packet);
+    } catch (const std::exception&) {
+        ended_ = true;
+        return {};
     }
-    ended_ = ended_ || size == 0 || (errno != EAGAIN && errno != EINTR);
-    return {};
 }
 
 }  // namespace services

@@ -3,10 +3,11 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 
 #include "platform/standalone/store/file_handle.h"
-#include "services/backup_daemon/copy/smb_share.h"
+#include "services/backup_daemon/copy/smb_login.h"
 #include "services/backup_daemon/lane/worker_messages.h"
 
 namespace services {
@@ -15,9 +16,18 @@ namespace services {
 /// it can be ended. Destroying the handle kills the process.
 class Worker {
 public:
-    /// Starts the process, which connects and reports Ready or Failed.
+    /// What the process does, with its end of the socket; when it returns, the process ends. It may
+    /// not throw.
+    using Work = std::function<void(int socket)>;
+
+    /// Starts a process that copies to an SMB share: it connects and reports Ready or Failed.
     /// @throws std::runtime_error when there is no process to be had
     explicit Worker(const SmbLogin& login);
+
+    /// Starts a process that does this work. It has none of the daemon's descriptors but the socket
+    /// and the standard ones, is killed when the daemon ends, and hears no SIGTERM or SIGINT.
+    /// @throws std::runtime_error when there is no process to be had
+    explicit Worker(const Work& work);
     ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
@@ -25,13 +35,14 @@ public:
     /// Becomes readable when there is something to receive.
     int descriptor() const { return socket_.get(); }
 
-    /// Takes note of killed processes that have ended meanwhile. Now and then.
+    /// Takes note of killed processes that have ended meanwhile. Now and then; it never waits.
     static void reap();
 
     /// Gives an order to a process that waits for one. What cannot be sent shows as ended().
     void send(const Order& order);
 
-    /// The next report; nothing when there is none yet, or none will come any more.
+    /// The next report; nothing when there is none yet, or none will come any more. A process that
+    /// says what cannot be understood has ended for all that matters.
     std::optional<Report> receive();
 
     /// Whether the process has ended; known once receive() has given nothing.

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "services/backup_daemon/copy/copy_failure.h"
-#include "services/backup_daemon/copy/file_copier.h"
+#include "services/backup_daemon/copy/copy_job.h"
 
 namespace services {
 
@@ -38,10 +38,12 @@ using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles>;
 /// Report: connected, waiting for orders.
 struct Ready {};
 
+/// Report: the days that were asked for, oldest first.
 struct Days {
     std::vector<std::string> names;
 };
 
+/// A recording of a day.
 struct DayEntry {
     std::string name;
     bool alarm = false;
@@ -60,15 +62,18 @@ struct At {
     long long offset = 0;
 };
 
+/// Report: so many bytes of the unfinished file are right, and how they can be known again.
 struct Noted {
     long long offset = 0;
-    std::string sha256;
+    std::string sha256;  ///< of those bytes; "" when nobody reckoned it
 };
 
+/// Report: the file is whole on the share, and has its name.
 struct Copied {
     CopyResult result;
 };
 
+/// Report: the order is carried out, and this is the last of it.
 struct Done {};
 
 /// Report: the order could not be carried out. A process that reports lost or refused has ended.
@@ -83,8 +88,11 @@ using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Done, Faile
 inline constexpr std::size_t ENTRIES_OF_A_REPORT = 200;
 
 std::string pack(const Order& order);
-Order unpack_order(const std::string& packet);
 std::string pack(const Report& report);
+
+/// Reads what pack() has written.
+/// @throws std::runtime_error when it is anything else: cut off, too long, of an unknown kind
+Order unpack_order(const std::string& packet);
 Report unpack_report(const std::string& packet);
 
 }  // namespace services

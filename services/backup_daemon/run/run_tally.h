@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/progress.h"
 #include "services/clock.h"
 

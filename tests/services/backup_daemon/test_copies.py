@@ -4,11 +4,12 @@ import json
 import sqlite3
 import time
 
-from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUN_FAILED, RUNNING, STATE, SUCCESS,
-                          WAIT, day_name, noise, tree, wait_until)
+from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUNNING, SUCCESS, WAIT, day_name,
+                          noise, tree)
+from event_ids import RETENTION_PASS, RUN_FAILED, RUN_STARTED
 from fault_proxy import FaultProxy
-
-RUN_STARTED, RETENTION_PASS = 0x23150010, 0x23150017
+from places import STATE
+from waiting import wait_until
 
 
 def names(house):
@@ -175,7 +176,7 @@ def test_forced_task_takes_the_place_of_the_running_one(house):
 
 
 def set_due(house, task_id, due):
-    connection = sqlite3.connect(STATE / "config.db", timeout=30)
+    connection = sqlite3.connect(STATE / "backupd.db", timeout=30)
     with connection:
         connection.execute("UPDATE next_run SET due = ? WHERE taskID = ?", (due, task_id))
     connection.close()

@@ -3,12 +3,11 @@ import subprocess
 
 import pytest
 
-from backup_house import (CANCEL, FAILED, MIB, RUN_FAILED, RUN_SUCCEEDED, RUNNING, SUCCESS, House,
-                          noise, wait_until)
+from backup_house import CANCEL, FAILED, MIB, RUNNING, SUCCESS, House, noise
+from event_ids import (CONNECTION_LOST, FILE_NOT_COPIED, ROOM_MADE, RUN_FAILED, RUN_SUCCEEDED,
+                       SHARE_FULL)
 from fault_proxy import FaultProxy
-
-CONNECTION_LOST, ROOM_MADE, SHARE_FULL = 0x23150016, 0x23150018, 0x23150019
-FILE_NOT_COPIED = 0x23150015
+from waiting import wait_until
 
 # Above what is copied: login, folders, names; and what was on its way when the line was cut.
 OVERHEAD = MIB
@@ -225,7 +224,7 @@ class SmallShare(House):
     """The share is a file system of 40 MiB."""
 
     def __enter__(self):
-        self.share.mkdir(parents=True)
+        self.share.mkdir()
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=40m", "small", self.share],
                        check=True)
         return super().__enter__()

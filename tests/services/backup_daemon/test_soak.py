@@ -8,7 +8,8 @@ from pathlib import Path
 import pytest
 
 from backup_house import MIB, SUCCESS, House, day_name, noise
-from stand_alone_recorder import BUILD, descendants
+from places import BUILD
+from processes import descendants
 
 MOST_MEMORY = 64 * 1024  # kB, of the daemon and its processes together
 GIB = 1024 * MIB

@@ -1,10 +1,12 @@
 """kill -9 of the daemon at random moments of one run: it goes on and nothing is lost."""
 import random
+import signal
 import time
 
-from backup_house import MIB, SUCCESS, House, noise, wait_until
+from backup_house import MIB, SUCCESS, House, noise
 from fault_proxy import FaultProxy
-from service import Daemon
+from service_process import end
+from waiting import wait_until
 
 KILLS = 50
 
@@ -31,19 +33,20 @@ def test_killed_daemon_goes_on_each_time_and_loses_nothing(tmp_path):
         proxy.rate = 12 * MIB
         task_id = house.create(port=proxy.port)
         chance = random.Random(20240301)
-        with Daemon(house.recorder) as daemon:
-            house.force(task_id)
-            for _ in range(KILLS):
-                time.sleep(chance.uniform(0.02, 0.5))
-                daemon.kill()
-                house.check_records()
-                daemon.start()
-            assert house.status(task_id) != SUCCESS, "the kills must fall into the run"
-            proxy.rate = None
-            wait_until(lambda: house.status(task_id) == SUCCESS, "the run's end")
-            assert house.shared() == house.sources()
-            assert len(house.copied()) == 20
+        house.recorder.kill_service("recording-backupd")
+        daemon = house.recorder.start_service("recording-backupd")
+        house.force(task_id)
+        for _ in range(KILLS):
+            time.sleep(chance.uniform(0.02, 0.5))
+            end(daemon, signal.SIGKILL)
             house.check_records()
-            assert house.database("SELECT * FROM checkpoint") == []
-            print(f"planned {planned} sent {proxy.sent}")
-            assert proxy.sent - planned < KILLS * PROMISE
+            daemon = house.recorder.start_service("recording-backupd")
+        assert house.status(task_id) != SUCCESS, "the kills must fall into the run"
+        proxy.rate = None
+        wait_until(lambda: house.status(task_id) == SUCCESS, "the run's end")
+        assert house.shared() == house.sources()
+        assert len(house.copied()) == 20
+        house.check_records()
+        assert house.database("SELECT * FROM checkpoint") == []
+        print(f"planned {planned} sent {proxy.sent}")
+        assert proxy.sent - planned < KILLS * PROMISE

@@ -1,5 +1,5 @@
 """The whole road over HTTP: create, start, copy to a real share, compare, start again."""
-from backup_house import MIB, day_name, noise
+from backup_house import MIB, noise
 
 
 def fill(house):

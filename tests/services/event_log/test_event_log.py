@@ -2,14 +2,16 @@
 import csv
 import io
 import sqlite3
-import subprocess
 import time
 from concurrent.futures import ThreadPoolExecutor
 from contextlib import closing
 
 import pytest
 
-from service_process import BIN, SECONDS, State, request, request_json, running
+from loopback import query, request, request_json
+from service_process import running
+from state_folder import StateFolder
+from waiting import wait_until
 
 PORT = 10150
 LOGS = "/logs/logs"
@@ -21,12 +23,12 @@ HEADER = ["Time", "Time stamp", "User", "Address", "Application", "Event", "Task
 
 @pytest.fixture
 def state(tmp_path):
-    return State(tmp_path / "state").init()
+    return StateFolder(tmp_path / "state").init()
 
 
 @pytest.fixture
 def logd(state):
-    state.tool("config", "log", "keep_days", "36500")  # the events of March 2024, too
+    state.ctl("config", "set", "log", "keep_days", "36500")  # the events of March 2024, too
     with running("recorder-logd", state) as process:
         yield process
 
@@ -39,9 +41,9 @@ def logs(**parameters):
 
 
 def csv_rows(**parameters):
-    status, headers, body = request(PORT, "GET", FILE, **parameters)
-    assert status == 200 and headers.get_content_type() == "text/csv"
-    text = body.decode("utf-8")
+    reply = request(PORT, "GET", query(FILE, **parameters))
+    assert reply.status == 200 and reply.headers.get_content_type() == "text/csv"
+    text = reply.body.decode("utf-8")
     assert text.endswith("\r\n")
     return list(csv.reader(io.StringIO(text, newline="")))
 
@@ -120,7 +122,7 @@ def test_wrong_paths_and_methods_are_refused(logd):
 
 
 def test_log_without_a_database_is_empty(tmp_path):
-    with running("recorder-logd", State(tmp_path)):
+    with running("recorder-logd", StateFolder(tmp_path)):
         assert logs()["logs"] == []
         assert csv_rows() == [HEADER]
     assert list(tmp_path.iterdir()) == []
@@ -139,15 +141,13 @@ def test_events_written_meanwhile_are_all_served(state, logd):
 
 
 def test_missing_state_folder_is_one_clear_line(tmp_path):
-    done = subprocess.run([BIN / "recorder-logd"], env=State(tmp_path / "nowhere").environment,
-                          capture_output=True, text=True, timeout=SECONDS)
+    done = StateFolder(tmp_path / "nowhere").run("recorder-logd")
     assert done.returncode == 1
     assert done.stderr.count("\n") == 1 and str(tmp_path / "nowhere") in done.stderr
 
 
 def test_second_service_says_that_the_port_is_taken(state, logd):
-    done = subprocess.run([BIN / "recorder-logd"], env=state.environment, capture_output=True,
-                          text=True, timeout=SECONDS)
+    done = state.run("recorder-logd")
     assert done.returncode == 1
     assert done.stderr.count("\n") == 1 and "10150" in done.stderr
 
@@ -163,7 +163,7 @@ def now():
 
 def fill(state, count, event_id, time_ms):
     """Many events at once, straight into the database."""
-    with closing(sqlite3.connect(state.folder / "events.db")) as database, database:
+    with closing(sqlite3.connect(state.path / "events.db")) as database, database:
         database.execute(
             "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) "
             "INSERT INTO event (time_ms, event_id, channel, user, ip, arguments) "
@@ -172,17 +172,19 @@ def fill(state, count, event_id, time_ms):
 
 
 def wait_for_total(wanted):
-    deadline = time.monotonic() + SECONDS
-    while (total := logs(max_results=1)["totalItems"]) != wanted:
-        assert total > wanted and time.monotonic() < deadline, total
-        time.sleep(0.02)
+    def only_those_are_left():
+        total = logs(max_results=1)["totalItems"]
+        assert total >= wanted
+        return total == wanted
+
+    wait_until(only_those_are_left, f"a log of {wanted} events")
 
 
 @pytest.mark.parametrize("keep_days, kept", [(None, 365), ("1", 1), ("30", 30), ("0", 365),
                                              ("-1", 365), ("", 365), ("a week", 365)])
 def test_events_older_than_the_configured_days_are_removed_at_the_start(state, keep_days, kept):
     if keep_days is not None:
-        state.tool("config", "log", "keep_days", keep_days)
+        state.ctl("config", "set", "log", "keep_days", keep_days)
     state.add_event("62040001", now() - kept * DAY - 60_000, "u", "", APPLICATION, "too old")
     state.add_event("62040001", now() - kept * DAY + 600_000, "u", "", APPLICATION, "old")
     state.add_event("23150001", now(), "u", "", APPLICATION, "new")
@@ -210,16 +212,15 @@ def test_service_ends_at_once_although_much_is_left_to_remove(state):
     fill(state, 100_000, "23150001", now() - 400 * DAY)
     with running("recorder-logd", state):
         assert 0 < logs(max_results=1)["totalItems"] <= 100_000
-    with closing(sqlite3.connect(state.folder / "events.db")) as database:
+    with closing(sqlite3.connect(state.path / "events.db")) as database:
         left, = database.execute("SELECT count(*) FROM event").fetchone()
         counted, = database.execute("SELECT sum(events) FROM event_count").fetchone()
     assert 0 < left == counted
 
 
 def test_database_of_an_older_schema_is_one_clear_line(state):
-    with closing(sqlite3.connect(state.folder / "events.db")) as database:
+    with closing(sqlite3.connect(state.path / "events.db")) as database:
         database.execute("PRAGMA user_version = 1")
-    done = subprocess.run([BIN / "recorder-logd"], env=state.environment, capture_output=True,
-                          text=True, timeout=SECONDS)
+    done = state.run("recorder-logd")
     assert done.returncode == 1
     assert done.stderr.count("\n") == 1 and "recorderctl init" in done.stderr

@@ -4,12 +4,14 @@ import json
 import signal
 import socket
 import sqlite3
-import subprocess
 
 import pytest
 
-from service_process import (BIN, SECONDS, State, end, request, request_json, running, start,
-                             wait_until)
+from loopback import query as with_query
+from loopback import request, request_json
+from service_process import end, running, start_service
+from state_folder import StateFolder
+from waiting import wait_until
 
 NOTIFY = (10205, "/databackupService/notify")
 NO_CHANNEL_BUT_ONE = base64.b64encode(b'{"chIdxList": "0"}').decode()
@@ -25,13 +27,10 @@ BLOCKER = "4"  # the task that runs, so that the others wait
 def state(tmp_path):
     """Tasks 1 to 4, whose server takes connections and never says a word."""
     with socket.create_server(("127.0.0.1", 0)) as silent:
-        state = State(tmp_path / "state").init()
+        state = StateFolder(tmp_path / "state").init()
         state.add_tasks(4, serverIP="127.0.0.1", port=silent.getsockname()[1], destPath="/share",
                         content=NO_CHANNEL_BUT_ONE)
-        subprocess.run([BIN / "recorderctl", "channel", "add", "--index", "0", "--guid", "g",
-                        "--ip", "192.0.2.1", "--name", "c", "--brand", "b", "--model", "m",
-                        "--streams", "1", "--recordings", tmp_path], env=state.environment,
-                       check=True)
+        state.add_channel(0, "Camera", tmp_path)
         yield state
 
 
@@ -95,7 +94,7 @@ def test_nothing_started_means_empty_replies(state):
 
 def test_parallel_limit_is_read_afresh_and_wrong_ones_mean_two(state, daemon):
     for text, limit in (("5", 5), ("1", 1), ("0", 2), ("7", 7), ("many", 2)):
-        state.tool("config", "backup", "max_parallel", text)
+        state.ctl("config", "set", "backup", "max_parallel", text)
         assert query("get_runningTask_info")[1]["max_parallel_task_num"] == limit
 
 
@@ -119,7 +118,7 @@ def test_start_that_stops_what_runs_takes_its_place(state, daemon):
     for task_id in (1, 2):
         start_task(task_id)
     start_task(3, stop_running=True)
-    wait_until(lambda: running_tasks() == ["3"])
+    wait_until(lambda: running_tasks() == ["3"], "the new task's turn")
     assert waiting() == ["1", "2"]
     assert state.statuses()[BLOCKER] == "cancel"
 
@@ -144,21 +143,21 @@ def test_stop_with_task_cancels_it(state, daemon):
 def test_stop_of_a_running_task_cancels_it_and_the_next_one_runs(state, daemon):
     start_task(1)
     assert put(task_info={"start_task": False, "taskID": int(BLOCKER)}) == DONE
-    wait_until(lambda: running_tasks() == ["1"])
+    wait_until(lambda: running_tasks() == ["1"], "the next task's turn")
     assert state.statuses()[BLOCKER] == "cancel"
 
 
 def test_stop_without_task_stops_what_runs_and_not_what_waits(state, daemon):
     start_task(1)
     assert put(task_info={"start_task": False}) == DONE
-    wait_until(lambda: running_tasks() == ["1"])
+    wait_until(lambda: running_tasks() == ["1"], "the next task's turn")
     assert state.statuses()[BLOCKER] == "cancel"
 
 
 def test_deleted_running_task_is_stopped(state, daemon):
     start_task(1)
     assert delete(BLOCKER) == DONE
-    wait_until(lambda: running_tasks() == ["1"])
+    wait_until(lambda: running_tasks() == ["1"], "the next task's turn")
     assert BLOCKER not in state.statuses()
 
 
@@ -197,7 +196,7 @@ def test_task_stored_while_the_daemon_runs_can_be_started(state, daemon):
 
 @pytest.mark.parametrize("end_signal", [signal.SIGTERM, signal.SIGINT, signal.SIGKILL])
 def test_queue_outlives_the_daemon(state, end_signal):
-    first = start("recording-backupd", state)
+    first = start_service("recording-backupd", state)
     block()
     for task_id in (2, 3, 1):
         start_task(task_id)
@@ -227,14 +226,14 @@ def test_wrong_paths_and_methods_are_refused(daemon):
     assert request_json(NOTIFY[0], "GET", "/")[0] == 404
     assert request_json(NOTIFY[0], "DELETE", TASKS[1], taskID="1")[0] == 404
     assert request_json(TASKS[0], "PUT", NOTIFY[1], "{}")[0] == 404
-    status, headers, _ = request(NOTIFY[0], "POST", NOTIFY[1], "{}")
-    assert (status, headers["Allow"]) == (405, "PUT, GET")
-    status, headers, _ = request(TASKS[0], "GET", TASKS[1], taskID="1")
-    assert (status, headers["Allow"]) == (405, "DELETE")
+    reply = request(NOTIFY[0], "POST", NOTIFY[1], "{}")
+    assert (reply.status, reply.headers["Allow"]) == (405, "PUT, GET")
+    reply = request(TASKS[0], "GET", with_query(TASKS[1], taskID="1"))
+    assert (reply.status, reply.headers["Allow"]) == (405, "DELETE")
 
 
 def test_damaged_store_is_an_error_reply_and_not_the_end(state, daemon):
-    connection = sqlite3.connect(state.folder / "config.db")
+    connection = sqlite3.connect(state.path / "config.db")
     tables = [row[0] for row in connection.execute(
         "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%'")]
     connection.execute("PRAGMA foreign_keys = OFF")
@@ -248,38 +247,35 @@ def test_damaged_store_is_an_error_reply_and_not_the_end(state, daemon):
     assert query("get_other")[0] == 400
 
 
-def refused_start(environment, *arguments):
-    done = subprocess.run([BIN / "recording-backupd", *arguments], env=environment,
-                          capture_output=True, text=True, timeout=SECONDS)
+def refused_start(state, *arguments):
+    done = state.run("recording-backupd", *arguments)
     assert done.returncode != 0
     return done.stderr
 
 
 def test_second_daemon_says_that_the_port_is_taken_and_touches_nothing(state, daemon):
     start_task(1)
-    line = refused_start(state.environment)
+    line = refused_start(state)
     assert line.count("\n") == 1 and "10205" in line and "Address already in use" in line
     assert waiting() == ["1"]
 
 
 def test_missing_state_folder_is_one_clear_line(tmp_path):
-    line = refused_start(State(tmp_path / "nowhere").environment)
+    line = refused_start(StateFolder(tmp_path / "nowhere"))
     assert line.count("\n") == 1
     assert str(tmp_path / "nowhere") in line and "recorderctl init" in line
 
 
 def test_empty_state_folder_is_one_clear_line(tmp_path):
-    line = refused_start(State(tmp_path).environment)
+    line = refused_start(StateFolder(tmp_path))
     assert line.count("\n") == 1 and line.startswith("recording-backupd: ")
     assert list(tmp_path.iterdir()) == []
 
 
 def test_help_names_ports_and_state_folder(tmp_path):
-    done = subprocess.run([BIN / "recording-backupd", "--help"], capture_output=True, text=True,
-                          timeout=SECONDS)
-    assert done.returncode == 0
-    assert all(word in done.stdout for word in ("10205", "10141", "RECORDER_STATE"))
+    said = StateFolder(tmp_path / "nowhere").output("recording-backupd", "--help")
+    assert all(word in said for word in ("10205", "10141", "RECORDER_STATE"))
 
 
 def test_unknown_argument_is_refused(state):
-    assert "--surprise" in refused_start(state.environment, "--surprise")
+    assert "--surprise" in refused_start(state, "--surprise")

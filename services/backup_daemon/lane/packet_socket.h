@@ -1,0 +1,38 @@
+// Packets over a pair of sockets between two processes: each arrives whole or not at all.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "platform/standalone/store/file_handle.h"
+
+namespace services {
+
+/// Most bytes of one packet: paths of a hundred files with their descriptions, at their longest.
+inline constexpr std::size_t LARGEST_PACKET = 256UL * 1024;
+
+/// Two ends of one connection.
+/// @throws std::system_error
+std::pair<standalone::FileHandle, standalone::FileHandle> connected_sockets();
+
+/// Sends a packet; waits for room when the other end does not keep up.
+/// @return false: the other end is gone, or the packet is larger than LARGEST_PACKET
+bool send_packet(int socket, const std::string& packet);
+
+/// Sends a packet without waiting.
+/// @return false also when there is no room for it
+bool send_packet_at_once(int socket, const std::string& packet);
+
+/// Takes the next packet; waits for one. Nothing when the other end is gone.
+std::optional<std::string> wait_for_packet(int socket);
+
+/// What was found without waiting.
+struct Received {
+    std::optional<std::string> packet;
+    bool ended = false;  ///< there is none, and none will come any more
+};
+
+Received look_for_packet(int socket);
+
+}  // namespace services

@@ -1,2 +1,0 @@
-// A header that cannot be included twice; the header test must refuse it.
-struct Unguarded {};

@@ -1,0 +1,49 @@
+"""Every process that there is, seen through /proc."""
+import os
+from pathlib import Path
+
+
+def processes():
+    """(pid, command line) of every process, arguments joined by blanks."""
+    for folder in Path("/proc").glob("[0-9]*"):
+        try:
+            command = (folder / "cmdline").read_bytes()
+        except OSError:
+            continue  # it has ended meanwhile
+        yield int(folder.name), command.rstrip(b"\0").replace(b"\0", b" ")
+
+
+def stat_fields(pid):
+    """State, parent and what follows in /proc/PID/stat; none of a process that is gone."""
+    try:
+        return Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()
+    except OSError:
+        return []
+
+
+def is_running(pid):
+    """What has ended counts as ended before anybody has waited for it."""
+    fields = stat_fields(pid)
+    return bool(fields) and fields[0] not in "ZX"
+
+
+def parent_of(pid):
+    fields = stat_fields(pid)
+    return int(fields[1]) if fields else 0
+
+
+def descendants(pid):
+    """`pid` and every process below it, parents first."""
+    parents = {child: parent_of(child) for child, _ in processes()}
+    found = [pid]
+    for ancestor in found:
+        found += [child for child, parent in parents.items() if parent == ancestor]
+    return found
+
+
+def signal_all(pids, number):
+    for pid in pids:
+        try:
+            os.kill(pid, number)
+        except ProcessLookupError:
+            pass  # it has ended meanwhile

@@ -1,0 +1,112 @@
+"""recorderctl's state folder: made by init, found by every other command, never made by one."""
+import sqlite3
+from contextlib import closing
+
+import pytest
+
+from failures import misused, refused
+from state_folder import StateFolder
+
+DATABASES = {"config.db", "registry.db", "events.db"}
+
+# Every command but init, and the database that it works on.
+COMMANDS = [
+    ("registry.db", ["user", "add", "admin"]), ("registry.db", ["user", "list"]),
+    ("registry.db", ["user", "remove", "admin"]), ("registry.db", ["session", "open", "admin"]),
+    ("registry.db", ["session", "close", "0" * 32]),
+    ("registry.db", ["config", "get", "s", "k"]), ("registry.db", ["config", "set", "s", "k", "v"]),
+    ("registry.db", ["config", "unset", "s", "k"]),
+    ("config.db", ["channel", "add", "--index", "0", "--guid", "g", "--ip", "i", "--name", "n",
+                   "--brand", "b", "--model", "m", "--streams", "1", "--recordings", "/r"]),
+    ("config.db", ["channel", "remove", "0"]), ("config.db", ["channel", "list"]),
+    ("config.db", ["channel", "state", "0", "0"]), ("config.db", ["task", "list"]),
+    ("config.db", ["task", "set", "1", "status=1"]), ("events.db", ["event", "list"]),
+]
+each_command = pytest.mark.parametrize("database, words", COMMANDS)
+
+
+@pytest.fixture
+def nowhere(tmp_path):
+    return StateFolder(tmp_path / "nowhere")
+
+
+def permissions(path):
+    return path.stat().st_mode & 0o7777
+
+
+def test_init_makes_the_folder_and_its_databases_and_prints_the_folder(nowhere):
+    assert nowhere.ctl("init") == f"{nowhere.path}\n"
+    assert {path.name for path in nowhere.path.iterdir()} >= DATABASES
+
+
+def test_init_keeps_other_users_out(state):
+    assert permissions(state.path) == 0o700
+    assert {permissions(path) for path in state.path.iterdir()} == {0o600}
+
+
+def test_init_repeated_keeps_what_is_stored(state):
+    state.ctl("config", "set", "s", "k", "v")
+    state.add_user("admin")
+    state.add_tasks(1)
+    state.add_event("62040001", 1, "admin", "", "a")
+    sid = state.open_session("admin")
+    assert state.ctl("init") == f"{state.path}\n"
+    assert state.ctl("config", "get", "s", "k") == "v\n"
+    assert state.ctl("session", "close", sid) == "closed\n"
+    assert (len(state.stored_tasks()), len(state.events())) == (1, 1)
+
+
+def test_init_in_a_files_place_is_refused_and_leaves_the_file(nowhere):
+    nowhere.path.write_text("precious")
+    assert str(nowhere.path) in refused(nowhere, "init")
+    assert nowhere.path.read_text() == "precious"
+
+
+@each_command
+def test_a_command_without_a_state_folder_asks_for_init_and_makes_none(nowhere, database, words):
+    assert refused(nowhere, *words, given="password\n") == (
+        f"no recorder state in {nowhere.path}; run recorderctl init")
+    assert not nowhere.path.exists()
+
+
+@each_command
+def test_a_command_refuses_a_database_of_another_version(state, database, words):
+    with closing(sqlite3.connect(state.path / database)) as connection:
+        connection.execute("PRAGMA user_version = 99")
+    assert database in refused(state, *words, given="password\n")
+
+
+def test_the_state_option_counts_before_the_environment_wherever_it_stands(state, tmp_path):
+    other = tmp_path / "other"
+    assert state.ctl("--state", other, "init") == f"{other}\n"
+    state.ctl("config", "--state", other, "set", "s", "k", "v")
+    assert state.ctl("config", "get", "s", "k", "--state", other) == "v\n"
+    assert refused(state, "config", "get", "s", "k") == "there is no key k in section s"
+
+
+def test_the_state_option_needs_a_folder(state):
+    assert misused(state, "--state") == "--state: 1 required DIR missing"
+
+
+@pytest.mark.parametrize("words", [[], ["user"], ["session"], ["config"], ["channel"], ["task"],
+                                   ["event"], ["nonsense"], ["user", "nonsense"]])
+def test_a_command_line_without_a_command_is_refused(state, words):
+    assert misused(state, *words) == "A subcommand is required"
+
+
+@pytest.mark.parametrize("words", [
+    ["init", "x"], ["user", "list", "x"], ["session", "close", "a", "x"], ["task", "list", "x"],
+    ["config", "set", "s", "k", "v", "x"], ["channel", "list", "x"], ["event", "list", "x"]])
+def test_a_word_too_many_is_refused(state, words):
+    assert misused(state, *words) == "The following argument was not expected: x"
+
+
+@pytest.mark.parametrize("words", [["init"], ["config", "get", "s", "k"], ["user", "remove", "a"]])
+def test_json_is_for_lists_alone(state, words):
+    assert misused(state, *words, "--json") == "The following argument was not expected: --json"
+
+
+def test_help_names_every_group_of_commands(state):
+    said = state.ctl("--help")
+    for name in ("init", "user", "session", "config", "channel", "task", "event", "--state"):
+        assert f"\n  {name} " in said, name
