@@ -59,11 +59,25 @@ const Order* FakeLanes::order(LaneId lane) const {
     return order ? &*order : nullptr;
 }
 
+int FakeLanes::said_copied(const std::string& target) const {
+    const auto found = copied_.find(target);
+    return found == copied_.end() ? 0 : found->second;
+}
+
 void FakeLanes::report(LaneId lane, const Report& report) {
     Lane& state = lanes_.at(lane);
     if (std::holds_alternative<Ready>(report)) state.ready = true;
+    if (state.order) note_answer(*state.order, report);
     if (ends_an_order(report)) state.order.reset();
     listener_.reported(lane, report);
+}
+
+void FakeLanes::note_answer(const Order& order, const Report& report) {
+    if (const auto* copy = std::get_if<CopyJob>(&order))
+        copied_[copy->target] += std::holds_alternative<Copied>(report) ? 1 : 0;
+    if (const auto* removal = std::get_if<RemoveFiles>(&order);
+        removal && std::holds_alternative<Done>(report))
+        removed_.insert(removal->files.begin(), removal->files.end());
 }
 
 void FakeLanes::fail(LaneId lane, FailureKind kind, const std::string& text) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,10 @@ public:
     /// Every order that was given, in their sequence.
     const std::vector<services::Order>& given() const { return given_; }
     bool pool_is_gone() const { return gone_; }
+    /// How often a lane has said of a file on the share that it has copied it, as it was ordered.
+    int said_copied(const std::string& target) const;
+    /// Whether a lane has said of a file on the share that it has removed it, as it was ordered.
+    bool said_removed(const std::string& file) const { return removed_.contains(file); }
 
     // What lanes do. A lane need not be there any more afterwards.
 
@@ -60,6 +65,7 @@ private:
         int number = 0;
     };
 
+    void note_answer(const services::Order& order, const services::Report& report);
     void take_open();
     void take_order(LaneId lane, const services::Order& order);
     void take_drop(LaneId lane);
@@ -71,4 +77,6 @@ private:
     std::map<LaneId, Lane> lanes_;
     std::vector<LaneId> dropped_;
     std::vector<services::Order> given_;
+    std::map<std::string, int> copied_;
+    std::set<std::string> removed_;
 };

@@ -69,16 +69,20 @@ std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
     const auto found = recordings_.find(order.source);
     if (found == recordings_.end()) return {Failed{FailureKind::gone, order.source + " is gone"}};
     const Recording& recording = found->second;
-    // What lies there in the target's place goes only when the copy gets its name.
-    if (recording.size > free_room()) return {Failed{FailureKind::full, "no room"}};
-    long long offset = std::min(order.offset, recording.size);
-    std::vector<Report> reports{At{offset}};
-    while (offset < recording.size) {
-        offset = std::min(offset + CHECKPOINT, recording.size);
-        reports.emplace_back(Noted{offset, "hash of " + std::to_string(offset)});
+    std::vector<Report> reports;
+    // What stands there already is kept; another file goes only when the copy gets its name.
+    const auto there = share.find(order.target);
+    if (there == share.end() || there->second != recording.size) {
+        if (recording.size > free_room()) return {Failed{FailureKind::full, "no room"}};
+        long long offset = std::min(order.offset, recording.size);
+        reports.emplace_back(At{offset});
+        while (offset < recording.size) {
+            offset = std::min(offset + CHECKPOINT, recording.size);
+            reports.emplace_back(Noted{offset, "hash of " + std::to_string(offset)});
+        }
+        share[order.target] = recording.size;
+        share.erase(order.temporary);
     }
-    share[order.target] = recording.size;
-    share.erase(order.temporary);
     if (order.side_file) share[order.target + ".json"] = 0;
     reports.emplace_back(Copied{{recording.size, recording.modified_ns, "hash"}});
     return reports;

@@ -1,0 +1,132 @@
+// What must be true of a run at every moment, whatever happens to it.
+#include "tests/services/backup_daemon/run/run_checker.h"
+
+#include <gtest/gtest.h>
+
+using namespace services;
+
+namespace {
+
+// What people read in the log of one run, at most.
+constexpr std::size_t MOST_TOLD = 10;
+
+}  // namespace
+
+void RunChecker::check() {
+    check_figures();
+    check_records();
+    check_removals();
+    check_orders();
+    check_events();
+}
+
+/// Planned files are done, failed or left. How many are planned nobody tells; but whatever was
+/// ordered is among them.
+void RunChecker::check_figures() {
+    const RunFigures now = scene_.figures();
+    EXPECT_GE(now.files_done, before_.files_done);
+    EXPECT_GE(now.files_failed, before_.files_failed);
+    EXPECT_GE(now.files_left, 0);
+    EXPECT_GE(now.bytes_done, 0);
+    EXPECT_GE(now.bytes_planned, 0);
+    EXPECT_GE(now.rate, 0);
+    EXPECT_GE(now.percent, before_.percent) << "the percent fell";
+    EXPECT_LE(now.percent, 100);
+    EXPECT_TRUE(now.percent < 100 || now.files_left == 0) << now.files_left << " left";
+    const auto missing = static_cast<long long>(scene_.goal.missing_channels.size());
+    const auto ordered = static_cast<long long>(copies_ordered_.size());
+    EXPECT_GE(now.files_done + now.files_failed - missing + now.files_left, ordered);
+    before_ = now;
+}
+
+/// No file is done that no lane reported as copied and no memory knows.
+void RunChecker::check_records() {
+    const auto& recorded = scene_.ledger.recorded;
+    for (; records_seen_ < recorded.size(); ++records_seen_) {
+        const std::string& path = recorded[records_seen_];
+        EXPECT_LE(++records_[path], scene_.lanes.said_copied(on_share(path))) << path;
+    }
+    EXPECT_EQ(static_cast<std::size_t>(scene_.figures().files_done), recorded.size());
+    EXPECT_EQ(records_.size(), recorded.size()) << "a file was copied twice";
+}
+
+/// The memory hears of no removal that no lane reported.
+void RunChecker::check_removals() {
+    const auto& gone = scene_.ledger.gone;
+    for (; removals_seen_ < gone.size(); ++removals_seen_)
+        EXPECT_TRUE(scene_.lanes.said_removed(on_share(gone[removals_seen_])))
+            << gone[removals_seen_];
+}
+
+void RunChecker::check_orders() {
+    const auto& given = scene_.lanes.given();
+    for (; orders_seen_ < given.size(); ++orders_seen_) {
+        const Order& order = given[orders_seen_];
+        if (const auto* copy = std::get_if<CopyJob>(&order)) check_order(*copy);
+        if (const auto* removal = std::get_if<RemoveFiles>(&order)) check_order(*removal);
+    }
+}
+
+/// A temporary file is known before it is made, and a file that is done is not sent again.
+void RunChecker::check_order(const CopyJob& order) {
+    copies_ordered_.insert(order.target);
+    const std::string path = below_folder(order.target);
+    EXPECT_FALSE(records_.contains(path)) << path;
+    const auto made = scene_.ledger.checkpoints.find(path);
+    ASSERT_TRUE(made != scene_.ledger.checkpoints.end()) << path;
+    EXPECT_EQ(on_share(made->second.temporary), order.temporary);
+    EXPECT_EQ(made->second.offset, order.offset);
+}
+
+void RunChecker::check_order(const RemoveFiles& order) {
+    for (const std::string& file : order.files) EXPECT_TRUE(may_go(below_folder(file))) << file;
+    for (const std::string& folder : order.folders)
+        EXPECT_TRUE(std::ranges::any_of(order.files, [&](const std::string& file) {
+            return file.starts_with(folder + "/");
+        })) << folder;
+}
+
+/// Only what the memory listed: the oldest day as long as there is something to copy, and what is
+/// too old or left over when there is nothing any more.
+bool RunChecker::may_go(const std::string& path) const {
+    const CopyLedger& ledger = scene_.ledger;
+    const bool describes = path.ends_with(".json");
+    const std::string copy = describes ? path.substr(0, path.size() - 5) : path;
+    if (scene_.figures().files_left > 0)
+        return scene_.goal.when_full == WhenFull::remove_oldest &&
+               ledger.of_oldest_day.contains(copy);
+    if (ledger.begun.contains(path)) return true;
+    const auto too_old = ledger.older_than.find(scene_.goal.first_kept_day);
+    return too_old != ledger.older_than.end() && too_old->second.contains(copy);
+}
+
+void RunChecker::check_events() {
+    EXPECT_LE(scene_.told(CONNECTION_LOST).size(), MOST_TOLD);
+    EXPECT_LE(scene_.told(FILE_NOT_COPIED).size(), MOST_TOLD);
+    EXPECT_LE(scene_.told(RETENTION_PASS).size(), 1U);
+    EXPECT_LE(scene_.told(SHARE_FULL).size(), 1U);
+    EXPECT_LE(scene_.connected, 1);
+    EXPECT_LE(scene_.ends.size(), 1U);
+}
+
+void RunChecker::check_end(const std::set<std::string>& wanted) {
+    ASSERT_EQ(scene_.ends.size(), 1U);
+    EXPECT_TRUE(scene_.lanes.pool_is_gone());
+    EXPECT_EQ(scene_.figures().message, scene_.why());
+    EXPECT_EQ(scene_.outcome() == RunOutcome::failed, !scene_.why().empty());
+    if (scene_.outcome() != RunOutcome::success) return;
+    EXPECT_EQ(scene_.figures().files_left, 0);
+    EXPECT_EQ(scene_.figures().files_failed, 0);
+    EXPECT_EQ(copies_ordered_.size(), scene_.ledger.recorded.size());
+    for (const std::string& path : wanted) EXPECT_TRUE(scene_.ledger.copies.contains(path)) << path;
+}
+
+std::string RunChecker::on_share(const std::string& path) const {
+    const std::string& folder = scene_.goal.destination.folder;
+    return folder.empty() ? path : folder + "/" + path;
+}
+
+std::string RunChecker::below_folder(const std::string& path) const {
+    const std::string& folder = scene_.goal.destination.folder;
+    return folder.empty() ? path : path.substr(folder.size() + 1);
+}
