@@ -59,6 +59,8 @@ json_object* new_entry(const Event& event) {
     return entry;
 }
 
+}  // namespace
+
 HttpReply json_log(const HttpRequest& request) {
     const Log log = read_log(read_query(request));
     json_object* entries = json_object_new_array();
@@ -85,8 +87,6 @@ HttpReply csv_log(const HttpRequest& request) {
                       event_application(event), event_text(event), event_task(event)});
     return {"text/csv; charset=utf-8", text};
 }
-
-}  // namespace
 
 void add_log_routes(HttpService& service) {
     service.route(LOG_PORT, Method::get, LOG_PATH, json_log);

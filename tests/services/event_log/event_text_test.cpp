@@ -35,8 +35,22 @@ TEST(EventText, SaysWhatWasDone) {
     for (const auto& [id, text] : rows) EXPECT_EQ(event_text(event(id)), text);
 }
 
+TEST(EventText, SaysWhatHappenedInARun) {
+    const std::pair<unsigned, const char*> rows[] = {
+        {0x23150010, "Run started"},
+        {0x23150011, "Run taken up again after a restart"},
+        {0x23150012, "Run succeeded"},
+        {0x23150013, "Run failed"},
+        {0x23150014, "Run cancelled"},
+        {0x23150015, "File not copied"},
+        {0x23150016, "Connection lost"},
+        {0x23150017, "Old copies removed"},
+        {0x23150018, "Oldest day removed from the full share"},
+        {0x23150019, "Share is full"}};
+    for (const auto& [id, text] : rows) EXPECT_EQ(event_text(event(id)), text);
+}
+
 TEST(EventText, TellsTheDetailOfARun) {
-    EXPECT_EQ(event_text(event(0x23150010)), "Run started");
     EXPECT_EQ(event_text(event(0x23150013, {"Recording Backup", "Doors", "no such share"})),
               "Run failed: no such share");
 }

@@ -19,6 +19,12 @@ TEST(LogQuery, ReadsListAndLimit) {
     EXPECT_EQ(query.max_results, 10000);
 }
 
+TEST(LogQuery, TakesTheLeastAndTheMost) {
+    const auto query = parse_log_query({{"sub_type", "0,65535"}, {"max_results", "1"}});
+    EXPECT_EQ(query.sub_types, (std::vector<unsigned>{0, 65535}));
+    EXPECT_EQ(query.max_results, 1);
+}
+
 TEST(LogQuery, RefusesWhatIsNoListOfSubTypes) {
     for (const char* text : {"", ",", "1,", ",1", "1,,2", "a", "1 ", "0x10", "-1", "65536", "1;2"})
         EXPECT_THROW(parse_log_query({{"sub_type", text}}), BadQuery) << text;
