@@ -3,12 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "services/backup_daemon/copy/sha256.h"
 #include "tests/services/backup_daemon/copy/memory_share.h"
+#include "tests/support/temporary_state.h"
 
 using namespace services;
 
@@ -39,13 +39,10 @@ struct Cut : CopyFailure {
 class FileCopierTest : public testing::Test {
 protected:
     FileCopierTest() {
-        std::string name = testing::TempDir() + "file_copier_XXXXXX";
-        folder = mkdtemp(name.data());
-        job.source = folder + "/source";
+        job.source = folder.path() + "/source";
         job.target = "a/b/file.mp4";
         job.temporary = "a/b/.file.mp4.1.part";
     }
-    ~FileCopierTest() override { std::filesystem::remove_all(folder); }
 
     void write_source(const std::string& content) {
         std::ofstream(job.source, std::ios::binary) << content;
@@ -79,7 +76,7 @@ protected:
         server.before_write = [](long long) {};
     }
 
-    std::string folder;
+    TemporaryFolder folder;
     MemoryServer server;
     CopyJob job;
     long long at = 0;
