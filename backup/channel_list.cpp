@@ -74,7 +74,7 @@ struct Entry {
 struct Facts {
     RecordingState state;
     StorageDays days;
-    char status[512] = "";
+    std::string status;
 };
 
 /// The channel settings' JSON text.
@@ -87,6 +87,12 @@ std::string read_settings() {
     std::string settings;
     b64_decode_v2(encoded, settings);
     return settings;
+}
+
+std::string local_date(long long seconds) {
+    char date[DATE_SIZE] = "";
+    get_local_time_str(static_cast<long>(seconds), date, sizeof date);
+    return date;
 }
 
 /// Reads the state; the recorder may be just starting, so a failure is worth a second try.
@@ -108,29 +114,25 @@ void read_days(Facts& facts) {
     get_storage_days(days.normal, days.alarm, days.earliest, days.latest);
     for (int i = 0; i < VESK_MAX_CHANNELS; ++i) {
         if (days.normal[i] == 0 && days.alarm[i] == 0) continue;
-        get_local_time_str(static_cast<long>(days.earliest[i] / 1000), facts.status,
-                           sizeof facts.status);
+        facts.status = local_date(days.earliest[i] / 1000);
         DEBUG_NOTE("ch-%d normal_rec_days=%d alarm_rec_days=%d earlyest_ts=%lld localt=[%s]\n", i,
-                   days.normal[i], days.alarm[i], days.earliest[i], facts.status);
+                   days.normal[i], days.alarm[i], days.earliest[i], facts.status.c_str());
     }
 }
 
-/// Appends an entry the way the page has always had it: printed and parsed again.
 void append_entry(json_object* list, const Entry& entry, const StorageDays& days) {
     const long long seconds = days.earliest_of(entry.index) / 1000;
-    char date[DATE_SIZE] = "";
-    get_local_time_str(static_cast<long>(seconds), date, sizeof date);
-    const JsonPtr object(json_object_new_object());
-    add_member(object.get(), "earlyest_local_time", date);
-    add_member(object.get(), "earlyest_utc_times", seconds);
-    add_member(object.get(), "guid", entry.guid);
-    add_member(object.get(), "channel_index", entry.index);
-    add_member(object.get(), "ip", entry.ip);
-    add_member(object.get(), "name", entry.name);
-    add_member(object.get(), "brand", entry.brand);
-    add_member(object.get(), "model", entry.model);
-    add_member(object.get(), "connection_status", entry.status);
-    json_object_array_add(list, json_tokener_parse(json_object_to_json_string(object.get())));
+    json_object* object = json_object_new_object();
+    add_member(object, "earlyest_local_time", local_date(seconds));
+    add_member(object, "earlyest_utc_times", seconds);
+    add_member(object, "guid", entry.guid);
+    add_member(object, "channel_index", entry.index);
+    add_member(object, "ip", entry.ip);
+    add_member(object, "name", entry.name);
+    add_member(object, "brand", entry.brand);
+    add_member(object, "model", entry.model);
+    add_member(object, "connection_status", entry.status);
+    json_object_array_add(list, object);
 }
 
 /// Reads one element of the settings; false when a member is missing.
@@ -164,12 +166,16 @@ bool append_live_channel(json_object* list, json_object* settings, Facts& facts)
     json_object* streams = json_object_object_get(settings, "stream_state");
     if (json_object_is_type(streams, json_type_array)) {
         const int count = static_cast<int>(json_object_array_length(streams));
-        std::snprintf(facts.status, sizeof facts.status, "%s",
-                      connection_status(channel, count, facts.state));
+        facts.status = connection_status(channel, count, facts.state);
     }
     append_entry(list,
-                 {channel.index, channel.guid, channel.ip, channel.name, channel.brand,
-                  channel.model, facts.status},
+                 {.index = channel.index,
+                  .guid = channel.guid,
+                  .ip = channel.ip,
+                  .name = channel.name,
+                  .brand = channel.brand,
+                  .model = channel.model,
+                  .status = facts.status},
                  facts.days);
     return true;
 }
@@ -210,21 +216,19 @@ void append_removed_channel(json_object* list, const TRemovedChannelInfo& remove
                facts.days.earliest_of(removed.channel_index));
     if (removed.primary_size == 0 && removed.secondary_size == 0) return;
     append_entry(list,
-                 {removed.channel_index, removed.uuid, "--", removed.display_name, "--", "--",
-                  "NVR_CAM_REMOVED"},
+                 {.index = removed.channel_index,
+                  .guid = removed.uuid,
+                  .ip = "--",
+                  .name = removed.display_name,
+                  .brand = "--",
+                  .model = "--",
+                  .status = "NVR_CAM_REMOVED"},
                  facts.days);
 }
 
 void append_removed_channels(json_object* list, const Facts& facts) {
     for (const TRemovedChannelInfo& removed : read_removed_channels())
         append_removed_channel(list, removed, facts);
-}
-
-/// Printed and parsed again, like its entries.
-json_object* channel_reply(json_object* list) {
-    const JsonPtr reply = success_reply();
-    add_member(reply.get(), "channel_list", json_object_get(list));
-    return json_tokener_parse(json_object_to_json_string(reply.get()));
 }
 
 }  // namespace
@@ -236,7 +240,7 @@ int get_channel_list(json_object** reply) {
         Facts facts;
         facts.state = read_state();
         read_days(facts);
-        const JsonPtr list(json_object_new_array());
+        JsonPtr list(json_object_new_array());
         // A channel without all its settings spoils the reply, but the storage is asked all the
         // same, and its failure counts more.
         if (!append_live_channels(list.get(), settings, facts)) {
@@ -244,7 +248,10 @@ int get_channel_list(json_object** reply) {
             deal_with_error_code(reply, reply_code(parsed), "Request Parser Fail.");
         }
         append_removed_channels(list.get(), facts);
-        if (parsed == 0) *reply = channel_reply(list.get());
+        if (parsed != 0) return;
+        JsonPtr answer = success_reply();
+        add_member(answer.get(), "channel_list", list.release());
+        *reply = answer.release();
     });
     return result != 0 ? result : parsed;
 }

@@ -47,7 +47,8 @@ struct RunningTaskLines {
     bool show_reply;             ///< write the reply as it came
 };
 
-/// Asks the daemon for its running tasks. A step: fails with CGI_GET_BACKUP_RUNNING_INFO_ERROR when the daemon cannot be asked, its reply is no JSON, or the
+/// Asks the daemon for its running tasks. A step: fails with
+/// CGI_GET_BACKUP_RUNNING_INFO_ERROR when the daemon cannot be asked, its reply is no JSON, or the
 /// reply's "retCode" is missing or not 0.
 /// @return the reply
 JsonPtr query_running_tasks(const RunningTaskLines& lines);

@@ -18,8 +18,7 @@ extern const char* __user;
 // passed through. On failure the object is the error reply of cgi/reply.h. Texts are NUL-terminated
 // and stay the caller's; only those marked so may be null. Nothing throws.
 
-// --- tasks
-// -------------------------------------------------------------------------------------------
+// --- tasks ---------------------------------------------------------------------------------------
 
 /// Stores a new task and tells the backup daemon; starts it when the body asks so.
 /// @param body JSON as docs/api.md gives it; may be null
@@ -87,8 +86,7 @@ int get_backup_task_log(json_object** reply);
 ///         and then a previous file is still whole
 int download_backup_task_log(json_object** reply, std::string* fileName);
 
-// --- remote destination
-// ------------------------------------------------------------------------------
+// --- remote destination --------------------------------------------------------------------------
 
 /// Proves that a remote SMB share can be used: mounts it, makes the folder, writes 5 MiB and
 /// measures. Runs as root from there on.

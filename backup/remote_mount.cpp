@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "backup/file_handle.h"
+#include "backup/file_ptr.h"
 #include "cgi/result_code.h"
 #include "platform/recorder_log.h"
 #include "platform/utilities.h"

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "backup/file_handle.h"
+#include "backup/file_ptr.h"
 #include "backup/json_member.h"
 #include "backup/operation.h"
 #include "backup/recording_backup_function.h"
@@ -85,7 +85,8 @@ TestPaths make_paths() {
 /// Makes the mount point, and becomes root for everything that follows.
 void prepare_mount_point(const TestPaths& paths) {
     struct stat existing {};
-    // The bare name, so in the working directory and not below /mnt: clients know it that way.
+    // The bare name is looked for in the working directory. A folder below /mnt is no obstacle: it
+    // is used as it stands.
     if (stat(paths.mount_name, &existing) == 0) {
         DEBUG_LINE("DIR exist\n");
         DEBUG_LINE("CGI_CMD_EXEC_FAIL: %d\n", CGI_CMD_EXEC_FAIL);
@@ -144,9 +145,9 @@ void make_local_file() {
     for (int i = 0; i < BLOCK_COUNT; ++i) std::fwrite(block, sizeof block, 1, file.get());
 }
 
-/// Copies line by line into whole blocks, so that every block of the remote file ends in a zero:
-/// the form of copy that rates have always been measured with. The share gets every block even when
-/// a full disk cut the local file short.
+/// Copies line by line into whole blocks, so that every block of the remote file ends in a zero.
+/// Users compare the rate with what earlier tests of their servers gave, so the work that is timed
+/// must not change. The share gets every block even when a full disk cut the local file short.
 void copy(std::FILE* local, std::FILE* remote) {
     char buffer[BLOCK_SIZE] = "";
     for (int block = 0; block < BLOCK_COUNT; ++block) {

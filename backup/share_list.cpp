@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "backup/file_handle.h"
+#include "backup/file_ptr.h"
 #include "backup/json_member.h"
 #include "backup/operation.h"
 #include "backup/recording_backup_function.h"

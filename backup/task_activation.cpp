@@ -17,9 +17,14 @@ namespace {
 constexpr char ACTIVE_FAILED[] = "Active task fail.";
 constexpr char FORCE_FAILED[] = "Force active task fail.";
 
-constexpr RunningTaskLines ACTIVE_LINES = {"SSCI_GET fail", "SSCI respone is ", "parser_task fail",
-                                           false};
-constexpr RunningTaskLines FORCE_LINES = {"fail", "respone is ", "parser_task fail", true};
+constexpr RunningTaskLines ACTIVE_LINES = {.request_failed = "SSCI_GET fail",
+                                           .empty_reply = "SSCI respone is ",
+                                           .member_missing = "parser_task fail",
+                                           .show_reply = false};
+constexpr RunningTaskLines FORCE_LINES = {.request_failed = "fail",
+                                          .empty_reply = "respone is ",
+                                          .member_missing = "parser_task fail",
+                                          .show_reply = true};
 
 /// The task's name, "" for a task that is not stored.
 std::string name_of(const char* task_id) {

@@ -30,9 +30,11 @@ constexpr double BYTES_TO_KIB = 0.0009765625;
 constexpr int LAST_POSITION = LAST_SHOWN_POSITION + 1;
 char gc_strSequence[LAST_POSITION + 1][TASK_ID_SIZE];
 
-constexpr RunningTaskLines LIST_LINES = {"SSCI_GET fail", "SSCI respone is ",
-                                         "CGI_GET_BACKUP_RUNNING_INFO_ERROR parser json fail",
-                                         false};
+constexpr RunningTaskLines LIST_LINES = {
+    .request_failed = "SSCI_GET fail",
+    .empty_reply = "SSCI respone is ",
+    .member_missing = "CGI_GET_BACKUP_RUNNING_INFO_ERROR parser json fail",
+    .show_reply = false};
 
 // Whether the file explorer is on: one answer for all entries of a list, asked anew for every list.
 std::optional<bool> list_fuse;

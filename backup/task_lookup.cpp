@@ -37,7 +37,7 @@ int get_task_status_by_task_id(const char* task_id, std::string& status) {
 
 int get_task_status(json_object** reply, const char* task_id) {
     std::string status;
-    // The success reply below replaces this message; it is told apart in the debug file alone.
+    // Nobody sees the message: the reply below takes its place, and the debug file gets the code.
     run_operation(reply, "Check FUSE fail.", [&] { get_task_status_by_task_id(task_id, status); });
     JsonPtr answer = success_reply();
     add_member(answer.get(), "status", status);

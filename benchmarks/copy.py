@@ -5,6 +5,7 @@ import statistics
 import subprocess
 import sys
 import time
+from contextlib import closing
 from datetime import date
 from pathlib import Path
 
@@ -50,14 +51,18 @@ def create(program, body):
         sys.exit(f"bench: the task was refused: {said}")
 
 
+def why_it_failed():
+    with closing(sqlite3.connect(STATE / "backupd.db", timeout=30)) as memory:
+        return memory.execute("SELECT message FROM run_progress ORDER BY taskID DESC").fetchone()[0]
+
+
 def wait_for_success(store):
     while True:
         status = store.execute("SELECT status FROM task ORDER BY taskID DESC").fetchone()[0]
         if status == 0:
             return
         if status in (5, 6):
-            sys.exit("bench: the run failed: " +
-                     store.execute("SELECT message FROM run_progress").fetchone()[0])
+            sys.exit("bench: the run failed: " + why_it_failed())
         time.sleep(0.005)
 
 

@@ -55,7 +55,7 @@ inline constexpr int CGI_SSCI_FAIL = result_code(0x950a0023);
 /// 2500460549), statuses from elsewhere (the configuration store, the HTTP client, a tool)
 /// unchanged.
 constexpr long reply_code(int result) {
-    constexpr std::uint32_t own = 0x950a0000;
+    constexpr std::uint32_t OWN = 0x950a0000;
     const auto bits = static_cast<std::uint32_t>(result);
-    return (bits & 0xffff0000) == own ? static_cast<long>(bits) : result;
+    return (bits & 0xffff0000) == OWN ? static_cast<long>(bits) : result;
 }

@@ -33,12 +33,17 @@ constexpr std::string_view ANY = "/any";
 /// Who prints the headers and the reply: the method's function, or the route itself.
 enum class Printing { by_method, by_route };
 
+/// What answers a request.
+struct Answer {
+    int (*operation)(const Call&);
+    Printing printing = Printing::by_method;
+};
+
 /// One route. Segments behind the ones listed are not looked at.
 struct Route {
     Method method;
     std::string_view segments[4];
-    int (*operation)(const Call&);
-    Printing printing = Printing::by_method;
+    Answer answer;
 };
 
 constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
@@ -52,7 +57,8 @@ int answer_download(const Call& call) {
         print_reply(*call.reply);
         return result;
     }
-    // The line ends are mixed as the recorder's web server has always been given them.
+    // A web server takes either line end (RFC 3875, section 6.2); which stands where is part of the
+    // interface.
     std::printf(
         "%sLocation: /cgi-bin/%s\nContent-Type: application/octet-stream\n"
         "Content-Disposition: attachment; filename=%s\r\n\r\n",
@@ -68,35 +74,35 @@ int delete_task(const Call& call) {
 }
 
 // clang-format off
-constexpr Route routes[] = {
+constexpr Route ROUTES[] = {
     {Method::get, {"channel"},
-     [](const Call& call) { return get_channel_list(call.reply); }},
+     {[](const Call& call) { return get_channel_list(call.reply); }}},
     {Method::get, {"fuse"},
-     [](const Call& call) { return check_fuse(call.reply); }},
+     {[](const Call& call) { return check_fuse(call.reply); }}},
     {Method::get, {"share"},
-     [](const Call& call) { return get_samba_share(call.reply, call.input); }},
+     {[](const Call& call) { return get_samba_share(call.reply, call.input); }}},
     {Method::get, {"task", NONE},
-     [](const Call& call) { return get_backup_task_list(call.reply); }},
+     {[](const Call& call) { return get_backup_task_list(call.reply); }}},
     {Method::get, {"task", "status"},
-     [](const Call& call) { return get_task_status(call.reply, uri_token[2]); }},
+     {[](const Call& call) { return get_task_status(call.reply, uri_token[2]); }}},
     {Method::get, {"task", "log", NONE},
-     [](const Call& call) { return get_backup_task_log(call.reply); }},
-    {Method::get, {"task", "log", "file"}, answer_download, Printing::by_route},
+     {[](const Call& call) { return get_backup_task_log(call.reply); }}},
+    {Method::get, {"task", "log", "file"}, {answer_download, Printing::by_route}},
     {Method::put, {"server", "testing"},
-     [](const Call& call) { return test_remote_server(call.reply, call.body); }},
+     {[](const Call& call) { return test_remote_server(call.reply, call.body); }}},
     {Method::put, {"task", NONE},
-     [](const Call& call) { return create_backup_task(call.reply, call.body); }},
+     {[](const Call& call) { return create_backup_task(call.reply, call.body); }}},
     {Method::post, {"task", ANY, NONE},
-     [](const Call& call) { return modify_backup_task(call.reply, call.body, uri_token[1]); }},
+     {[](const Call& call) { return modify_backup_task(call.reply, call.body, uri_token[1]); }}},
     {Method::post, {"task", ANY, "active", NONE},
-     [](const Call& call) { return active_recording_task(call.reply, call.body, uri_token[1]); }},
+     {[](const Call& call) { return active_recording_task(call.reply, call.body, uri_token[1]); }}},
     {Method::post, {"task", ANY, "active", "enforcement"},
-     [](const Call& call) {
+     {[](const Call& call) {
          return force_active_recording_task(call.reply, call.body, uri_token[1]);
-     }},
+     }}},
     {Method::post, {"task", ANY, "is_enable"},
-     [](const Call& call) { return change_is_enable(call.reply, call.body, uri_token[1]); }},
-    {Method::del, {"task"}, delete_task},
+     {[](const Call& call) { return change_is_enable(call.reply, call.body, uri_token[1]); }}},
+    {Method::del, {"task"}, {delete_task}},
 };
 // clang-format on
 
@@ -115,14 +121,14 @@ bool fits(const Route& route, Method method) {
 
 /// The route of the request, null when there is none.
 const Route* find_route(Method method) {
-    for (const Route& route : routes)
+    for (const Route& route : ROUTES)
         if (fits(route, method)) return &route;
     return nullptr;
 }
 
 int call_route(Method method, const Call& call) {
     const Route* route = find_route(method);
-    return route == nullptr ? 0 : route->operation(call);
+    return route == nullptr ? 0 : route->answer.operation(call);
 }
 
 /// A segment as the debug file shows it.
@@ -154,9 +160,10 @@ void print_reply(json_object* reply) {
 int get_method_fun(std::vector<std::string>*, json_object** reply, tagINPUT* input) {
     const Call call = {reply, nullptr, input};
     const Route* route = find_route(Method::get);
-    if (route != nullptr && route->printing == Printing::by_route) return route->operation(call);
+    if (route != nullptr && route->answer.printing == Printing::by_route)
+        return route->answer.operation(call);
     if (route != nullptr) http_header_output(STATUS_OK);
-    const int result = route == nullptr ? 0 : route->operation(call);
+    const int result = route == nullptr ? 0 : route->answer.operation(call);
     print_reply(*reply);
     return result;
 }

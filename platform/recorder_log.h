@@ -34,12 +34,11 @@ int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, 
 inline constexpr char RECORDER_DEBUG_FILE[] = "/Zdbglog/.cgi_log/.cgi.log";
 
 // One debug line, led by the function and source line it comes from. A macro for the caller's
-// __func__ and
-// __LINE__; `format` is a literal, newline included.
+// __func__ and __LINE__; `format` is a literal, newline included.
 #define DEBUG_LINE(format, ...)                                       \
     log_File_Debug(RECORDER_DEBUG_FILE, "(%s)(%d) " format, __func__, \
                    __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
-// The same without the source line, as the lines about files and folders have it.
+// The same without the source line.
 #define DEBUG_NOTE(format, ...) \
     log_File_Debug(RECORDER_DEBUG_FILE, "(%s) " format, __func__ __VA_OPT__(, ) __VA_ARGS__)

@@ -18,7 +18,10 @@ long long change_between(long long low, long long high, const TimeZone& zone) {
     const long long later = zone(high);
     while (high - low > 1) {
         const long long middle = low + (high - low) / 2;
-        (zone(middle) == later ? high : low) = middle;
+        if (zone(middle) == later)
+            high = middle;
+        else
+            low = middle;
     }
     return high;
 }

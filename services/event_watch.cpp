@@ -1,4 +1,4 @@
-// Calls a function when a descriptor becomes readable or time has passed, in a libevent loop.
+// Calls a function when a descriptor is readable, a signal comes or time has passed.
 #include "services/event_watch.h"
 
 #include <event2/event.h>
@@ -49,6 +49,10 @@ std::unique_ptr<EventWatch> EventWatch::make(event_base* loop, int descriptor, s
 
 std::unique_ptr<EventWatch> EventWatch::readable(event_base* loop, int descriptor, Action action) {
     return make(loop, descriptor, EV_READ | EV_PERSIST, nullptr, std::move(action));
+}
+
+std::unique_ptr<EventWatch> EventWatch::signal(event_base* loop, int number, Action action) {
+    return make(loop, number, EV_SIGNAL | EV_PERSIST, nullptr, std::move(action));
 }
 
 std::unique_ptr<EventWatch> EventWatch::every(event_base* loop, std::chrono::milliseconds pause,

@@ -1,4 +1,5 @@
-// Calls a function when a descriptor becomes readable or time has passed, in a libevent loop.
+// Calls a function when a descriptor is readable, a signal comes or time has passed, in a libevent
+// loop.
 #pragma once
 
 #include <chrono>
@@ -18,6 +19,8 @@ public:
 
     /// Whenever `descriptor` is readable.
     static std::unique_ptr<EventWatch> readable(event_base* loop, int descriptor, Action action);
+    /// Whenever the process gets a signal. One loop of a process watches signals.
+    static std::unique_ptr<EventWatch> signal(event_base* loop, int number, Action action);
     /// Every `pause`.
     static std::unique_ptr<EventWatch> every(event_base* loop, std::chrono::milliseconds pause,
                                              Action action);

@@ -7,6 +7,7 @@
 #include <event2/http.h>
 #include <event2/keyvalq_struct.h>
 #include <event2/listener.h>
+#include <json-c/json.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -18,8 +19,7 @@
 #include <vector>
 
 #include "platform/service_addresses.h"
-#include "platform/standalone/store/strict_json.h"
-#include "platform/standalone/store/utf8.h"
+#include "services/event_watch.h"
 
 namespace services {
 namespace {
@@ -28,9 +28,6 @@ constexpr timeval ACCEPT_PAUSE = {0, 100 * 1000};
 
 struct FreeBase {
     void operator()(event_base* base) const { event_base_free(base); }
-};
-struct FreeEvent {
-    void operator()(event* e) const { event_free(e); }
 };
 struct FreeServer {
     void operator()(evhttp* server) const { evhttp_free(server); }
@@ -49,28 +46,16 @@ struct Port {
     std::unique_ptr<evhttp, FreeServer> server;
 };
 
-evhttp_cmd_type command(Method method) {
-    switch (method) {
-        case Method::get:
-            return EVHTTP_REQ_GET;
-        case Method::put:
-            return EVHTTP_REQ_PUT;
-        case Method::remove:
-            return EVHTTP_REQ_DELETE;
-    }
-    throw std::logic_error("method without a command");
-}
+struct MethodForm {
+    evhttp_cmd_type command;
+    const char* name;
+};
 
-const char* method_name(Method method) {
-    switch (method) {
-        case Method::get:
-            return "GET";
-        case Method::put:
-            return "PUT";
-        case Method::remove:
-            return "DELETE";
-    }
-    throw std::logic_error("method without a name");
+constexpr MethodForm METHODS[] = {
+    {EVHTTP_REQ_GET, "GET"}, {EVHTTP_REQ_PUT, "PUT"}, {EVHTTP_REQ_DELETE, "DELETE"}};
+
+const MethodForm& form_of(Method method) {
+    return METHODS[static_cast<std::size_t>(method)];
 }
 
 std::map<std::string, std::string> parameters_of(const evhttp_uri* uri) {
@@ -114,8 +99,9 @@ const HttpService::Handler& find_handler(evhttp_request* request, const Port& po
     std::string allowed;
     for (const Route& route : port.routes) {
         if (!path || route.path != path) continue;
-        if (command(route.method) == evhttp_request_get_command(request)) return route.handler;
-        allowed += (allowed.empty() ? "" : ", ") + std::string(method_name(route.method));
+        const MethodForm& form = form_of(route.method);
+        if (form.command == evhttp_request_get_command(request)) return route.handler;
+        allowed += (allowed.empty() ? "" : ", ") + std::string(form.name);
     }
     if (allowed.empty()) throw HttpError(HTTP_NOTFOUND, "There is nothing at this path.");
     evhttp_add_header(evhttp_request_get_output_headers(request), "Allow", allowed.c_str());
@@ -145,10 +131,6 @@ void pause_accepting(evconnlistener* listener, void*) {
     event_base* base = evconnlistener_get_base(listener);
     if (event_base_once(base, -1, EV_TIMEOUT, resume_accepting, listener, &ACCEPT_PAUSE) == 0)
         evconnlistener_disable(listener);
-}
-
-void stop_serving(evutil_socket_t, short, void* base) {
-    event_base_loopexit(static_cast<event_base*>(base), nullptr);
 }
 
 void bound_requests(evhttp* server) {
@@ -186,11 +168,6 @@ struct HttpService::Loop {
     std::vector<std::unique_ptr<Port>> ports;
 };
 
-json_object* new_json_text(std::string_view text) {
-    const std::string valid = standalone::valid_utf8(text);
-    return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
-}
-
 HttpReply json_reply(const JsonPtr& object) {
     return {"application/json", standalone::print_json(object.get())};
 }
@@ -215,15 +192,10 @@ void HttpService::route(int port, Method method, const std::string& path, Handle
 }
 
 void HttpService::run() {
-    event_base* base = loop_->base.get();
-    const std::unique_ptr<event, FreeEvent> terminate(
-        evsignal_new(base, SIGTERM, stop_serving, base));
-    const std::unique_ptr<event, FreeEvent> interrupt(
-        evsignal_new(base, SIGINT, stop_serving, base));
-    if (!terminate || !interrupt || event_add(terminate.get(), nullptr) != 0 ||
-        event_add(interrupt.get(), nullptr) != 0)
-        throw std::runtime_error("cannot watch for signals");
-    event_base_dispatch(base);
+    const auto stop = [this] { event_base_loopexit(loop(), nullptr); };
+    const auto terminate = EventWatch::signal(loop(), SIGTERM, stop);
+    const auto interrupt = EventWatch::signal(loop(), SIGINT, stop);
+    event_base_dispatch(loop());
 }
 
 event_base* HttpService::loop() {

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/json_ptr.h"
+#include "platform/standalone/store/strict_json.h"
 
 struct event_base;   // libevent
 struct json_object;  // json-c
@@ -36,9 +37,7 @@ public:
     int status;  ///< 400 to 599
 };
 
-/// Makes a JSON string of a text. Bytes that are no UTF-8 become U+FFFD.
-/// @return owned by the caller
-json_object* new_json_text(std::string_view text);
+using standalone::new_json_text;
 
 /// Answers with an object, printed without blanks.
 HttpReply json_reply(const JsonPtr& object);

@@ -1,4 +1,4 @@
-// The CGI library: parameters from the environment, sessions from the configuration database.
+// The CGI library: parameters from the environment, sessions from the registry.
 #include "platform/cgi_input.h"
 
 #include <algorithm>
@@ -16,8 +16,8 @@
 
 namespace {
 
-constexpr std::size_t longest_query = 64 * 1024;
-constexpr std::size_t most_parameters = 256;
+constexpr std::size_t LONGEST_QUERY = 64 * 1024;
+constexpr std::size_t MOST_PARAMETERS = 256;
 
 struct Parameter {
     std::string name;
@@ -83,11 +83,11 @@ struct tagINPUT {
 namespace {
 
 bool read_parameters(std::string_view query, tagINPUT& input) {
-    if (query.size() > longest_query) return false;
+    if (query.size() > LONGEST_QUERY) return false;
     while (!query.empty()) {
         std::string_view value = take_piece(query, '&');
         if (value.empty()) continue;
-        if (input.parameters.size() == most_parameters) return false;
+        if (input.parameters.size() == MOST_PARAMETERS) return false;
         const std::string_view name = take_piece(value, '=');
         Parameter& added = input.parameters.emplace_back();
         added.name = percent_decoded(name);

@@ -64,7 +64,7 @@ void DebugFile::append(std::string_view line) {
     if (!is_current(size)) {
         if (!open() || !is_current(size)) return;
     }
-    if (size > 0 && size + static_cast<long long>(line.size()) > debug_file_limit) {
+    if (size > 0 && size + static_cast<long long>(line.size()) > DEBUG_FILE_LIMIT) {
         put_aside();
         if (!open()) return;
     }

@@ -11,7 +11,7 @@
 namespace standalone {
 
 /// Largest size of the file before it is put aside as "<path>.1".
-inline constexpr long long debug_file_limit = 4 * 1024 * 1024;
+inline constexpr long long DEBUG_FILE_LIMIT = 4 * 1024 * 1024;
 
 /// One debug file, opened when first needed. The rules of log_File_Debug (platform/recorder_log.h)
 /// hold.

@@ -17,14 +17,14 @@ namespace {
 
 using namespace standalone;
 
-constexpr long long fresh_seconds = 10 * 60;
+constexpr long long FRESH_SECONDS = 10 * 60;
 
 /// A recording from the future, left by a wrong clock, is no sign of life.
 bool is_recording(const Channel& channel) {
     const auto written = newest_write(channel.recordings);
     if (!written) return false;
     const long long age = std::time(nullptr) - *written;
-    return age < fresh_seconds && age > -fresh_seconds;
+    return age < FRESH_SECONDS && age > -FRESH_SECONDS;
 }
 
 void fill_state(const Channel& channel, TChannelStatus& status) {

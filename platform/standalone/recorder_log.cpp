@@ -7,15 +7,15 @@
 #include <exception>
 #include <optional>
 
-#include "platform/standalone/store/connections.h"
 #include "platform/standalone/debug_file.h"
+#include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_store.h"
 #include "platform/utilities.h"
 
 namespace {
 
-constexpr std::size_t longest_line = 64 * 1024;
-constexpr std::string_view cut_mark = "...\n";
+constexpr std::size_t LONGEST_LINE = 64 * 1024;
+constexpr std::string_view CUT_MARK = "...\n";
 
 /// The file stays open: a request writes dozens of lines.
 standalone::DebugFile& debug_file(const char* path) {
@@ -30,7 +30,7 @@ std::size_t format_line(char* buffer, std::size_t size, const char* format, va_l
     if (wanted < 0) return 0;
     const auto length = static_cast<std::size_t>(wanted);
     if (length < size) return length;
-    cut_mark.copy(buffer + size - 1 - cut_mark.size(), cut_mark.size());
+    CUT_MARK.copy(buffer + size - 1 - CUT_MARK.size(), CUT_MARK.size());
     return size - 1;
 }
 
@@ -64,7 +64,7 @@ int store_event(unsigned event_id, int channel, const char* ip, const char* user
 }  // namespace
 
 void log_File_Debug(const char* path, const char* format, ...) {
-    std::array<char, longest_line + 1> buffer;
+    std::array<char, LONGEST_LINE + 1> buffer;
     va_list arguments;
     va_start(arguments, format);
     const std::size_t length = format_line(buffer.data(), buffer.size(), format, arguments);

@@ -22,8 +22,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t longest_output = 64 * 1024 * 1024;
-constexpr std::size_t piece = 64 * 1024;
+constexpr std::size_t LONGEST_OUTPUT = 64 * 1024 * 1024;
+constexpr std::size_t PIECE = 64 * 1024;
 
 /// An output of the program: the pipe it writes to and the file that keeps what fits.
 struct Output {
@@ -79,12 +79,12 @@ bool prepare(const Program& program, Outputs& outputs) {
 /// Takes what has arrived. What does not fit is thrown away, so that the program is never held up.
 /// @return false when the program has closed its end
 bool drain(Output& output) {
-    std::array<char, piece> buffer;
+    std::array<char, PIECE> buffer;
     for (;;) {
         const ssize_t got = read(output.read_end.get(), buffer.data(), buffer.size());
         if (got == 0) return false;
         if (got < 0) return errno == EAGAIN || errno == EINTR;
-        const std::size_t room = longest_output - output.kept;
+        const std::size_t room = LONGEST_OUTPUT - output.kept;
         const std::size_t keep = std::min(static_cast<std::size_t>(got), room);
         const ssize_t put = write(output.file.get(), buffer.data(), keep);
         if (put > 0) output.kept += static_cast<std::size_t>(put);
@@ -106,9 +106,9 @@ bool take_effective_ids() {
 
 /// Runs in the child: nothing but calls that are safe after fork(2) in a threaded process.
 [[noreturn]] void become(char* const* arguments, int input, int output, int error) {
-    static const char path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
-    static const char locale[] = "LC_ALL=C.UTF-8";
-    const char* environment[] = {path, locale, nullptr};
+    static constexpr char PATH[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+    static constexpr char LOCALE[] = "LC_ALL=C.UTF-8";
+    const char* environment[] = {PATH, LOCALE, nullptr};
     setpgid(0, 0);
     reset_signals();
     if (dup2(input, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0 &&

@@ -11,7 +11,7 @@ namespace standalone {
 struct Program {
     const char* stdout_path = nullptr;
     const char* stderr_path = nullptr;
-    std::vector<const char*> arguments;  ///< the program's path first, no null at the end
+    std::vector<const char*> arguments{};  ///< the program's path first, no null at the end
     std::chrono::milliseconds limit{};
 };
 

@@ -12,12 +12,12 @@
 
 namespace {
 
-constexpr int broken = -1;
-constexpr int timed_out = -2;
-constexpr int too_long = -3;
-constexpr ev_ssize_t longest_reply = 64 * 1024 * 1024;
-constexpr ev_ssize_t longest_headers = 64 * 1024;
-constexpr long most_seconds = 5;
+constexpr int BROKEN = -1;
+constexpr int TIMED_OUT = -2;
+constexpr int TOO_LONG = -3;
+constexpr ev_ssize_t LONGEST_REPLY = 64 * 1024 * 1024;
+constexpr ev_ssize_t LONGEST_HEADERS = 64 * 1024;
+constexpr long MOST_SECONDS = 5;
 
 template <auto Release>
 struct Releaser {
@@ -43,7 +43,7 @@ struct Request {
 struct Outcome {
     event_base* base;
     bool done = false;
-    int result = broken;
+    int result = BROKEN;
     std::string body{};
 };
 
@@ -94,14 +94,14 @@ void finish(Outcome& outcome, int result) {
 
 int status_result(int status) {
     if (status >= 200 && status <= 299) return 0;
-    return status >= 100 && status <= 599 ? status : broken;
+    return status >= 100 && status <= 599 ? status : BROKEN;
 }
 
 void on_reply(evhttp_request* request, void* context) {
     auto& outcome = *static_cast<Outcome*>(context);
     if (outcome.done) return;  // on_error came first
     if (request == nullptr || evhttp_request_get_response_code(request) == 0) {
-        finish(outcome, broken);
+        finish(outcome, BROKEN);
         return;
     }
     const int result = status_result(evhttp_request_get_response_code(request));
@@ -113,17 +113,20 @@ void on_reply(evhttp_request* request, void* context) {
     finish(outcome, result);
 }
 
-void on_error(evhttp_request_error error, void* context) {
-    auto& outcome = *static_cast<Outcome*>(context);
-    if (outcome.done) return;
+int error_result(evhttp_request_error error) {
     switch (error) {
         case EVREQ_HTTP_TIMEOUT:
-            return finish(outcome, timed_out);
+            return TIMED_OUT;
         case EVREQ_HTTP_DATA_TOO_LONG:
-            return finish(outcome, too_long);
+            return TOO_LONG;
         default:
-            return finish(outcome, broken);
+            return BROKEN;
     }
+}
+
+void on_error(evhttp_request_error error, void* context) {
+    auto& outcome = *static_cast<Outcome*>(context);
+    if (!outcome.done) finish(outcome, error_result(error));
 }
 
 /// The connection owns the request from here on.
@@ -148,8 +151,8 @@ Connection open_connection(event_base* base, const char* host, int port) {
     Connection connection(
         evhttp_connection_base_new(base, nullptr, host, static_cast<ev_uint16_t>(port)));
     if (connection == nullptr) return connection;
-    evhttp_connection_set_max_body_size(connection.get(), longest_reply);
-    evhttp_connection_set_max_headers_size(connection.get(), longest_headers);
+    evhttp_connection_set_max_body_size(connection.get(), LONGEST_REPLY);
+    evhttp_connection_set_max_headers_size(connection.get(), LONGEST_HEADERS);
     return connection;
 }
 
@@ -158,20 +161,20 @@ int run_until(event_base* base, Outcome& outcome, long seconds) {
     const timeval deadline{seconds, 0};
     event_base_loopexit(base, &deadline);
     event_base_dispatch(base);
-    return outcome.done ? outcome.result : timed_out;
+    return outcome.done ? outcome.result : TIMED_OUT;
 }
 
 int exchange(const char* host, int port, const Request& request, std::string& response,
              long seconds) {
-    if (host == nullptr || !is_address(host) || port < 1 || port > 65535) return broken;
-    if (seconds < 1 || seconds > most_seconds) seconds = most_seconds;
+    if (host == nullptr || !is_address(host) || port < 1 || port > 65535) return BROKEN;
+    if (seconds < 1 || seconds > MOST_SECONDS) seconds = MOST_SECONDS;
     const IgnoreBrokenPipe guard;
     const EventBase base(event_base_new());
-    if (base == nullptr) return broken;
-    Outcome outcome{base.get()};
+    if (base == nullptr) return BROKEN;
+    Outcome outcome{.base = base.get()};
     const Connection connection = open_connection(base.get(), host, port);
     if (connection == nullptr || !send(connection.get(), host, port, request, outcome))
-        return broken;
+        return BROKEN;
     const int result = run_until(base.get(), outcome, seconds);
     outcome.done = true;  // freeing the connection calls back once more
     if (result == 0) response = std::move(outcome.body);

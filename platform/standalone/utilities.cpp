@@ -26,8 +26,9 @@ bool strip_base64(const std::string& in, std::string& bare) {
 
 int zorv_exec(const char* stdout_path, const char* stderr_path, const char*, const char* program,
               ...) {
-    standalone::Program run{
-        stdout_path, stderr_path, {}, std::chrono::seconds(ZORV_EXEC_LIMIT_SECONDS)};
+    standalone::Program run{.stdout_path = stdout_path,
+                            .stderr_path = stderr_path,
+                            .limit = std::chrono::seconds(ZORV_EXEC_LIMIT_SECONDS)};
     va_list arguments;
     va_start(arguments, program);
     for (const char* text = program; text != nullptr; text = va_arg(arguments, const char*))

@@ -14,7 +14,7 @@ namespace {
 
 using namespace standalone;
 
-constexpr int unavailable = -1;
+constexpr int UNAVAILABLE = -1;
 
 std::vector<Channel> stored_channels() {
     return ChannelStore(config_for_reading()).list();
@@ -22,13 +22,17 @@ std::vector<Channel> stored_channels() {
 
 TRemovedChannelInfo removed_channel(const Channel& channel) {
     const RecordingSizes sizes = measure_recordings(channel.recordings);
-    return {channel.index, channel.guid, channel.name, sizes.normal, sizes.alarm};
+    return {.channel_index = channel.index,
+            .uuid = channel.guid,
+            .display_name = channel.name,
+            .primary_size = sizes.normal,
+            .secondary_size = sizes.alarm};
 }
 
 class StorageSetting : public IStorageSetting {
 public:
     int get_channel_config_list(std::list<TRemovedChannelInfo>& out, int selector) override {
-        if (selector != VESK_REMOVED_CHANNELS) return unavailable;
+        if (selector != VESK_REMOVED_CHANNELS) return UNAVAILABLE;
         try {
             std::list<TRemovedChannelInfo> removed;
             for (const Channel& channel : stored_channels())
@@ -37,7 +41,7 @@ public:
             return 0;
         } catch (const std::exception& error) {
             DEBUG_LINE("recording storage: %s\n", error.what());
-            return unavailable;
+            return UNAVAILABLE;
         }
     }
 };
@@ -62,12 +66,12 @@ int CVeskStorage::create_storage_setting(IStorageSetting** setting) {
         *setting = std::make_unique<StorageSetting>().release();
         return 0;
     } catch (const std::bad_alloc&) {
-        return unavailable;
+        return UNAVAILABLE;
     }
 }
 
 int CVeskStorage::destroy_storage_setting(IStorageSetting** setting) {
-    if (setting == nullptr || *setting == nullptr) return unavailable;
+    if (setting == nullptr || *setting == nullptr) return UNAVAILABLE;
     const std::unique_ptr<IStorageSetting> owned(*setting);
     *setting = nullptr;
     return 0;
@@ -84,6 +88,6 @@ int get_storage_days(int* normal_days, int* alarm_days, long long* earliest, lon
         return 0;
     } catch (const std::exception& error) {
         DEBUG_LINE("recording storage: %s\n", error.what());
-        return unavailable;
+        return UNAVAILABLE;
     }
 }

@@ -7,8 +7,10 @@
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
-#include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/front/daemon_routes.h"
+#include "services/backup_daemon/memory/memory_database.h"
+#include "services/backup_daemon/memory/take_over.h"
+#include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -26,23 +28,28 @@ constexpr std::chrono::seconds TICK(1);
 
 void serve() {
     const std::string path = standalone::config_database_path();
-    Database database(path, Database::Mode::read_write);
-    standalone::require_current(database, path, standalone::config_migrations());
-    // What is recorded of copies need not be on disk at once, what users are told must.
-    Database copying(path, Database::Mode::read_write);
-    standalone::TaskStore store(database);
+    Database config(path, Database::Access::writing);
+    standalone::require_current(config, path, standalone::config_migrations());
+    services::make_memory();
+    const std::string memory = services::memory_database_path();
+    // A schedule's next time is on disk at once, what runs note of themselves need not be.
+    Database schedules_memory(memory, Database::Access::writing);
+    Database runs_memory(memory, Database::Access::writing, Database::Durability::deferred);
+    standalone::TaskStore store(config);
     services::HttpService service("retCode");
-    services::BackupRunner runner(service.loop(), copying);
+    services::BackupRunner runner(service.loop(), config, runs_memory);
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
     runner.report_to(queue);
-    services::ScheduleKeeper schedules(store, database, queue);
+    services::ScheduleKeeper schedules(store, schedules_memory, queue);
     services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
+    services::take_over_from_config(memory, path);
     queue.take_over();
     const auto ticks = EventWatch::every(service.loop(), TICK, [&] {
         runner.tick();
         schedules.look(std::time(nullptr), services::machine_zone);
+        services::keep_only(runs_memory, store.list());
         queue.dispatch();
     });
     queue.dispatch();

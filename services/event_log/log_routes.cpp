@@ -36,7 +36,7 @@ LogQuery read_query(const HttpRequest& request) {
 Log read_log(const LogQuery& query) {
     const std::string path = standalone::event_database_path();
     if (!std::filesystem::exists(path)) return {};
-    standalone::Database database(path, standalone::Database::Mode::read_only);
+    standalone::Database database(path, standalone::Database::Access::reading);
     database.run("BEGIN");  // entries and number from one moment; ends with the connection
     standalone::EventStore store(database);
     return {store.newest(query.sub_types, query.max_results), store.count(query.sub_types)};

@@ -15,7 +15,7 @@ namespace {
 void require_current_schema() {
     const std::string path = standalone::event_database_path();
     if (!std::filesystem::exists(path)) return;
-    standalone::Database database(path, standalone::Database::Mode::read_only);
+    standalone::Database database(path, standalone::Database::Access::reading);
     standalone::require_current(database, path, standalone::event_migrations());
 }
 

@@ -48,7 +48,7 @@ void Retention::work(const std::stop_token& stop) {
 void Retention::remove_old(const std::stop_token& stop) {
     const std::string path = standalone::event_database_path();
     if (!std::filesystem::exists(path)) return;
-    standalone::Database database(path, standalone::Database::Mode::read_write);
+    standalone::Database database(path, standalone::Database::Access::writing);
     standalone::EventStore store(database);
     remove_older_events(store, oldest_kept_ms(), [&] { return !pause(stop, PAUSE); });
 }

@@ -147,7 +147,7 @@ def test_state_folder_and_databases_are_closed_to_other_users(recorder):
     assert mode(STATE) == 0o700
     assert mode(LOGS) == 0o700
     files = {path.name: mode(path) for path in STATE.glob("*.db*")}
-    assert {"config.db", "registry.db", "events.db"} <= set(files)
+    assert {"config.db", "registry.db", "events.db", "backupd.db"} <= set(files)
     assert set(files.values()) == {0o600}, files
 
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Checks the source tree's own rules; prints file:line for each violation, exits 1 if there is any.
 
-usage: check_layout.py includes|listed_tests|text [ROOT]
+usage: check_layout.py includes|arrows|listed_tests|text|tree [ROOT]   (tree: all four)
        check_layout.py static PROGRAM
 """
 import os
@@ -10,52 +10,17 @@ import subprocess
 import sys
 from pathlib import Path
 
-# First match wins: these files may include these headers of ours and these libraries.
-JSON = {"json-c"}
-CONTRACTS = r"platform/[^/]+\.h"
-STORES = r"platform/standalone/store/[^/]+\.h"
-RECORD = r"backup/task_record\.h"
-DAEMON = "services/backup_daemon"
-SHARED = rf"services/[^/]+\.h|{CONTRACTS}|{STORES}|{RECORD}"
-
-
-def daemon_room(name, *known, libraries=frozenset()):
-    """A row for a room of the backup daemon, which may include itself and the rooms it knows."""
-    rooms = "|".join((name, *known))
-    return (rf"{DAEMON}/{name}/.*", rf"{DAEMON}/({rooms})/.*|{SHARED}", JSON | set(libraries))
-
-
-ROOMS = [
-    (r"cgi/(result_code|reply)\.h", r"cgi/(result_code|reply)\.h", JSON),
-    (r"cgi/.*", rf"cgi/.*|backup/recording_backup_function\.h|{CONTRACTS}", JSON),
-    (r"backup/.*", rf"backup/.*|cgi/(result_code|reply)\.h|{CONTRACTS}", JSON),
-    (r"platform/standalone/store/.*", rf"{STORES}|{CONTRACTS}|{RECORD}",
-     JSON | {"sqlite", "passwords"}),
-    (r"platform/standalone/.*", rf"platform/standalone/.*|{CONTRACTS}|{RECORD}",
-     JSON | {"libevent", "sqlite", "passwords"}),
-    (r"platform/.*", r"(?!)", set()),
-    daemon_room("front", "when", "run"),
-    daemon_room("when", "run", "memory", "tell"),
-    daemon_room("run", "lane", "copy", "memory", "tell"),
-    daemon_room("lane", "copy"),
-    daemon_room("copy", libraries={"smb", "hashing"}),
-    daemon_room("memory", libraries={"sqlite"}),
-    daemon_room("tell"),
-    (rf"{DAEMON}/[^/]+", rf"{DAEMON}/.*|{SHARED}", set()),
-    (r"services/event_log/.*", rf"services/event_log/.*|{SHARED}", JSON),
-    (r"services/[^/]+", SHARED, JSON | {"libevent", "command line"}),
-    (r"tools/.*", rf"tools/.*|{CONTRACTS}|{STORES}|{RECORD}",
-     JSON | {"passwords", "command line"}),
-]
+# The rooms and what they may include are drawn here, once.
+PAGE = "docs/ARCHITECTURE.md"
+# Which library a header belongs to, by the name that the page gives it.
 LIBRARIES = [
     (r"json-c/.*|json\.h", "json-c"),
-    (r"sqlite3\.h", "sqlite"),
+    (r"sqlite3\.h", "SQLite"),
     (r"event2/.*|event\.h|evhttp\.h", "libevent"),
-    (r"b64/.*", "base64"),
-    (r"sodium\.h|sodium/.*|crypt\.h", "passwords"),
-    (r"libsmbclient\.h|samba-4\.0/.*", "smb"),
-    (r"openssl/.*", "hashing"),
-    (r"CLI/.*", "command line"),
+    (r"sodium\.h|sodium/.*", "libsodium"),
+    (r"libsmbclient\.h|samba-4\.0/.*", "libsmbclient"),
+    (r"openssl/.*", "libcrypto"),
+    (r"CLI/.*", "CLI11"),
 ]
 # C++'s own headers have no dot; these are C's and the system's.
 SYSTEM = (r"[a-z0-9_]+|(sys|arpa|net|netinet|linux)/[a-z0-9_]+\.h|"
@@ -77,36 +42,121 @@ def tree_files(root):
             yield (Path(folder) / name).relative_to(root)
 
 
+def table(page, name):
+    """The rows of a marked table of the page, as lists of cells; header and rule left out."""
+    marked = re.search(rf"<!-- {name} -->\n(.*?)<!-- /{name} -->", page, re.DOTALL)
+    rows = marked.group(1).splitlines()[2:] if marked else []
+    return [[cell.strip() for cell in row.strip("|").split("|")] for row in rows]
+
+
+def items(cell):
+    return [] if cell == "–" else [item.strip() for item in cell.split(",")]
+
+
+def pattern(item, folder=""):
+    """`dir/` is everything below, * anything but a slash; ./ and ../ start from `folder`."""
+    path = item.strip("`")
+    if path.startswith("."):
+        path = os.path.normpath(f"{folder}/{path}") + ("/" if path.endswith("/") else "")
+    regex = re.escape(path).replace(r"\*", "[^/]*")
+    return re.compile(regex + (".*" if path.endswith("/") else ""))
+
+
+class Room:
+    """One row: which files it has, which others and which libraries they may include."""
+
+    def __init__(self, row, shorthands):
+        names, allowed, libraries = row
+        self.name = names
+        self.files = [pattern(item) for item in items(names)]
+        folder = os.path.dirname(items(names)[0].strip("`"))
+        self.allowed = {item: [pattern(part, folder) for part in expand(item, shorthands)]
+                        for item in items(allowed)}
+        self.libraries = items(libraries)
+
+    def has(self, path):
+        return any(regex.fullmatch(path) for regex in self.files)
+
+    def arrow_to(self, path):
+        """What in the row allows the include, or None."""
+        return next((item for item, parts in self.allowed.items()
+                     if any(part.fullmatch(path) for part in parts)), None)
+
+
+def expand(item, shorthands):
+    if item.startswith("`"):
+        return [item]
+    return [part for inner in shorthands[item] for part in expand(inner, shorthands)]
+
+
+def read_rooms(root):
+    page = (root / PAGE).read_text()
+    shorthands = {name: items(cell) for name, cell in table(page, "shorthands")}
+    return [Room(row, shorthands) for row in table(page, "rooms")]
+
+
+def room_of(path, rooms):
+    return next((room for room in rooms if room.has(path)), None)
+
+
 def library_of(header):
-    return next((name for pattern, name in LIBRARIES if re.fullmatch(pattern, header)), None)
+    return next((name for regex, name in LIBRARIES if re.fullmatch(regex, header)), None)
 
 
-def include_problem(root, path, quote, header, ours, libraries):
-    """Why this include is not allowed, or None."""
-    if quote == "<":
-        library = library_of(header)
-        if library is None:
-            known = re.fullmatch(SYSTEM, header)
-            return None if known else f"<{header}> is of no known library"
-        return None if library in libraries else f"<{header}> ({library}) is not for this room"
-    sibling = path.parent / header
-    target = sibling.as_posix() if (root / sibling).is_file() else header
-    allowed = re.fullmatch(ours, os.path.normpath(target))
-    return None if allowed else f'"{target}" is not for this room'
-
-
-def check_includes(root):
+def includes(root):
+    """Every include as (file, line number, whether in angle brackets, header from the root)."""
     for path in tree_files(root):
         if path.suffix not in {".h", ".cpp", ".in"}:
             continue
-        room = next((r for r in ROOMS if re.fullmatch(r[0], path.as_posix())), None)
-        if room is None:
-            continue
         for number, line in enumerate((root / path).read_text().splitlines(), 1):
             found = INCLUDE.match(line)
-            problem = found and include_problem(root, path, *found.groups(), *room[1:])
-            if problem:
-                yield f"{path}:{number}: {problem}"
+            if not found:
+                continue
+            quote, header = found.groups()
+            sibling = path.parent / header
+            ours = quote == '"' and (root / sibling).is_file()
+            yield path, number, quote == "<", os.path.normpath(sibling) if ours else header
+
+
+def include_problem(room, rooms, angled, header):
+    """Why a file of the room may not include this, or None."""
+    if not angled:
+        target = os.path.normpath(header)
+        known = room_of(target, rooms) is room or room.arrow_to(target)
+        return None if known else f'"{target}" is not for this room'
+    library = library_of(header)
+    if library is None:
+        known = re.fullmatch(SYSTEM, header)
+        return None if known else f"<{header}> is of no known library"
+    return None if library in room.libraries else f"<{header}> ({library}) is not for this room"
+
+
+def check_includes(root):
+    """No include but along the drawn arrows, and no file of a drawn folder outside its rooms."""
+    rooms = read_rooms(root)
+    folders = {item.strip("`").split("/")[0] for room in rooms for item in items(room.name)}
+    for path in tree_files(root):
+        homeless = path.parts[0] in folders and path.suffix in {".h", ".cpp"}
+        if homeless and room_of(path.as_posix(), rooms) is None:
+            yield f"{path}:1: stands in no room of {PAGE}"
+    for path, number, angled, header in includes(root):
+        room = room_of(path.as_posix(), rooms)
+        problem = room and include_problem(room, rooms, angled, header)
+        if problem:
+            yield f"{path}:{number}: {problem}"
+
+
+def check_arrows(root):
+    """No arrow and no library is drawn that no include needs."""
+    rooms = read_rooms(root)
+    used = set()
+    for path, _, angled, header in includes(root):
+        if room := room_of(path.as_posix(), rooms):
+            used.add((room, library_of(header) if angled else room.arrow_to(header)))
+    for room in rooms:
+        for item in (*room.allowed, *room.libraries):
+            if (room, item) not in used:
+                yield f"{PAGE}: nothing in {room.name} includes {item}"
 
 
 def build_lists(root, folder=Path(".")):
@@ -169,8 +219,16 @@ def check_static(program):
                 yield f"{program}: not linked statically: {line.strip()}"
 
 
-CHECKS = {"includes": check_includes, "listed_tests": check_listed_tests, "text": check_text,
-          "static": check_static}
+TREE_CHECKS = {"includes": check_includes, "arrows": check_arrows,
+               "listed_tests": check_listed_tests, "text": check_text}
+
+
+def check_tree(root):
+    for check in TREE_CHECKS.values():
+        yield from check(root)
+
+
+CHECKS = {**TREE_CHECKS, "tree": check_tree, "static": check_static}
 
 
 def main():

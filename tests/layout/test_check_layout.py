@@ -13,60 +13,142 @@ def plant(root, path, text):
     file.write_text(text)
 
 
-@pytest.mark.parametrize("path, line", [
+ROOT = Path(__file__).parents[2]
+DAEMON = "services/backup_daemon"
+
+
+@pytest.fixture
+def tree(tmp_path):
+    """A tree with nothing in it but the page that draws the rooms."""
+    plant(tmp_path, check_layout.PAGE, (ROOT / check_layout.PAGE).read_text())
+    return tmp_path
+
+
+# By room, in the page's order: what must not be included there.
+AGAINST_THE_ARROWS = [
+    ("cgi/reply.h", '#include "backup/recording_backup_function.h"'),
+    ("cgi/reply.h", "#include <json-c/json.h>"),
+    ("cgi/result_code.h", '#include "platform/nvrcfg.h"'),
     ("cgi/routes.cpp", '#include "backup/task_list.h"'),
     ("cgi/routes.cpp", '#include "backup/task_record.h"'),
+    ("cgi/routes.cpp", '#include "platform/standalone/run_program.h"'),
     ("cgi/routes.cpp", "#include <sqlite3.h>"),
     ("cgi/routes.cpp", "#  include <event2/http.h>"),
     ("cgi/routes.cpp", '#include "../services/csv.h"'),
-    ("cgi/reply.h", '#include "backup/recording_backup_function.h"'),
-    ("cgi/result_code.h", '#include "platform/nvrcfg.h"'),
     ("backup/task_list.cpp", '#include "cgi/routes.h"'),
     ("backup/task_list.cpp", '#include "platform/standalone/store/database.h"'),
     ("backup/task_list.cpp", '#include "services/http_service.h"'),
-    ("backup/task_list.cpp", "#include <sqlite3.h>"),
+    ("backup/task_list.cpp", "#include <sodium.h>"),
     ("platform/nvrcfg.h", '#include "backup/task_record.h"'),
+    ("platform/nvrcfg.h", '#include "platform/standalone/store/database.h"'),
     ("platform/nvrcfg.h", "#include <json-c/json.h>"),
-    ("platform/standalone/store.cpp", '#include "cgi/reply.h"'),
-    ("platform/standalone/store.cpp", '#include "backup/operation.h"'),
-    ("platform/standalone/store.cpp", '#include "services/http_service.h"'),
+    ("platform/standalone/store/database.cpp", '#include "platform/standalone/run_program.h"'),
+    ("platform/standalone/store/database.cpp", '#include "services/calendar.h"'),
+    ("platform/standalone/store/database.cpp", "#include <event2/event.h>"),
+    ("platform/standalone/nvrcfg.cpp", '#include "cgi/reply.h"'),
+    ("platform/standalone/nvrcfg.cpp", '#include "backup/operation.h"'),
+    ("platform/standalone/nvrcfg.cpp", '#include "services/http_service.h"'),
+    ("platform/standalone/nvrcfg.cpp", "#include <sqlite3.h>"),
+    (f"{DAEMON}/front/notice.cpp", f'#include "{DAEMON}/lane/worker.h"'),
+    (f"{DAEMON}/front/notice.cpp", "#include <event2/http.h>"),
+    (f"{DAEMON}/when/run_queue.cpp", f'#include "{DAEMON}/front/notice.h"'),
+    (f"{DAEMON}/when/run_queue.cpp", f'#include "{DAEMON}/copy/share.h"'),
+    (f"{DAEMON}/when/run_queue.cpp", "#include <json-c/json.h>"),
+    (f"{DAEMON}/run/run_plan.cpp", f'#include "{DAEMON}/when/run_queue.h"'),
+    (f"{DAEMON}/run/run_plan.cpp", "#include <event2/event.h>"),
+    (f"{DAEMON}/lane/worker.cpp", f'#include "{DAEMON}/run/run_plan.h"'),
+    (f"{DAEMON}/lane/worker.cpp", f'#include "{DAEMON}/memory/copy_store.h"'),
+    (f"{DAEMON}/lane/worker.cpp", "#include <libsmbclient.h>"),
+    (f"{DAEMON}/copy/resume.cpp", f'#include "{DAEMON}/lane/packet.h"'),
+    (f"{DAEMON}/copy/resume.cpp", "#include <sodium.h>"),
+    (f"{DAEMON}/memory/copy_store.cpp", f'#include "{DAEMON}/run/destination.h"'),
+    (f"{DAEMON}/memory/copy_store.cpp", "#include <sqlite3.h>"),
+    (f"{DAEMON}/tell/run_events.cpp", f'#include "{DAEMON}/run/run_tally.h"'),
+    (f"{DAEMON}/tell/run_events.cpp", '#include "services/event_log/event_text.h"'),
+    (f"{DAEMON}/tell/run_events.cpp", "#include <json-c/json.h>"),
+    (f"{DAEMON}/main.cpp", f'#include "{DAEMON}/copy/share.h"'),
+    (f"{DAEMON}/main.cpp", "#include <event2/event.h>"),
     ("services/event_log/main.cpp", '#include "cgi/result_code.h"'),
     ("services/event_log/main.cpp", '#include "backup/recording_backup_function.h"'),
+    ("services/event_log/main.cpp", f'#include "{DAEMON}/run/run_settings.h"'),
     ("services/event_log/main.cpp", "#include <event2/http.h>"),
-    ("services/event_log/main.cpp", '#include "services/backup_daemon/front/notice.h"'),
     ("services/http_service.cpp", '#include "services/event_log/csv.h"'),
-    ("services/backup_daemon/when/a.cpp", '#include "services/backup_daemon/front/notice.h"'),
-    ("services/backup_daemon/run/a.cpp", '#include "services/backup_daemon/when/schedule.h"'),
-    ("services/backup_daemon/lane/a.cpp", '#include "services/backup_daemon/run/run_plan.h"'),
-    ("services/backup_daemon/copy/a.cpp", '#include "services/backup_daemon/lane/packet.h"'),
-    ("services/backup_daemon/copy/a.cpp", '#include "../lane/packet.h"'),
-    ("services/backup_daemon/memory/a.cpp", '#include "services/backup_daemon/run/run_plan.h"'),
-    ("services/backup_daemon/tell/a.cpp", '#include "services/backup_daemon/run/run_plan.h"'),
-    ("services/backup_daemon/run/a.cpp", "#include <sqlite3.h>"),
-    ("services/backup_daemon/lane/a.cpp", "#include <libsmbclient.h>"),
+    ("services/http_service.cpp", '#include "backup/task_record.h"'),
+    ("services/http_service.cpp", "#include <openssl/evp.h>"),
     ("tools/main.cpp", '#include "services/http_service.h"'),
+    ("tools/main.cpp", '#include "platform/standalone/run_program.h"'),
+    ("tools/main.cpp", '#include "tests/support/whole_file.h"'),
+    ("tools/main.cpp", "#include <sqlite3.h>"),
     ("tools/main.cpp", "#include <curl/curl.h>"),
-])
-def test_an_include_against_the_arrows_is_found(tmp_path, path, line):
-    plant(tmp_path, path, f"// A file.\n\n{line}\n")
-    problems = list(check_layout.check_includes(tmp_path))
+]
+
+
+@pytest.mark.parametrize("path, line", AGAINST_THE_ARROWS)
+def test_an_include_against_the_arrows_is_found(tree, path, line):
+    plant(tree, path, f"// A file.\n\n{line}\n")
+    problems = list(check_layout.check_includes(tree))
     assert len(problems) == 1
     assert problems[0].startswith(f"{path}:3: ")
 
 
-def test_includes_along_the_arrows_are_accepted(tmp_path):
-    plant(tmp_path, "cgi/main.cpp", '#include "backup/recording_backup_function.h"\n'
+def test_every_room_has_a_planted_violation_of_its_arrows_and_of_its_libraries():
+    rooms = check_layout.read_rooms(ROOT)
+    planted = {(check_layout.room_of(path, rooms), "<" in line)
+               for path, line in AGAINST_THE_ARROWS}
+    assert not [(room.name, angled) for room in rooms for angled in (False, True)
+                if (room, angled) not in planted]
+
+
+def test_includes_along_the_arrows_are_accepted(tree):
+    plant(tree, "cgi/main.cpp", '#include "backup/recording_backup_function.h"\n'
           '#include "cgi/reply.h"\n#include "platform/cgi_input.h"\n#include <json-c/json.h>\n')
-    plant(tmp_path, "backup/task_list.cpp", '#include "task_lookup.h"\n#include "cgi/reply.h"\n')
-    plant(tmp_path, "backup/task_lookup.h", "#include <sys/stat.h>\n#include <list>\n")
-    plant(tmp_path, "platform/standalone/store.cpp",
+    plant(tree, "backup/task_list.cpp", '#include "task_lookup.h"\n#include "cgi/reply.h"\n')
+    plant(tree, "backup/task_lookup.h", "#include <sys/stat.h>\n#include <list>\n")
+    plant(tree, "platform/standalone/nvrcfg.cpp",
+          '#include "platform/standalone/store/database.h"\n#include <sodium.h>\n')
+    plant(tree, "platform/standalone/store/database.cpp",
           '#include "backup/task_record.h"\n#include <sqlite3.h>\n')
-    plant(tmp_path, "services/event_log/main.cpp", '#include "services/http_service.h"\n')
-    plant(tmp_path, "services/http_service.cpp", "#include <event2/http.h>\n")
-    plant(tmp_path, "services/backup_daemon/when/run_queue.cpp",
-          '#include "services/backup_daemon/run/backup_run.h"\n')
-    plant(tmp_path, "services/backup_daemon/memory/store.cpp", "#include <sqlite3.h>\n")
-    assert not list(check_layout.check_includes(tmp_path))
+    plant(tree, f"{DAEMON}/front/notice.cpp", f'#include "{DAEMON}/when/run_queue.h"\n'
+          '#include "../run/run_settings.h"\n#include "services/http_service.h"\n')
+    plant(tree, f"{DAEMON}/run/run_settings.h", "#include <string>\n")
+    plant(tree, f"{DAEMON}/main.cpp", f'#include "{DAEMON}/when/run_queue.h"\n')
+    plant(tree, "services/http_service.cpp",
+          '#include "services/event_watch.h"\n#include <event2/http.h>\n')
+    assert not list(check_layout.check_includes(tree))
+
+
+@pytest.mark.parametrize("path", ["services/mail/main.cpp", "platform/other/nvrcfg.cpp",
+                                  f"{DAEMON}/alarm/alarm.h"])
+def test_a_file_outside_the_rooms_is_found(tree, path):
+    plant(tree, path, "// A file.\n")
+    assert [problem.split(": ")[0] for problem in check_layout.check_includes(tree)] == [
+        f"{path}:1"]
+
+
+DRAWN = """<!-- shorthands -->
+| shorthand | stands for |
+|---|---|
+| ground | `a/*.h` |
+<!-- /shorthands -->
+<!-- rooms -->
+| room | may include | libraries |
+|---|---|---|
+| `a/` | – | SQLite |
+| `b/` | ground, `../c/` | json-c |
+| `c/` | – | – |
+<!-- /rooms -->
+"""
+
+
+def test_an_arrow_or_a_library_that_nothing_needs_is_found(tmp_path):
+    plant(tmp_path, check_layout.PAGE, DRAWN)
+    plant(tmp_path, "a/a.cpp", "#include <sqlite3.h>\n")
+    plant(tmp_path, "b/b.cpp", '#include "b/b.h"\n')
+    assert [problem.partition(": ")[2] for problem in check_layout.check_arrows(tmp_path)] == [
+        "nothing in `b/` includes ground", "nothing in `b/` includes `../c/`",
+        "nothing in `b/` includes json-c"]
+    plant(tmp_path, "b/b.cpp", '#include "a/a.h"\n#include "c/c.h"\n#include <json-c/json.h>\n')
+    assert not list(check_layout.check_arrows(tmp_path))
 
 
 def plant_build(root):

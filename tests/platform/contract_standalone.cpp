@@ -12,8 +12,8 @@ using namespace standalone;
 
 struct Recorder::State {
     TemporaryState folder;
-    Database config{config_database_path(), Database::Mode::read_write};
-    Database registry{registry_database_path(), Database::Mode::read_write};
+    Database config{config_database_path(), Database::Access::writing};
+    Database registry{registry_database_path(), Database::Access::writing};
 };
 
 Recorder::Recorder() : state_(std::make_unique<State>()) {}

@@ -12,7 +12,7 @@ class Configured : public StateTest {
 protected:
     static int number_of(const char* text) {
         standalone::Database registry(standalone::registry_database_path(),
-                                      standalone::Database::Mode::read_write);
+                                      standalone::Database::Access::writing);
         standalone::KeyValueStore(registry).set("section", "key", text);
         return configured_number("section", "key", 7);
     }

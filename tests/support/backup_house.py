@@ -117,7 +117,8 @@ class House:
     # --- outcome --------------------------------------------------------------------------------
 
     def database(self, sql, *values):
-        connection = sqlite3.connect(STATE / "config.db", timeout=30)
+        """Asks the daemon's own database."""
+        connection = sqlite3.connect(STATE / "backupd.db", timeout=30)
         connection.row_factory = sqlite3.Row
         try:
             return [dict(row) for row in connection.execute(sql, values)]

@@ -19,13 +19,13 @@ constexpr char USAGE[] =
     "       service_state event HEX-ID MS USER IP ARGUMENT...  store an event\n";
 
 int store_task() {
-    Database database(standalone::config_database_path(), Database::Mode::read_write);
+    Database database(standalone::config_database_path(), Database::Access::writing);
     const std::string text(std::istreambuf_iterator<char>(std::cin), {});
     return standalone::TaskStore(database).apply_settings(text);
 }
 
 int store_event(const std::vector<std::string>& words) {
-    Database database(standalone::event_database_path(), Database::Mode::read_write);
+    Database database(standalone::event_database_path(), Database::Access::writing);
     standalone::Event event;
     event.event_id = static_cast<unsigned>(std::stoul(words.at(1), nullptr, 16));
     event.time_ms = std::stoll(words.at(2));

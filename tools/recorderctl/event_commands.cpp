@@ -15,7 +15,7 @@ namespace {
 
 using standalone::Event;
 
-constexpr int default_limit = 100;
+constexpr int DEFAULT_LIMIT = 100;
 
 std::string hexadecimal(unsigned event_id) {
     std::array<char, 16> text{};
@@ -39,8 +39,12 @@ void print_json(const Event& event) {
 
 void list_events(bool json, int limit) {
     standalone::Database database = open_events();
-    for (const Event& event : standalone::EventStore(database).newest({}, limit))
-        json ? print_json(event) : print_event(event);
+    for (const Event& event : standalone::EventStore(database).newest({}, limit)) {
+        if (json)
+            print_json(event);
+        else
+            print_event(event);
+    }
 }
 
 }  // namespace
@@ -49,7 +53,7 @@ void add_event_commands(CLI::App& app) {
     CLI::App* group = app.add_subcommand("event", "The event log");
     group->require_subcommand(1);
     const auto json = std::make_shared<bool>(false);
-    const auto limit = std::make_shared<int>(default_limit);
+    const auto limit = std::make_shared<int>(DEFAULT_LIMIT);
     CLI::App* list = group->add_subcommand(
         "list", "List the newest events first: id, time, user, address, arguments");
     list->add_flag("--json", *json,

@@ -18,7 +18,7 @@ standalone::Database open_database(const std::string& path, standalone::Migratio
     if (!std::filesystem::exists(path))
         throw Failure("no recorder state in " + standalone::state_folder() +
                       "; run recorderctl init");
-    standalone::Database database(path, standalone::Database::Mode::read_write);
+    standalone::Database database(path, standalone::Database::Access::writing);
     standalone::require_current(database, path, steps);
     return database;
 }

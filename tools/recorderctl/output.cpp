@@ -1,6 +1,8 @@
 // How recorderctl prints: a JSON object or a row of columns to a line.
 #include "tools/recorderctl/output.h"
 
+#include <json-c/json.h>
+
 #include <array>
 #include <ctime>
 #include <iostream>
@@ -68,9 +70,10 @@ void print_row(const std::vector<std::string>& columns) {
 std::string local_time(long long milliseconds) {
     const std::time_t seconds = milliseconds / 1000;
     std::tm local{};
-    std::array<char, 32> text{};
     if (localtime_r(&seconds, &local) == nullptr) return "?";
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+    return text.data();
 }
 
 }  // namespace recorderctl

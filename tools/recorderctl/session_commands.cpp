@@ -11,8 +11,8 @@ namespace recorderctl {
 
 namespace {
 
-constexpr long long default_minutes = 60;
-constexpr long long most_minutes = 366LL * 24 * 60;
+constexpr long long DEFAULT_MINUTES = 60;
+constexpr long long MOST_MINUTES = 366LL * 24 * 60;
 
 void open_session(const std::string& user, long long minutes) {
     standalone::Database database = open_registry();
@@ -32,11 +32,11 @@ void add_session_commands(CLI::App& app) {
     CLI::App* group = app.add_subcommand("session", "Sessions of users");
     group->require_subcommand(1);
     const auto name = std::make_shared<std::string>();
-    const auto minutes = std::make_shared<long long>(default_minutes);
+    const auto minutes = std::make_shared<long long>(DEFAULT_MINUTES);
     CLI::App* open = group->add_subcommand("open", "Open a session and print its SID");
     open->add_option("NAME", *name, "Name of the account")->required();
     open->add_option("--minutes", *minutes, "Minutes until it expires")
-        ->check(CLI::Range(1LL, most_minutes))
+        ->check(CLI::Range(1LL, MOST_MINUTES))
         ->capture_default_str();
     open->callback([name, minutes] { open_session(*name, *minutes); });
 

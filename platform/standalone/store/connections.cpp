@@ -14,10 +14,10 @@ struct Connection {
     std::string path;
     std::optional<Database> database;
 
-    Database& at(const std::string& wanted, Database::Mode mode) {
+    Database& at(const std::string& wanted, Database::Access access) {
         if (!database || path != wanted) {
             database.reset();
-            database.emplace(wanted, mode);
+            database.emplace(wanted, access);
             path = wanted;
         }
         return *database;
@@ -40,22 +40,22 @@ Connections& mine() {
 }  // namespace
 
 Database& config_for_reading() {
-    return mine().config_reader.at(config_database_path(), Database::Mode::read_only);
+    return mine().config_reader.at(config_database_path(), Database::Access::reading);
 }
 
 Database& config_for_writing() {
-    return mine().config_writer.at(config_database_path(), Database::Mode::read_write);
+    return mine().config_writer.at(config_database_path(), Database::Access::writing);
 }
 
 Database& registry_for_reading() {
     const std::string path = registry_database_path();
     // A statement keeps a closed connection alive, so the keys' one goes first.
     if (mine().registry_reader.path != path) mine().keys.reset();
-    return mine().registry_reader.at(path, Database::Mode::read_only);
+    return mine().registry_reader.at(path, Database::Access::reading);
 }
 
 Database& events_for_writing() {
-    return mine().event_writer.at(event_database_path(), Database::Mode::read_write);
+    return mine().event_writer.at(event_database_path(), Database::Access::writing);
 }
 
 KeyValueStore& config_keys() {

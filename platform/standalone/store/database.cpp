@@ -7,7 +7,12 @@ namespace standalone {
 
 namespace {
 
-constexpr int busy_milliseconds = 5000;
+constexpr int BUSY_MILLISECONDS = 5000;
+
+// What a writer adds to SQLite's defaults. EXTRA is FULL, and the removal of a rollback journal is
+// on disk, too: after FULL alone a power cut may bring it back, which undoes the last change.
+constexpr char FULL[] = "PRAGMA synchronous=EXTRA; PRAGMA foreign_keys=ON";
+constexpr char DEFERRED[] = "PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=ON";
 
 /// Has SQLite count no memory and set no pages aside, a tenth of what a short request takes.
 /// Without effect once the first connection is open.
@@ -96,20 +101,20 @@ bool Statement::is_null(int column) {
     return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
 }
 
-Database::Database(const std::string& path, Mode mode) {
+Database::Database(const std::string& path, Access access, Durability durability) {
     spare_start_up();
-    // A connection belongs to one thread. Readers too may write: the first one to come after a
-    // writer was killed has to roll back what that left.
+    // Readers too may write: the first one to come after a writer was killed has to roll back what
+    // that left.
     const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE;
     sqlite3* connection = nullptr;
     const int code = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
     connection_.reset(connection);
     if (connection == nullptr) throw DatabaseError("out of memory", code & 0xff);
     if (code != SQLITE_OK) fail(connection);
-    sqlite3_busy_timeout(connection, busy_milliseconds);
-    // The journal's kind is a property of the file (schema.cpp sets it); the two below belong to
-    // the connection, and only a writer needs them.
-    if (mode == Mode::read_write) run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON");
+    sqlite3_busy_timeout(connection, BUSY_MILLISECONDS);
+    // The journal's kind is a property of the file (schema.cpp sets it), these belong to the
+    // connection.
+    if (access == Access::writing) run(durability == Durability::full ? FULL : DEFERRED);
 }
 
 void Database::Close::operator()(sqlite3* connection) const {

@@ -45,14 +45,25 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
-/// A connection with a busy time-out of 5 seconds; a writing one with synchronous=FULL and foreign
-/// keys.
+/// A connection with a busy time-out of 5 seconds. It belongs to one thread.
 class Database {
 public:
-    enum class Mode { read_only, read_write };
+    /// What the connection is for.
+    enum class Access {
+        reading,  ///< foreign keys are not looked after, which spares short requests the set-up
+        writing,
+    };
+
+    /// When a writing connection's changes are on disk. They are whole transactions either way.
+    enum class Durability {
+        full,      ///< when the call that made them returns
+        deferred,  ///< later: a power cut may take the newest ones; for Journal::write_ahead alone
+    };
+
     /// Opens an existing database; creating one is migrate()'s job (schema.h).
+    /// @param durability has no meaning for one that reads
     /// @throws DatabaseError
-    Database(const std::string& path, Mode mode);
+    Database(const std::string& path, Access access, Durability durability = Durability::full);
     Statement prepare(std::string_view sql);
     /// Runs one or more statements without results.
     void run(const char* sql);

@@ -31,9 +31,13 @@ constexpr char COLUMNS[] = "SELECT id, time_ms, event_id, channel, user, ip, arg
 
 void read_rows(Statement& row, std::vector<Event>& events) {
     while (row.step())
-        events.push_back({row.integer(0), row.integer(1), static_cast<unsigned>(row.integer(2)),
-                          static_cast<int>(row.integer(3)), row.text(4), row.text(5),
-                          parse_arguments(row.text(6))});
+        events.push_back({.id = row.integer(0),
+                          .time_ms = row.integer(1),
+                          .event_id = static_cast<unsigned>(row.integer(2)),
+                          .channel = static_cast<int>(row.integer(3)),
+                          .user = row.text(4),
+                          .ip = row.text(5),
+                          .arguments = parse_arguments(row.text(6))});
 }
 
 }  // namespace

@@ -1,19 +1,21 @@
-// Single configuration keys, in the configuration database.
+// Single configuration keys, in the registry.
 #include "platform/standalone/store/key_value_store.h"
 
 namespace standalone {
 
 std::optional<std::string> KeyValueStore::get(std::string_view section, std::string_view key) {
-    if (!get_)
-        get_ = database_.prepare("SELECT value FROM config_key WHERE section = ? AND key = ?");
+    if (!reading_)
+        reading_ = database_.prepare("SELECT value FROM config_key WHERE section = ? AND key = ?");
     std::optional<std::string> value;
-    if (get_->bind(1, section).bind(2, key).step()) value = get_->text(0);
-    get_->reset();  // ends the read transaction, so that the next call sees what was written since
+    if (reading_->bind(1, section).bind(2, key).step()) value = reading_->text(0);
+    // Ends the read transaction, so that the next call sees what was written since.
+    reading_->reset();
     return value;
 }
 
 void KeyValueStore::set(std::string_view section, std::string_view key, std::string_view value) {
-    Statement insert = database_.prepare("INSERT OR REPLACE INTO config_key VALUES (?, ?, ?)");
+    Statement insert = database_.prepare(
+        "INSERT OR REPLACE INTO config_key (section, key, value) VALUES (?, ?, ?)");
     insert.bind(1, section).bind(2, key).bind(3, value).step();
 }
 

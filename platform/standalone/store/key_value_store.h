@@ -1,4 +1,4 @@
-// Single configuration keys, in the configuration database.
+// Single configuration keys, in the registry.
 #pragma once
 
 #include <optional>
@@ -25,7 +25,7 @@ public:
 
 private:
     Database& database_;
-    std::optional<Statement> get_;
+    std::optional<Statement> reading_;
 };
 
 }  // namespace standalone

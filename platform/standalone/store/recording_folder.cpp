@@ -6,19 +6,17 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
-#include <ctime>
 #include <memory>
-#include <string_view>
 #include <vector>
 
 #include "platform/standalone/store/file_handle.h"
+#include "platform/standalone/store/recording_name.h"
 
 namespace standalone {
 
 namespace {
 
-constexpr char alarm_folder[] = "alarm";
+constexpr char ALARM_FOLDER[] = "alarm";
 
 struct CloseFolder {
     void operator()(DIR* folder) const { closedir(folder); }
@@ -46,58 +44,6 @@ bool has_kind(DIR* folder, const dirent& entry, unsigned char kind) {
            IFTODT(found.st_mode) == kind;
 }
 
-/// Reads `digits` decimal digits at `at`; -1 when there is anything else.
-int number_at(std::string_view text, std::size_t at, std::size_t digits) {
-    int value = 0;
-    for (const char byte : text.substr(at, digits)) {
-        if (byte < '0' || byte > '9') return -1;
-        value = value * 10 + (byte - '0');
-    }
-    return value;
-}
-
-bool is_day(std::string_view name) {
-    if (name.size() != 10 || name[4] != '-' || name[7] != '-') return false;
-    const int year = number_at(name, 0, 4);
-    const int month = number_at(name, 5, 2);
-    const int day = number_at(name, 8, 2);
-    if (year < 0 || month < 0 || day < 0) return false;
-    return std::chrono::year_month_day(std::chrono::year(year), std::chrono::month(month),
-                                       std::chrono::day(day))
-        .ok();
-}
-
-/// The start time that a recording's name tells; -1 when it is no recording's name.
-int second_of_day(std::string_view name) {
-    if (name.size() < 10 || name[2] != '-' || name[5] != '-' || name[8] != '.') return -1;
-    const int hour = number_at(name, 0, 2);
-    const int minute = number_at(name, 3, 2);
-    const int second = number_at(name, 6, 2);
-    const bool valid =
-        hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 && second < 60;
-    return valid ? hour * 3600 + minute * 60 + second : -1;
-}
-
-std::string today() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    char text[16];
-    return {text, std::strftime(text, sizeof text, "%Y-%m-%d", &local)};
-}
-
-long long start_ms(const std::string& day, int second) {
-    std::tm local{};
-    local.tm_year = number_at(day, 0, 4) - 1900;
-    local.tm_mon = number_at(day, 5, 2) - 1;
-    local.tm_mday = number_at(day, 8, 2);
-    local.tm_hour = second / 3600;
-    local.tm_min = second / 60 % 60;
-    local.tm_sec = second % 60;
-    local.tm_isdst = -1;
-    return static_cast<long long>(std::mktime(&local)) * 1000;
-}
-
 /// The days that have begun, oldest first.
 std::vector<std::string> list_days(DIR* folder) {
     std::vector<std::string> days;
@@ -114,7 +60,7 @@ template <typename Visit>
 void visit_recordings(const Folder& folder, Visit visit) {
     if (!folder) return;
     while (const dirent* entry = readdir(folder.get())) {
-        const int second = second_of_day(entry->d_name);
+        const int second = start_second(entry->d_name);
         if (second >= 0 && has_kind(folder.get(), *entry, DT_REG))
             visit(Recording{dirfd(folder.get()), entry->d_name, second});
     }
@@ -127,7 +73,7 @@ struct Day {
 
     Day(DIR* channel, const std::string& name)
         : normal(open_folder(dirfd(channel), name.c_str(), O_NOFOLLOW)) {
-        if (normal) alarm = open_folder(dirfd(normal.get()), alarm_folder, O_NOFOLLOW);
+        if (normal) alarm = open_folder(dirfd(normal.get()), ALARM_FOLDER, O_NOFOLLOW);
     }
 
     template <typename Visit>
@@ -164,9 +110,10 @@ DayContent read_day(DIR* channel, const std::string& name) {
 
 /// Takes off days from the end until one has recordings, and tells what that one holds.
 DayContent last_content(DIR* channel, std::vector<std::string>& days) {
-    DayContent content;
-    while (!days.empty() && (content = read_day(channel, days.back())).empty()) days.pop_back();
-    return content;
+    for (; !days.empty(); days.pop_back())
+        if (const DayContent content = read_day(channel, days.back()); !content.empty())
+            return content;
+    return {};
 }
 
 void count_day(const DayContent& content, RecordingSummary& summary) {
@@ -178,7 +125,7 @@ void count_day(const DayContent& content, RecordingSummary& summary) {
 /// and minutes while the disk is cold.
 void count_inner_day(DIR* channel, const std::string& name, RecordingSummary& summary) {
     struct stat found {};
-    const std::string alarm = name + '/' + alarm_folder;
+    const std::string alarm = name + '/' + ALARM_FOLDER;
     const bool has_alarm = fstatat(dirfd(channel), alarm.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0;
     count_day({true, has_alarm && S_ISDIR(found.st_mode)}, summary);
 }
@@ -266,7 +213,7 @@ std::vector<RecordingFile> recordings_of_day(const std::string& folder, const st
 }
 
 long long recording_start(const std::string& day, const std::string& name) {
-    return start_ms(day, second_of_day(name)) / 1000;
+    return start_ms(day, start_second(name)) / 1000;
 }
 
 std::optional<long long> newest_write(const std::string& folder) {

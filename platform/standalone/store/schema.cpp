@@ -14,9 +14,9 @@ namespace standalone {
 
 namespace {
 
-constexpr std::array config_steps = {config_schema_1, config_schema_2};
-constexpr std::array registry_steps = {registry_schema_1};
-constexpr std::array event_steps = {event_schema_1, event_schema_2};
+constexpr std::array CONFIG_STEPS = {CONFIG_SCHEMA_1, CONFIG_SCHEMA_2, CONFIG_SCHEMA_3};
+constexpr std::array REGISTRY_STEPS = {REGISTRY_SCHEMA_1};
+constexpr std::array EVENT_STEPS = {EVENT_SCHEMA_1, EVENT_SCHEMA_2};
 
 /// SQLite gives its side files the mode of the database, so this protects them as well.
 void make_private_file(const std::string& path) {
@@ -52,21 +52,21 @@ void run_missing_steps(Database& database, const std::string& path, Migrations s
 }  // namespace
 
 Migrations config_migrations() {
-    return config_steps;
+    return CONFIG_STEPS;
 }
 
 Migrations registry_migrations() {
-    return registry_steps;
+    return REGISTRY_STEPS;
 }
 
 Migrations event_migrations() {
-    return event_steps;
+    return EVENT_STEPS;
 }
 
 void migrate(const std::string& path, Migrations steps, Journal journal) {
     make_private_file(path);
     try {
-        Database database(path, Database::Mode::read_write);
+        Database database(path, Database::Access::writing);
         if (schema_number(database) > steps.size())
             refuse_newer(path, schema_number(database), steps.size());
         const bool ahead = journal == Journal::write_ahead;

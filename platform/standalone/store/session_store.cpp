@@ -1,11 +1,11 @@
-// Sessions of the recorder's users, in the configuration database.
+// Sessions of the recorder's users, in the registry.
 #include "platform/standalone/store/session_store.h"
 
 #include <sodium.h>
 
 #include <array>
+#include <span>
 #include <stdexcept>
-#include <string_view>
 
 #include "platform/utilities.h"
 
@@ -13,22 +13,20 @@ namespace standalone {
 
 namespace {
 
-constexpr std::size_t sid_bytes = 16;
+constexpr std::size_t SID_BYTES = 16;
 
-std::string hex(const unsigned char* bytes, std::size_t size) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (std::size_t at = 0; at < size; ++at) {
-        text += digits[bytes[at] >> 4];
-        text += digits[bytes[at] & 0xf];
-    }
+/// Two lower-case digits a byte.
+std::string hex(std::span<const unsigned char> bytes) {
+    std::string text(bytes.size() * 2 + 1, '\0');
+    sodium_bin2hex(text.data(), text.size(), bytes.data(), bytes.size());
+    text.pop_back();
     return text;
 }
 
 std::string hash_sid(const std::string& sid) {
     std::array<unsigned char, crypto_hash_sha256_BYTES> hash{};
     crypto_hash_sha256(hash.data(), reinterpret_cast<const unsigned char*>(sid.data()), sid.size());
-    return hex(hash.data(), hash.size());
+    return hex(hash);
 }
 
 long long now() {
@@ -39,12 +37,13 @@ long long now() {
 
 std::string SessionStore::open(const std::string& user, long long minutes) {
     if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
-    std::array<unsigned char, sid_bytes> random{};
+    std::array<unsigned char, SID_BYTES> random{};
     randombytes_buf(random.data(), random.size());
-    const std::string sid = hex(random.data(), random.size());
+    const std::string sid = hex(random);
     Transaction transaction(database_);
     database_.prepare("DELETE FROM session WHERE expires_ms <= ?").bind(1, now()).step();
-    Statement insert = database_.prepare("INSERT INTO session VALUES (?, ?, ?)");
+    Statement insert =
+        database_.prepare("INSERT INTO session (sid_hash, user, expires_ms) VALUES (?, ?, ?)");
     insert.bind(1, hash_sid(sid)).bind(2, user).bind(3, now() + minutes * 60'000).step();
     transaction.commit();
     return sid;

@@ -1,4 +1,4 @@
-// Sessions of the recorder's users, in the configuration database.
+// Sessions of the recorder's users, in the registry.
 #pragma once
 
 #include <optional>

@@ -14,7 +14,7 @@ namespace standalone {
 
 namespace {
 
-constexpr char default_folder[] = "/var/lib/recorder";
+constexpr char DEFAULT_FOLDER[] = "/var/lib/recorder";
 
 /// A folder that is in use for something else keeps its mode: it is refused, not locked up.
 bool may_be_made_private(const std::string& folder) {
@@ -38,7 +38,7 @@ void make_private_folder(const std::string& folder) {
 
 std::string state_folder() {
     const char* chosen = secure_getenv("RECORDER_STATE");
-    return chosen != nullptr && *chosen != '\0' ? chosen : default_folder;
+    return chosen != nullptr && *chosen != '\0' ? chosen : DEFAULT_FOLDER;
 }
 
 std::string config_database_path() {

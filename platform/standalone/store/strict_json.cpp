@@ -7,7 +7,7 @@ namespace standalone {
 
 namespace {
 
-constexpr int depth = 32;
+constexpr int DEEPEST = 32;
 
 struct FreeTokener {
     void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
@@ -43,7 +43,7 @@ bool has_json_c_extension(const std::string& text) {
 
 JsonPtr parse_strict_object(const std::string& text) {
     if (text.size() > INT32_MAX || has_json_c_extension(text) || !is_utf8(text)) return nullptr;
-    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(depth));
+    const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(DEEPEST));
     json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
     JsonPtr object(
         json_tokener_parse_ex(tokener.get(), text.data(), static_cast<int>(text.size())));
@@ -51,6 +51,11 @@ JsonPtr parse_strict_object(const std::string& text) {
                        json_tokener_get_parse_end(tokener.get()) == text.size();
     if (!whole || !json_object_is_type(object.get(), json_type_object)) return nullptr;
     return object;
+}
+
+json_object* new_json_text(std::string_view text) {
+    const std::string valid = valid_utf8(text);
+    return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
 }
 
 std::string print_json(json_object* object) {

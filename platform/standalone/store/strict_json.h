@@ -4,6 +4,7 @@
 #include <json-c/json.h>
 
 #include <string>
+#include <string_view>
 
 #include "platform/json_ptr.h"
 
@@ -13,6 +14,10 @@ using ::JsonPtr;
 
 /// @return the object that the whole of `text` is; null when it is anything else
 JsonPtr parse_strict_object(const std::string& text);
+
+/// Makes a JSON string of a text. Bytes that are no UTF-8 become U+FFFD.
+/// @return owned by the caller
+json_object* new_json_text(std::string_view text);
 
 /// Prints without blanks and without escaped slashes.
 std::string print_json(json_object* object);

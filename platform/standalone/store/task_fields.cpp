@@ -11,7 +11,7 @@ namespace {
 using Record = TDataBackupConfig;
 using enum SettingsPlace;
 
-constexpr TaskField fields[] = {
+constexpr TaskField FIELDS[] = {
     {"spareFlag", &Record::spareFlag, none, 0},
     {"enable", &Record::enable, outer, 0},
     {"taskName", &Record::taskName, outer, 0},
@@ -47,12 +47,12 @@ constexpr TaskField fields[] = {
 }  // namespace
 
 std::span<const TaskField> task_fields() {
-    return fields;
+    return FIELDS;
 }
 
 const TaskField* find_task_field(std::string_view name) {
-    const auto* found = std::ranges::find(fields, name, &TaskField::name);
-    return found == std::end(fields) ? nullptr : found;
+    const auto* found = std::ranges::find(FIELDS, name, &TaskField::name);
+    return found == std::end(FIELDS) ? nullptr : found;
 }
 
 bool fits_table(const TaskField& field, long long value) {

@@ -1,4 +1,4 @@
-// The recorder's accounts, in the configuration database.
+// The recorder's accounts, in the registry.
 #include "platform/standalone/store/user_store.h"
 
 #include <sodium.h>
@@ -31,7 +31,8 @@ bool UserStore::valid_name(const std::string& name) {
 }
 
 bool UserStore::add(const User& user, const std::string& password) {
-    Statement insert = database_.prepare("INSERT OR IGNORE INTO user VALUES (?, ?, ?)");
+    Statement insert = database_.prepare(
+        "INSERT OR IGNORE INTO user (name, password_hash, level) VALUES (?, ?, ?)");
     insert.bind(1, user.name).bind(2, hash_password(password)).bind(3, user.level).step();
     return database_.changes() > 0;
 }

@@ -1,4 +1,4 @@
-// The recorder's accounts, in the configuration database.
+// The recorder's accounts, in the registry.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@
 namespace standalone {
 
 /// Level of an administrator.
-inline constexpr unsigned administrator_level = 11;
+inline constexpr unsigned ADMINISTRATOR_LEVEL = 11;
 
 /// One account, without its password.
 struct User {
     std::string name;
-    unsigned level = administrator_level;
+    unsigned level = ADMINISTRATOR_LEVEL;
 };
 
 /// The stored accounts. Any call may throw DatabaseError.

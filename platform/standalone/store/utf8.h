@@ -13,8 +13,8 @@ bool is_utf8(std::string_view text);
 /// Copies `text` with each byte that is part of no character replaced by U+FFFD.
 std::string valid_utf8(std::string_view text);
 
-/// The longest beginning of `text` that has `most` bytes or fewer and cuts no character; a byte that
-/// is part of none counts as one.
+/// The longest beginning of `text` that has at most `most` bytes and cuts no character. A byte that
+/// is part of none stands for itself.
 std::string_view cut_utf8(std::string_view text, std::size_t most);
 
 }  // namespace standalone

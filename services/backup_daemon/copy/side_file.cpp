@@ -1,8 +1,9 @@
 // The description that format "ostra" puts beside a copy.
 #include "services/backup_daemon/copy/side_file.h"
 
+#include <json-c/json.h>
+
 #include "platform/standalone/store/strict_json.h"
-#include "services/http_service.h"
 
 namespace services {
 
@@ -11,12 +12,12 @@ std::string side_file_path(const std::string& path) {
 }
 
 std::string side_file_text(const SideFile& side_file, long long length, const std::string& sha256) {
-    const standalone::JsonPtr object(json_object_new_object());
+    const JsonPtr object(json_object_new_object());
     json_object_object_add(object.get(), "channel", json_object_new_int(side_file.channel));
-    json_object_object_add(object.get(), "guid", new_json_text(side_file.guid));
+    json_object_object_add(object.get(), "guid", standalone::new_json_text(side_file.guid));
     json_object_object_add(object.get(), "start", json_object_new_int64(side_file.start));
     json_object_object_add(object.get(), "length", json_object_new_int64(length));
-    json_object_object_add(object.get(), "sha256", new_json_text(sha256));
+    json_object_object_add(object.get(), "sha256", standalone::new_json_text(sha256));
     return standalone::print_json(object.get()) + "\n";
 }
 

@@ -1,6 +1,8 @@
 // Reads notices strictly: whatever is not exactly a notice is refused, nothing is guessed.
 #include "services/backup_daemon/front/notice.h"
 
+#include <json-c/json.h>
+
 #include "platform/daemon_messages.h"
 #include "platform/standalone/store/strict_json.h"
 
@@ -50,7 +52,7 @@ Notice read_task_info(json_object* info) {
 }  // namespace
 
 Notice parse_notice(const std::string& body) {
-    const standalone::JsonPtr notice = standalone::parse_strict_object(body);
+    const JsonPtr notice = standalone::parse_strict_object(body);
     if (!notice) throw BadNotice("The body is no JSON object.");
     check_reason(notice.get());
     json_object* info = member(notice.get(), "task_info", json_type_object);

@@ -44,8 +44,8 @@ public:
     /// All files that the task has begun and not completed.
     virtual std::vector<Checkpoint> checkpoints() = 0;
 
-    /// Keeps a checkpoint in the place of an earlier one of its path. A task that was deleted
-    /// meanwhile gets none.
+    /// Keeps a checkpoint in the place of an earlier one of its path. What is kept of a task that
+    /// was deleted meanwhile does not stay (memory_database.h).
     virtual void save(const Checkpoint& made) = 0;
 
     /// Forgets a checkpoint; there need not be one.

@@ -1,4 +1,4 @@
-// What the backup daemon has copied where, and how far it got in the files it has begun.
+// The memory of one task's copies on one destination, in the daemon's own database.
 #pragma once
 
 #include <map>
@@ -11,13 +11,15 @@
 
 namespace services {
 
-/// The daemon's memory of its copies. A destination is server, port, share and folder in one text.
-/// Losing the newest changes in a power cut does no harm (what is on the share is compared before
-/// anything is sent), so changes need not be on disk when a call returns. Any call may throw
-/// DatabaseError.
+/// The copies and checkpoints as rows. Any call may throw standalone::DatabaseError.
 class CopyStore : public CopyMemory {
 public:
-    CopyStore(standalone::Database& database, std::string task_id, std::string destination);
+    /// @param database    with deferred durability: when the newest rows are lost, what is on the
+    ///                    share is compared before anything is sent
+    /// @param task_id     decimal, as all of tasks are. What is saved for a task that was deleted
+    ///                    meanwhile is swept with the rest of its checkpoints (memory_database.h)
+    /// @param destination server, port, share and folder in one text
+    CopyStore(standalone::Database& database, const std::string& task_id, std::string destination);
 
     std::map<std::string, CopiedFile> copied_in(const std::string& folder) override;
     std::optional<Checkpoint> checkpoint(const std::string& path) override;
@@ -31,10 +33,11 @@ public:
     void mark_removed(const std::string& path) override;
 
 private:
-    void change(const char* sql, const std::string& path);
+    standalone::Statement of_task(const std::string& sql);
+    standalone::Statement of_destination(const std::string& sql);
 
     standalone::Database& database_;
-    std::string task_id_;
+    long long task_;
     std::string destination_;
 };
 

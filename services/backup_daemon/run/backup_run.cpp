@@ -34,11 +34,11 @@ void BackupRun::begin() {
                               lose(lane, why);
                               advance();
                           }});
+    const Destination& destination = plan_.goal().destination;
+    if (destination.server.empty() || destination.share.empty())
+        return end(RunOutcome::failed, "the task names no server and share");
     pause_ = parts_.clock.after({}, [this] {
         pause_.reset();
-        const Destination& destination = plan_.goal().destination;
-        if (destination.server.empty() || destination.share.empty())
-            return end(RunOutcome::failed, "the task names no server and share");
         advance();
     });
 }

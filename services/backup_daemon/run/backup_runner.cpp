@@ -54,8 +54,9 @@ std::string detail_of(const RunFigures& figures, const std::string& why) {
 
 }  // namespace
 
-BackupRunner::BackupRunner(event_base* loop, standalone::Database& database)
-    : loop_(loop), clock_(loop), database_(database), notes_(database), channels_(database) {}
+BackupRunner::BackupRunner(event_base* loop, standalone::Database& config,
+                           standalone::Database& memory)
+    : loop_(loop), clock_(loop), memory_(memory), progress_(memory), channels_(config) {}
 
 RunGoal BackupRunner::goal(const TDataBackupConfig& task) {
     const DayNumber today = local_day(std::time(nullptr), machine_zone);
@@ -66,11 +67,14 @@ RunGoal BackupRunner::goal(const TDataBackupConfig& task) {
 }
 
 RunParts BackupRunner::parts(const TDataBackupConfig& task, const Destination& destination) {
-    SmbLogin login{destination.server, destination.port, destination.share, task.username,
-                   task.password};
+    SmbLogin login{.server = destination.server,
+                   .port = destination.port,
+                   .share = destination.share,
+                   .user = task.username,
+                   .password = task.password};
     return {.clock = clock_,
             .tell = write_run_event,
-            .memory = std::make_unique<CopyStore>(database_, task.taskID, destination.key()),
+            .memory = std::make_unique<CopyStore>(memory_, task.taskID, destination.key()),
             .lanes = std::make_unique<WorkerLanes>(loop_, std::move(login))};
 }
 
@@ -97,7 +101,7 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
     const auto run = std::move(runs_[task_id]);
     runs_.erase(task_id);
     const auto figures = run->figures();
-    notes_.set_progress(task_id, figures);
+    progress_.set(task_id, figures);
     queue_->ended(task_id, status_of(outcome));
     write_run_event(event_of(outcome), run->task().taskName, detail_of(figures, why));
     if (!why.empty())
@@ -110,7 +114,7 @@ void BackupRunner::tick() {
     Worker::reap();
     for (const auto& [task_id, run] : runs_) {
         run->look_after();
-        notes_.set_progress(task_id, run->figures());
+        progress_.set(task_id, run->figures());
     }
 }
 

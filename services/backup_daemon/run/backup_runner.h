@@ -6,7 +6,7 @@
 
 #include "platform/standalone/store/channel_store.h"
 #include "services/backup_daemon/memory/copy_store.h"
-#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/when/run_queue.h"
 
@@ -22,7 +22,9 @@ struct RunningTask {
 class BackupRunner : public TaskRunner {
 public:
     /// All of it outlives the runner. Each database connection is this runner's own thread's.
-    BackupRunner(event_base* loop, standalone::Database& database);
+    /// @param config the configuration database
+    /// @param memory the daemon's own database, with deferred durability
+    BackupRunner(event_base* loop, standalone::Database& config, standalone::Database& memory);
 
     /// Whom to tell of connections and ends. Before the first run.
     void report_to(RunQueue& queue) { queue_ = &queue; }
@@ -42,8 +44,8 @@ private:
 
     event_base* loop_;
     LoopClock clock_;
-    standalone::Database& database_;
-    RunStore notes_;
+    standalone::Database& memory_;
+    ProgressStore progress_;
     standalone::ChannelStore channels_;
     RunQueue* queue_ = nullptr;
     std::map<std::string, std::unique_ptr<BackupRun>> runs_;

@@ -59,6 +59,7 @@ void RunPlan::enter_next_phase() {
             // In steps, until nothing is found.
             if (plan_retention()) return;
             plan_leftovers();
+            tell_retention();
             phase_ = Phase::leftovers;
             return;
         case Phase::leftovers:
@@ -91,13 +92,15 @@ void RunPlan::look_ahead() {
 bool RunPlan::plan_retention() {
     if (goal_.first_kept_day.empty()) return false;
     auto copies = memory_.older_than(goal_.first_kept_day, REMOVED_AT_ONCE);
-    if (!copies.empty()) {
-        ready_.push_back({removal_work(RemoveCopies::Why::retention, std::move(copies), names_)});
-        return true;
-    }
+    if (copies.empty()) return false;
+    ready_.push_back({removal_work(RemoveCopies::Why::retention, std::move(copies), names_)});
+    return true;
+}
+
+void RunPlan::tell_retention() {
+    if (goal_.first_kept_day.empty()) return;
     notes_.push_back({RETENTION_PASS, std::to_string(counts_.removed) + " files of days before " +
                                           goal_.first_kept_day + " removed"});
-    return false;
 }
 
 /// Temporary files whose recording is gone or no longer wanted.

@@ -102,6 +102,7 @@ private:
     void plan_measuring();
     void look_ahead();
     bool plan_retention();
+    void tell_retention();
     void plan_leftovers();
     Order order_of(Work& work);
     void resume(CopyFile& copy);

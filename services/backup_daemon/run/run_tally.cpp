@@ -28,15 +28,18 @@ void RunTally::reached(FileCount& file, long long offset) {
     bytes_done_ += change;
     file.done = offset;
     note_percent();
+    const long long furthest = std::exchange(file.furthest, std::max(file.furthest, offset));
     const bool was_begun = std::exchange(file.begun, true);
     if (!was_begun || change <= 0) return;
     bytes_moved_ += change;
-    progressed_ = true;
+    if (offset > furthest) progressed_ = true;
 }
 
 void RunTally::finished(FileCount& file, long long size) {
     bytes_planned_ += size - file.planned;
     file.planned = size;
+    // Nothing was told of it on its way: it went too quickly for that.
+    file.begun = true;
     reached(file, size);
     ++files_done_;
     progressed_ = true;

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/progress.h"
 #include "services/clock.h"
 
@@ -11,9 +11,10 @@ namespace services {
 
 /// One file's part in the figures, from its first attempt to its end.
 struct FileCount {
-    long long planned = 0;  ///< bytes it counts for among the planned ones
-    long long done = 0;     ///< of them on the share
-    bool begun = false;     ///< how much of it was there beforehand is known
+    long long planned = 0;   ///< bytes it counts for among the planned ones
+    long long done = 0;      ///< of them on the share
+    long long furthest = 0;  ///< the most of them that ever were
+    bool begun = false;      ///< how much of it was there beforehand is known
 };
 
 /// Counts files and bytes. At every moment the planned files are the done, the failed and the left
@@ -30,7 +31,8 @@ public:
     void all_planned();
 
     /// `offset` bytes of a file are on the share. The first time tells what an earlier attempt had
-    /// left there, and that counts as done but not as moved now.
+    /// left there, and that counts as done but not as moved now. Bytes that are sent again are moved
+    /// again, but no progress.
     void reached(FileCount& file, long long offset);
 
     /// A file is complete with `size` bytes, which may be others than were planned.
@@ -39,7 +41,7 @@ public:
     /// A planned file was given up; it takes its bytes along.
     void gave_up(const FileCount& file, const std::string& why);
 
-    /// Whether bytes were moved or a file was finished since the last call.
+    /// Whether a file got further than ever, or was finished, since the last call.
     bool take_progress();
 
     /// Reads the speed: once the run has connected, and then once a second or so.

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "backup/task_record.h"
-#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/memory/schedule_store.h"
 #include "services/calendar.h"
 
 namespace services {

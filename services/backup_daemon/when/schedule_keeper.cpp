@@ -10,14 +10,14 @@ void ScheduleKeeper::look(long long now, const TimeZone& zone) {
 }
 
 void ScheduleKeeper::look(const TDataBackupConfig& task, long long now, const TimeZone& zone) {
-    const auto remembered = notes_.next_run(task.taskID);
+    const auto remembered = notes_.find(task.taskID);
     const ScheduleStep step = look_at_schedule(task, remembered, now, zone);
     // The place in the queue first: a daemon killed in between looks again and finds it there.
     if (step.run) queue_.start_by_schedule(task.taskID);
-    if (!step.next && remembered) notes_.clear_next_run(task.taskID);
+    if (!step.next && remembered) notes_.clear(task.taskID);
     const bool changed = step.next && (!remembered || step.next->rule != remembered->rule ||
                                        step.next->due != remembered->due);
-    if (changed) notes_.set_next_run(task.taskID, *step.next);
+    if (changed) notes_.set(task.taskID, *step.next);
 }
 
 }  // namespace services

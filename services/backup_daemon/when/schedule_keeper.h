@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/standalone/store/task_store.h"
-#include "services/backup_daemon/memory/run_store.h"
+#include "services/backup_daemon/memory/schedule_store.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/calendar.h"
 
@@ -11,8 +11,9 @@ namespace services {
 class ScheduleKeeper {
 public:
     /// All of it outlives the keeper.
-    ScheduleKeeper(standalone::TaskStore& tasks, standalone::Database& database, RunQueue& queue)
-        : tasks_(tasks), notes_(database), queue_(queue) {}
+    /// @param memory the daemon's own database, with full durability
+    ScheduleKeeper(standalone::TaskStore& tasks, standalone::Database& memory, RunQueue& queue)
+        : tasks_(tasks), notes_(memory), queue_(queue) {}
 
     /// Looks at all tasks; the more often, the more punctual they are.
     /// @param now seconds since the epoch
@@ -22,7 +23,7 @@ private:
     void look(const TDataBackupConfig& task, long long now, const TimeZone& zone);
 
     standalone::TaskStore& tasks_;
-    RunStore notes_;
+    ScheduleStore notes_;
     RunQueue& queue_;
 };
 

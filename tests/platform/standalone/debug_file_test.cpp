@@ -1,6 +1,7 @@
 // The debug file: lines of several processes, rotation, what it refuses.
 #include "platform/standalone/debug_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -69,10 +70,56 @@ TEST_F(DebugFileTest, WritesThroughNoLinkAndIntoNoPipe) {
     ASSERT_EQ(symlink(target.c_str(), place.c_str()), 0);
     log_File_Debug(place.c_str(), "text\n");
     EXPECT_EQ(read_file(target), "precious");
+    std::filesystem::remove(target);
+    log_File_Debug(place.c_str(), "text\n");
+    EXPECT_FALSE(std::filesystem::exists(target));
     unlink(place.c_str());
     ASSERT_EQ(mkfifo(place.c_str(), 0600), 0);
     log_File_Debug(place.c_str(), "text\n");
-    EXPECT_TRUE(std::filesystem::is_fifo(place));
+    const standalone::FileHandle reader(open(place.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    log_File_Debug(place.c_str(), "text\n");
+    char byte = 0;
+    EXPECT_LE(read(reader.get(), &byte, 1), 0);
+}
+
+TEST_F(DebugFileTest, HandsItsDescriptorToNoProgram) {
+    DebugFile file(path_);
+    file.append("text\n");
+    int open_files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;  // the folder's own descriptor
+        if (std::filesystem::read_symlink(entry.path(), gone) != path_) continue;
+        ++open_files;
+        EXPECT_EQ(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    }
+    EXPECT_EQ(open_files, 1);
+}
+
+TEST_F(DebugFileTest, IsPutAsideWhenALineWouldMakeItLongerThan4Mebibytes) {
+    constexpr std::size_t LIMIT = 4 * 1024 * 1024;
+    write_file(path_, std::string(LIMIT - 5, 'x'));
+    log_File_Debug(path_.c_str(), "1234\n");
+    EXPECT_EQ(std::filesystem::file_size(path_), LIMIT);
+    EXPECT_FALSE(std::filesystem::exists(path_ + ".1"));
+    log_File_Debug(path_.c_str(), "\n");
+    EXPECT_EQ(read_file(path_), "\n");
+    EXPECT_EQ(std::filesystem::file_size(path_ + ".1"), LIMIT);
+}
+
+TEST_F(DebugFileTest, ReplacesTheOneThatWasPutAsideBefore) {
+    write_file(path_, std::string(4 * 1024 * 1024, 'x'));
+    write_file(path_ + ".1", "older");
+    log_File_Debug(path_.c_str(), "new\n");
+    EXPECT_EQ(std::filesystem::file_size(path_ + ".1"), 4U * 1024 * 1024);
+}
+
+TEST_F(DebugFileTest, KeepsLinesOfSeveralFilesApart) {
+    const std::string other = folder_.path() + "/other.log";
+    log_File_Debug(path_.c_str(), "1\n");
+    log_File_Debug(other.c_str(), "2\n");
+    log_File_Debug(path_.c_str(), "3\n");
+    EXPECT_EQ(read_file(path_), "1\n3\n");
+    EXPECT_EQ(read_file(other), "2\n");
 }
 
 TEST_F(DebugFileTest, LeavesOutWhatCannotBeWritten) {
@@ -82,17 +129,17 @@ TEST_F(DebugFileTest, LeavesOutWhatCannotBeWritten) {
 }
 
 TEST_F(DebugFileTest, KeepsTheLinesOfSeveralProcessesWholeAcrossRotation) {
-    constexpr int processes = 4;
-    constexpr int lines = 1500;
+    constexpr int PROCESSES = 4;
+    constexpr int LINES = 1500;
     const std::string filler(1000, 'x');
-    for (int process = 0; process < processes; ++process)
+    for (int process = 0; process < PROCESSES; ++process)
         if (fork() == 0) {
             DebugFile file(path_);
-            for (int at = 0; at < lines; ++at)
-                file.append(std::to_string(process * lines + at) + " " + filler + "\n");
+            for (int at = 0; at < LINES; ++at)
+                file.append(std::to_string(process * LINES + at) + " " + filler + "\n");
             _exit(0);
         }
-    for (int process = 0; process < processes; ++process) wait(nullptr);
+    for (int process = 0; process < PROCESSES; ++process) wait(nullptr);
     // 6 MB were written, 4 MiB fit into one file: together the two still hold every line.
     std::istringstream all(read_file(path_ + ".1") + read_file(path_));
     std::set<int> seen;
@@ -100,7 +147,7 @@ TEST_F(DebugFileTest, KeepsTheLinesOfSeveralProcessesWholeAcrossRotation) {
         EXPECT_EQ(line.substr(line.find(' ') + 1), filler);
         EXPECT_TRUE(seen.insert(std::stoi(line)).second);
     }
-    EXPECT_EQ(seen.size(), static_cast<std::size_t>(processes * lines));
+    EXPECT_EQ(seen.size(), static_cast<std::size_t>(PROCESSES * LINES));
     EXPECT_TRUE(std::filesystem::exists(path_ + ".1"));
 }
 

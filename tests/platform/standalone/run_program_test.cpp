@@ -1,16 +1,21 @@
 // Running programs: exit statuses, output files, limits.
 #include "platform/standalone/run_program.h"
 
+#include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/standalone/store/file_handle.h"
 #include "platform/utilities.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+
+constexpr uid_t NOBODY = 65534;
 
 /// Whether the process with this status file is there and asleep.
 bool sleeps(const std::string& status) {
@@ -80,6 +85,31 @@ TEST_F(RunProgram, GivesTheProgramAnEnvironmentOfTwoAndNoOtherFiles) {
     unsetenv("SECRET");
 }
 
+TEST_F(RunProgram, HandsNoneOfTheCallersSignalSettingsOn) {
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigprocmask(SIG_BLOCK, &blocked, &before);
+    const auto handler = signal(SIGINT, SIG_IGN);
+    EXPECT_EQ(shell("kill -TERM $$; exit 0"), 128 + SIGTERM);
+    EXPECT_EQ(shell("kill -INT $$; exit 0"), 128 + SIGINT);
+    signal(SIGINT, handler);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST_F(RunProgram, MakesTheEffectiveUserTheRealOne) {
+    if (getuid() != 0) GTEST_SKIP() << "only root has another user's rights to give up";
+    std::filesystem::permissions(folder_.path(), std::filesystem::perms::all);
+    ASSERT_EQ(setegid(NOBODY), 0);
+    ASSERT_EQ(seteuid(NOBODY), 0);
+    const int status = shell("id -ru; id -u; id -rg; id -g");
+    ASSERT_EQ(seteuid(0), 0);
+    ASSERT_EQ(setegid(0), 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(read_file(out_), "65534\n65534\n65534\n65534\n");
+}
+
 TEST_F(RunProgram, EmptiesAnOldOutputFileAndMakesItPrivate) {
     write_file(out_, "old and long");
     chmod(out_.c_str(), 0666);
@@ -102,6 +132,16 @@ TEST_F(RunProgram, WritesThroughNoLink) {
     unlink(out_.c_str());
     ASSERT_EQ(mkfifo(out_.c_str(), 0600), 0);
     EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+    const standalone::FileHandle reader(open(out_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+}
+
+TEST_F(RunProgram, WritesIntoNoFileOfAnotherUser) {
+    if (getuid() != 0) GTEST_SKIP() << "only root can give files away";
+    write_file(out_, "precious");
+    ASSERT_EQ(chown(out_.c_str(), NOBODY, NOBODY), 0);
+    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+    EXPECT_EQ(read_file(out_), "precious");
 }
 
 TEST_F(RunProgram, ReportsAProgramThatCannotBeStarted) {
@@ -111,18 +151,25 @@ TEST_F(RunProgram, ReportsAProgramThatCannotBeStarted) {
     EXPECT_EQ(zorv_exec("/nonexistent/out", nullptr, nullptr, "/bin/true",
                         static_cast<const char*>(nullptr)),
               ZORV_EXEC_NOT_STARTED);
+    EXPECT_EQ(zorv_exec(nullptr, "/nonexistent/err", nullptr, "/bin/true",
+                        static_cast<const char*>(nullptr)),
+              ZORV_EXEC_NOT_STARTED);
+    EXPECT_EQ(zorv_exec(nullptr, nullptr, nullptr, nullptr, static_cast<const char*>(nullptr)),
+              ZORV_EXEC_NOT_STARTED);
 }
 
 TEST_F(RunProgram, KeepsAtMost64MebibytesAndLetsTheProgramFinish) {
-    constexpr std::size_t longest = 64 * 1024 * 1024;
+    constexpr std::size_t LONGEST = 64 * 1024 * 1024;
     EXPECT_EQ(shell("head -c 70000000 /dev/zero; exit 5"), 5);
-    EXPECT_EQ(std::filesystem::file_size(out_), longest);
+    EXPECT_EQ(std::filesystem::file_size(out_), LONGEST);
 }
 
 TEST_F(RunProgram, KillsAProgramAndItsChildrenWhenTheTimeIsUp) {
     const std::string script = "sleep 1000 & echo $! > " + folder_.path() + "/child; wait";
-    standalone::Program program{out_.c_str(), nullptr, {"/bin/sh", "-c", script.c_str()}, 300ms};
-    EXPECT_EQ(standalone::run_program(program), ZORV_EXEC_TIMED_OUT);
+    EXPECT_EQ(standalone::run_program({.stdout_path = out_.c_str(),
+                                       .arguments = {"/bin/sh", "-c", script.c_str()},
+                                       .limit = 300ms}),
+              ZORV_EXEC_TIMED_OUT);
     const std::string status =
         "/proc/" + std::to_string(std::stoi(read_file(folder_.path() + "/child"))) + "/stat";
     // Gone, or a zombie that init has not collected yet.
@@ -131,10 +178,14 @@ TEST_F(RunProgram, KillsAProgramAndItsChildrenWhenTheTimeIsUp) {
 }
 
 TEST_F(RunProgram, DoesNotWaitForWhatAProgramLeavesBehind) {
-    standalone::Program program{
-        out_.c_str(), nullptr, {"/bin/sh", "-c", "echo done; sleep 2 & exit 4"}, 60s};
-    EXPECT_EQ(standalone::run_program(program), 4);
+    EXPECT_EQ(standalone::run_program(
+                  {.stdout_path = out_.c_str(),
+                   .stderr_path = err_.c_str(),
+                   .arguments = {"/bin/sh", "-c", "echo done; sleep 1000 & echo $! >&2; exit 4"},
+                   .limit = 10s}),
+              4);
     EXPECT_EQ(read_file(out_), "done\n");
+    EXPECT_EQ(kill(std::stoi(read_file(err_)), SIGKILL), 0);
 }
 
 TEST_F(RunProgram, LeavesNoZombie) {

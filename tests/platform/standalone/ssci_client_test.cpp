@@ -4,6 +4,8 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,7 +18,7 @@ namespace {
 
 using standalone::FileHandle;
 
-constexpr std::size_t longest = 64 * 1024 * 1024;
+constexpr std::size_t LONGEST = 64 * 1024 * 1024;
 
 std::string text_of(std::size_t size) {
     return std::string(size, 'r');
@@ -176,7 +178,13 @@ TEST(SsciClient, PassesTheServicesOwnStatusOn) {
     EXPECT_EQ(get_failing(reply("{}", "404 Not Found")), 404);
     EXPECT_EQ(get_failing(reply("{}", "500 Internal Server Error")), 500);
     EXPECT_EQ(get_failing(reply("", "301 Moved Permanently")), 301);
+    EXPECT_EQ(get_failing(reply("", "300 Choose")), 300);
+    EXPECT_EQ(get_failing(reply("", "599 Last")), 599);
+    EXPECT_EQ(get_failing(reply("", "600 Odd")), -1);
     EXPECT_EQ(get_failing(reply("", "999 Odd")), -1);
+    std::string response;
+    const Service last_good(answer(reply("{}", "299 Fine")));
+    EXPECT_EQ(get(last_good, response), 0);
 }
 
 TEST(SsciClient, AcceptsAReplyWithoutContent) {
@@ -253,13 +261,65 @@ TEST(SsciClient, TimesOutWhenTheServiceDrips) {
     EXPECT_TRUE(went_away);
 }
 
-TEST(SsciClient, TakesUpTo64MebibytesAndNoMore) {
+TEST(SsciClient, CountsTimeoutsOutOfBoundsAsFiveSeconds) {
+    for (const long timeout : {0L, -1L}) {
+        const Service service([](int peer) {
+            read_request(peer);
+            usleep(300'000);
+            send_all(peer, reply("late"));
+        });
+        std::string response;
+        EXPECT_EQ(get(service, response, timeout), 0) << timeout;
+        EXPECT_EQ(response, "late") << timeout;
+    }
+    // Hangs up after ten seconds, which is another result.
+    const Service silent([](int peer) {
+        read_request(peer);
+        pollfd gone{peer, POLLIN, 0};
+        poll(&gone, 1, 10'000);
+    });
+    std::string response = "before";
+    EXPECT_EQ(get(silent, response, 6), -2);
+}
+
+TEST(SsciClient, TakesRepliesOf64Mebibytes) {
     std::string response;
-    const Service fitting(answer(reply(text_of(longest))));
+    const Service fitting(answer(reply(text_of(LONGEST))));
     EXPECT_EQ(get(fitting, response), 0);
-    EXPECT_EQ(response.size(), longest);
-    EXPECT_EQ(get_failing(reply(text_of(longest + 1))), -3);
-    EXPECT_EQ(get_failing("HTTP/1.0 200 OK\r\n\r\n" + text_of(longest + 1)), -3);
+    EXPECT_EQ(response.size(), LONGEST);
+}
+
+TEST(SsciClient, TakesNoLongerReplies) {
+    EXPECT_EQ(get_failing("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(LONGEST + 1) +
+                          "\r\n\r\n"),
+              -3);
+    EXPECT_EQ(get_failing("HTTP/1.0 200 OK\r\n\r\n" + text_of(LONGEST + 1)), -3);
+}
+
+TEST(SsciClient, TakesHeadersOf64KibibytesAtMost) {
+    const auto with_header = [](std::size_t size) {
+        return "HTTP/1.1 200 OK\r\nX: " + text_of(size) + "\r\nContent-Length: 0\r\n\r\n";
+    };
+    std::string response;
+    const Service fitting(answer(with_header(60 * 1024)));
+    EXPECT_EQ(get(fitting, response), 0);
+    EXPECT_NE(get_failing(with_header(70 * 1024)), 0);
+}
+
+TEST(SsciClient, SurvivesAServiceThatHangsUpWhileItSends) {
+    struct sigaction before {};
+    sigaction(SIGPIPE, nullptr, &before);
+    const Service service([](int peer) {
+        const linger reset{1, 0};
+        setsockopt(peer, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    });
+    std::string response;
+    EXPECT_EQ(ssci_PUT_request("127.0.0.1", service.port(), "/x", text_of(8 * 1024 * 1024),
+                               response, 5, false, false, 0, nullptr),
+              -1);
+    struct sigaction after {};
+    sigaction(SIGPIPE, nullptr, &after);
+    EXPECT_EQ(after.sa_handler, before.sa_handler);
 }
 
 }  // namespace

@@ -176,7 +176,7 @@ def test_forced_task_takes_the_place_of_the_running_one(house):
 
 
 def set_due(house, task_id, due):
-    connection = sqlite3.connect(STATE / "config.db", timeout=30)
+    connection = sqlite3.connect(STATE / "backupd.db", timeout=30)
     with connection:
         connection.execute("UPDATE next_run SET due = ? WHERE taskID = ?", (due, task_id))
     connection.close()

@@ -22,13 +22,13 @@ protected:
         insert.bind(1, OLDEST_KEPT_MS - 1 - old).bind(2, old + kept).step();
     }
 
-    Database events_{standalone::event_database_path(), Database::Mode::read_write};
+    Database events_{standalone::event_database_path(), Database::Access::writing};
     standalone::EventStore store_{events_};
 };
 
 TEST_F(RetentionTest, KeepsAYearUnlessConfiguredOtherwise) {
     EXPECT_EQ(keep_days(), 365);
-    Database registry(standalone::registry_database_path(), Database::Mode::read_write);
+    Database registry(standalone::registry_database_path(), Database::Access::writing);
     standalone::KeyValueStore(registry).set("log", "keep_days", "30");
     EXPECT_EQ(keep_days(), 30);
     standalone::KeyValueStore(registry).set("log", "keep_days", "0");

@@ -10,23 +10,23 @@ namespace {
 
 using namespace standalone;
 
-constexpr unsigned run_started = 0x23150001;
-constexpr unsigned task_created = 0x62040001;
+constexpr unsigned RUN_STARTED = 0x23150001;
+constexpr unsigned TASK_CREATED = 0x62040001;
 
 class EventStoreTest : public StateTest {
 protected:
-    Database database_{event_database_path(), Database::Mode::read_write};
+    Database database_{event_database_path(), Database::Access::writing};
     EventStore events_{database_};
 };
 
 TEST_F(EventStoreTest, StoresWhatAUserChanged) {
     const auto before = static_cast<long long>(current_time_stamp());
-    ASSERT_EQ(send_surveillance_setting_log_with_username(task_created, -1, "10.0.0.7", "admin",
+    ASSERT_EQ(send_surveillance_setting_log_with_username(TASK_CREATED, -1, "10.0.0.7", "admin",
                                                           "Recording Backup", "Näme, \"x\"\n",
                                                           static_cast<char*>(nullptr)),
               0);
     const Event event = events_.newest({}, 10).at(0);
-    EXPECT_EQ(event.event_id, task_created);
+    EXPECT_EQ(event.event_id, TASK_CREATED);
     EXPECT_EQ(event.channel, -1);
     EXPECT_EQ(event.user, "admin");
     EXPECT_EQ(event.ip, "10.0.0.7");
@@ -35,7 +35,7 @@ TEST_F(EventStoreTest, StoresWhatAUserChanged) {
 }
 
 TEST_F(EventStoreTest, StoresWhatHappenedInARunAsSystem) {
-    ASSERT_EQ(send_surveillance_event_log(run_started, -1, "127.0.0.1", "Recording Backup", "a",
+    ASSERT_EQ(send_surveillance_event_log(RUN_STARTED, -1, "127.0.0.1", "Recording Backup", "a",
                                           "b", static_cast<char*>(nullptr)),
               0);
     const Event event = events_.newest({}, 10).at(0);
@@ -46,21 +46,21 @@ TEST_F(EventStoreTest, StoresWhatHappenedInARunAsSystem) {
 TEST_F(EventStoreTest, StoresMissingTextsAsEmptyOnes) {
     ASSERT_EQ(
         send_surveillance_setting_log_with_username(
-            task_created, -1, nullptr, nullptr, "Recording Backup", static_cast<char*>(nullptr)),
+            TASK_CREATED, -1, nullptr, nullptr, "Recording Backup", static_cast<char*>(nullptr)),
         0);
     EXPECT_EQ(events_.newest({}, 1).at(0).ip, "");
     EXPECT_EQ(events_.newest({}, 1).at(0).user, "");
 }
 
 TEST_F(EventStoreTest, GivesTheNewestFirstAndOnlyTheSubTypesAskedFor) {
-    for (const unsigned event_id : {run_started, task_created, 0x23170001U, 0x11110001U})
+    for (const unsigned event_id : {RUN_STARTED, TASK_CREATED, 0x23170001U, 0x11110001U})
         events_.append({0, 5, event_id, -1, "u", "i", {}});
     EXPECT_EQ(events_.newest({}, 2).at(0).event_id, 0x11110001U);
     EXPECT_EQ(events_.newest({}, 2).size(), 2U);
     const auto backup = events_.newest({8981, 8983, 25092}, 100);
     ASSERT_EQ(backup.size(), 3U);
     EXPECT_EQ(backup.at(0).event_id, 0x23170001U);
-    EXPECT_EQ(backup.at(2).event_id, run_started);
+    EXPECT_EQ(backup.at(2).event_id, RUN_STARTED);
     EXPECT_EQ(events_.count({8981}), 1);
     EXPECT_EQ(events_.count({}), 4);
     EXPECT_TRUE(events_.newest({}, 0).empty());
@@ -68,13 +68,13 @@ TEST_F(EventStoreTest, GivesTheNewestFirstAndOnlyTheSubTypesAskedFor) {
 
 TEST_F(EventStoreTest, GivesTheNewestOfAllSubTypesTogetherEachOnce) {
     for (int round = 0; round < 4; ++round)
-        for (const unsigned event_id : {run_started, task_created})
+        for (const unsigned event_id : {RUN_STARTED, TASK_CREATED})
             events_.append({0, 5, event_id, -1, "u", "i", {std::to_string(round)}});
     const auto newest = events_.newest({25092, 8981, 25092, 1}, 3);
     ASSERT_EQ(newest.size(), 3U);
-    EXPECT_EQ(newest[0].event_id, task_created);
-    EXPECT_EQ(newest[1].event_id, run_started);
-    EXPECT_EQ(newest[2].event_id, task_created);
+    EXPECT_EQ(newest[0].event_id, TASK_CREATED);
+    EXPECT_EQ(newest[1].event_id, RUN_STARTED);
+    EXPECT_EQ(newest[2].event_id, TASK_CREATED);
     EXPECT_EQ(newest[2].arguments, std::vector<std::string>{"2"});
     EXPECT_EQ(events_.count({25092, 8981, 25092, 1}), 8);
     EXPECT_TRUE(events_.newest({25092, 8981}, -1).empty());
@@ -82,8 +82,8 @@ TEST_F(EventStoreTest, GivesTheNewestOfAllSubTypesTogetherEachOnce) {
 
 TEST_F(EventStoreTest, RemovesOnlyOlderEventsTheOldestFirst) {
     for (const long long time : {30, 10, 20, 40})
-        events_.append({0, time, run_started, -1, "u", "i", {}});
-    events_.append({0, 15, task_created, -1, "u", "i", {}});
+        events_.append({0, time, RUN_STARTED, -1, "u", "i", {}});
+    events_.append({0, 15, TASK_CREATED, -1, "u", "i", {}});
     EXPECT_EQ(events_.remove_older(10, 100), 0);
     EXPECT_EQ(events_.remove_older(30, 2), 2);
     EXPECT_EQ(events_.count({25092}), 0);
@@ -96,10 +96,24 @@ TEST_F(EventStoreTest, RemovesOnlyOlderEventsTheOldestFirst) {
     EXPECT_EQ(events_.count({}), 2);
 }
 
+TEST_F(EventStoreTest, CountsOfTheOtherSubTypesStayWhenEventsAreRemoved) {
+    for (const long long time : {1, 2, 3}) {
+        events_.append({0, time, RUN_STARTED, -1, "u", "i", {}});
+        events_.append({0, time, TASK_CREATED, -1, "u", "i", {}});
+    }
+    EXPECT_EQ(events_.remove_older(2, 1), 1);
+    EXPECT_EQ(events_.count({8981}) + events_.count({25092}), 5);
+    EXPECT_EQ(events_.remove_older(3, 10), 3);
+    EXPECT_EQ(events_.count({8981}), 1);
+    EXPECT_EQ(events_.count({25092}), 1);
+    EXPECT_EQ(events_.count({8983}), 0);
+    EXPECT_EQ(events_.remove_older(9, 0), 0);
+}
+
 TEST_F(EventStoreTest, IdentifiersOfRemovedEventsAreNotGivenAgain) {
-    events_.append({0, 1, run_started, -1, "u", "i", {}});
+    events_.append({0, 1, RUN_STARTED, -1, "u", "i", {}});
     events_.remove_older(2, 10);
-    events_.append({0, 3, run_started, -1, "u", "i", {}});
+    events_.append({0, 3, RUN_STARTED, -1, "u", "i", {}});
     EXPECT_EQ(events_.newest({}, 1).at(0).id, 2);
 }
 
@@ -107,16 +121,16 @@ TEST_F(EventStoreTest, EventsOfTheFirstSchemaAreCountedWhenItIsBroughtUpToDate) 
     const std::string path = state_.folder() + "/old.db";
     migrate(path, event_migrations().first(1));
     {
-        Database old(path, Database::Mode::read_write);
-        for (const unsigned event_id : {run_started, run_started, task_created})
+        Database old(path, Database::Access::writing);
+        for (const unsigned event_id : {RUN_STARTED, RUN_STARTED, TASK_CREATED})
             EventStore(old).append({0, 5, event_id, -1, "u", "i", {}});
     }
     migrate(path, event_migrations());
-    Database current(path, Database::Mode::read_write);
+    Database current(path, Database::Access::writing);
     EventStore store(current);
     EXPECT_EQ(store.count({8981}), 2);
     EXPECT_EQ(store.count({}), 3);
-    store.append({0, 5, run_started, -1, "u", "i", {}});
+    store.append({0, 5, RUN_STARTED, -1, "u", "i", {}});
     EXPECT_EQ(store.count({8981}), 3);
 }
 
@@ -130,7 +144,7 @@ TEST_F(EventStoreTest, QueryForOneSubTypeFollowsTheIndexAndSortsNothing) {
 
 TEST_F(EventStoreTest, ReportsAnEventThatCannotBeStored) {
     setenv("RECORDER_STATE", "/nonexistent", 1);
-    EXPECT_NE(send_surveillance_event_log(run_started, -1, "127.0.0.1", "Recording Backup",
+    EXPECT_NE(send_surveillance_event_log(RUN_STARTED, -1, "127.0.0.1", "Recording Backup",
                                           static_cast<char*>(nullptr)),
               0);
 }

@@ -52,7 +52,7 @@ protected:
         return channels;
     }
 
-    Database database_{config_database_path(), Database::Mode::read_write};
+    Database database_{config_database_path(), Database::Access::writing};
     std::string folder_ = state_.folder() + "/recordings";
 };
 
@@ -206,6 +206,78 @@ TEST_F(RecordingFolderTest, SkipsFoldersThatAreNotThere) {
     EXPECT_EQ(summarize_recordings(folder_ + "/none").normal_days, 0);
     EXPECT_EQ(measure_recordings(folder_ + "/none").normal, 0);
     EXPECT_FALSE(newest_write(folder_ + "/none"));
+}
+
+TEST_F(RecordingFolderTest, TakesTheFirstAndTheLastSecondOfADayAndNothingBeyond) {
+    for (const char* name : {"24-00-00.mp4", "23-60-00.mp4", "23-59-60.mp4", "1-00-00.mp4",
+                             "01-00-0.mp4", "01_00-00.mp4", "01-00_00.mp4", "01-00-00_mp4",
+                             "0a-00-00.mp4", "00-0a-00.mp4", "00-00-0a.mp4", "01-00-00."})
+        record(std::string("2024-01-02/") + name);
+    EXPECT_TRUE(recordings_of_day(folder_, "2024-01-02").empty());
+    record("2024-01-02/00-00-00.mp4");
+    record("2024-01-02/23-59-59.x");
+    const auto files = recordings_of_day(folder_, "2024-01-02");
+    ASSERT_EQ(files.size(), 2U);
+    EXPECT_EQ(files.front().name, "00-00-00.mp4");
+    EXPECT_EQ(files.back().name, "23-59-59.x");
+}
+
+TEST_F(RecordingFolderTest, TakesDaysThatThereAre) {
+    for (const char* day : {"2024-02-29", "2023-02-29", "2024-02-30", "2024-00-01", "2024-13-01",
+                            "2024-01-00", "2024-04-31", "2024_01-01", "2024-01_01", "2024-01-011"})
+        std::filesystem::create_directories(folder_ + '/' + day);
+    EXPECT_EQ(recording_days(folder_, "", "9"), std::vector<std::string>{"2024-02-29"});
+}
+
+TEST_F(RecordingFolderTest, ListsTheDaysOfARangeWithBothItsEnds) {
+    for (const char* day : {"2024-03-04", "2024-03-01", "2024-03-03", "2024-03-02"})
+        std::filesystem::create_directories(folder_ + '/' + day);
+    std::filesystem::create_directories(folder_ + '/' + day_from_now(0));
+    std::filesystem::create_directories(folder_ + '/' + day_from_now(2));
+    EXPECT_EQ(recording_days(folder_, "2024-03-02", "2024-03-03"),
+              (std::vector<std::string>{"2024-03-02", "2024-03-03"}));
+    EXPECT_EQ(recording_days(folder_, "2024-03-04", "9999-12-31"),
+              (std::vector<std::string>{"2024-03-04", day_from_now(0)}));
+    EXPECT_TRUE(recording_days(folder_, "2024-03-03", "2024-03-02").empty());
+    EXPECT_TRUE(recording_days(folder_ + "/none", "", "9").empty());
+}
+
+TEST_F(RecordingFolderTest, ListsADaysRecordingsByNameNormalOnesFirst) {
+    record("2024-01-02/alarm/01-00-00.mp4", "1");
+    record("2024-01-02/09-00-00.mp4", "22");
+    record("2024-01-02/08-00-00.mkv", "333");
+    record("2024-01-02/index.db");
+    const timespec times[2] = {{1, 2}, {1'700'000'000, 123'456'789}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (folder_ + "/2024-01-02/08-00-00.mkv").c_str(), times, 0), 0);
+    const auto files = recordings_of_day(folder_, "2024-01-02");
+    ASSERT_EQ(files.size(), 3U);
+    EXPECT_EQ(files[0].name, "08-00-00.mkv");
+    EXPECT_EQ(files[0].size, 3);
+    EXPECT_EQ(files[0].modified_ns, 1'700'000'000'123'456'789);
+    EXPECT_FALSE(files[0].alarm);
+    EXPECT_EQ(files[1].name, "09-00-00.mp4");
+    EXPECT_EQ(files[2].name, "01-00-00.mp4");
+    EXPECT_TRUE(files[2].alarm);
+    EXPECT_TRUE(recordings_of_day(folder_, "2024-01-03").empty());
+    EXPECT_TRUE(recordings_of_day(folder_ + "/none", "2024-01-02").empty());
+}
+
+TEST_F(RecordingFolderTest, TellsARecordingsStartInSecondsOfTheSeasonsTime) {
+    EXPECT_EQ(recording_start("2024-01-02", "10-00-01.mp4"), 1704186001);  // 09:00:01 UTC
+    EXPECT_EQ(recording_start("2024-07-02", "10-00-01.mp4"), 1719907201);  // 08:00:01 UTC
+}
+
+TEST_F(RecordingFolderTest, NewestWriteIsThatOfTheNewestRecordingByItsName) {
+    const auto touch = [this](const char* name, long seconds) {
+        record(name);
+        const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+        ASSERT_EQ(utimensat(AT_FDCWD, (folder_ + '/' + name).c_str(), times, 0), 0);
+    };
+    touch("2024-01-02/10-00-00.mp4", 500);
+    touch("2024-01-02/alarm/11-00-00.mp4", 400);
+    touch("2024-01-01/12-00-00.mp4", 900);
+    std::filesystem::create_directories(folder_ + "/2024-01-03");
+    EXPECT_EQ(newest_write(folder_), 400);
 }
 
 TEST_F(RecordingFolderTest, FillsTheArraysOfStoredChannelsAlone) {

@@ -2,24 +2,29 @@
 #include "platform/standalone/store/schema.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 
+#include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/key_value_store.h"
+#include "platform/standalone/store/task_store.h"
+#include "platform/standalone/store/user_store.h"
+#include "tests/support/older_state.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
 
 using namespace standalone;
 
-constexpr std::array steps = {"CREATE TABLE a (x); INSERT INTO a VALUES (1)",
+constexpr std::array STEPS = {"CREATE TABLE a (x); INSERT INTO a VALUES (1)",
                               "ALTER TABLE a ADD COLUMN y DEFAULT 2", "CREATE TABLE b (z)"};
-constexpr std::array broken_steps = {steps[0], steps[1], "CREATE TABLE b (z); nonsense"};
+constexpr std::array BROKEN_STEPS = {STEPS[0], STEPS[1], "CREATE TABLE b (z); nonsense"};
 
 class SchemaTest : public ::testing::Test {
 protected:
     long long ask(const char* sql) const {
-        Database database(path_, Database::Mode::read_only);
+        Database database(path_, Database::Access::reading);
         Statement row = database.prepare(sql);
         return row.step() ? row.integer(0) : -1;
     }
@@ -35,10 +40,17 @@ mode_t mode_of(const std::string& path) {
     return found.st_mode & 0777;
 }
 
+std::string journal_of(const std::string& path) {
+    Database database(path, Database::Access::reading);
+    Statement row = database.prepare("PRAGMA journal_mode");
+    row.step();
+    return row.text(0);
+}
+
 TEST_F(SchemaTest, TakesAnOldDatabaseThroughTheStepsItLacks) {
-    migrate(path_, Migrations(steps).first(1));
+    migrate(path_, Migrations(STEPS).first(1));
     EXPECT_EQ(number(), 1);
-    migrate(path_, steps);
+    migrate(path_, STEPS);
     EXPECT_EQ(number(), 3);
     EXPECT_EQ(ask("SELECT x FROM a"), 1);
     EXPECT_EQ(ask("SELECT y FROM a"), 2);
@@ -46,16 +58,16 @@ TEST_F(SchemaTest, TakesAnOldDatabaseThroughTheStepsItLacks) {
 }
 
 TEST_F(SchemaTest, LeavesACurrentDatabaseAlone) {
-    migrate(path_, steps);
-    migrate(path_, steps);
+    migrate(path_, STEPS);
+    migrate(path_, STEPS);
     EXPECT_EQ(number(), 3);
     EXPECT_EQ(ask("SELECT count(*) FROM a"), 1);
 }
 
 TEST_F(SchemaTest, RefusesANewerDatabaseAndChangesNothing) {
-    migrate(path_, steps);
+    migrate(path_, STEPS);
     try {
-        migrate(path_, Migrations(steps).first(2));
+        migrate(path_, Migrations(STEPS).first(2));
         FAIL() << "a newer database was accepted";
     } catch (const std::runtime_error& error) {
         EXPECT_EQ(
@@ -66,24 +78,51 @@ TEST_F(SchemaTest, RefusesANewerDatabaseAndChangesNothing) {
 }
 
 TEST_F(SchemaTest, LeavesADatabaseAsItWasWhenAStepFails) {
-    migrate(path_, Migrations(steps).first(1));
-    EXPECT_THROW(migrate(path_, broken_steps), std::runtime_error);
+    migrate(path_, Migrations(STEPS).first(1));
+    EXPECT_THROW(migrate(path_, BROKEN_STEPS), std::runtime_error);
     EXPECT_EQ(number(), 1);
     EXPECT_THROW(ask("SELECT y FROM a"), DatabaseError);
 }
 
 TEST_F(SchemaTest, RefusesAFileThatIsNoDatabase) {
     write_file(path_, std::string(5000, 'x'));
-    EXPECT_THROW(migrate(path_, steps), std::runtime_error);
+    EXPECT_THROW(migrate(path_, STEPS), std::runtime_error);
     EXPECT_EQ(read_file(path_), std::string(5000, 'x'));
 }
 
+TEST_F(SchemaTest, FollowsNoLinkThatWasPutInADatabasesPlace) {
+    const std::string target = folder_.path() + "/target";
+    write_file(target, "");
+    std::filesystem::permissions(target, std::filesystem::perms(0644));
+    std::filesystem::create_symlink(target, path_);
+    EXPECT_THROW(migrate(path_, STEPS), std::runtime_error);
+    EXPECT_EQ(std::filesystem::file_size(target), 0U);
+    EXPECT_EQ(mode_of(target), 0644U);
+}
+
+TEST_F(SchemaTest, DatabaseAndItsSideFilesAreForTheirOwnerAlone) {
+    const mode_t mask = umask(0);
+    write_file(path_, "");
+    migrate(path_, STEPS);
+    Database database(path_, Database::Access::writing);
+    database.run("INSERT INTO b (z) VALUES (1)");
+    umask(mask);
+    for (const char* suffix : {"", "-wal", "-shm"}) EXPECT_EQ(mode_of(path_ + suffix), 0600U);
+}
+
+TEST_F(SchemaTest, DatabaseHasTheJournalThatItWasMadeFor) {
+    migrate(path_, STEPS);
+    EXPECT_EQ(journal_of(path_), "wal");
+    migrate(path_, STEPS, Journal::rollback);
+    EXPECT_EQ(journal_of(path_), "delete");
+}
+
 TEST_F(SchemaTest, TellsOldAndNewDatabasesFromCurrentOnes) {
-    migrate(path_, Migrations(steps).first(2));
-    Database database(path_, Database::Mode::read_only);
-    EXPECT_NO_THROW(require_current(database, path_, Migrations(steps).first(2)));
-    EXPECT_THROW(require_current(database, path_, steps), std::runtime_error);
-    EXPECT_THROW(require_current(database, path_, Migrations(steps).first(1)), std::runtime_error);
+    migrate(path_, Migrations(STEPS).first(2));
+    Database database(path_, Database::Access::reading);
+    EXPECT_NO_THROW(require_current(database, path_, Migrations(STEPS).first(2)));
+    EXPECT_THROW(require_current(database, path_, STEPS), std::runtime_error);
+    EXPECT_THROW(require_current(database, path_, Migrations(STEPS).first(1)), std::runtime_error);
 }
 
 TEST(StateFolder, IsForItsOwnerAlone) {
@@ -98,14 +137,33 @@ TEST(StateFolder, IsForItsOwnerAlone) {
     unsetenv("RECORDER_STATE");
 }
 
+TEST(StateFolder, StandsWhereTheEnvironmentSaysOrInTheSystemsPlace) {
+    setenv("RECORDER_STATE", "/somewhere", 1);
+    EXPECT_EQ(state_folder(), "/somewhere");
+    EXPECT_EQ(config_database_path(), "/somewhere/config.db");
+    EXPECT_EQ(registry_database_path(), "/somewhere/registry.db");
+    EXPECT_EQ(event_database_path(), "/somewhere/events.db");
+    setenv("RECORDER_STATE", "", 1);
+    EXPECT_EQ(state_folder(), "/var/lib/recorder");
+    unsetenv("RECORDER_STATE");
+    EXPECT_EQ(state_folder(), "/var/lib/recorder");
+}
+
+TEST(StateFolder, DatabasesThatRequestsWriteHaveAWriteAheadLogAndTheRegistryHasNone) {
+    const TemporaryState state;
+    EXPECT_EQ(journal_of(config_database_path()), "wal");
+    EXPECT_EQ(journal_of(event_database_path()), "wal");
+    EXPECT_EQ(journal_of(registry_database_path()), "delete");
+}
+
 TEST(StateFolder, KeepsWhatItHoldsWhenMadeAgain) {
     const TemporaryState state;
     {
-        Database database(registry_database_path(), Database::Mode::read_write);
+        Database database(registry_database_path(), Database::Access::writing);
         KeyValueStore(database).set("s", "k", "v");
     }
     make_state();
-    Database database(registry_database_path(), Database::Mode::read_only);
+    Database database(registry_database_path(), Database::Access::reading);
     EXPECT_EQ(KeyValueStore(database).get("s", "k"), "v");
 }
 
@@ -117,6 +175,56 @@ TEST(StateFolder, IsNotMadeOutOfAFolderThatOthersUse) {
     EXPECT_THROW(make_state(), std::runtime_error);
     EXPECT_EQ(mode_of(folder.path()), 0755U);
     unsetenv("RECORDER_STATE");
+}
+
+TEST(StateFolder, OpenFolderOfARecorderOrWithoutContentIsMadePrivate) {
+    const TemporaryFolder folder;
+    setenv("RECORDER_STATE", folder.path().c_str(), 1);
+    for (int round = 0; round < 2; ++round) {
+        chmod(folder.path().c_str(), 0755);
+        make_state();
+        EXPECT_EQ(mode_of(folder.path()), 0700U);
+    }
+    unsetenv("RECORDER_STATE");
+}
+
+TEST(StateFolder, IsNotMadeInAFolderOfSomebodyElse) {
+    if (getuid() != 0) GTEST_SKIP() << "needs root";
+    const TemporaryFolder folder;
+    ASSERT_EQ(chown(folder.path().c_str(), 65534, 65534), 0);
+    chmod(folder.path().c_str(), 0755);
+    setenv("RECORDER_STATE", folder.path().c_str(), 1);
+    EXPECT_THROW(make_state(), std::runtime_error);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    unsetenv("RECORDER_STATE");
+}
+
+TEST(StateFolder, IsNotMadeWhereAFileIs) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path() + "/file";
+    write_file(file, "mine");
+    setenv("RECORDER_STATE", file.c_str(), 1);
+    EXPECT_THROW(make_state(), std::runtime_error);
+    EXPECT_EQ(read_file(file), "mine");
+    unsetenv("RECORDER_STATE");
+}
+
+TEST(StateFolder, OfTheVersionBeforeKeepsEverythingAndTheDaemonsRowsForTheDaemon) {
+    const OlderState state;
+    make_state();
+    Database config(config_database_path(), Database::Access::reading);
+    EXPECT_NO_THROW(require_current(config, config_database_path(), config_migrations()));
+    Statement number = config.prepare("PRAGMA user_version");
+    number.step();
+    EXPECT_EQ(number.integer(0), 3) << "programs of that version must find it too new";
+    EXPECT_EQ(TaskStore(config).find("4")->taskName, "Waits für immer");
+    EXPECT_EQ(TaskStore(config).waiting(), std::vector<std::string>{"4"});
+    EXPECT_EQ(ChannelStore(config).list().size(), 4U);
+    for (const char* table : {"next_run", "run_progress", "copied_file", "checkpoint"})
+        EXPECT_TRUE(config.prepare(std::string("SELECT 1 FROM ") + table).step()) << table;
+    Database registry(registry_database_path(), Database::Access::reading);
+    EXPECT_EQ(UserStore(registry).list().size(), 2U);
+    EXPECT_EQ(KeyValueStore(registry).get("backup", "max_parallel"), "3");
 }
 
 }  // namespace

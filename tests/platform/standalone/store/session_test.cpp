@@ -1,11 +1,15 @@
 // Requests and sessions of the stand-alone recorder: query strings, cookies, expiry, levels.
 #include "platform/cgi_input.h"
 #include "platform/standalone/store/session_store.h"
+#include "platform/utilities.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
 
 using namespace standalone;
+
+/// What current_time_stamp() gives instead of the time; 0: the time.
+unsigned long long set_clock = 0;
 
 class SessionTest : public StateTest {
 protected:
@@ -13,6 +17,7 @@ protected:
     ~SessionTest() override {
         unsetenv("QUERY_STRING");
         unsetenv("HTTP_COOKIE");
+        set_clock = 0;
     }
 
     std::string open(const std::string& user = "admin", long long minutes = 5) {
@@ -42,7 +47,7 @@ protected:
         return value;
     }
 
-    Database database_{registry_database_path(), Database::Mode::read_write};
+    Database database_{registry_database_path(), Database::Access::writing};
 };
 
 TEST_F(SessionTest, AcceptsTheSidOfTheQueryOrOfTheCookie) {
@@ -71,6 +76,44 @@ TEST_F(SessionTest, RefusesExpiredAndClosedSessions) {
     EXPECT_TRUE(SessionStore(database_).close(sid));
     EXPECT_FALSE(SessionStore(database_).close(sid));
     EXPECT_NE(check("sid=" + sid), 0);
+}
+
+TEST_F(SessionTest, EndsAfterItsMinutesToTheMillisecond) {
+    SessionStore sessions(database_);
+    set_clock = 1'700'000'000'000;
+    const std::string sid = sessions.open("admin", 5);
+    set_clock += 5 * 60'000 - 1;
+    ASSERT_TRUE(sessions.find(sid));
+    EXPECT_EQ(sessions.find(sid)->name, "admin");
+    EXPECT_EQ(sessions.find(sid)->level, 11U);
+    ++set_clock;
+    EXPECT_FALSE(sessions.find(sid));
+}
+
+TEST_F(SessionTest, OpeningOneForgetsTheExpiredOnesAndNoOther) {
+    SessionStore sessions(database_);
+    set_clock = 1'700'000'000'000;
+    for (const int minutes : {1, 1, 2}) sessions.open("admin", minutes);
+    set_clock += 60'000;
+    sessions.open("admin", 1);
+    Statement count = database_.prepare("SELECT count(*) FROM session");
+    count.step();
+    EXPECT_EQ(count.integer(0), 2);
+}
+
+TEST_F(SessionTest, IsOfAnExistingAccountAlone) {
+    EXPECT_THROW(open("nobody"), DatabaseError);
+}
+
+TEST_F(SessionTest, RefusesALevelBelowTheOneAskedFor) {
+    UserStore(database_).add({"below", 10}, "secret");
+    UserStore(database_).add({"above", 12}, "secret");
+    EXPECT_NE(check("sid=" + open("below")), 0);
+    t_ostra_auth_info info{};
+    EXPECT_EQ(check("sid=" + open("above"), nullptr, info), 0);
+    EXPECT_EQ(info.level, 12U);
+    EXPECT_EQ(check("sid=" + open("admin"), nullptr, info), 0);
+    EXPECT_EQ(info.level, 11U);
 }
 
 TEST_F(SessionTest, ClosesTheSessionsOfARemovedUser) {
@@ -102,17 +145,11 @@ TEST_F(SessionTest, StoresNeitherSidNorPasswordInTheOpen) {
         EXPECT_EQ(bytes.find("secret"), std::string::npos) << file.path();
     }
     EXPECT_EQ(sid.size(), 32U);
+    EXPECT_EQ(sid.find_first_not_of("0123456789abcdef"), std::string::npos);
     EXPECT_NE(sid, open());
-}
-
-TEST_F(SessionTest, KeepsOneAccountOfAName) {
-    EXPECT_FALSE(UserStore(database_).add({"admin", 1}, "other"));
-    EXPECT_EQ(UserStore(database_).list().size(), 1U);
-    EXPECT_EQ(UserStore(database_).list().front().level, 11U);
-    EXPECT_TRUE(UserStore::valid_name("Jörg"));
-    EXPECT_FALSE(UserStore::valid_name(""));
-    EXPECT_FALSE(UserStore::valid_name("a\nb"));
-    EXPECT_FALSE(UserStore::valid_name(std::string(1024, 'x')));
+    Statement row = database_.prepare("SELECT sid_hash FROM session");
+    ASSERT_TRUE(row.step());
+    EXPECT_EQ(row.text(0).size(), 64U);
 }
 
 TEST_F(SessionTest, DecodesQueryParameters) {
@@ -148,3 +185,11 @@ TEST_F(SessionTest, RefusesQueriesBeyondItsLimits) {
 }
 
 }  // namespace
+
+extern "C" {
+unsigned long long __real__Z18current_time_stampv();
+
+unsigned long long __wrap__Z18current_time_stampv() {
+    return set_clock != 0 ? set_clock : __real__Z18current_time_stampv();
+}
+}

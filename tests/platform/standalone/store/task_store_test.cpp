@@ -50,7 +50,7 @@ protected:
         for (int at = 0; at < count; ++at) ASSERT_EQ(apply(R"({"taskName": "n"})"), 0);
     }
 
-    Database database_{config_database_path(), Database::Mode::read_write};
+    Database database_{config_database_path(), Database::Access::writing};
     TaskStore store_{database_};
 };
 

@@ -1,91 +1,70 @@
-// A share in memory, with failures on demand, for tests of the copying.
+// A share in memory that notes every call and fails on demand, for tests of the copying.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/share.h"
 
-/// The share's content outlives the connections to it, as on a server.
+/// When a call fails: before it does anything, after half of a write, or when it has done all and
+/// only its answer is lost.
+enum class Break { before, halfway, after };
+
+/// One call that is to fail.
+struct PlannedFailure {
+    std::size_t call = 0;  ///< its number since the server was made
+    Break when = Break::before;
+    services::FailureKind kind = services::FailureKind::lost;
+};
+
+/// The share's content outlives the connections to it, as on a server. Like one, it opens no file
+/// in a folder that is not there, and renames no file that is open.
 struct MemoryServer {
     std::map<std::string, std::string> files;
     std::set<std::string> folders;
-    long long written = 0;  ///< bytes, in all
-    long long room = 1LL << 40;
-    /// Called before every write; may throw.
-    std::function<void(long long offset)> before_write = [](long long) {};
-    std::function<void(std::string& content)> spoil_read = [](std::string&) {};
+    long long room = 1LL << 40;  ///< the largest file that there is room for
+    long long written = 0;       ///< bytes, in all
+
+    /// Every call as text: "size P", "open write P", "write P OFFSET SIZE", "rename P -> Q", ...
+    std::vector<std::string> calls;
+    std::optional<PlannedFailure> failure;
+
+    /// Called before a call takes effect, with its text; may throw.
+    std::function<void(const std::string& call)> before_call = [](const std::string&) {};
+    /// What a write really stores, and what a read really gives. A call's text tells which it is.
+    using Spoil = std::function<void(const std::string& call, std::string& bytes)>;
+    Spoil spoil_write = [](const std::string&, std::string&) {};
+    Spoil spoil_read = [](const std::string&, std::string&) {};
+
+    std::multiset<std::string> open_files;
+
+    /// Puts a file there, with its folder.
+    void put(const std::string& path, const std::string& content);
+
+    /// The calls whose text begins so.
+    std::vector<std::string> calls_of(const std::string& beginning) const;
 };
 
+/// One connection to the server.
 class MemoryShare : public services::Share {
 public:
     explicit MemoryShare(MemoryServer& server) : server_(server) {}
 
-    void connect() override {}
-
-    std::map<std::string, long long> list(const std::string& folder) override {
-        std::map<std::string, long long> found;
-        for (const auto& [path, content] : server_.files)
-            if (path.starts_with(folder + "/"))
-                found[path.substr(folder.size() + 1)] = static_cast<long long>(content.size());
-        return found;
-    }
-
-    std::optional<long long> size(const std::string& path) override {
-        const auto found = server_.files.find(path);
-        if (found == server_.files.end()) return {};
-        return static_cast<long long>(found->second.size());
-    }
-
-    void make_folders(const std::string& path) override { server_.folders.insert(path); }
-
-    std::unique_ptr<services::ShareFile> open(const std::string& path, Open mode) override {
-        if (mode == Open::read && !server_.files.contains(path))
-            throw services::CopyFailure(services::FailureKind::other, path + " is not there");
-        return std::make_unique<File>(server_, path);
-    }
-
-    void rename(const std::string& from, const std::string& to) override {
-        server_.files[to] = server_.files.at(from);
-        server_.files.erase(from);
-    }
-
-    void remove(const std::string& path) override { server_.files.erase(path); }
-    void remove_folder(const std::string& path) override { server_.folders.erase(path); }
+    void connect() override;
+    std::map<std::string, long long> list(const std::string& folder) override;
+    std::optional<long long> size(const std::string& path) override;
+    void make_folders(const std::string& path) override;
+    std::unique_ptr<services::ShareFile> open(const std::string& path, Open mode) override;
+    void rename(const std::string& from, const std::string& to) override;
+    void remove(const std::string& path) override;
+    void remove_folder(const std::string& path) override;
 
 private:
-    class File : public services::ShareFile {
-    public:
-        File(MemoryServer& server, const std::string& path)
-            : server_(server), content_(server.files[path]) {}
-
-        void write(long long offset, const char* data, std::size_t size) override {
-            server_.before_write(offset);
-            const auto begin = static_cast<std::size_t>(offset);
-            if (static_cast<long long>(begin + size) > server_.room)
-                throw services::CopyFailure(services::FailureKind::full, "no room");
-            if (content_.size() < begin + size) content_.resize(begin + size);
-            content_.replace(begin, size, data, size);
-            server_.written += static_cast<long long>(size);
-        }
-
-        std::size_t read(long long offset, char* data, std::size_t size) override {
-            std::string content = content_;
-            server_.spoil_read(content);
-            if (static_cast<std::size_t>(offset) >= content.size()) return 0;
-            return content.copy(data, size, static_cast<std::size_t>(offset));
-        }
-
-        void truncate(long long size) override { content_.resize(static_cast<std::size_t>(size)); }
-        void close() override {}
-
-    private:
-        MemoryServer& server_;
-        std::string& content_;
-    };
-
     MemoryServer& server_;
 };

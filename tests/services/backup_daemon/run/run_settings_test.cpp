@@ -12,7 +12,7 @@ class RunSettings : public StateTest {
 protected:
     static void set(const char* key, const char* text) {
         standalone::Database registry(standalone::registry_database_path(),
-                                      standalone::Database::Mode::read_write);
+                                      standalone::Database::Access::writing);
         standalone::KeyValueStore(registry).set("backup", key, text);
     }
 };

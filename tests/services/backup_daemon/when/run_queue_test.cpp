@@ -65,7 +65,7 @@ protected:
     std::string end_time(const std::string& id) { return store.find(id).value().endTime; }
 
     std::string folder = make_state_in_new_folder();
-    Database database{standalone::config_database_path(), Database::Mode::read_write};
+    Database database{standalone::config_database_path(), Database::Access::writing};
     standalone::TaskStore store{database};
     NotingRunner runner;
     int limit = 2;

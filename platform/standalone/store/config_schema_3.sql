@@ -1,0 +1,4 @@
+-- Third schema of the configuration database: the backup daemon has a database of its own.
+-- next_run, run_progress, copied_file and checkpoint stay as they are until the daemon, at its next
+-- start, has taken their rows over; it drops them then. The new number keeps older programs out,
+-- which would look for the rows here.

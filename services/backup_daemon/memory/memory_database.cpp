@@ -1,0 +1,45 @@
+// The backup daemon's own database, backupd.db: where it stands, how it is made and kept clean.
+#include "services/backup_daemon/memory/memory_database.h"
+
+#include <array>
+
+#include "platform/standalone/store/schema.h"
+#include "platform/standalone/store/state_folder.h"
+#include "services/backup_daemon/memory/memory_schema_sql.h"
+
+namespace services {
+namespace {
+
+constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1};
+
+constexpr std::array FORGET = {
+    "DELETE FROM next_run WHERE taskID NOT IN (SELECT value FROM json_each(?))",
+    "DELETE FROM run_progress WHERE taskID NOT IN (SELECT value FROM json_each(?))",
+    "DELETE FROM checkpoint WHERE taskID NOT IN (SELECT value FROM json_each(?))"};
+
+/// The tasks' identifiers as a JSON array of numbers.
+std::string json_array(const std::list<TDataBackupConfig>& tasks) {
+    std::string array = "[";
+    for (const TDataBackupConfig& task : tasks) {
+        if (array.size() > 1) array += ',';
+        array += task.taskID;
+    }
+    return array + ']';
+}
+
+}  // namespace
+
+std::string memory_database_path() {
+    return standalone::state_folder() + "/backupd.db";
+}
+
+void make_memory() {
+    standalone::migrate(memory_database_path(), MEMORY_STEPS);
+}
+
+void keep_only(standalone::Database& memory, const std::list<TDataBackupConfig>& tasks) {
+    const std::string kept = json_array(tasks);
+    for (const char* sql : FORGET) memory.prepare(sql).bind(1, kept).step();
+}
+
+}  // namespace services

@@ -1,0 +1,32 @@
+// The backup daemon's own database, backupd.db: where it stands, how it is made and kept clean.
+#pragma once
+
+#include <list>
+#include <string>
+
+#include "backup/task_record.h"
+#include "platform/standalone/store/database.h"
+
+namespace services {
+
+/// Path of the database, in the state folder.
+std::string memory_database_path();
+
+/// Makes the database (mode 0600) where there is none, or brings it up to the newest schema. The
+/// daemon does so at every start: nobody else knows this database.
+/// @throws std::runtime_error with one line for the user, also when the database is newer than this
+///         program
+void make_memory();
+
+/// Forgets next runs, progress and checkpoints of all tasks but these; copies outlive their task.
+///
+/// Tasks are in another database, which no foreign key reaches. Looking at the list of those that
+/// are left, once a second, needs nobody who remembers to tell of a deletion; and it reaches what a
+/// run that is being cancelled writes after its task is gone, and what a killed daemon left. Until
+/// then such rows are in nobody's way, since no identifier is ever given twice. Where there are
+/// none, nothing is written.
+/// @param tasks all that are stored
+/// @throws standalone::DatabaseError
+void keep_only(standalone::Database& memory, const std::list<TDataBackupConfig>& tasks);
+
+}  // namespace services

@@ -1,0 +1,71 @@
+// Events as the recorder's calls store them.
+#include "platform/recorder_log.h"
+
+#include "platform/event_ids.h"
+#include "platform/standalone/store/event_store.h"
+#include "platform/utilities.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using namespace standalone;
+
+constexpr char* END = nullptr;
+
+class RecorderLog : public StateTest {
+protected:
+    static Event newest() {
+        Database database(event_database_path(), Database::Mode::read_only);
+        return EventStore(database).newest({}, 1).at(0);
+    }
+};
+
+TEST_F(RecorderLog, KeepsEveryFieldOfASettingChange) {
+    const auto before = static_cast<long long>(current_time_stamp());
+    ASSERT_EQ(
+        send_surveillance_setting_log_with_username(events::TASK_CREATED, 7, "10.0.0.7", "admin",
+                                                    "Recording Backup", "Doors", "x", END),
+        0);
+    const Event event = newest();
+    EXPECT_EQ(event.event_id, events::TASK_CREATED);
+    EXPECT_EQ(event.channel, 7);
+    EXPECT_EQ(event.ip, "10.0.0.7");
+    EXPECT_EQ(event.user, "admin");
+    EXPECT_EQ(event.arguments, (std::vector<std::string>{"Recording Backup", "Doors", "x"}));
+    EXPECT_GE(event.time_ms, before);
+    EXPECT_LE(event.time_ms, static_cast<long long>(current_time_stamp()));
+}
+
+TEST_F(RecorderLog, KeepsEveryFieldOfARunEvent) {
+    ASSERT_EQ(send_surveillance_event_log(events::BACKUP_FORCED, -1, "127.0.0.1",
+                                          "Recording Backup", "Doors", "Yard", END),
+              0);
+    const Event event = newest();
+    EXPECT_EQ(event.event_id, events::BACKUP_FORCED);
+    EXPECT_EQ(event.channel, -1);
+    EXPECT_EQ(event.ip, "127.0.0.1");
+    EXPECT_EQ(event.user, "System");
+    EXPECT_EQ(event.arguments, (std::vector<std::string>{"Recording Backup", "Doors", "Yard"}));
+}
+
+TEST_F(RecorderLog, StoresAnEventAboutNothing) {
+    ASSERT_EQ(send_surveillance_event_log(events::RUN_STARTED, -1, nullptr, END), 0);
+    EXPECT_TRUE(newest().arguments.empty());
+    EXPECT_EQ(newest().ip, "");
+}
+
+TEST_F(RecorderLog, TellsOfAnEventThatIsLost) {
+    std::filesystem::remove(event_database_path());
+    EXPECT_NE(send_surveillance_event_log(events::RUN_STARTED, -1, "", "Recording Backup", END), 0);
+    EXPECT_NE(
+        send_surveillance_setting_log_with_username(events::TASK_CREATED, -1, "", "", "", END), 0);
+}
+
+TEST(EventIds, HaveTheSubTypesThatTheLogIsAskedBy) {
+    EXPECT_EQ(events::sub_type(events::BACKUP_STARTED), 8981U);
+    EXPECT_EQ(events::sub_type(events::SHARE_FULL), 8981U);
+    EXPECT_EQ(events::sub_type(events::ACTIVATION_REFUSED), 8983U);
+    EXPECT_EQ(events::sub_type(events::TASK_DISABLED), 25092U);
+}
+
+}  // namespace

@@ -1,0 +1,144 @@
+// Connections, statements and transactions: what each kind of connection promises.
+#include "platform/standalone/store/database.h"
+
+#include <sqlite3.h>
+
+#include "platform/standalone/store/schema.h"
+#include "tests/support/temporary_state.h"
+
+namespace {
+
+using namespace standalone;
+using Access = Database::Access;
+using Durability = Database::Durability;
+
+// As "PRAGMA synchronous" gives them.
+constexpr int NORMAL = 1;
+constexpr int EXTRA = 3;
+
+constexpr std::array STEPS = {
+    "CREATE TABLE parent (id INTEGER PRIMARY KEY);"
+    "CREATE TABLE child (id INTEGER PRIMARY KEY, parent INTEGER REFERENCES parent ON DELETE "
+    "CASCADE, text TEXT, number REAL)"};
+
+long long ask(Database& database, const char* sql) {
+    Statement row = database.prepare(sql);
+    return row.step() ? row.integer(0) : -1;
+}
+
+class DatabaseTest : public testing::Test {
+protected:
+    DatabaseTest() { migrate(path_, STEPS); }
+
+    long long rows(const char* table) const {
+        Database database(path_, Access::reading);
+        return ask(database, (std::string("SELECT count(*) FROM ") + table).c_str());
+    }
+
+    TemporaryFolder folder_;
+    std::string path_ = folder_.path() + "/test.db";
+};
+
+TEST_F(DatabaseTest, WriterHasItsChangesOnDiskWhenACallReturnsUnlessToldOtherwise) {
+    Database plain(path_, Access::writing);
+    EXPECT_EQ(ask(plain, "PRAGMA synchronous"), EXTRA);
+    Database full(path_, Access::writing, Durability::full);
+    EXPECT_EQ(ask(full, "PRAGMA synchronous"), EXTRA);
+    Database deferred(path_, Access::writing, Durability::deferred);
+    EXPECT_EQ(ask(deferred, "PRAGMA synchronous"), NORMAL);
+}
+
+TEST_F(DatabaseTest, WritersLookAfterForeignKeys) {
+    for (const Durability durability : {Durability::full, Durability::deferred}) {
+        Database database(path_, Access::writing, durability);
+        database.run("INSERT INTO parent (id) VALUES (1); INSERT INTO child (parent) VALUES (1)");
+        EXPECT_THROW(database.run("INSERT INTO child (parent) VALUES (2)"), DatabaseError);
+        database.run("DELETE FROM parent");
+        EXPECT_EQ(rows("child"), 0);
+    }
+}
+
+TEST_F(DatabaseTest, EveryConnectionWaitsFiveSecondsForAnother) {
+    Database reader(path_, Access::reading);
+    Database writer(path_, Access::writing);
+    EXPECT_EQ(ask(reader, "PRAGMA busy_timeout"), 5000);
+    EXPECT_EQ(ask(writer, "PRAGMA busy_timeout"), 5000);
+}
+
+TEST_F(DatabaseTest, OpensNoDatabaseThatIsNotThere) {
+    const std::string other = folder_.path() + "/other.db";
+    EXPECT_THROW(Database(other, Access::writing), DatabaseError);
+    EXPECT_THROW(Database(other, Access::reading), DatabaseError);
+    EXPECT_FALSE(std::filesystem::exists(other));
+}
+
+TEST_F(DatabaseTest, OpenTransactionIsUndoneWithItsOwner) {
+    Database database(path_, Access::writing);
+    {
+        const Transaction transaction(database);
+        database.run("INSERT INTO parent (id) VALUES (1)");
+    }
+    EXPECT_EQ(rows("parent"), 0);
+    Transaction transaction(database);
+    database.run("INSERT INTO parent (id) VALUES (1)");
+    EXPECT_EQ(rows("parent"), 0);
+    transaction.commit();
+    EXPECT_EQ(rows("parent"), 1);
+}
+
+TEST_F(DatabaseTest, TransactionKeepsOtherWritersOutFromItsBeginning) {
+    Database one(path_, Access::writing);
+    Database other(path_, Access::writing);
+    sqlite3_busy_timeout(other.handle(), 0);
+    const Transaction transaction(one);
+    try {
+        other.run("INSERT INTO parent (id) VALUES (1)");
+        FAIL() << "two writers at once";
+    } catch (const DatabaseError& error) {
+        EXPECT_EQ(error.code, SQLITE_BUSY);
+    }
+}
+
+TEST_F(DatabaseTest, TransactionThatAnErrorEndedNeedsNoRollback) {
+    Database database(path_, Access::writing);
+    {
+        const Transaction transaction(database);
+        database.run("ROLLBACK");
+    }
+    database.run("INSERT INTO parent (id) VALUES (1)");
+    EXPECT_EQ(rows("parent"), 1);
+}
+
+TEST_F(DatabaseTest, ValuesComeBackAsTheyWereBound) {
+    Database database(path_, Access::writing);
+    const std::string odd("a\0'%ü", 7);
+    Statement insert = database.prepare("INSERT INTO child (id, text, number) VALUES (?, ?, ?)");
+    insert.bind(1, 1LL << 60).bind(2, odd).bind_real(3, 0.5).step();
+    EXPECT_EQ(database.last_insert_id(), 1LL << 60);
+    insert.reset();
+    insert.bind(1, 7).bind(2, std::string_view()).bind_null(3).step();
+    EXPECT_EQ(database.changes(), 1);
+    Statement row = database.prepare("SELECT id, text, number FROM child ORDER BY id DESC");
+    ASSERT_TRUE(row.step());
+    EXPECT_EQ(row.integer(0), 1LL << 60);
+    EXPECT_EQ(row.text(1), odd);
+    EXPECT_EQ(row.real(2), 0.5);
+    ASSERT_TRUE(row.step());
+    EXPECT_FALSE(row.is_null(1)) << "an empty text is a text";
+    EXPECT_EQ(row.text(1), "");
+    EXPECT_TRUE(row.is_null(2));
+    EXPECT_FALSE(row.step());
+}
+
+TEST_F(DatabaseTest, StatementThatFailedCanBeRunAgain) {
+    Database database(path_, Access::writing);
+    Statement insert = database.prepare("INSERT INTO parent (id) VALUES (?)");
+    insert.bind(1, 1).step();
+    insert.reset();
+    EXPECT_THROW(insert.step(), DatabaseError);
+    insert.bind(1, 2).step();
+    EXPECT_EQ(rows("parent"), 2);
+    EXPECT_THROW(database.prepare("SELECT nothing FROM nowhere"), DatabaseError);
+}
+
+}  // namespace

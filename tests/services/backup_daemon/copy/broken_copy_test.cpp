@@ -1,0 +1,204 @@
+// Whatever call on the share fails, nothing half-done has the name, and the next copy succeeds.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "services/backup_daemon/copy/file_copier.h"
+#include "tests/services/backup_daemon/copy/copy_fixture.h"
+
+using namespace services;
+
+namespace {
+
+/// What the share has, and what is asked for, before a copy that breaks.
+struct Scene {
+    std::string name;
+    std::string source;
+    std::string standing = {};   ///< recorded copy of an older source; "" when the name is free
+    std::string temporary = {};  ///< of an attempt before; "" when there was none
+    bool has_checkpoint = false;
+    bool check = true;
+    bool side_file = false;
+};
+
+class BrokenCopyTest : public CopyFixture {
+protected:
+    void set(const Scene& scene) {
+        server = {};
+        write_source(scene.source);
+        job.recorded_size = -1;
+        job.offset = 0;
+        job.prefix_sha256.clear();
+        job.check = scene.check;
+        job.side_file.reset();
+        if (!scene.standing.empty()) {
+            server.put(job.target, scene.standing);
+            job.recorded_size = static_cast<long long>(scene.standing.size());
+        }
+        if (!scene.temporary.empty()) server.put(job.temporary, scene.temporary);
+        if (scene.has_checkpoint) {
+            job.offset = static_cast<long long>(scene.temporary.size());
+            job.prefix_sha256 = hash_of(scene.temporary);
+        }
+        if (scene.side_file) job.side_file = SideFile{.channel = 3, .guid = "g", .start = 1};
+    }
+
+    /// Over a new connection.
+    CopyResult copy() {
+        MemoryShare connection(server);
+        FileCopier copier(connection, {.at = [](long long) {},
+                                       .checkpoint =
+                                           [this](long long offset, const std::string& sha256) {
+                                               job.offset = offset;
+                                               job.prefix_sha256 = sha256;
+                                           },
+                                       .alive = [] {}});
+        return copier.copy(job);
+    }
+
+    void expect_nothing_half_done(const Scene& scene) const {
+        const auto target = server.files.find(job.target);
+        if (target == server.files.end()) {
+            EXPECT_EQ(scene.standing, "");
+        } else if (target->second != scene.standing) {
+            EXPECT_TRUE(target->second == scene.source);
+        }
+        const auto description = server.files.find(job.target + ".json");
+        if (description == server.files.end()) return;
+        EXPECT_EQ(description->second, expected_description(scene));
+        EXPECT_TRUE(server.files.contains(job.target)) << "it describes nothing";
+    }
+
+    void expect_complete(const Scene& scene, const CopyResult& result) const {
+        EXPECT_EQ(result.size, static_cast<long long>(scene.source.size()));
+        ASSERT_TRUE(server.files.contains(job.target));
+        EXPECT_TRUE(server.files.at(job.target) == scene.source);
+        EXPECT_EQ(server.files.size(), scene.side_file ? 2U : 1U) << "something was left behind";
+        if (scene.side_file) {
+            EXPECT_EQ(server.files.at(job.target + ".json"), expected_description(scene));
+        }
+    }
+
+    std::string expected_description(const Scene& scene) const {
+        return side_file_text(*job.side_file, static_cast<long long>(scene.source.size()),
+                              hash_of(scene.source));
+    }
+
+    /// Breaks the copy's call of this number and copies again.
+    /// @return false: the copy has no such call
+    bool breaks(const Scene& scene, const PlannedFailure& failure, bool keep_checkpoint) {
+        set(scene);
+        const CopyJob before = job;
+        server.failure = failure;
+        try {
+            copy();
+            return false;
+        } catch (const CopyFailure& thrown) {
+            EXPECT_EQ(thrown.kind, failure.kind);
+        }
+        EXPECT_EQ(server.calls.size(), failure.call + 1) << "nothing is done after a failure";
+        expect_nothing_half_done(scene);
+        if (!keep_checkpoint) {
+            job.offset = before.offset;
+            job.prefix_sha256 = before.prefix_sha256;
+        }
+        expect_complete(scene, copy());
+        return true;
+    }
+
+    /// Breaks every call of a copy, one after the other.
+    /// @return how many there are
+    std::size_t break_each(const Scene& scene, Break when, bool keep_checkpoint = true) {
+        PlannedFailure failure{.call = 0, .when = when, .kind = FailureKind::lost};
+        while (!HasFailure()) {
+            SCOPED_TRACE(scene.name + ", call " + std::to_string(failure.call) + ", way " +
+                         std::to_string(static_cast<int>(when)));
+            // The kinds take turns: each gets through as it is.
+            failure.kind = static_cast<FailureKind>(failure.call % 5);
+            if (!breaks(scene, failure, keep_checkpoint)) break;
+            ++failure.call;
+        }
+        return failure.call;
+    }
+};
+
+constexpr Break WAYS[] = {Break::before, Break::halfway, Break::after};
+
+TEST_F(BrokenCopyTest, EveryCallOfASmallCopyMayFail) {
+    const std::string small = content_of(CHUNK_SIZE + 1);
+    const std::string older = "an older recording";
+    const std::string begun = content_of(1000);
+    const Scene scenes[] = {
+        {.name = "new", .source = small},
+        {.name = "empty", .source = ""},
+        {.name = "unchecked", .source = small, .check = false},
+        {.name = "described", .source = small, .side_file = true},
+        {.name = "described, unchecked", .source = small, .check = false, .side_file = true},
+        {.name = "replaced", .source = small, .standing = older},
+        {.name = "equal", .source = small, .standing = small, .side_file = true},
+        {.name = "begun", .source = small, .temporary = begun, .has_checkpoint = true},
+        {.name = "begun, not noted", .source = small, .temporary = begun, .check = false},
+        {.name = "begun wrongly", .source = small, .temporary = spoilt(begun, 7)},
+        {.name = "begun too long", .source = small, .temporary = small + "x", .check = false},
+        {.name = "all at once",
+         .source = small,
+         .standing = older,
+         .temporary = spoilt(small, 7),
+         .side_file = true}};
+    for (const Scene& scene : scenes)
+        for (const Break when : {Break::before, Break::halfway})
+            EXPECT_GE(break_each(scene, when), 7U) << scene.name;
+    EXPECT_EQ(break_each(scenes[0], Break::after), 11U);
+}
+
+TEST_F(BrokenCopyTest, EveryCallOfACopyWithACheckpointMayFail) {
+    const Scene large{.name = "large", .source = content_of(8 * MIB + 5)};
+    for (const bool keep_checkpoint : {true, false})
+        EXPECT_EQ(break_each(large, Break::halfway, keep_checkpoint), 25U);
+}
+
+TEST_F(BrokenCopyTest, EveryCallOfARepairMayFail) {
+    // The checkpoint vouches for what was damaged since: only the check finds it.
+    const Scene damaged{.name = "damaged",
+                        .source = content_of(CHUNK_SIZE + 1),
+                        .temporary = content_of(CHUNK_SIZE),
+                        .has_checkpoint = true};
+    for (const Break when : WAYS) {
+        for (std::size_t call = 0; !HasFailure(); ++call) {
+            SCOPED_TRACE("call " + std::to_string(call));
+            set(damaged);
+            server.files[job.temporary][9] ^= 1;
+            server.failure = PlannedFailure{.call = call, .when = when};
+            try {
+                copy();
+                EXPECT_GE(call, 17U);
+                break;
+            } catch (const CopyFailure&) {
+            }
+            expect_nothing_half_done(damaged);
+            expect_complete(damaged, copy());
+        }
+    }
+}
+
+TEST_F(BrokenCopyTest, ConnectionMayBreakAgainAndAgain) {
+    const Scene scene{.name = "again", .source = content_of(8 * MIB + 5), .side_file = true};
+    for (unsigned seed = 0; seed < 10; ++seed) {
+        set(scene);
+        std::mt19937 random(seed);
+        for (bool complete = false; !complete;) {
+            SCOPED_TRACE("seed " + std::to_string(seed));
+            server.failure = PlannedFailure{.call = server.calls.size() + random() % 40,
+                                            .when = WAYS[random() % 3]};
+            try {
+                expect_complete(scene, copy());
+                complete = true;
+            } catch (const CopyFailure&) {
+                expect_nothing_half_done(scene);
+            }
+            ASSERT_LT(server.calls.size(), 2000U) << "it gets nowhere";
+        }
+    }
+}
+
+}  // namespace

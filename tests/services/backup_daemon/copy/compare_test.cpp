@@ -1,0 +1,83 @@
+// How far a file on the share is taken for equal to the source, and what is read for it.
+#include "services/backup_daemon/copy/compare.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/services/backup_daemon/copy/copy_fixture.h"
+
+using namespace services;
+
+namespace {
+
+class CompareTest : public CopyFixture {
+protected:
+    /// Compares the source with what the share has under "file".
+    long long compare(const std::string& mine, const std::string& theirs, long long offset,
+                      long long end) {
+        write_source(mine);
+        server.put("file", theirs);
+        server.calls.clear();
+        told.clear();
+        CopyState state = new_state();
+        const auto file = share.open("file", Share::Open::read);
+        const long long equal = equal_until(*file, offset, end, state);
+        hash = state.hash.hex();
+        return equal;
+    }
+
+    const std::string content = content_of(3 * MIB + 5);
+    const long long size = 3 * MIB + 5;
+    std::string hash;
+};
+
+TEST_F(CompareTest, EqualToTheEndAndHashedOnTheWay) {
+    EXPECT_EQ(compare(content, content, 0, size), size);
+    EXPECT_EQ(hash, hash_of(content));
+    EXPECT_EQ(server.calls,
+              (Texts{"open read file", "read file 0 1048576", "read file 1048576 1048576",
+                     "read file 2097152 1048576", "read file 3145728 5"}));
+    EXPECT_EQ(told, (Texts{"alive", "alive", "alive", "alive"}));
+}
+
+TEST_F(CompareTest, DifferenceIsFoundWhereverItIs) {
+    for (const long long at : {0LL, CHUNK_SIZE - 1, CHUNK_SIZE, 2 * CHUNK_SIZE + 7, size - 1}) {
+        const long long chunk = at / CHUNK_SIZE;
+        const long long begin = chunk * CHUNK_SIZE;
+        EXPECT_EQ(compare(content, spoilt(content, at), 0, size), begin) << at;
+        EXPECT_EQ(hash, hash_of(content_of(begin))) << "only what is equal is hashed";
+        EXPECT_EQ(told_of("alive"), chunk);
+        EXPECT_EQ(server.calls_of("read").size(), static_cast<std::size_t>(chunk) + 1);
+    }
+}
+
+TEST_F(CompareTest, RemoteFileThatEndsTooEarlyIsEqualUpToItsLastWholeChunk) {
+    EXPECT_EQ(compare(content, content_of(size - 1), 0, size), 3 * CHUNK_SIZE);
+    EXPECT_EQ(compare(content, content_of(2 * CHUNK_SIZE), 0, size), 2 * CHUNK_SIZE);
+    EXPECT_EQ(compare(content, "", 0, size), 0);
+}
+
+TEST_F(CompareTest, NothingBehindTheEndIsRead) {
+    EXPECT_EQ(compare(content, spoilt(content, CHUNK_SIZE + 5), 0, CHUNK_SIZE + 5), CHUNK_SIZE + 5);
+    EXPECT_EQ(server.calls_of("read"), (Texts{"read file 0 1048576", "read file 1048576 5"}));
+    EXPECT_EQ(compare(content, content, 7, 7), 7);
+    EXPECT_TRUE(server.calls_of("read").empty());
+}
+
+TEST_F(CompareTest, NothingBeforeTheBeginningIsReadOrHashed) {
+    EXPECT_EQ(compare(content, spoilt(content, 99), 100, 200), 200);
+    EXPECT_EQ(hash, hash_of(content.substr(100, 100)));
+    EXPECT_EQ(server.calls_of("read"), Texts{"read file 100 100"});
+}
+
+TEST_F(CompareTest, FailureOfTheShareIsNoDifference) {
+    server.failure = PlannedFailure{.call = 2, .when = Break::before, .kind = FailureKind::denied};
+    EXPECT_EQ(failure_of([this] {
+                  write_source(content);
+                  server.put("file", content);
+                  CopyState state = new_state();
+                  equal_until(*share.open("file", Share::Open::read), 0, size, state);
+              }),
+              FailureKind::denied);
+}
+
+}  // namespace

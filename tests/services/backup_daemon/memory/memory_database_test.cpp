@@ -1,0 +1,95 @@
+// The daemon's database: how it is made, and what is swept out when tasks are gone.
+#include "services/backup_daemon/memory/memory_database.h"
+
+#include <sys/stat.h>
+
+#include "services/backup_daemon/memory/copy_store.h"
+#include "services/backup_daemon/memory/progress_store.h"
+#include "services/backup_daemon/memory/schedule_store.h"
+#include "tests/services/backup_daemon/memory/memory_test.h"
+
+namespace {
+
+using namespace services;
+using standalone::Database;
+
+std::list<TDataBackupConfig> tasks(const std::vector<std::string>& identifiers) {
+    std::list<TDataBackupConfig> list;
+    for (const std::string& task_id : identifiers) list.emplace_back().taskID = task_id;
+    return list;
+}
+
+class MemoryDatabaseTest : public MemoryTest {
+protected:
+    void remember(const std::string& task_id) {
+        ScheduleStore(memory_).set(task_id, {"rule", 1});
+        ProgressStore(memory_).set(task_id, {});
+        CopyStore copies(memory_, task_id, "//d");
+        copies.save({"begun by " + task_id, "t", 1, ""});
+        CopiedFile file;
+        file.path = "copied by " + task_id;
+        copies.record(file);
+    }
+
+    /// Tasks that are remembered in each table; copied_file comes last.
+    std::string remembered() {
+        std::string text;
+        for (const char* table : {"next_run", "run_progress", "checkpoint", "copied_file"}) {
+            standalone::Statement row =
+                memory_.prepare(std::string("SELECT taskID FROM ") + table + " ORDER BY taskID");
+            while (row.step()) text += row.text(0) + ' ';
+            text += "| ";
+        }
+        return text;
+    }
+};
+
+TEST_F(MemoryDatabaseTest, StandsInTheStateFolderForItsOwnerAlone) {
+    EXPECT_EQ(memory_database_path(), state_.folder() + "/backupd.db");
+    struct stat found {};
+    ASSERT_EQ(stat(memory_database_path().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0600U);
+    standalone::Statement journal = memory_.prepare("PRAGMA journal_mode");
+    journal.step();
+    EXPECT_EQ(journal.text(0), "wal");
+}
+
+TEST_F(MemoryDatabaseTest, KeepsWhatItHoldsWhenMadeAgain) {
+    remember("1");
+    make_memory();
+    EXPECT_EQ(remembered(), "1 | 1 | 1 | 1 | ");
+}
+
+TEST_F(MemoryDatabaseTest, IsRefusedWhenANewerProgramMadeIt) {
+    memory_.run("PRAGMA user_version = 2");
+    EXPECT_THROW(make_memory(), std::runtime_error);
+}
+
+TEST_F(MemoryDatabaseTest, WhatIsRememberedOfATaskThatIsGoneGoesButItsCopies) {
+    for (const char* task_id : {"1", "2", "12"}) remember(task_id);
+    keep_only(memory_, tasks({"12", "1", "7"}));
+    EXPECT_EQ(remembered(), "1 12 | 1 12 | 1 12 | 1 2 12 | ");
+    keep_only(memory_, {});
+    EXPECT_EQ(remembered(), "| | | 1 2 12 | ");
+}
+
+TEST_F(MemoryDatabaseTest, WhatARunWritesAfterItsTaskIsGoneGoesTheNextTime) {
+    remember("1");
+    keep_only(memory_, {});
+    CopyStore(memory_, "1", "//d").save({"late", "t", 1, ""});
+    ProgressStore(memory_).set("1", {});
+    keep_only(memory_, {});
+    EXPECT_EQ(remembered(), "| | | 1 | ");
+}
+
+TEST_F(MemoryDatabaseTest, NothingIsWrittenWhenNoTaskIsGone) {
+    remember("1");
+    const std::string log = memory_database_path() + "-wal";
+    const auto size = std::filesystem::file_size(log);
+    const std::string content = read_file(log);
+    for (int round = 0; round < 10; ++round) keep_only(memory_, tasks({"1"}));
+    EXPECT_EQ(std::filesystem::file_size(log), size);
+    EXPECT_EQ(read_file(log), content);
+}
+
+}  // namespace

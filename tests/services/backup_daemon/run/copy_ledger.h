@@ -1,0 +1,131 @@
+// A memory of copies that tests can look into and that fails on demand.
+#pragma once
+
+#include <functional>
+#include <set>
+
+#include "platform/standalone/store/database.h"
+#include "services/backup_daemon/memory/copy_memory.h"
+
+/// What is remembered; outlives the memories over it, as a database does.
+struct CopyLedger {
+    std::map<std::string, services::CopiedFile> copies;       ///< by path
+    std::map<std::string, services::Checkpoint> checkpoints;  ///< by path, the task's own
+    std::set<std::string> foreign;  ///< paths of copies that another task has made
+
+    int calls = 0;  ///< so far, refused ones too
+    /// Whether a call, numbered from 1 on, fails; it has no effect then.
+    std::function<bool(int call)> refuses = [](int) { return false; };
+
+    // What was answered and asked, for those who watch a run.
+    std::vector<std::string> recorded;  ///< paths, one for each record
+    std::vector<std::string> gone;      ///< paths that were said to be gone from the share
+    std::map<std::string, std::set<std::string>> older_than;  ///< paths told, by the day asked for
+    std::set<std::string> of_oldest_day;  ///< of them those of the day that was the oldest then
+    std::set<std::string> begun;          ///< temporary files told by checkpoints()
+
+    /// Puts a copy in, as an earlier run would have.
+    void add(const std::string& path, const std::string& day, long long size = 100) {
+        copies[path] = {
+            .path = path, .day = day, .size = size, .modified_ns = size * 10, .sha256 = ""};
+    }
+};
+
+class LedgerMemory : public services::CopyMemory {
+public:
+    explicit LedgerMemory(CopyLedger& ledger) : ledger_(ledger) {}
+
+    std::map<std::string, services::CopiedFile> copied_in(const std::string& folder) override {
+        call();
+        std::map<std::string, services::CopiedFile> found;
+        for (const auto& [path, copy] : ledger_.copies)
+            if (path.starts_with(folder)) found.emplace(path, copy);
+        return found;
+    }
+
+    std::optional<services::Checkpoint> checkpoint(const std::string& path) override {
+        call();
+        const auto found = ledger_.checkpoints.find(path);
+        if (found == ledger_.checkpoints.end()) return {};
+        return found->second;
+    }
+
+    std::vector<services::Checkpoint> checkpoints() override {
+        call();
+        std::vector<services::Checkpoint> all;
+        for (const auto& [path, made] : ledger_.checkpoints) {
+            all.push_back(made);
+            ledger_.begun.insert(made.temporary);
+        }
+        return all;
+    }
+
+    void save(const services::Checkpoint& made) override {
+        call();
+        ledger_.checkpoints[made.path] = made;
+    }
+
+    void drop_checkpoint(const std::string& path) override {
+        call();
+        ledger_.checkpoints.erase(path);
+    }
+
+    void record(const services::CopiedFile& file) override {
+        call();
+        ledger_.copies[file.path] = file;
+        ledger_.checkpoints.erase(file.path);
+        ledger_.recorded.push_back(file.path);
+    }
+
+    std::string oldest_day() override {
+        call();
+        return oldest_own_day();
+    }
+
+    std::vector<services::CopiedFile> older_than(const std::string& day, int limit) override {
+        call();
+        std::multimap<std::string, services::CopiedFile> by_day;
+        for (const auto& [path, copy] : ledger_.copies)
+            if (is_own(copy) && copy.day < day) by_day.emplace(copy.day, copy);
+        std::vector<services::CopiedFile> files;
+        for (const auto& [of_day, copy] : by_day) {
+            if (files.size() == static_cast<std::size_t>(limit)) break;
+            files.push_back(copy);
+            ledger_.older_than[day].insert(copy.path);
+            if (of_day == oldest_own_day()) ledger_.of_oldest_day.insert(copy.path);
+        }
+        return files;
+    }
+
+    void forget(const std::string& path) override {
+        call();
+        ledger_.copies.erase(path);
+        ledger_.gone.push_back(path);
+    }
+
+    void mark_removed(const std::string& path) override {
+        call();
+        if (const auto copy = ledger_.copies.find(path); copy != ledger_.copies.end())
+            copy->second.removed = true;
+        ledger_.gone.push_back(path);
+    }
+
+private:
+    void call() {
+        if (ledger_.refuses(++ledger_.calls))
+            throw standalone::DatabaseError("the memory does not answer", 5);
+    }
+
+    bool is_own(const services::CopiedFile& copy) const {
+        return !copy.removed && !ledger_.foreign.contains(copy.path);
+    }
+
+    std::string oldest_own_day() const {
+        std::string oldest;
+        for (const auto& [path, copy] : ledger_.copies)
+            if (is_own(copy) && (oldest.empty() || copy.day < oldest)) oldest = copy.day;
+        return oldest;
+    }
+
+    CopyLedger& ledger_;
+};

@@ -1,0 +1,41 @@
+// Orders as lines of text with all that they say, to compare and to read.
+#include "order_text.h"
+
+using namespace services;
+
+namespace {
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : " ") + text;
+    return all;
+}
+
+std::string print(const ListDays& order) {
+    return "days " + order.recordings + " " + order.first + ".." + order.last;
+}
+
+std::string print(const ListDay& order) {
+    return "look " + order.recordings + " " + order.day + (order.normal ? " normal" : "") +
+           (order.alarm ? " alarm" : "") + " " + order.remote + (order.ask_share ? " asked" : "");
+}
+
+std::string print(const CopyJob& order) {
+    std::string text = "copy " + order.source + " -> " + order.target + " via " + order.temporary +
+                       " recorded " + std::to_string(order.recorded_size) + " from " +
+                       std::to_string(order.offset) + " \"" + order.prefix_sha256 + "\"" +
+                       (order.check ? " checked" : "");
+    if (!order.side_file) return text;
+    return text + " side " + std::to_string(order.side_file->channel) + " " +
+           order.side_file->guid + " " + std::to_string(order.side_file->start);
+}
+
+std::string print(const RemoveFiles& order) {
+    return "remove " + joined(order.files) + ", folders " + joined(order.folders);
+}
+
+}  // namespace
+
+std::string text_of(const Order& order) {
+    return std::visit([](const auto& which) { return print(which); }, order);
+}

@@ -1,0 +1,101 @@
+// Recordings and a share in memory, and what an honest lane reports of an order on them.
+#include "recording_world.h"
+
+#include <algorithm>
+#include <set>
+
+using namespace services;
+
+namespace {
+
+// So many bytes lie between two checkpoints here.
+constexpr long long CHECKPOINT = 1000;
+
+// Entries of one report, so that days of a few recordings take several.
+constexpr std::size_t ENTRIES = 2;
+
+}  // namespace
+
+void RecordingWorld::record(const std::string& recordings, const std::string& day,
+                            const std::string& name, long long size, long long modified_ns) {
+    recordings_[recordings + "/" + day + "/" + name] = {size, modified_ns};
+}
+
+void RecordingWorld::erase(const std::string& recordings, const std::string& day,
+                           const std::string& name) {
+    recordings_.erase(recordings + "/" + day + "/" + name);
+}
+
+std::vector<Report> RecordingWorld::carry_out(const Order& order) {
+    return std::visit([this](const auto& which) { return obey(which); }, order);
+}
+
+std::vector<Report> RecordingWorld::obey(const ListDays& order) {
+    std::set<std::string> days;
+    for (const auto& [path, recording] : recordings_) {
+        if (!path.starts_with(order.recordings + "/")) continue;
+        const std::string day = path.substr(order.recordings.size() + 1, 10);
+        if (day >= order.first && day <= order.last) days.insert(day);
+    }
+    return {Days{{days.begin(), days.end()}}};
+}
+
+std::vector<Report> RecordingWorld::obey(const ListDay& order) {
+    const std::string folder = order.recordings + "/" + order.day + "/";
+    std::vector<Report> reports;
+    Entries part;
+    for (const auto& [path, recording] : recordings_) {
+        if (!path.starts_with(folder)) continue;
+        const std::string name = path.substr(folder.size());
+        const bool alarm = name.starts_with("alarm/");
+        if (alarm ? !order.alarm : !order.normal) continue;
+        const auto there = share.find(order.remote + "/" + name);
+        const bool seen = order.ask_share && there != share.end();
+        part.entries.push_back({.name = alarm ? name.substr(6) : name,
+                                .alarm = alarm,
+                                .size = recording.size,
+                                .modified_ns = recording.modified_ns,
+                                .remote_size = seen ? there->second : -1});
+        if (part.entries.size() < ENTRIES) continue;
+        reports.emplace_back(part);
+        part.entries.clear();
+    }
+    reports.emplace_back(part);
+    reports.emplace_back(Done());
+    return reports;
+}
+
+std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
+    const auto found = recordings_.find(order.source);
+    if (found == recordings_.end()) return {Failed{FailureKind::gone, order.source + " is gone"}};
+    const Recording& recording = found->second;
+    // What lies there in the target's place goes only when the copy gets its name.
+    if (recording.size > free_room()) return {Failed{FailureKind::full, "no room"}};
+    long long offset = std::min(order.offset, recording.size);
+    std::vector<Report> reports{At{offset}};
+    while (offset < recording.size) {
+        offset = std::min(offset + CHECKPOINT, recording.size);
+        reports.emplace_back(Noted{offset, "hash of " + std::to_string(offset)});
+    }
+    share[order.target] = recording.size;
+    share.erase(order.temporary);
+    if (order.side_file) share[order.target + ".json"] = 0;
+    reports.emplace_back(Copied{{recording.size, recording.modified_ns, "hash"}});
+    return reports;
+}
+
+std::vector<Report> RecordingWorld::obey(const RemoveFiles& order) {
+    std::vector<Report> reports;
+    for (const std::string& file : order.files) {
+        share.erase(file);
+        reports.emplace_back(At{0});
+    }
+    reports.emplace_back(Done());
+    return reports;
+}
+
+long long RecordingWorld::free_room() const {
+    long long used = 0;
+    for (const auto& [path, size] : share) used += size;
+    return room - used;
+}

@@ -1,0 +1,40 @@
+// Recordings and a share in memory, and what an honest lane reports of an order on them.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "services/backup_daemon/lane/worker_messages.h"
+
+class RecordingWorld {
+public:
+    /// Puts a recording of `size` bytes into a channel's folder; one of that name is replaced.
+    /// @param name "08-00-00.mp4", or "alarm/08-00-00.mp4"
+    void record(const std::string& recordings, const std::string& day, const std::string& name,
+                long long size, long long modified_ns = 1);
+    void erase(const std::string& recordings, const std::string& day, const std::string& name);
+
+    /// Everything that a lane says of an order, the report that ends it last; and does it.
+    std::vector<services::Report> carry_out(const services::Order& order);
+
+    /// The files on the share, with their sizes.
+    std::map<std::string, long long> share;
+    /// How many bytes the share has room for.
+    long long room = 1LL << 50;
+
+private:
+    struct Recording {
+        long long size = 0;
+        long long modified_ns = 0;
+    };
+
+    std::vector<services::Report> obey(const services::ListDays& order);
+    std::vector<services::Report> obey(const services::ListDay& order);
+    std::vector<services::Report> obey(const services::CopyJob& order);
+    std::vector<services::Report> obey(const services::RemoveFiles& order);
+
+    long long free_room() const;
+
+    std::map<std::string, Recording> recordings_;  ///< by path
+};

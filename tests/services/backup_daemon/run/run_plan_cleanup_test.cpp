@@ -1,0 +1,149 @@
+// What the plan removes when all is copied: copies that are too old, and files begun for nothing.
+#include "tests/services/backup_daemon/run/run_plan_fixture.h"
+
+using namespace services;
+
+namespace {
+
+class RunPlanCleanupTest : public RunPlanTest {
+protected:
+    RunPlanCleanupTest() { goal.first_kept_day = "2024-03-01"; }
+
+    void add_old(const std::string& name, const std::string& day = "2024-02-01") {
+        ledger.add("Door/" + day + "/" + name, day);
+    }
+
+    void begin_file(const std::string& day, const std::string& name) {
+        const std::string path = "Door/" + day + "/" + name;
+        ledger.checkpoints[path] = {path, "Door/" + day + "/." + name + ".7.part", 50, "abc"};
+    }
+};
+
+TEST_F(RunPlanCleanupTest, CopiesOfDaysBeforeTheFirstKeptOneGo) {
+    add_old("a.mp4", "2024-02-29");
+    add_old("b.mp4", "2024-03-01");
+    EXPECT_EQ(rest_that("remove"),
+              Texts{"remove store/Door/2024-02-29/a.mp4, folders store/Door/2024-02-29"});
+    EXPECT_EQ(ledger.gone, Texts{"Door/2024-02-29/a.mp4"});
+    EXPECT_TRUE(ledger.copies.contains("Door/2024-03-01/b.mp4"));
+    EXPECT_FALSE(ledger.copies.contains("Door/2024-02-29/a.mp4"));
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"1 files of days before 2024-03-01 removed"});
+}
+
+TEST_F(RunPlanCleanupTest, ManyGoByTheHundredUntilNoneIsLeft) {
+    for (int number = 0; number < 250; ++number) add_old(std::to_string(1000 + number) + ".mp4");
+    std::vector<std::size_t> sizes;
+    while (!next_that("remove").empty()) {
+        const auto before = ledger.gone.size();
+        EXPECT_EQ(next(2), "");
+        carry_out();
+        sizes.push_back(ledger.gone.size() - before);
+    }
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{100, 100, 50}));
+    EXPECT_TRUE(ledger.copies.empty());
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"250 files of days before 2024-03-01 removed"});
+    EXPECT_TRUE(plan().is_over());
+}
+
+TEST_F(RunPlanCleanupTest, PassIsToldAlsoWhenNothingWasTooOld) {
+    rest();
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed"});
+}
+
+TEST_F(RunPlanCleanupTest, NothingIsTooOldWithoutRetention) {
+    goal.first_kept_day = "";
+    add_old("a.mp4");
+    EXPECT_EQ(rest_that("remove"), Texts{});
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{});
+    EXPECT_TRUE(plan().is_over());
+}
+
+TEST_F(RunPlanCleanupTest, DescriptionsGoWithTheirCopies) {
+    add_old("a.mp4");
+    add_old("b.mp4");
+    ledger.copies.at("Door/2024-02-01/a.mp4").side_file = true;
+    EXPECT_EQ(rest_that("remove"),
+              Texts{"remove store/Door/2024-02-01/a.mp4 store/Door/2024-02-01/a.mp4.json "
+                    "store/Door/2024-02-01/b.mp4, folders store/Door/2024-02-01"});
+}
+
+TEST_F(RunPlanCleanupTest, InnerFoldersGoBeforeThoseThatHoldThem) {
+    add_old("a.mp4");
+    ledger.add("Door/2024-02-02/alarm/b.mp4", "2024-02-02");
+    ledger.add("Yard/2024-02-01/c.mp4", "2024-02-01");
+    ledger.add("Yard/2024-02-01/alarm/d.mp4", "2024-02-01");
+    const Texts orders = rest_that("remove");
+    ASSERT_EQ(orders.size(), 1U);
+    EXPECT_EQ(orders[0].substr(orders[0].find(", folders")),
+              ", folders store/Yard/2024-02-01/alarm store/Yard/2024-02-01 "
+              "store/Door/2024-02-02/alarm store/Door/2024-02-02 store/Door/2024-02-01");
+}
+
+TEST_F(RunPlanCleanupTest, NothingGoesBeforeAllIsCopied) {
+    add_old("a.mp4");
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
+    ASSERT_NE(next_that("copy"), "");
+    EXPECT_EQ(next(2), "");
+    carry_out();
+    EXPECT_TRUE(next().starts_with("remove"));
+}
+
+TEST_F(RunPlanCleanupTest, CopiesOfOtherTasksStay) {
+    add_old("a.mp4");
+    ledger.foreign = {"Door/2024-02-01/a.mp4"};
+    EXPECT_EQ(rest_that("remove"), Texts{});
+}
+
+TEST_F(RunPlanCleanupTest, RemovalOfALostLaneIsDoneAgainAndCountedOnce) {
+    add_old("a.mp4");
+    const std::string order = next_that("remove");
+    plan().lose(1);
+    EXPECT_EQ(next(2), order);
+    carry_out(2);
+    rest();
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"1 files of days before 2024-03-01 removed"});
+}
+
+TEST_F(RunPlanCleanupTest, FilesBegunForNothingGoOfWhateverDay) {
+    begin_file("2024-03-05", "08-00-00.mp4");
+    begin_file("2023-11-11", "09-00-00.mp4");
+    EXPECT_EQ(rest_that("remove"),
+              (Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.7.part, folders ",
+                     "remove store/Door/2024-03-05/.08-00-00.mp4.7.part, folders "}));
+    EXPECT_TRUE(ledger.checkpoints.empty());
+    EXPECT_TRUE(ledger.gone.empty());
+    EXPECT_TRUE(plan().is_over());
+}
+
+TEST_F(RunPlanCleanupTest, FileThatWasBegunAndIsCompletedLeavesNothing) {
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
+    begin_file("2024-03-05", "08-00-00.mp4");
+    EXPECT_EQ(rest_that("remove"), Texts{});
+}
+
+TEST_F(RunPlanCleanupTest, FilesBegunGoLastAndAreForgottenWhenTheyAreGone) {
+    begin_file("2023-11-11", "09-00-00.mp4");
+    add_old("a.mp4");
+    EXPECT_TRUE(next_that("remove").starts_with("remove store/Door/2024-02-01"));
+    EXPECT_EQ(next(2), "");
+    carry_out();
+    EXPECT_TRUE(next().starts_with("remove store/Door/2023-11-11/."));
+    EXPECT_EQ(ledger.checkpoints.size(), 1U);
+    carry_out();
+    EXPECT_TRUE(ledger.checkpoints.empty());
+}
+
+TEST_F(RunPlanCleanupTest, PassIsToldOnceAlthoughTheMemoryFailsBehindIt) {
+    ASSERT_EQ(next(), "days /rec/door 2024-03-01..2024-03-31");
+    carry_out();
+    ASSERT_EQ(next(), "days /rec/yard 2024-03-01..2024-03-31");
+    carry_out();
+    const int leftovers = ledger.calls + 2;
+    ledger.refuses = [leftovers](int call) { return call == leftovers; };
+    EXPECT_THROW(plan().settle(), standalone::DatabaseError);
+    plan().settle();
+    EXPECT_TRUE(plan().is_over());
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed"});
+}
+
+}  // namespace

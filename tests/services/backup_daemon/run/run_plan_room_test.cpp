@@ -1,0 +1,218 @@
+// Making room on a full share: whose copies go, when, and what waits meanwhile.
+#include "tests/services/backup_daemon/run/run_plan_fixture.h"
+
+using namespace services;
+
+namespace {
+
+using Kind = FailureStep::Kind;
+
+std::string numbered(const std::string& day, int number) {
+    return "Door/" + day + "/" + std::to_string(1000 + number) + ".mp4";
+}
+
+class RunPlanRoomTest : public RunPlanTest {
+protected:
+    /// Three files to copy of the fifth; lanes for all of them.
+    RunPlanRoomTest() {
+        goal.when_full = WhenFull::remove_oldest;
+        goal.lanes = 3;
+        for (const char* name : {"08-00-00.mp4", "09-00-00.mp4", "10-00-00.mp4"})
+            world.record("/rec/door", "2024-03-05", name, 100);
+    }
+
+    void add_day(const std::string& day, int files) {
+        for (int number = 0; number < files; ++number) ledger.add(numbered(day, number), day);
+    }
+
+    /// A lane gets a file and finds the share full.
+    FailureStep run_full(LaneId lane = 1) {
+        EXPECT_NE(next_that("copy", lane), "");
+        return fail(FailureKind::full, lane, "no room");
+    }
+
+    /// A lane is told to make room; gives how many files go.
+    std::size_t make_room(LaneId lane = 1) {
+        const std::string order = next(lane);
+        EXPECT_TRUE(order.starts_with("remove")) << order;
+        const auto before = ledger.gone.size();
+        carry_out(lane);
+        return ledger.gone.size() - before;
+    }
+
+    void expect_full(const FailureStep& step) {
+        EXPECT_EQ(step.kind, Kind::end_run);
+        EXPECT_EQ(step.why, "the share is full: no room");
+        EXPECT_EQ(notes(SHARE_FULL), Texts{"no room"});
+    }
+};
+
+TEST_F(RunPlanRoomTest, OldestDayGoesAndTheFileIsTriedAgain) {
+    add_day("2024-02-02", 1);
+    add_day("2024-02-01", 2);
+    const std::string file = next_that("copy");
+    EXPECT_EQ(fail(FailureKind::full).kind, Kind::go_on);
+    EXPECT_EQ(next(),
+              "remove store/Door/2024-02-01/1000.mp4 store/Door/2024-02-01/1001.mp4, "
+              "folders store/Door/2024-02-01");
+    carry_out();
+    EXPECT_TRUE(ledger.copies.at(numbered("2024-02-01", 0)).removed);
+    EXPECT_TRUE(ledger.copies.at(numbered("2024-02-01", 1)).removed);
+    EXPECT_FALSE(ledger.copies.at(numbered("2024-02-02", 0)).removed);
+    EXPECT_EQ(notes(ROOM_MADE), Texts{"2024-02-01, 2 files"});
+    EXPECT_EQ(next(), file);
+    carry_out();
+    rest();
+    EXPECT_EQ(counts(), "3 done, 0 failed, 0 left; 300 of 300 bytes");
+}
+
+TEST_F(RunPlanRoomTest, NextOldestDayGoesWhenThatWasNotEnough) {
+    add_day("2024-02-01", 1);
+    add_day("2024-02-02", 1);
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    make_room();
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    make_room();
+    EXPECT_EQ(ledger.gone, (Texts{numbered("2024-02-01", 0), numbered("2024-02-02", 0)}));
+    expect_full(run_full());
+}
+
+TEST_F(RunPlanRoomTest, DayOfManyFilesGoesByTheHundred) {
+    add_day("2024-02-01", 150);
+    add_day("2024-02-02", 60);
+    for (const std::size_t wanted : {100U, 50U, 60U}) {
+        EXPECT_EQ(run_full().kind, Kind::go_on);
+        EXPECT_EQ(make_room(), wanted);
+    }
+    EXPECT_EQ(notes(ROOM_MADE),
+              (Texts{"2024-02-01, 100 files", "2024-02-01, 50 files", "2024-02-02, 60 files"}));
+}
+
+TEST_F(RunPlanRoomTest, NothingGoesWhenNothingMayBeOverwritten) {
+    goal.when_full = WhenFull::fail;
+    add_day("2024-02-01", 1);
+    expect_full(run_full());
+    EXPECT_EQ(tally.files_failed(), 0);
+}
+
+TEST_F(RunPlanRoomTest, NothingGoesWhenNothingWasCopied) {
+    expect_full(run_full());
+}
+
+TEST_F(RunPlanRoomTest, DayAsNewAsTheFileStays) {
+    add_day("2024-03-05", 1);
+    expect_full(run_full());
+}
+
+TEST_F(RunPlanRoomTest, NewerDayStays) {
+    add_day("2024-03-06", 1);
+    expect_full(run_full());
+}
+
+TEST_F(RunPlanRoomTest, DayBeforeTheFilesOwnMayGo) {
+    add_day("2024-03-04", 1);
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    EXPECT_EQ(make_room(), 1U);
+}
+
+TEST_F(RunPlanRoomTest, CopiesOfOtherTasksStay) {
+    add_day("2024-02-01", 1);
+    add_day("2024-02-02", 1);
+    ledger.foreign = {numbered("2024-02-01", 0)};
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    make_room();
+    EXPECT_EQ(ledger.gone, Texts{numbered("2024-02-02", 0)});
+}
+
+TEST_F(RunPlanRoomTest, NothingElseIsGivenWhileRoomIsMade) {
+    add_day("2024-02-01", 1);
+    world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 100);
+    ASSERT_EQ(run_full(1).kind, Kind::go_on);
+    EXPECT_TRUE(next(1).starts_with("remove"));
+    EXPECT_EQ(next(2), "");
+    EXPECT_TRUE(plan().has_orders());
+    carry_out(1);
+    EXPECT_TRUE(next(2).starts_with("copy"));
+}
+
+TEST_F(RunPlanRoomTest, OrderToMakeRoomOutlivesItsLane) {
+    add_day("2024-02-01", 1);
+    ASSERT_EQ(run_full(1).kind, Kind::go_on);
+    const std::string order = next(1);
+    plan().lose(1);
+    EXPECT_EQ(next(2), order);
+    EXPECT_EQ(next(3), "");
+}
+
+TEST_F(RunPlanRoomTest, FilesThatFindNoRoomMeanwhileWaitForIt) {
+    add_day("2024-02-01", 1);
+    add_day("2024-02-02", 1);
+    for (const LaneId lane : {1, 2, 3}) ASSERT_NE(next_that("copy", lane), "");
+    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
+    EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on);
+    EXPECT_TRUE(next(1).starts_with("remove"));
+    EXPECT_EQ(fail(FailureKind::full, 3).kind, Kind::go_on);
+    carry_out(1);
+    for (const LaneId lane : {1, 2, 3}) EXPECT_TRUE(next(lane).starts_with("copy"));
+    EXPECT_EQ(ledger.gone, Texts{numbered("2024-02-01", 0)});
+}
+
+TEST_F(RunPlanRoomTest, RoomMadeSinceTheOrderIsTriedFirst) {
+    add_day("2024-02-01", 1);
+    add_day("2024-02-02", 1);
+    for (const LaneId lane : {1, 2}) ASSERT_NE(next_that("copy", lane), "");
+    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
+    make_room(1);
+    EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on);
+    EXPECT_TRUE(next(2).starts_with("copy"));
+    EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on);
+    EXPECT_TRUE(next(2).starts_with("remove store/Door/2024-02-02"));
+}
+
+TEST_F(RunPlanRoomTest, WhatMadeRoomIsNotSentAgainInTheSameRun) {
+    world.record("/rec/door", "2024-03-04", "08-00-00.mp4", 100);
+    ASSERT_NE(next_that("copy /rec/door/2024-03-04"), "");
+    carry_out();
+    ASSERT_EQ(run_full().kind, Kind::go_on);
+    make_room();
+    EXPECT_EQ(ledger.gone, Texts{"Door/2024-03-04/08-00-00.mp4"});
+    EXPECT_EQ(rest_that("copy").size(), 3U);
+}
+
+TEST_F(RunPlanRoomTest, RoomThatCannotBeMadeEndsTheRun) {
+    add_day("2024-02-01", 1);
+    ASSERT_EQ(run_full(1).kind, Kind::go_on);
+    ASSERT_TRUE(next(1).starts_with("remove"));
+    const FailureStep step = fail(FailureKind::denied, 1, "the words");
+    EXPECT_EQ(step.kind, Kind::end_run);
+    EXPECT_EQ(step.why, "the words");
+    EXPECT_TRUE(ledger.gone.empty());
+}
+
+TEST_F(RunPlanRoomTest, MemoryThatFailsHalfWayHasTheRemovalDoneAgain) {
+    add_day("2024-02-01", 2);
+    ASSERT_EQ(run_full(1).kind, Kind::go_on);
+    const std::string order = next(1);
+    const int second = ledger.calls + 2;
+    ledger.refuses = [second](int call) { return call == second; };
+    EXPECT_THROW(plan().take(1, Done()), standalone::DatabaseError);
+    plan().lose(1);
+    EXPECT_EQ(next(2), order);
+    carry_out(2);
+    EXPECT_EQ(notes(ROOM_MADE), Texts{"2024-02-01, 2 files"});
+    EXPECT_TRUE(ledger.copies.at(numbered("2024-02-01", 1)).removed);
+}
+
+TEST_F(RunPlanRoomTest, MemoryThatFailsBeforeAnythingIsAskedLeavesTheFileToBeGivenAgain) {
+    add_day("2024-02-01", 1);
+    const std::string file = next_that("copy");
+    ledger.refuses = [](int) { return true; };
+    EXPECT_THROW(fail(FailureKind::full), standalone::DatabaseError);
+    ledger.refuses = [](int) { return false; };
+    plan().lose(1);
+    EXPECT_EQ(next(2), file);
+    EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on);
+    EXPECT_EQ(make_room(2), 1U);
+}
+
+}  // namespace

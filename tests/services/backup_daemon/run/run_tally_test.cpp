@@ -1,0 +1,238 @@
+// A run's figures: what counts as planned, done, failed and moved, and what people see of it.
+#include "services/backup_daemon/run/run_tally.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/services/backup_daemon/run/hand_clock.h"
+
+using namespace services;
+using namespace std::chrono_literals;
+
+namespace {
+
+class RunTallyTest : public testing::Test {
+protected:
+    RunFigures figures() const { return tally.figures(""); }
+
+    /// "1 done, 0 failed, 2 left; 100 of 300 bytes, 33.3 %"
+    std::string text() const {
+        const RunFigures now = figures();
+        const auto tenths = static_cast<long long>(now.percent * 10 + 0.5);
+        return std::to_string(now.files_done) + " done, " + std::to_string(now.files_failed) +
+               " failed, " + std::to_string(now.files_left) + " left; " +
+               std::to_string(now.bytes_done) + " of " + std::to_string(now.bytes_planned) +
+               " bytes, " + std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " %";
+    }
+
+    /// A planned file of 100 bytes.
+    static FileCount file() { return {.planned = 100}; }
+
+    HandClock clock;
+    RunTally tally{clock};
+};
+
+TEST_F(RunTallyTest, BeginsWithNothing) {
+    EXPECT_EQ(text(), "0 done, 0 failed, 0 left; 0 of 0 bytes, 0.0 %");
+    EXPECT_EQ(tally.failure(), "");
+    EXPECT_FALSE(tally.take_progress());
+    EXPECT_EQ(figures().rate, 0);
+}
+
+TEST_F(RunTallyTest, PlannedFilesAreLeftUntilTheyAreDoneOrFailed) {
+    FileCount one = file();
+    tally.plan(3, 300);
+    EXPECT_EQ(text(), "0 done, 0 failed, 3 left; 0 of 300 bytes, 0.0 %");
+    tally.finished(one, 100);
+    EXPECT_EQ(text(), "1 done, 0 failed, 2 left; 100 of 300 bytes, 33.3 %");
+    tally.gave_up(file(), "it is gone");
+    EXPECT_EQ(text(), "1 done, 1 failed, 1 left; 100 of 200 bytes, 50.0 %");
+}
+
+TEST_F(RunTallyTest, DayThatIsCountedAgainTakesItsFilesBack) {
+    tally.plan(5, 500);
+    tally.plan(-2, -300);
+    EXPECT_EQ(text(), "0 done, 0 failed, 3 left; 0 of 200 bytes, 0.0 %");
+}
+
+TEST_F(RunTallyTest, FailedFileTakesPlannedAndDoneBytesAlong) {
+    FileCount one = file();
+    FileCount two = file();
+    tally.plan(2, 200);
+    tally.reached(one, 0);
+    tally.reached(one, 70);
+    tally.finished(two, 100);
+    tally.gave_up(one, "it is gone");
+    EXPECT_EQ(text(), "1 done, 1 failed, 0 left; 100 of 100 bytes, 99.9 %");
+}
+
+TEST_F(RunTallyTest, FileThatGrewCountsWithWhatItHas) {
+    FileCount one = file();
+    tally.plan(2, 200);
+    tally.reached(one, 0);
+    tally.reached(one, 150);
+    EXPECT_EQ(text(), "0 done, 0 failed, 2 left; 150 of 200 bytes, 75.0 %");
+    tally.finished(one, 180);
+    EXPECT_EQ(text(), "1 done, 0 failed, 1 left; 180 of 280 bytes, 75.0 %");
+}
+
+TEST_F(RunTallyTest, FileThatShrankCountsWithWhatItHas) {
+    FileCount one = file();
+    tally.plan(2, 200);
+    tally.finished(one, 20);
+    EXPECT_EQ(text(), "1 done, 0 failed, 1 left; 20 of 120 bytes, 16.6 %");
+}
+
+TEST_F(RunTallyTest, FileThatOutgrowsThePlanIsNotAllOfIt) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.reached(one, 0);
+    tally.reached(one, 500);
+    EXPECT_EQ(text(), "0 done, 0 failed, 1 left; 500 of 100 bytes, 99.9 %");
+    EXPECT_EQ(figures().seconds_left, 0);
+    tally.gave_up(one, "it is gone");
+    EXPECT_EQ(text(), "0 done, 1 failed, 0 left; 0 of 0 bytes, 99.9 %");
+}
+
+TEST_F(RunTallyTest, PercentIsAHundredOnlyWhenNothingMoreWillBePlanned) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.finished(one, 100);
+    EXPECT_EQ(figures().percent, 99.9);
+    tally.all_planned();
+    EXPECT_EQ(figures().percent, 100);
+}
+
+TEST_F(RunTallyTest, PercentIsNoHundredWhileAByteIsLeft) {
+    FileCount one = {.planned = 1'000'000};
+    tally.plan(1, 1'000'000);
+    tally.all_planned();
+    tally.reached(one, 999'999);
+    EXPECT_EQ(figures().percent, 99.9);
+    tally.reached(one, 1'000'000);
+    EXPECT_EQ(figures().percent, 100);
+}
+
+TEST_F(RunTallyTest, PercentOfNothingIsZeroAlsoInTheEnd) {
+    tally.all_planned();
+    EXPECT_EQ(figures().percent, 0);
+}
+
+TEST_F(RunTallyTest, PercentStaysWhenMoreComesToLight) {
+    FileCount one = file();
+    tally.plan(2, 200);
+    tally.finished(one, 100);
+    tally.plan(1, 800);
+    EXPECT_EQ(text(), "1 done, 0 failed, 2 left; 100 of 1000 bytes, 50.0 %");
+    FileCount two = {.planned = 800};
+    tally.finished(two, 800);
+    EXPECT_EQ(text(), "2 done, 0 failed, 1 left; 900 of 1000 bytes, 90.0 %");
+}
+
+TEST_F(RunTallyTest, PercentStaysWhenBytesHaveToBeSentAgain) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.reached(one, 0);
+    tally.reached(one, 60);
+    tally.reached(one, 0);
+    EXPECT_EQ(text(), "0 done, 0 failed, 1 left; 0 of 100 bytes, 60.0 %");
+}
+
+TEST_F(RunTallyTest, WhatAnEarlierAttemptLeftIsDoneButWasNotMoved) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.note_speed();
+    tally.reached(one, 60);
+    EXPECT_EQ(text(), "0 done, 0 failed, 1 left; 60 of 100 bytes, 60.0 %");
+    EXPECT_FALSE(tally.take_progress());
+    clock.advance(1s);
+    tally.note_speed();
+    EXPECT_EQ(figures().rate, 0);
+    tally.reached(one, 90);
+    EXPECT_TRUE(tally.take_progress());
+    clock.advance(1s);
+    tally.note_speed();
+    EXPECT_EQ(figures().rate, 15);
+}
+
+TEST_F(RunTallyTest, BytesThatAreSentAgainCountAsSpeedButNotAsDone) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.note_speed();
+    tally.reached(one, 0);
+    tally.reached(one, 60);
+    tally.reached(one, 20);
+    tally.reached(one, 60);
+    clock.advance(1s);
+    tally.note_speed();
+    EXPECT_EQ(figures().rate, 100);
+    EXPECT_EQ(figures().bytes_done, 60);
+}
+
+TEST_F(RunTallyTest, FileThatIsCompleteBeforeItsFirstReportWasMoved) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.note_speed();
+    tally.finished(one, 100);
+    clock.advance(2s);
+    tally.note_speed();
+    EXPECT_EQ(figures().rate, 50);
+}
+
+TEST_F(RunTallyTest, ProgressIsToldOnce) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.reached(one, 0);
+    EXPECT_FALSE(tally.take_progress());
+    tally.reached(one, 10);
+    EXPECT_TRUE(tally.take_progress());
+    EXPECT_FALSE(tally.take_progress());
+    tally.reached(one, 10);
+    EXPECT_FALSE(tally.take_progress());
+}
+
+TEST_F(RunTallyTest, BytesThatAreSentAgainAreNoProgress) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.reached(one, 0);
+    tally.reached(one, 50);
+    EXPECT_TRUE(tally.take_progress());
+    tally.reached(one, 0);
+    tally.reached(one, 50);
+    EXPECT_FALSE(tally.take_progress());
+    tally.reached(one, 51);
+    EXPECT_TRUE(tally.take_progress());
+}
+
+TEST_F(RunTallyTest, FinishedFileIsProgressAlsoWhenNothingHadToBeSent) {
+    FileCount empty;
+    tally.plan(1, 0);
+    tally.finished(empty, 0);
+    EXPECT_TRUE(tally.take_progress());
+    EXPECT_EQ(text(), "1 done, 0 failed, 0 left; 0 of 0 bytes, 0.0 %");
+}
+
+TEST_F(RunTallyTest, FailureNamesTheFirstAndCountsAll) {
+    tally.plan(4, 400);
+    tally.gave_up(file(), "it is gone");
+    tally.gave_up(file(), "access denied");
+    EXPECT_EQ(tally.files_failed(), 2);
+    EXPECT_EQ(tally.failure(), "2 of 4 files could not be copied; the first: it is gone");
+}
+
+TEST_F(RunTallyTest, FiguresHaveSpeedTimeLeftMessageAndTheTimeOfPeople) {
+    FileCount one = {.planned = 1000};
+    tally.plan(1, 1000);
+    tally.note_speed();
+    tally.reached(one, 0);
+    tally.reached(one, 100);
+    EXPECT_EQ(figures().seconds_left, std::nullopt);
+    clock.advance(1s);
+    tally.note_speed();
+    const RunFigures now = tally.figures("the server does not answer");
+    EXPECT_EQ(now.rate, 100);
+    EXPECT_EQ(now.seconds_left, 9);
+    EXPECT_EQ(now.message, "the server does not answer");
+    EXPECT_EQ(now.time_ms, (HandClock::WALL_START + 1s).count());
+}
+
+}  // namespace
