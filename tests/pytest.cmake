@@ -1,7 +1,7 @@
 # Registers whole-program tests, in a sandbox where they need the recorder's fixed paths and ports.
 #
-# All of these take [LABELS label...] [TIMEOUT seconds]. Without LABELS a test carries the name of
-# its folder; ./test leaves the labels "end_to_end" and "source" out of the run with sanitizers. The
+# All of these take [LABELS label...] [TIMEOUT seconds]. Without LABELS a test is labelled after its
+# folder; ./test leaves the labels "end_to_end" and "source" out of the run with sanitizers. The
 # environment names the build folder (RECORDER_BUILD) and the source tree (RECORDER_SOURCE).
 
 function(set_surroundings name)
@@ -10,7 +10,7 @@ function(set_surroundings name)
         set(arg_TIMEOUT 300)
     endif()
     if(NOT arg_LABELS)
-        get_filename_component(arg_LABELS ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+        room_of_this_folder(room arg_LABELS)
     endif()
     set(environment
         RECORDER_BUILD=${CMAKE_BINARY_DIR}

@@ -102,7 +102,7 @@ TEST_F(LogDownload, StoresTheCsvThenLinksItAndNamesTheDownload) {
     EXPECT_EQ(download("a,b\r\n1,2\r\n"), 0);
     EXPECT_EQ(name, NAME);
     EXPECT_EQ(text, "");
-    EXPECT_EQ(content(STORED), "a,b\r\n1,2\r\n");
+    EXPECT_EQ(read_file(STORED), "a,b\r\n1,2\r\n");
     EXPECT_EQ(fake::effects(), (Calls{QUERY, LINK}));
     EXPECT_EQ(fake::debug_texts(),
               (Strings{EVENT_IDS, "c_strFileName:" + std::string(NAME) + "\n", COMMAND}));
@@ -114,14 +114,14 @@ TEST_F(LogDownload, CsvIsStoredByteForByte) {
     for (const std::string& csv : {std::string("\0a\0", 3), std::string("\xff\xfe\xc3"), every_byte,
                                    std::string("no line end"), std::string(5'000'000, '\0')}) {
         EXPECT_EQ(download(csv), 0);
-        EXPECT_TRUE(content(STORED) == csv) << csv.size();
+        EXPECT_TRUE(read_file(STORED) == csv) << csv.size();
     }
 }
 
 TEST_F(LogDownload, EmptyReplyIsAnEmptyFileAFreshLinkAndASuccess) {
-    write(STORED, "before");
+    write_file(STORED, "before");
     EXPECT_EQ(download(""), 0);
-    EXPECT_EQ(content(STORED), "");
+    EXPECT_EQ(read_file(STORED), "");
     EXPECT_EQ(fake::effects(), (Calls{QUERY, LINK}));
     EXPECT_EQ(name, NAME);
 }
@@ -130,7 +130,7 @@ TEST_F(LogDownload, SecondExportOfADayReplacesTheFileUnderTheSameName) {
     EXPECT_EQ(download("the longer first one"), 0);
     EXPECT_EQ(download("second"), 0);
     EXPECT_EQ(name, NAME);
-    EXPECT_EQ(content(STORED), "second");
+    EXPECT_EQ(read_file(STORED), "second");
     EXPECT_EQ(in_share(), Strings{"Ostra-RecordingbackLog.csv"});
 }
 
@@ -177,12 +177,12 @@ TEST_F(LogDownload, NameFollowsSummerTime) {
 TEST_F(LogDownload, FailedRequestGivesTheClientsOwnStatusAndLeavesTheFileAlone) {
     for (const auto& [status, shown] : {std::pair(-1, "-1"), {-2, "-2"}, {404, "404"}}) {
         fake::reset();
-        write(STORED, "before");
+        write_file(STORED, "before");
         fake::fail("ssci_GET_request", status);
         EXPECT_EQ(download(), status);
         EXPECT_EQ(text, error_reply(shown + std::string(".0"), FAILED));
         EXPECT_EQ(name, "unchanged");
-        EXPECT_EQ(content(STORED), "before");
+        EXPECT_EQ(read_file(STORED), "before");
         EXPECT_EQ(fake::effects(), Calls{QUERY});
         EXPECT_EQ(fake::debug_texts(),
                   (Strings{EVENT_IDS, "c_strFileName:" + std::string(NAME) + "\n", "SSCI fail\n",
@@ -193,12 +193,12 @@ TEST_F(LogDownload, FailedRequestGivesTheClientsOwnStatusAndLeavesTheFileAlone) 
 TEST_F(LogDownload, FailedLinkCommandIsACommandFailureAfterTheFileWasReplaced) {
     for (const int status : {1, 127, 137}) {
         fake::reset();
-        write(STORED, "before");
+        write_file(STORED, "before");
         fake::fail("zorv_exec", status);
         EXPECT_EQ(download("after"), CGI_CMD_EXEC_FAIL);
         EXPECT_EQ(text, error_reply("2500460552.0", FAILED));
         EXPECT_EQ(name, "unchanged");
-        EXPECT_EQ(content(STORED), "after");
+        EXPECT_EQ(read_file(STORED), "after");
         EXPECT_EQ(fake::debug_texts(),
                   (Strings{EVENT_IDS, "c_strFileName:" + std::string(NAME) + "\n", COMMAND,
                            "soft command fail,nStatus = " + std::to_string(status) + "\n",
@@ -235,21 +235,21 @@ TEST_F(LogDownload, FolderThatCannotBeWrittenFailsAndMakesNoLink) {
 TEST_F(LogDownload, FullDiskFailsKeepsThePreviousFileWholeAndLeavesNoRest) {
     const TinyShare tiny("size=64k");
     if (!tiny.mounted()) GTEST_SKIP() << "mounting is not allowed here";
-    write(STORED, "before");
+    write_file(STORED, "before");
     EXPECT_EQ(download(std::string(1'000'000, 'x')), CGI_CMD_EXEC_FAIL);
     expect_not_written();
-    EXPECT_EQ(content(STORED), "before");
+    EXPECT_EQ(read_file(STORED), "before");
     EXPECT_EQ(in_share(), Strings{"Ostra-RecordingbackLog.csv"});
 }
 
 TEST_F(LogDownload, DiskThatIsFullOnlyAtTheCloseFailsLikewise) {
     const TinyShare tiny("size=8k");
     if (!tiny.mounted()) GTEST_SKIP() << "mounting is not allowed here";
-    write(STORED, "before");
-    write("/share/other", std::string(4096, 'o'));
+    write_file(STORED, "before");
+    write_file("/share/other", std::string(4096, 'o'));
     EXPECT_EQ(download("short enough for a buffer"), CGI_CMD_EXEC_FAIL);
     expect_not_written();
-    EXPECT_EQ(content(STORED), "before");
+    EXPECT_EQ(read_file(STORED), "before");
 }
 
 TEST_F(LogDownload, FullDiskWithoutAnEarlierExportLeavesNothing) {
@@ -261,30 +261,30 @@ TEST_F(LogDownload, FullDiskWithoutAnEarlierExportLeavesNothing) {
 }
 
 TEST_F(LogDownload, LinkInTheStoredFilesPlaceIsReplacedAndNotFollowed) {
-    write("/share/victim", "untouched");
+    write_file("/share/victim", "untouched");
     for (const char* target : {"/share/victim", "/share/nowhere", "/share"}) {
         fs::remove(STORED);
         fs::create_symlink(target, STORED);
         EXPECT_EQ(download("exported"), 0) << target;
         EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(STORED))) << target;
-        EXPECT_EQ(content(STORED), "exported") << target;
+        EXPECT_EQ(read_file(STORED), "exported") << target;
     }
-    EXPECT_EQ(content("/share/victim"), "untouched");
+    EXPECT_EQ(read_file("/share/victim"), "untouched");
     EXPECT_FALSE(fs::exists("/share/nowhere"));
 }
 
 TEST_F(LogDownload, LinkInTheTemporaryFilesPlaceIsReplacedAndNotFollowed) {
-    write("/share/victim", "untouched");
+    write_file("/share/victim", "untouched");
     fs::create_symlink("/share/victim", STORED + ("." + std::to_string(getpid())));
     EXPECT_EQ(download("exported"), 0);
-    EXPECT_EQ(content(STORED), "exported");
-    EXPECT_EQ(content("/share/victim"), "untouched");
+    EXPECT_EQ(read_file(STORED), "exported");
+    EXPECT_EQ(read_file("/share/victim"), "untouched");
 }
 
 TEST_F(LogDownload, RestOfAnExportThatWasKilledIsNoObstacle) {
-    write(STORED + ("." + std::to_string(getpid())), "half an exp");
+    write_file(STORED + ("." + std::to_string(getpid())), "half an exp");
     EXPECT_EQ(download("exported"), 0);
-    EXPECT_EQ(content(STORED), "exported");
+    EXPECT_EQ(read_file(STORED), "exported");
     EXPECT_EQ(in_share(), Strings{"Ostra-RecordingbackLog.csv"});
 }
 

@@ -118,7 +118,7 @@ protected:
             if (is_unmount(program)) {
                 unmounted();
             } else {
-                write(KEPT, "");
+                write_file(KEPT, "");
                 fs::create_hard_link(KEPT, REMOTE_FILE);
             }
         };
@@ -192,7 +192,7 @@ TEST_F(RemoteServer, PortIsAnyIntegerOf32Bits) {
 TEST_F(RemoteServer, EachBlockOfTheRemoteFileEndsInAZero) {
     keep_remote_file();
     test(Request().body());
-    const std::string remote = content(KEPT);
+    const std::string remote = read_file(KEPT);
     ASSERT_EQ(remote.size(), TEST_SIZE);
     std::string block(1023, 'a');
     block += '\0';
@@ -244,7 +244,7 @@ TEST_F(RemoteServer, TextsAreCutToTheBuffersOfTheRecorder) {
     request.serverIP = '"' + longest + '"';
     test(request.body());
     const std::string cut(511, 'x');
-    EXPECT_EQ(content(CREDENTIALS), "username=" + cut + "\npassword=" + cut);
+    EXPECT_EQ(read_file(CREDENTIALS), "username=" + cut + "\npassword=" + cut);
     EXPECT_EQ(programs()[0].args[4], "//" + std::string(509, 'x'));
 }
 
@@ -303,7 +303,7 @@ TEST_F(SubFolder, EmptyOnesMakeNothing) {
 TEST_F(SubFolder, ExistingEntriesAreTakenWhateverTheyAre) {
     fs::create_directories(std::string(POINT) + "/a");
     EXPECT_EQ(make("a/b"), 0);
-    write(std::string(POINT) + "/file", "x");
+    write_file(std::string(POINT) + "/file", "x");
     EXPECT_EQ(make("file"), 0);
     fs::create_symlink("/nonexistent", std::string(POINT) + "/link");
     EXPECT_EQ(make("link"), 0);
@@ -313,7 +313,7 @@ TEST_F(SubFolder, ExistingEntriesAreTakenWhateverTheyAre) {
 TEST_F(SubFolder, FailingFolderGivesMinus1AndLeavesTheOnesBefore) {
     EXPECT_EQ(make("a/b/" + std::string(256, 'x') + "/c"), -1);
     EXPECT_EQ(tree(POINT), (Strings{"a", "a/b"}));
-    write(std::string(POINT) + "/file", "x");
+    write_file(std::string(POINT) + "/file", "x");
     EXPECT_EQ(make("file/d"), -1);
 }
 
@@ -405,7 +405,7 @@ TEST_F(RemoteServer, MountOutputThatIsNotThereIsItsOwnFailure) {
 TEST_F(RemoteServer, CheckOfTheOutputAlwaysDeletesIt) {
     for (const auto& [text, code] :
          {std::pair("", 0), {"13", CGI_MOUNT_PERMISSION_DENIED}, {"?", CGI_MOUNT_UNKNOWN_ERROR}}) {
-        write("output", text);
+        write_file("output", text);
         EXPECT_EQ(check_mount_result("output"), code);
         EXPECT_FALSE(fs::exists("output"));
     }
@@ -444,24 +444,24 @@ TEST_F(RemoteServer, CredentialsAreWrittenUnchangedForTheirOwnerAlone) {
     const mode_t before = umask(0);
     test(request.body());
     umask(before);
-    EXPECT_EQ(content(CREDENTIALS), "username=DOM\\u,ser=1\npassword= p%w\"'`$(x) \u00fc#");
+    EXPECT_EQ(read_file(CREDENTIALS), "username=DOM\\u,ser=1\npassword= p%w\"'`$(x) \u00fc#");
     EXPECT_EQ(fs::status(CREDENTIALS).permissions(), fs::perms(0600));
 }
 
 TEST_F(RemoteServer, CredentialsOfAnEarlierTestAreReplaced) {
-    write(CREDENTIALS, "username=someone with a much longer name\npassword=and word");
+    write_file(CREDENTIALS, "username=someone with a much longer name\npassword=and word");
     fs::permissions(CREDENTIALS, fs::perms(0666));
     test(Request().body());
-    EXPECT_EQ(content(CREDENTIALS), "username=nvr\npassword=secret");
+    EXPECT_EQ(read_file(CREDENTIALS), "username=nvr\npassword=secret");
     EXPECT_EQ(fs::status(CREDENTIALS).permissions(), fs::perms(0600));
 }
 
 TEST_F(RemoteServer, LinkInTheCredentialsPlaceIsNotFollowed) {
-    write("/tmp/remote_server_test/victim", "untouched");
+    write_file("/tmp/remote_server_test/victim", "untouched");
     fs::create_symlink("/tmp/remote_server_test/victim", CREDENTIALS);
     test(Request().body());
-    EXPECT_EQ(content("/tmp/remote_server_test/victim"), "untouched");
-    EXPECT_EQ(content(CREDENTIALS), "username=nvr\npassword=secret");
+    EXPECT_EQ(read_file("/tmp/remote_server_test/victim"), "untouched");
+    EXPECT_EQ(read_file(CREDENTIALS), "username=nvr\npassword=secret");
 }
 
 TEST_F(RemoteServer, CredentialsThatCannotBeMadeLeaveTheEmptyMountPoint) {
@@ -534,7 +534,7 @@ TEST_F(RemoteServer, MountPointsNameInTheWorkingDirectoryIsRefused) {
         if (folder)
             fs::create_directory("Remote_Server_Test-1700000000000");
         else
-            write("Remote_Server_Test-1700000000000", "");
+            write_file("Remote_Server_Test-1700000000000", "");
         expect_failure(Request().body(), CGI_CMD_EXEC_FAIL, "2500460552");
         EXPECT_EQ(fake::debug_texts(), (Strings{"DIR exist\n", "CGI_CMD_EXEC_FAIL: -1794506744\n",
                                                 "error code = 2500460552\n"}));
@@ -561,7 +561,7 @@ TEST_F(RemoteServer, RemoteTestFileThatCannotBeMadeLeavesTheLocalOneToo) {
     expect_failure(Request().body(), CGI_CMD_EXEC_FAIL, "2500460552");
     EXPECT_EQ(programs().size(), 1U);
     EXPECT_EQ(left(), (Strings{MOUNT_POINT, REMOTE_FILE, LOCAL_FILE, CREDENTIALS}));
-    EXPECT_EQ(content(LOCAL_FILE), std::string(TEST_SIZE, 'a'));
+    EXPECT_EQ(read_file(LOCAL_FILE), std::string(TEST_SIZE, 'a'));
 }
 
 /// Lets the process open one more file at a time, and not two.

@@ -5,10 +5,10 @@
 #include "cgi/result_code.h"
 #include "platform/nvrcfg.h"
 #include "platform/utilities.h"
-#include "tests/support/fake_platform/platform_test.h"
 #include "tests/backup/daemon_messages.h"
 #include "tests/backup/linked_failures.h"
-#include "tests/backup/request_body.h"
+#include "tests/support/fake_platform/platform_test.h"
+#include "tests/support/sample_task.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include "backup/recording_backup_function.h"
 #include "cgi/result_code.h"
 #include "platform/nvrcfg.h"
-#include "tests/support/fake_platform/platform_test.h"
 #include "tests/backup/daemon_messages.h"
 #include "tests/backup/linked_failures.h"
-#include "tests/support/night_copy.h"
+#include "tests/support/fake_platform/platform_test.h"
+#include "tests/support/sample_task.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "cgi/result_code.h"
 #include "tests/support/fake_platform/platform_test.h"
-#include "tests/backup/request_body.h"
+#include "tests/support/sample_task.h"
 
 namespace {
 

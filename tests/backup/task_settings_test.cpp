@@ -3,7 +3,7 @@
 
 #include "platform/utilities.h"
 #include "tests/support/fake_platform/platform_test.h"
-#include "tests/support/night_copy.h"
+#include "tests/support/sample_task.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 
 #include "backup/recording_backup_function.h"
 #include "cgi/result_code.h"
-#include "tests/support/fake_platform/platform_test.h"
 #include "tests/backup/daemon_messages.h"
-#include "tests/backup/request_body.h"
+#include "tests/support/fake_platform/platform_test.h"
+#include "tests/support/sample_task.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 
 #include "platform/standalone/store/state_folder.h"
+#include "tests/support/whole_file.h"
 
 /// A folder below the temporary one.
 class TemporaryFolder {
@@ -50,13 +50,3 @@ class StateTest : public ::testing::Test {
 protected:
     TemporaryState state_;
 };
-
-inline void write_file(const std::filesystem::path& path, const std::string& content) {
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-inline std::string read_file(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}

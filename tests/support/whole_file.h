@@ -8,13 +8,16 @@
 #include <iterator>
 #include <string>
 
-inline std::string content(const std::filesystem::path& path) {
+/// A file that cannot be read fails the test.
+inline std::string read_file(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     EXPECT_TRUE(file) << path;
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-inline void write(const std::filesystem::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-    ASSERT_EQ(content(path), text);
+/// Makes the folders above the file, too.
+inline void write_file(const std::filesystem::path& path, const std::string& content) {
+    if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+    ASSERT_EQ(read_file(path), content);
 }

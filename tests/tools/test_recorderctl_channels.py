@@ -96,6 +96,12 @@ def test_a_removed_channel_is_printed_and_listed_as_removed(door):
     assert channels(door) == [{**LISTED, "removed": True}]
 
 
+def test_a_removed_channel_keeps_its_pinned_states(door):
+    door.ctl("channel", "state", "3", "0,7")
+    door.ctl("channel", "remove", "3")
+    assert channels(door) == [{**LISTED, "removed": True, "state": [0, 7]}]
+
+
 def test_a_channel_that_is_not_there_cannot_be_removed(door):
     assert refused(door, "channel", "remove", "4") == "there is no channel 4"
     door.ctl("channel", "remove", "3")
