@@ -25,7 +25,7 @@ protected:
 
     static void append(events::Id id, const std::string& task, int count = 1) {
         standalone::Database database(standalone::event_database_path(),
-                                      standalone::Database::Mode::read_write);
+                                      standalone::Database::Access::writing);
         database.run("PRAGMA synchronous=OFF");
         standalone::EventStore store(database);
         standalone::Event event;
