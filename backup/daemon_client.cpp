@@ -15,9 +15,6 @@
 
 namespace {
 
-constexpr long TIMEOUT_SECONDS = 5;
-constexpr std::size_t TASK_ID_SIZE = 512;
-
 /// A notice without "task_info": read the task list again.
 JsonPtr reload_notice() {
     JsonPtr notice(json_object_new_object());
@@ -32,13 +29,13 @@ JsonPtr reload_notice() {
 int put_notice(json_object* notice) {
     std::string response;
     return ssci_PUT_request(LOOPBACK, NOTICE_PORT, NOTICE_PATH, json_object_to_json_string(notice),
-                            response, TIMEOUT_SECONDS, false, false, 0, nullptr);
+                            response, ANSWER_SECONDS, false, false, 0, nullptr);
 }
 
 int get_from_daemon(const char* act, std::string& response) {
     query_object query;
     query["act"] = act;
-    return ssci_GET_request(LOOPBACK, NOTICE_PORT, NOTICE_PATH, &query, response, TIMEOUT_SECONDS,
+    return ssci_GET_request(LOOPBACK, NOTICE_PORT, NOTICE_PATH, &query, response, ANSWER_SECONDS,
                             false, false, 0, nullptr);
 }
 
@@ -103,7 +100,7 @@ int backup_immediately(std::string taskID, std::string taskName, bool isNewTask)
 int request_task_deletion(const char* task_id, std::string& response) {
     query_object query;
     query["taskID"] = task_id == nullptr ? "" : task_id;
-    return ssci_DELETE_request(LOOPBACK, TASK_PORT, TASK_PATH, &query, response, TIMEOUT_SECONDS,
+    return ssci_DELETE_request(LOOPBACK, TASK_PORT, TASK_PATH, &query, response, ANSWER_SECONDS,
                                false, false, 0, nullptr);
 }
 

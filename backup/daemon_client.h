@@ -1,10 +1,14 @@
 // Every message to and from the backup daemon (docs/formats.md gives them byte for byte).
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
 #include "backup/operation.h"
+
+/// Bytes for an identifier in the daemon's replies, its terminator included.
+inline constexpr std::size_t TASK_ID_SIZE = 512;
 
 /// Tells the daemon to read the task list again.
 /// @return 0 or the HTTP client's status (platform/ssci_client.h)

@@ -22,7 +22,6 @@
 
 namespace {
 
-constexpr std::size_t TASK_ID_SIZE = 512;
 constexpr int DEFAULT_MAX_PARALLEL = 2;
 constexpr double BYTES_TO_KIB = 0.0009765625;
 

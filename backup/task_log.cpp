@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr long TIMEOUT_SECONDS = 5;
-
 /// The event identifiers of this feature, in hexadecimal.
 constexpr const char* BackupLogID[] = {"62040001", "62040002", "62040003", "62040004", "62040005",
                                        "62040006", "62040007", "62040008", "62040009", "6204000A",
@@ -52,7 +50,7 @@ std::string ask_log_service(const char* path) {
     query["sub_type"] = shown_sub_types();
     query["max_results"] = "100";
     std::string response;
-    const int status = ssci_GET_request(LOOPBACK, LOG_PORT, path, &query, response, TIMEOUT_SECONDS,
+    const int status = ssci_GET_request(LOOPBACK, LOG_PORT, path, &query, response, ANSWER_SECONDS,
                                         false, false, 0, nullptr);
     if (status != 0) {
         DEBUG_LINE("SSCI fail\n");

@@ -18,8 +18,6 @@
 
 namespace {
 
-constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
-
 struct FreeInput {
     void operator()(tagINPUT* input) const { CGI_Free_Input(input); }
 };

@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr unsigned ADMINISTRATOR_LEVEL = 11;
-
 /// The announced length, 0 without one.
 long announced_bytes(const char* content_length) {
     return content_length == nullptr ? 0 : std::strtol(content_length, nullptr, 10);

@@ -46,8 +46,6 @@ struct Route {
     Answer answer;
 };
 
-constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
-
 /// Answers with a redirect to the prepared file, or with the reply that says why there is none.
 int answer_download(const Call& call) {
     std::string fileName;

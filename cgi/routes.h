@@ -15,6 +15,8 @@ extern char* uri_token[16];
 /// @return 0, or -1 when there are 16 or more segments; then uri_token is unchanged
 int vector_token_to_char(std::vector<std::string>* tokens);
 
+inline constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
+
 /// Prints `statusLine` (with its line end), the content type of a JSON reply and the empty line.
 void http_header_output(const char* statusLine);
 

@@ -14,13 +14,16 @@ struct tagPARAMETER {
     char* value;  ///< percent-decoded, NUL-terminated, "" where the request gave no "="
 };
 
+/// The level of an administrator.
+inline constexpr unsigned ADMINISTRATOR_LEVEL = 11;
+
 /// Who is asking. Filled by cgi_check_user_authentication_v3.
 struct t_ostra_auth_info {
     char user[256];        ///< primary user name, NUL-terminated
     char user_name[1024];  ///< second name area: set only for accounts whose name does not fit
                            ///< `user`; the caller zeroes it before the call and prefers it when it
                            ///< is not empty
-    unsigned level;        ///< the account's level; 11 is an administrator
+    unsigned level;        ///< the account's level
 };
 
 /// Parses the request described by the environment: QUERY_STRING (RFC 3986, "+" for a blank as in
@@ -39,7 +42,7 @@ void CGI_Free_Input(tagINPUT* input);
 tagPARAMETER* _CGI_Find_Parameter(tagINPUT* input, const char* name, ...);
 
 /// Checks the request's session: parameter "sid" of the query string, otherwise cookie "sid".
-/// @param level the least level the session's user must have (11: administrator)
+/// @param level the least level the session's user must have
 /// @param info filled on success; on failure unspecified
 /// @return 0 when the session exists, has not expired and its user's level is at least `level`;
 ///         non-zero otherwise, also when the session store cannot be read or `input` is null.

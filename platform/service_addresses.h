@@ -5,6 +5,9 @@
 /// that no client caused.
 inline constexpr char LOOPBACK[] = "127.0.0.1";
 
+/// How long clients wait for a service's answer.
+inline constexpr long ANSWER_SECONDS = 5;
+
 // The backup daemon: notices (PUT) and queries (GET).
 inline constexpr int NOTICE_PORT = 10205;
 inline constexpr char NOTICE_PATH[] = "/databackupService/notify";

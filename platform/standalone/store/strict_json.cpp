@@ -17,16 +17,16 @@ bool is_digit(char byte) {
     return byte >= '0' && byte <= '9';
 }
 
-/// Names in single quotes, the words NaN and Infinity, numbers like 1. and -01.
-bool is_json_c_extension(const std::string& text, std::size_t at) {
-    const char byte = text[at];
-    const char next = at + 1 < text.size() ? text[at + 1] : '\0';
-    if (byte == '\'' || byte == 'N' || byte == 'I') return true;
-    if (byte == '.') return !is_digit(next);
-    return byte == '-' && next == '0' && at + 2 < text.size() && is_digit(text[at + 2]);
+/// Whether an extension begins at a place outside strings.
+bool begins_extension(const char* here) {
+    const bool quote_or_word = *here == '\'' || *here == 'N' || *here == 'I';
+    const bool point_without_digits = *here == '.' && !is_digit(here[1]);
+    const bool digits_behind_zero = *here == '-' && here[1] == '0' && is_digit(here[2]);
+    return quote_or_word || point_without_digits || digits_behind_zero;
 }
 
-/// json-c lets these pass, even in strict mode, and control characters inside strings.
+/// json-c lets pass, even in strict mode: names in single quotes, control characters inside
+/// strings, numbers like -01 and 1., and the words NaN and Infinity.
 bool has_json_c_extension(const std::string& text) {
     bool in_string = false;
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -34,7 +34,7 @@ bool has_json_c_extension(const std::string& text) {
         if (in_string) {
             if (static_cast<unsigned char>(byte) < 0x20) return true;
             if (byte == '\\') ++at;
-        } else if (is_json_c_extension(text, at)) {
+        } else if (begins_extension(text.c_str() + at)) {
             return true;
         }
         if (byte == '"') in_string = !in_string;

@@ -4,12 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/cgi_input.h"
 #include "platform/standalone/store/database.h"
 
 namespace standalone {
-
-/// Level of an administrator.
-inline constexpr unsigned ADMINISTRATOR_LEVEL = 11;
 
 /// One account, without its password.
 struct User {

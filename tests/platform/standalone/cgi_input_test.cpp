@@ -48,8 +48,9 @@ protected:
 TEST_F(CgiInput, FindsTheSessionAmongCookies) {
     const std::string sid = open("admin");
     for (const std::string& cookie :
-         {"sid=" + sid, "a=b;sid=" + sid, "a=b; \t sid=" + sid, "sid=" + sid + ";", "a; sid=" + sid,
-          "sid=\"" + sid + "\"", "sid=" + sid + "; sid=other"})
+         {"sid=" + sid, "theme=dark; sid=" + sid + "; lang=de", "a=b;sid=" + sid,
+          "a=b; \t sid=" + sid, "sid=" + sid + ";", "a; sid=" + sid, "sid=\"" + sid + "\"",
+          "sid=" + sid + "; sid=other"})
         EXPECT_TRUE(accepts("", cookie)) << cookie;
 }
 
@@ -60,6 +61,15 @@ TEST_F(CgiInput, TakesNoOtherCookieForTheSession) {
           "sid=" + sid + "x", "sid =" + sid, "sid=other; sid=" + sid, std::string("sid"),
           std::string("sid=\"")})
         EXPECT_FALSE(accepts("", cookie)) << cookie;
+}
+
+TEST_F(CgiInput, FindsTheSessionAmongParameters) {
+    const std::string sid = open("admin");
+    EXPECT_TRUE(accepts("sid=" + sid, ""));
+    EXPECT_TRUE(accepts("a=b&sid=" + sid + "&sid=other", ""));
+    for (const std::string& query : {std::string(), std::string("sid="), "SID=" + sid,
+                                     "sid=" + sid + "0", "sid=" + std::string(32, '0')})
+        EXPECT_FALSE(accepts(query, "")) << query;
 }
 
 TEST_F(CgiInput, PrefersTheQuerysSessionEvenWhenItIsEmpty) {
@@ -99,10 +109,39 @@ TEST_F(CgiInput, DecodesWhatIsEncodedAndNothingElse) {
     for (const auto& [query, value] : rows) EXPECT_EQ(value_of(query, "x"), value) << query;
 }
 
+TEST_F(CgiInput, TakesParametersApart) {
+    EXPECT_EQ(value_of("pwd=a%2Bb%3D+c", "pwd"), "a+b= c");
+    EXPECT_EQ(value_of("pwd=100%&x=%4", "pwd"), "100%");
+    EXPECT_EQ(value_of("&&x=1&x=2&", "x"), "1");
+    EXPECT_EQ(value_of("flag", "flag"), "");
+    EXPECT_EQ(value_of("a=b=c", "a"), "b=c");
+    EXPECT_EQ(value_of("%61=1", "a"), "1");
+    EXPECT_EQ(value_of("", "a"), "(none)");
+}
+
 TEST_F(CgiInput, DecodesNames) {
     EXPECT_EQ(value_of("a+b%3D=1", "a b="), "1");
     EXPECT_EQ(value_of("=1", ""), "1");
     EXPECT_EQ(value_of("a&a=2", "a"), "");
+}
+
+TEST_F(CgiInput, RefusesQueriesBeyondItsLimits) {
+    const auto parses = [](const std::string& query) {
+        setenv("QUERY_STRING", query.c_str(), 1);
+        tagINPUT* input = CGI_Get_Input_URL();
+        CGI_Free_Input(input);
+        return input != nullptr;
+    };
+    std::string many;
+    for (int at = 0; at < 256; ++at) many += "a=1&";
+    EXPECT_TRUE(parses(many));
+    EXPECT_FALSE(parses(many + "a=1"));
+    EXPECT_TRUE(parses("x=" + std::string(64 * 1024 - 2, 'x')));
+    EXPECT_FALSE(parses("x=" + std::string(64 * 1024 - 1, 'x')));
+    unsetenv("QUERY_STRING");
+    tagINPUT* input = CGI_Get_Input_URL();
+    EXPECT_NE(input, nullptr);
+    CGI_Free_Input(input);
 }
 
 TEST_F(CgiInput, AppendsNothingForAPathThatIsNotThere) {

@@ -133,7 +133,11 @@ TEST_F(RunProgram, WritesThroughNoLink) {
     ASSERT_EQ(mkfifo(out_.c_str(), 0600), 0);
     EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
     const standalone::FileHandle reader(open(out_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    chmod(out_.c_str(), 0644);
     EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+    struct stat found {};
+    ASSERT_EQ(stat(out_.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0644U);  // what is no file of ours is not even made private
 }
 
 TEST_F(RunProgram, WritesIntoNoFileOfAnotherUser) {
