@@ -11,6 +11,7 @@ extern "C" {
 #include <cstring>
 #include <utility>
 
+#include "platform/standalone/store/text_buffer.h"
 #include "services/backup_daemon/copy/smb_failure.h"
 
 namespace services {
@@ -21,10 +22,9 @@ namespace {
     throw CopyFailure(meaning_of(error), what + ": " + std::strerror(error));
 }
 
-void copy_text(const std::string& text, char* buffer, int size) {
-    if (size <= 0) return;
-    const std::size_t length = text.copy(buffer, static_cast<std::size_t>(size) - 1);
-    buffer[length] = '\0';
+/// Into one of the library's buffers, which have room for something.
+void fill(char* buffer, int size, const std::string& text) {
+    standalone::copy_text(text, buffer, static_cast<std::size_t>(size));
 }
 
 void give_login(SMBCCTX* context, const char*, const char*, char* domain, int domain_size,
@@ -32,9 +32,9 @@ void give_login(SMBCCTX* context, const char*, const char*, char* domain, int do
     const auto& login = *static_cast<const SmbLogin*>(smbc_getOptionUserData(context));
     const SmbUser parts = smb_user(login.user);
     // The library has put its own guess in place, which stands when the user names no domain.
-    if (parts.domain) copy_text(*parts.domain, domain, domain_size);
-    copy_text(parts.name, user, user_size);
-    copy_text(login.password, password, password_size);
+    if (parts.domain) fill(domain, domain_size, *parts.domain);
+    fill(user, user_size, parts.name);
+    fill(password, password_size, login.password);
 }
 
 struct FreeContext {

@@ -1,10 +1,18 @@
 // Lanes that are processes: each copies for one run, and its reports come through the event loop.
 #include "services/backup_daemon/run/worker_lanes.h"
 
+#include <utility>
+
 namespace services {
 
+WorkerLanes::WorkerLanes(event_base* loop, SmbLogin login)
+    : loop_(loop), start_([login = std::move(login)] { return std::make_unique<Worker>(login); }) {}
+
+WorkerLanes::WorkerLanes(event_base* loop, Worker::Work work)
+    : loop_(loop), start_([work = std::move(work)] { return std::make_unique<Worker>(work); }) {}
+
 LaneId WorkerLanes::open() {
-    auto worker = std::make_unique<Worker>(login_);
+    auto worker = start_();
     const LaneId lane = ++newest_;
     auto watch = EventWatch::readable(loop_, worker->descriptor(), [this, lane] { hear(lane); });
     lanes_[lane] = {std::move(worker), std::move(watch)};

@@ -1,6 +1,7 @@
 // Lanes that are processes: each copies for one run, and its reports come through the event loop.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -13,8 +14,13 @@ namespace services {
 /// Destroying the pool kills its processes.
 class WorkerLanes : public LanePool {
 public:
+    /// Lanes to an SMB share.
     /// @param loop outlives the pool
-    WorkerLanes(event_base* loop, SmbLogin login) : loop_(loop), login_(std::move(login)) {}
+    WorkerLanes(event_base* loop, SmbLogin login);
+
+    /// Lanes whose processes do this work.
+    /// @param loop outlives the pool
+    WorkerLanes(event_base* loop, Worker::Work work);
 
     void listen(Listener listener) override { listener_ = std::move(listener); }
     LaneId open() override;
@@ -30,7 +36,7 @@ private:
     void hear(LaneId lane);
 
     event_base* loop_;
-    SmbLogin login_;
+    std::function<std::unique_ptr<Worker>()> start_;
     Listener listener_;
     LaneId newest_ = 0;
     std::map<LaneId, Lane> lanes_;

@@ -10,8 +10,6 @@ namespace {
 
 using namespace standalone;
 
-constexpr char* END = nullptr;
-
 class RecorderLog : public StateTest {
 protected:
     static Event newest() {
@@ -22,10 +20,10 @@ protected:
 
 TEST_F(RecorderLog, KeepsEveryFieldOfASettingChange) {
     const auto before = static_cast<long long>(current_time_stamp());
-    ASSERT_EQ(
-        send_surveillance_setting_log_with_username(events::TASK_CREATED, 7, "10.0.0.7", "admin",
-                                                    "Recording Backup", "Doors", "x", END),
-        0);
+    ASSERT_EQ(send_surveillance_setting_log_with_username(events::TASK_CREATED, 7, "10.0.0.7",
+                                                          "admin", "Recording Backup", "Doors", "x",
+                                                          static_cast<char*>(nullptr)),
+              0);
     const Event event = newest();
     EXPECT_EQ(event.event_id, events::TASK_CREATED);
     EXPECT_EQ(event.channel, 7);
@@ -37,9 +35,10 @@ TEST_F(RecorderLog, KeepsEveryFieldOfASettingChange) {
 }
 
 TEST_F(RecorderLog, KeepsEveryFieldOfARunEvent) {
-    ASSERT_EQ(send_surveillance_event_log(events::BACKUP_FORCED, -1, "127.0.0.1",
-                                          "Recording Backup", "Doors", "Yard", END),
-              0);
+    ASSERT_EQ(
+        send_surveillance_event_log(events::BACKUP_FORCED, -1, "127.0.0.1", "Recording Backup",
+                                    "Doors", "Yard", static_cast<char*>(nullptr)),
+        0);
     const Event event = newest();
     EXPECT_EQ(event.event_id, events::BACKUP_FORCED);
     EXPECT_EQ(event.channel, -1);
@@ -49,16 +48,21 @@ TEST_F(RecorderLog, KeepsEveryFieldOfARunEvent) {
 }
 
 TEST_F(RecorderLog, StoresAnEventAboutNothing) {
-    ASSERT_EQ(send_surveillance_event_log(events::RUN_STARTED, -1, nullptr, END), 0);
+    ASSERT_EQ(
+        send_surveillance_event_log(events::RUN_STARTED, -1, nullptr, static_cast<char*>(nullptr)),
+        0);
     EXPECT_TRUE(newest().arguments.empty());
     EXPECT_EQ(newest().ip, "");
 }
 
 TEST_F(RecorderLog, TellsOfAnEventThatIsLost) {
     std::filesystem::remove(event_database_path());
-    EXPECT_NE(send_surveillance_event_log(events::RUN_STARTED, -1, "", "Recording Backup", END), 0);
-    EXPECT_NE(
-        send_surveillance_setting_log_with_username(events::TASK_CREATED, -1, "", "", "", END), 0);
+    EXPECT_NE(send_surveillance_event_log(events::RUN_STARTED, -1, "", "Recording Backup",
+                                          static_cast<char*>(nullptr)),
+              0);
+    EXPECT_NE(send_surveillance_setting_log_with_username(events::TASK_CREATED, -1, "", "", "",
+                                                          static_cast<char*>(nullptr)),
+              0);
 }
 
 TEST(EventIds, HaveTheSubTypesThatTheLogIsAskedBy) {

@@ -19,6 +19,19 @@ TEST(Progress, PercentHasOneDecimalAndIsNeverTooGood) {
     EXPECT_EQ(percent_of(5, 0), 0);
 }
 
+TEST(Progress, PercentIsRoundedDownAtEveryBorder) {
+    EXPECT_EQ(percent_of(1, 1001), 0);
+    EXPECT_EQ(percent_of(1, 1000), 0.1);
+    EXPECT_EQ(percent_of(199, 10'000), 1.9);
+    EXPECT_EQ(percent_of(998, 1000), 99.8);
+    EXPECT_EQ(percent_of(9989, 10'000), 99.8);
+    EXPECT_EQ(percent_of(9999, 10'000), 99.9);
+    EXPECT_EQ(percent_of((1LL << 50) - 1, 1LL << 50), 99.9);
+    EXPECT_EQ(percent_of(11, 10), 100);
+    EXPECT_EQ(percent_of(-1, 10), 0);
+    EXPECT_EQ(percent_of(1, -10), 0);
+}
+
 TEST(Progress, RateIsThatOfTheLastFiveSeconds) {
     RateMeter meter;
     EXPECT_EQ(meter.rate(), 0);
@@ -32,10 +45,42 @@ TEST(Progress, RateIsThatOfTheLastFiveSeconds) {
     EXPECT_EQ(meter.rate(), 200);
 }
 
+TEST(Progress, NoteOfExactlyFiveSecondsAgoCounts) {
+    RateMeter meter;
+    meter.note(0ms, 0);
+    meter.note(1000ms, 100);
+    meter.note(5000ms, 500);
+    EXPECT_EQ(meter.rate(), 100);
+    meter.note(5999ms, 600);
+    EXPECT_NEAR(meter.rate(), 100.0, 0.1);
+    meter.note(6000ms, 1100);
+    EXPECT_EQ(meter.rate(), 200);
+    meter.note(10'000ms, 1500);
+    EXPECT_EQ(meter.rate(), 200);
+}
+
+TEST(Progress, RateOverALongGapIsThatOfTheGap) {
+    RateMeter meter;
+    meter.note(1000ms, 0);
+    meter.note(61'000ms, 600);
+    EXPECT_EQ(meter.rate(), 10);
+}
+
+TEST(Progress, NotesOfOneMomentAreNoSpeed) {
+    RateMeter meter;
+    meter.note(1000ms, 0);
+    meter.note(1000ms, 600);
+    EXPECT_EQ(meter.rate(), 0);
+}
+
 TEST(Progress, TimeLeftIsUnknownWhileNothingMoves) {
     EXPECT_EQ(seconds_left(1000, 0), std::nullopt);
     EXPECT_EQ(seconds_left(1000, 300), 4);
+    EXPECT_EQ(seconds_left(900, 300), 3);
     EXPECT_EQ(seconds_left(0, 0), 0);
+    EXPECT_EQ(seconds_left(-5, 100), 0);
+    EXPECT_EQ(seconds_left(7, 1), 7);
+    EXPECT_EQ(seconds_left(7, 0.99), std::nullopt);
 }
 
 TEST(RetryPause, DoublesUpToAMinute) {
@@ -51,6 +96,7 @@ TEST(RetryPause, ProgressBringsTheShortPausesBack) {
     for (int loss = 0; loss < 5; ++loss) retry.lost(1s);
     retry.progressed(10s);
     EXPECT_EQ(retry.lost(11s), 1s);
+    EXPECT_EQ(retry.lost(11s), 2s);
 }
 
 TEST(RetryPause, GivesUpAfterThirtyMinutesWithoutProgress) {

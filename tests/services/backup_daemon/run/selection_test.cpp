@@ -63,6 +63,36 @@ TEST(Selection, WhatRetentionWouldRemoveIsNotCopied) {
     EXPECT_EQ(first_kept_day(task, TODAY), "");
 }
 
+TEST(Selection, RangeBeginsWithTheFirstDayThatIsKept) {
+    TDataBackupConfig task;
+    task.backupType = 1;
+    task.backupStartDay = "2024-01-05";
+    task.backupEndDay = "2024-02-10";
+    task.remoteKeepRec = true;
+    task.remoteKeepRecDays = 30;
+    EXPECT_EQ(select_recordings(task, TODAY).first_day, "2024-01-31");
+    EXPECT_EQ(select_recordings(task, TODAY).last_day, "2024-02-10");
+    task.backupStartDay = "2024-02-09";
+    EXPECT_EQ(select_recordings(task, TODAY).first_day, "2024-02-09");
+}
+
+TEST(Selection, LastDaysHaveNoLastDayOfTheirOwn) {
+    TDataBackupConfig task;
+    task.backupDays = 3;
+    task.backupEndDay = "2024-02-01";
+    task.backupStartDay = "2024-01-01";
+    EXPECT_EQ(select_recordings(task, TODAY).first_day, "2024-02-27");
+    EXPECT_GT(select_recordings(task, TODAY).last_day, "2999-01-01");
+}
+
+TEST(Selection, RetentionOfNoDaysKeepsToday) {
+    TDataBackupConfig task;
+    task.remoteKeepRec = true;
+    EXPECT_EQ(first_kept_day(task, TODAY), "2024-03-01");
+    task.remoteKeepRecDays = -1;
+    EXPECT_EQ(first_kept_day(task, TODAY), "");
+}
+
 TEST(Selection, KindsOfRecordings) {
     TDataBackupConfig task;
     const std::pair<bool, bool> wanted[] = {{true, false}, {false, true}, {true, true}};
@@ -87,6 +117,40 @@ TEST(Selection, RemovedChannelCountsWhenNoLiveOneHasItsIndex) {
 TEST(Selection, ChannelsOfOneNameKeepTheirCopiesApart) {
     EXPECT_EQ(folders("1,2,3", {channel(1, "Door"), channel(2, "DOOR"), channel(3, "")}),
               (Names{"Door g1", "DOOR g2", "Channel 3"}));
+}
+
+TEST(Selection, RemovedChannelOfALiveOnesNameHasItsOwnFolder) {
+    EXPECT_EQ(folders("1,2", {channel(1, "Door"), channel(2, "Door", true)}),
+              (Names{"Door g1", "Door g2r"}));
+}
+
+TEST(Selection, OnlyNumbersAsTheyArePrintedAreChannels) {
+    const std::vector<standalone::Channel> channels{channel(0, "Gate"), channel(1, "Yard"),
+                                                    channel(12, "Door")};
+    EXPECT_EQ(folders("12,0", channels), (Names{"Door", "Gate"}));
+    EXPECT_EQ(folders(" 1,1 ,01,+1", channels),
+              (Names{"missing  1", "missing 1 ", "missing 01", "missing +1"}));
+    EXPECT_EQ(folders("1,,x,,-1", channels),
+              (Names{"Yard", "missing ", "missing x", "missing -1"}));
+    EXPECT_EQ(folders("1,", channels), Names{"Yard"});
+    EXPECT_EQ(folders("7,7", channels), Names{"missing 7"});
+}
+
+TEST(Selection, ChannelComesWithItsFacts) {
+    standalone::Channel door = channel(3, "Front/Door");
+    door.recordings = "/rec/door";
+    std::vector<std::string> missing;
+    const auto selected = select_channels("3", {door}, missing);
+    ASSERT_EQ(selected.size(), 1U);
+    EXPECT_EQ(selected[0].index, 3);
+    EXPECT_EQ(selected[0].guid, "g3");
+    EXPECT_EQ(selected[0].recordings, "/rec/door");
+    EXPECT_EQ(selected[0].folder, "Front_Door");
+    EXPECT_TRUE(missing.empty());
+}
+
+TEST(Selection, LongChannelNameIsCut) {
+    EXPECT_EQ(folders("1", {channel(1, std::string(300, 'x'))}), Names{std::string(200, 'x')});
 }
 
 }  // namespace
