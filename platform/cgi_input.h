@@ -20,7 +20,7 @@ struct t_ostra_auth_info {
     char user_name[1024];  ///< second name area: set only for accounts whose name does not fit
                            ///< `user`; the caller zeroes it before the call and prefers it when it
                            ///< is not empty
-    unsigned level;  ///< the account's level; 11 is an administrator
+    unsigned level;        ///< the account's level; 11 is an administrator
 };
 
 /// Parses the request described by the environment: QUERY_STRING (RFC 3986, "+" for a blank as in

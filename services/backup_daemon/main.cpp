@@ -23,32 +23,29 @@ namespace {
 using services::EventWatch;
 using standalone::Database;
 
-// Progress is written, processes are looked after and schedules come due once a second.
+// Progress is written, processes are looked after, schedules come due and what deleted tasks left
+// is forgotten once a second.
 constexpr std::chrono::seconds TICK(1);
 
 void serve() {
     const std::string path = standalone::config_database_path();
     Database config(path, Database::Access::writing);
     standalone::require_current(config, path, standalone::config_migrations());
-    services::make_memory();
-    const std::string memory = services::memory_database_path();
-    // A schedule's next time is on disk at once, what runs note of themselves need not be.
-    Database schedules_memory(memory, Database::Access::writing);
-    Database runs_memory(memory, Database::Access::writing, Database::Durability::deferred);
+    services::Memory memory = services::open_memory();
     standalone::TaskStore store(config);
     services::HttpService service("retCode");
-    services::BackupRunner runner(service.loop(), config, runs_memory);
+    services::BackupRunner runner(service.loop(), config, memory.runs);
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
-    services::ScheduleKeeper schedules(store, schedules_memory, queue);
+    services::ScheduleKeeper schedules(store, memory.schedules, queue);
     services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
-    services::take_over_from_config(memory, path);
+    services::take_over_from_config(services::memory_database_path(), path);
     queue.take_over();
     const auto ticks = EventWatch::every(service.loop(), TICK, [&] {
         runner.tick();
         schedules.look(std::time(nullptr), services::machine_zone);
-        services::keep_only(runs_memory, store.list());
+        services::keep_only(memory, store.list());
         queue.look();
     });
     services::announce("recording-backupd: listening on " +

@@ -2,8 +2,8 @@
 #include "backup/daemon_client.h"
 
 #include "cgi/result_code.h"
-#include "tests/support/fake_platform/platform_test.h"
 #include "tests/backup/daemon_messages.h"
+#include "tests/support/fake_platform/platform_test.h"
 
 namespace {
 

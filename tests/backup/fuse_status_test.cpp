@@ -3,8 +3,8 @@
 
 #include "backup/recording_backup_function.h"
 #include "platform/nvrcfg.h"
-#include "tests/support/fake_platform/platform_test.h"
 #include "tests/backup/daemon_messages.h"
+#include "tests/support/fake_platform/platform_test.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include "backup/recording_backup_function.h"
 #include "cgi/result_code.h"
 #include "platform/nvrcfg.h"
-#include "tests/support/fake_platform/platform_test.h"
 #include "tests/backup/daemon_messages.h"
+#include "tests/support/fake_platform/platform_test.h"
 
 namespace {
 

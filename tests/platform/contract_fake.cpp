@@ -1,6 +1,6 @@
 // The fake recorder under the contract suite.
-#include "tests/support/fake_platform/fake_platform.h"
 #include "tests/platform/contract_fixture.h"
+#include "tests/support/fake_platform/fake_platform.h"
 
 namespace contract {
 

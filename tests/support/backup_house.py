@@ -8,7 +8,7 @@ from places import STATE, STORAGE
 from sample_task import NEVER, task
 from samba_server import USER, SambaServer
 from stand_alone_recorder import Recorder
-from waiting import wait_until
+from waiting import SECONDS, wait_until
 
 MIB = 1024 * 1024
 
@@ -101,18 +101,18 @@ class House:
     def status(self, task_id):
         return self.stored(task_id)["status"]
 
-    def wait_for(self, task_id, *statuses):
-        wait_until(lambda: self.status(task_id) in statuses, f"status {statuses}")
+    def wait_for(self, task_id, *statuses, seconds=SECONDS):
+        wait_until(lambda: self.status(task_id) in statuses, f"status {statuses}", seconds)
 
-    def run(self, task_id, status=SUCCESS):
+    def run(self, task_id, status=SUCCESS, seconds=SECONDS):
         """Runs a task to its end."""
         self.force(task_id)
-        self.wait_for_end(task_id)
+        self.wait_for_end(task_id, seconds)
         assert self.status(task_id) == status, (self.status(task_id), self.progress(task_id),
                                                 self.events())
 
-    def wait_for_end(self, task_id):
-        self.wait_for(task_id, SUCCESS, FAILED, CANCEL)
+    def wait_for_end(self, task_id, seconds=SECONDS):
+        self.wait_for(task_id, SUCCESS, FAILED, CANCEL, seconds=seconds)
 
     # --- outcome --------------------------------------------------------------------------------
 

@@ -7,6 +7,8 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
+#include <stdexcept>
 
 #include "platform/standalone/store/schema_sql.h"
 

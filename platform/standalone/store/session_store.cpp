@@ -39,7 +39,7 @@ std::string SessionStore::open(const std::string& user, long long minutes) {
     if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
     std::array<unsigned char, SID_BYTES> random{};
     randombytes_buf(random.data(), random.size());
-    const std::string sid = hex(random);
+    std::string sid = hex(random);
     Transaction transaction(database_);
     database_.prepare("DELETE FROM session WHERE expires_ms <= ?").bind(1, now()).step();
     Statement insert =

@@ -17,21 +17,24 @@ bool is_digit(char byte) {
     return byte >= '0' && byte <= '9';
 }
 
-/// json-c lets pass, even in strict mode: names in single quotes, control characters inside
-/// strings, numbers like -01 and 1., and the words NaN and Infinity.
+/// Names in single quotes, the words NaN and Infinity, numbers like 1. and -01.
+bool is_json_c_extension(const std::string& text, std::size_t at) {
+    const char byte = text[at];
+    const char next = at + 1 < text.size() ? text[at + 1] : '\0';
+    if (byte == '\'' || byte == 'N' || byte == 'I') return true;
+    if (byte == '.') return !is_digit(next);
+    return byte == '-' && next == '0' && at + 2 < text.size() && is_digit(text[at + 2]);
+}
+
+/// json-c lets these pass, even in strict mode, and control characters inside strings.
 bool has_json_c_extension(const std::string& text) {
     bool in_string = false;
     for (std::size_t at = 0; at < text.size(); ++at) {
         const char byte = text[at];
-        const char next = at + 1 < text.size() ? text[at + 1] : '\0';
         if (in_string) {
             if (static_cast<unsigned char>(byte) < 0x20) return true;
             if (byte == '\\') ++at;
-        } else if (byte == '\'' || byte == 'N' || byte == 'I') {
-            return true;
-        } else if (byte == '.' && !is_digit(next)) {
-            return true;
-        } else if (byte == '-' && next == '0' && at + 2 < text.size() && is_digit(text[at + 2])) {
+        } else if (is_json_c_extension(text, at)) {
             return true;
         }
         if (byte == '"') in_string = !in_string;

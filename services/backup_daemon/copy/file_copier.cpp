@@ -34,7 +34,7 @@ CopyResult FileCopier::copy(const CopyJob& job) {
         send_until_right(job, state);
         share_.rename(job.temporary, job.target);
     }
-    const CopyResult result{source.size(), source.modified_ns(), state.hash.hex()};
+    CopyResult result{source.size(), source.modified_ns(), state.hash.hex()};
     if (job.side_file)
         write_side_file(share_, job.target, job.temporary,
                         side_file_text(*job.side_file, result.size, result.sha256));

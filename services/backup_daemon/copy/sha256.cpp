@@ -35,11 +35,11 @@ std::string Sha256::hex() const {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned size = 0;
     check(EVP_DigestFinal_ex(copy.get(), digest, &size));
-    constexpr char digits[] = "0123456789abcdef";
+    constexpr char DIGITS[] = "0123456789abcdef";
     std::string text;
     for (unsigned at = 0; at < size; ++at) {
-        text += digits[digest[at] >> 4];
-        text += digits[digest[at] & 15];
+        text += DIGITS[digest[at] >> 4];
+        text += DIGITS[digest[at] & 15];
     }
     return text;
 }

@@ -10,6 +10,8 @@
 namespace services {
 namespace {
 
+using standalone::Database;
+
 constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1};
 
 constexpr std::array FORGET = {
@@ -33,13 +35,16 @@ std::string memory_database_path() {
     return standalone::state_folder() + "/backupd.db";
 }
 
-void make_memory() {
-    standalone::migrate(memory_database_path(), MEMORY_STEPS);
+Memory open_memory() {
+    const std::string path = memory_database_path();
+    standalone::migrate(path, MEMORY_STEPS);
+    return {Database(path, Database::Access::writing),
+            Database(path, Database::Access::writing, Database::Durability::deferred)};
 }
 
-void keep_only(standalone::Database& memory, const std::list<TDataBackupConfig>& tasks) {
+void keep_only(Memory& memory, const std::list<TDataBackupConfig>& tasks) {
     const std::string kept = json_array(tasks);
-    for (const char* sql : FORGET) memory.prepare(sql).bind(1, kept).step();
+    for (const char* sql : FORGET) memory.runs.prepare(sql).bind(1, kept).step();
 }
 
 }  // namespace services

@@ -12,11 +12,18 @@ namespace services {
 /// Path of the database, in the state folder.
 std::string memory_database_path();
 
-/// Makes the database (mode 0600) where there is none, or brings it up to the newest schema. The
-/// daemon does so at every start: nobody else knows this database.
+/// The connections to it, one for what must be on disk at once and one for what need not
+/// (docs/formats.md, "What a power cut can take").
+struct Memory {
+    standalone::Database schedules;  ///< full: a next run that is lost comes twice, or never
+    standalone::Database runs;       ///< deferred: copies, checkpoints, progress
+};
+
+/// Makes the database (mode 0600) where there is none, or brings it up to the newest schema, and
+/// opens it. Nobody but the daemon knows it, so the daemon does so at its start.
 /// @throws std::runtime_error with one line for the user, also when the database is newer than this
 ///         program
-void make_memory();
+Memory open_memory();
 
 /// Forgets next runs, progress and checkpoints of all tasks but these; copies outlive their task.
 ///
@@ -27,6 +34,6 @@ void make_memory();
 /// none, nothing is written.
 /// @param tasks all that are stored
 /// @throws standalone::DatabaseError
-void keep_only(standalone::Database& memory, const std::list<TDataBackupConfig>& tasks);
+void keep_only(Memory& memory, const std::list<TDataBackupConfig>& tasks);
 
 }  // namespace services

@@ -12,7 +12,7 @@ namespace services {
 /// rows are on disk in their new place before the old tables go, and a row that is there already
 /// stays: killed at any point, the next call completes it. Nobody else may use the old tables
 /// meanwhile, so the caller has the daemon's ports.
-/// @param memory_path the daemon's own database, which make_memory() has made
+/// @param memory_path the daemon's own database, which open_memory() has made
 /// @param config_path the configuration database
 /// @throws standalone::DatabaseError; nothing is lost then
 void take_over_from_config(const std::string& memory_path, const std::string& config_path);

@@ -19,6 +19,7 @@ std::vector<std::string> folders_of(const std::vector<CopiedFile>& files, const 
         if (folder.ends_with("/alarm")) folders.insert(folder_of(folder));
     }
     std::vector<std::string> ordered;
+    ordered.reserve(folders.size());
     for (const std::string& folder : folders) ordered.push_back(names.on_share(folder));
     return ordered;
 }

@@ -13,6 +13,7 @@ from processes import descendants
 
 MOST_MEMORY = 64 * 1024  # kB, of the daemon and its processes together
 GIB = 1024 * MIB
+PATIENCE = 600  # seconds; ctest ends what hangs
 
 
 class MemoryWatch:
@@ -48,7 +49,7 @@ def memory_of(pid):
 
 def run_watched(house, task_id):
     with MemoryWatch(house.recorder.service("recording-backupd")) as watch:
-        house.run(task_id, SUCCESS)
+        house.run(task_id, SUCCESS, PATIENCE)
     assert 0 < watch.most < MOST_MEMORY
     print(f"{watch.most} kB")
 

@@ -121,10 +121,10 @@ TEST_F(RecordingFolderTest, TakesTheFoldersOfInnerDaysForTheirContent) {
 }
 
 TEST_F(RecordingFolderTest, ReadsNoDayButTheOldestAndTheNewest) {
-    constexpr int days = 28;
-    constexpr int files = 200;
-    for (int day = 1; day <= days; ++day)
-        for (int file = 0; file < files; ++file) {
+    constexpr int DAYS = 28;
+    constexpr int FILES = 200;
+    for (int day = 1; day <= DAYS; ++day)
+        for (int file = 0; file < FILES; ++file) {
             char name[64];
             std::snprintf(name, sizeof name, "2024-02-%02d/%02d-%02d-00.mp4", day, file / 60,
                           file % 60);
@@ -132,11 +132,11 @@ TEST_F(RecordingFolderTest, ReadsNoDayButTheOldestAndTheNewest) {
         }
     entries_read = 0;
     const RecordingSummary summary = summarize_recordings(folder_);
-    EXPECT_EQ(summary.normal_days, days);
+    EXPECT_EQ(summary.normal_days, DAYS);
     EXPECT_EQ(summary.earliest, 1706742000000);  // 2024-01-31 23:00:00 UTC
     EXPECT_EQ(summary.latest, 1709086740000);    // 2024-02-28 02:19:00 UTC
     // Each folder's end and the entries "." and ".." are read, too.
-    EXPECT_EQ(entries_read, days + 2 * files + 3 * 3);
+    EXPECT_EQ(entries_read, DAYS + 2 * FILES + 3 * 3);
 }
 
 TEST_F(RecordingFolderTest, FindsTheOldestRecordingAcrossClockChanges) {

@@ -47,11 +47,11 @@ pid_t start_reporting_creator(int report) {
 }
 
 TEST_F(StoreProcesses, EightAtOnceGetNumbersWithoutGapsOrRepeats) {
-    constexpr int processes = 8;
-    constexpr int each = 25;
+    constexpr int PROCESSES = 8;
+    constexpr int EACH = 25;
     std::vector<pid_t> children;
-    for (int creator = 0; creator < processes; ++creator)
-        children.push_back(start_creator(creator, each));
+    for (int creator = 0; creator < PROCESSES; ++creator)
+        children.push_back(start_creator(creator, EACH));
     for (const pid_t child : children) {
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -63,8 +63,8 @@ TEST_F(StoreProcesses, EightAtOnceGetNumbersWithoutGapsOrRepeats) {
         EXPECT_EQ(task.taskID, std::to_string(++number));
         names.insert(task.taskName);
     }
-    EXPECT_EQ(number, processes * each);
-    EXPECT_EQ(names.size(), static_cast<std::size_t>(processes * each));
+    EXPECT_EQ(number, PROCESSES * EACH);
+    EXPECT_EQ(names.size(), static_cast<std::size_t>(PROCESSES * EACH));
 }
 
 TEST_F(StoreProcesses, KillingACreatorLosesNothingThatWasReported) {

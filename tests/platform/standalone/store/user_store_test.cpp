@@ -21,14 +21,17 @@ protected:
 };
 
 TEST_F(UserStoreTest, ListsAccountsByNameWithTheirLevels) {
-    EXPECT_TRUE(users_.add({"zoe", 3}, "a"));
-    EXPECT_TRUE(users_.add({"admin"}, "b"));
+    EXPECT_TRUE(users_.add({"zoe", 12}, "a"));
+    EXPECT_TRUE(users_.add({"guest", 3}, "b"));
+    EXPECT_TRUE(users_.add({"admin"}, "c"));
     const auto users = users_.list();
-    ASSERT_EQ(users.size(), 2U);
+    ASSERT_EQ(users.size(), 3U);
     EXPECT_EQ(users[0].name, "admin");
     EXPECT_EQ(users[0].level, ADMINISTRATOR_LEVEL);
-    EXPECT_EQ(users[1].name, "zoe");
+    EXPECT_EQ(users[1].name, "guest");
     EXPECT_EQ(users[1].level, 3U);
+    EXPECT_EQ(users[2].name, "zoe");
+    EXPECT_EQ(users[2].level, 12U);
 }
 
 TEST_F(UserStoreTest, SecondAccountOfANameChangesNothing) {

@@ -31,9 +31,9 @@ protected:
         store.record(file_of("Door/" + day + "/" + name + ".mp4", day));
     }
 
-    CopyStore store_{memory_, "1", "//server:445/share/a"};
-    CopyStore other_task_{memory_, "2", "//server:445/share/a"};
-    CopyStore other_place_{memory_, "1", "//server:445/share/b"};
+    CopyStore store_{memory_.runs, "1", "//server:445/share/a"};
+    CopyStore other_task_{memory_.runs, "2", "//server:445/share/a"};
+    CopyStore other_place_{memory_.runs, "1", "//server:445/share/b"};
 };
 
 TEST_F(CopyStoreTest, CopyComesBackAsItWasRecorded) {
@@ -188,13 +188,13 @@ TEST_F(CopyStoreTest, RecordingACopyEndsItsCheckpointAlone) {
 
 TEST_F(CopyStoreTest, CopyIsNotRecordedWhenItsCheckpointCannotBeDropped) {
     store_.save({"Door/2024-03-01/1.mp4", "t", 8, "cd"});
-    memory_.run(
+    memory_.runs.run(
         "CREATE TEMP TRIGGER refuse BEFORE DELETE ON checkpoint "
         "BEGIN SELECT RAISE(ABORT, 'no'); END");
     EXPECT_THROW(record(store_, "2024-03-01"), standalone::DatabaseError);
     EXPECT_EQ(count("copied_file"), 0);
     EXPECT_EQ(count("checkpoint"), 1);
-    memory_.run("DROP TRIGGER refuse");
+    memory_.runs.run("DROP TRIGGER refuse");
     record(store_, "2024-03-01");
     EXPECT_EQ(count("copied_file"), 1);
     EXPECT_EQ(count("checkpoint"), 0);
@@ -202,7 +202,7 @@ TEST_F(CopyStoreTest, CopyIsNotRecordedWhenItsCheckpointCannotBeDropped) {
 
 TEST_F(CopyStoreTest, CheckpointStaysWhenItsCopyCannotBeRecorded) {
     store_.save({"Door/2024-03-01/1.mp4", "t", 8, "cd"});
-    memory_.run(
+    memory_.runs.run(
         "CREATE TEMP TRIGGER refuse BEFORE INSERT ON copied_file "
         "BEGIN SELECT RAISE(ABORT, 'no'); END");
     EXPECT_THROW(record(store_, "2024-03-01"), standalone::DatabaseError);

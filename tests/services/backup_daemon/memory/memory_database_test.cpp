@@ -22,9 +22,9 @@ std::list<TDataBackupConfig> tasks(const std::vector<std::string>& identifiers) 
 class MemoryDatabaseTest : public MemoryTest {
 protected:
     void remember(const std::string& task_id) {
-        ScheduleStore(memory_).set(task_id, {"rule", 1});
-        ProgressStore(memory_).set(task_id, {});
-        CopyStore copies(memory_, task_id, "//d");
+        ScheduleStore(memory_.schedules).set(task_id, {"rule", 1});
+        ProgressStore(memory_.runs).set(task_id, {});
+        CopyStore copies(memory_.runs, task_id, "//d");
         copies.save({"begun by " + task_id, "t", 1, ""});
         CopiedFile file;
         file.path = "copied by " + task_id;
@@ -35,8 +35,8 @@ protected:
     std::string remembered() {
         std::string text;
         for (const char* table : {"next_run", "run_progress", "checkpoint", "copied_file"}) {
-            standalone::Statement row =
-                memory_.prepare(std::string("SELECT taskID FROM ") + table + " ORDER BY taskID");
+            standalone::Statement row = memory_.runs.prepare(std::string("SELECT taskID FROM ") +
+                                                             table + " ORDER BY taskID");
             while (row.step()) text += row.text(0) + ' ';
             text += "| ";
         }
@@ -49,20 +49,30 @@ TEST_F(MemoryDatabaseTest, StandsInTheStateFolderForItsOwnerAlone) {
     struct stat found {};
     ASSERT_EQ(stat(memory_database_path().c_str(), &found), 0);
     EXPECT_EQ(found.st_mode & 0777, 0600U);
-    standalone::Statement journal = memory_.prepare("PRAGMA journal_mode");
+    standalone::Statement journal = memory_.runs.prepare("PRAGMA journal_mode");
     journal.step();
     EXPECT_EQ(journal.text(0), "wal");
 }
 
+TEST_F(MemoryDatabaseTest, SchedulesAreOnDiskAtOnceAndWhatRunsNoteLater) {
+    const auto synchronous = [](Database& database) {
+        standalone::Statement row = database.prepare("PRAGMA synchronous");
+        row.step();
+        return row.integer(0);
+    };
+    EXPECT_EQ(synchronous(memory_.schedules), 3) << "EXTRA";
+    EXPECT_EQ(synchronous(memory_.runs), 1) << "NORMAL";
+}
+
 TEST_F(MemoryDatabaseTest, KeepsWhatItHoldsWhenMadeAgain) {
     remember("1");
-    make_memory();
+    open_memory();
     EXPECT_EQ(remembered(), "1 | 1 | 1 | 1 | ");
 }
 
 TEST_F(MemoryDatabaseTest, IsRefusedWhenANewerProgramMadeIt) {
-    memory_.run("PRAGMA user_version = 2");
-    EXPECT_THROW(make_memory(), std::runtime_error);
+    memory_.runs.run("PRAGMA user_version = 2");
+    EXPECT_THROW(open_memory(), std::runtime_error);
 }
 
 TEST_F(MemoryDatabaseTest, WhatIsRememberedOfATaskThatIsGoneGoesButItsCopies) {
@@ -76,8 +86,8 @@ TEST_F(MemoryDatabaseTest, WhatIsRememberedOfATaskThatIsGoneGoesButItsCopies) {
 TEST_F(MemoryDatabaseTest, WhatARunWritesAfterItsTaskIsGoneGoesTheNextTime) {
     remember("1");
     keep_only(memory_, {});
-    CopyStore(memory_, "1", "//d").save({"late", "t", 1, ""});
-    ProgressStore(memory_).set("1", {});
+    CopyStore(memory_.runs, "1", "//d").save({"late", "t", 1, ""});
+    ProgressStore(memory_.runs).set("1", {});
     keep_only(memory_, {});
     EXPECT_EQ(remembered(), "| | | 1 | ");
 }

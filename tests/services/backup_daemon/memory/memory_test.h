@@ -15,14 +15,5 @@ protected:
         return row.integer(0);
     }
 
-private:
-    struct Made {
-        Made() { services::make_memory(); }
-    };
-    Made made_;  // before the connection
-
-protected:
-    standalone::Database memory_{services::memory_database_path(),
-                                 standalone::Database::Access::writing,
-                                 standalone::Database::Durability::deferred};
+    services::Memory memory_ = services::open_memory();
 };

@@ -22,7 +22,7 @@ RunFigures some_figures() {
 
 class ProgressStoreTest : public MemoryTest {
 protected:
-    ProgressStore store_{memory_};
+    ProgressStore store_{memory_.runs};
 };
 
 TEST_F(ProgressStoreTest, FiguresComeBackAsTheyWereWritten) {

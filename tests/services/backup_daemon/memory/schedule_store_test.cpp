@@ -9,7 +9,7 @@ using namespace services;
 
 class ScheduleStoreTest : public MemoryTest {
 protected:
-    ScheduleStore store_{memory_};
+    ScheduleStore store_{memory_.schedules};
 };
 
 TEST_F(ScheduleStoreTest, NewerNextRunTakesThePlaceOfTheOlder) {

@@ -54,7 +54,7 @@ bool config_has(const std::string& table) {
 
 /// What the daemon does with its memory at its start.
 void start() {
-    make_memory();
+    const Memory memory = open_memory();
     take_over_from_config(memory_database_path(), config_database_path());
 }
 
@@ -137,10 +137,9 @@ TEST(TakeOver, NothingIsDroppedWhenARowCannotBeCopied) {
     const OlderState state;
     const auto before = moved_rows(config_database_path());
     standalone::make_state();
-    make_memory();
     {
-        Database memory(memory_database_path(), Database::Access::writing);
-        memory.run(
+        Memory memory = open_memory();
+        memory.runs.run(
             "CREATE TRIGGER refuse BEFORE INSERT ON checkpoint "
             "BEGIN SELECT RAISE(ABORT, 'no'); END");
     }
@@ -151,10 +150,9 @@ TEST(TakeOver, NothingIsDroppedWhenARowCannotBeCopied) {
 TEST(TakeOver, RowThatIsThereAlreadyIsTheNewerOne) {
     const OlderState state;
     standalone::make_state();
-    make_memory();
     {
-        Database memory(memory_database_path(), Database::Access::writing);
-        ScheduleStore(memory).set("4", {"newer", 5});
+        Memory memory = open_memory();
+        ScheduleStore(memory.schedules).set("4", {"newer", 5});
     }
     start();
     Database memory(memory_database_path(), Database::Access::reading);

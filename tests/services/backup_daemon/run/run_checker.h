@@ -6,9 +6,9 @@
 
 #include "tests/services/backup_daemon/run/run_scene.h"
 
-/// Watches one run from its beginning on; what is not as it must be fails the test. That a run keeps
-/// to its lanes (one order each, no more than allowed, one connecting) is FakeLanes' to see, that it
-/// tells nothing behind its end RunScene's.
+/// Watches one run from its beginning on; what is not as it must be fails the test. That a run
+/// keeps to its lanes (one order each, no more than allowed, one connecting) is FakeLanes' to see,
+/// that it tells nothing behind its end RunScene's.
 class RunChecker {
 public:
     explicit RunChecker(RunScene& scene) : scene_(scene) {}
@@ -17,7 +17,7 @@ public:
     void check();
 
     /// When the run has told its end.
-    /// @param wanted the recordings that the run had to copy, as paths below the destination's folder
+    /// @param wanted the recordings that the run had to copy, as paths below the destination
     void check_end(const std::set<std::string>& wanted);
 
 private:
