@@ -14,7 +14,7 @@ from replies import (COMMAND_FAILED, CONNECT_ERROR, INVALID_VALUE, PARSE_FAIL, P
                      UNKNOWN_ERROR, error)
 from stand_in_tools import (LOCAL_FILE, MISSING, MOUNTS, TEN_MEBIBYTES, StandInTools, empty_places,
                             leftovers, list_shares)
-from waiting import SECONDS, wait_until
+from waiting import wait_until
 
 CREDENTIALS_FAILED = 0x950A000F
 RESULT_FILE_FAILED = 0x950A0010
@@ -336,7 +336,6 @@ def with_hanging(name, program, tmp_path):
     tools.install(name, HANG.format(pids=str(pids)))
     other = copy.copy(program)
     other.command = tools.around(program.command)
-    other.seconds = 4 * SECONDS  # one tool may take a minute
     return other, pids
 
 

@@ -10,8 +10,8 @@ from pathlib import Path
 from cgi_program import CgiProgram
 from places import CREDENTIALS, DEBUG_FILE, STATE, STORAGE
 from samba_server import PASSWORD, USER, SambaServer
+from waiting import SECONDS
 
-SECONDS = 120  # the guest is slow
 SHARES = Path("/run/shares")
 CLOSED_PORT = 1445
 HANGING_UP_PORT = 2445
@@ -130,7 +130,6 @@ def main():
     run("ip", "link", "set", "lo", "up")
     run("ip", "route", "add", "unreachable", "192.0.2.1")
     program = CgiProgram(STATE)
-    program.seconds = SECONDS
     SambaServer("/run/samba", make_shares(), port=445).start()
     threading.Thread(target=hang_up, daemon=True).start()
     for name, changes in CASES.items():

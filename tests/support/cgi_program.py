@@ -43,7 +43,6 @@ class CgiProgram(StateFolder):
     def __init__(self, path):
         super().__init__(path, zone="UTC0")
         self.command = [PROGRAMS / "recording_backup.cgi"]
-        self.seconds = SECONDS
         self.init()
         self.add_user("admin")
         self.sid = self.open_session("admin")
@@ -56,7 +55,7 @@ class CgiProgram(StateFolder):
         own = {name: self.environment[name] for name in ("RECORDER_STATE", "TZ")}
         query = f"sid={self.sid}" if query is None else query
         return Result(subprocess.run(
-            self.command, input=data or b"", capture_output=True, timeout=self.seconds,
+            self.command, input=data or b"", capture_output=True, timeout=SECONDS,
             env={**own, **cgi_variables(method, path, query, length)}, check=False))
 
     def request(self, *arguments, **how):

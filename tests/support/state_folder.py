@@ -25,8 +25,9 @@ class StateFolder:
                               capture_output=True, text=True, timeout=SECONDS, check=False)
 
     def output(self, program, *words, given=""):
+        """What a program prints that can do this."""
         done = self.run(program, *words, given=given)
-        assert done.returncode == 0, done.stderr
+        assert (done.returncode, done.stderr) == (0, ""), done
         return done.stdout
 
     def refusal(self, program, *words, given=""):
