@@ -6,7 +6,6 @@
 
 using services::NextRun;
 using services::ScheduleKeeper;
-using standalone::Database;
 
 namespace {
 
@@ -37,14 +36,9 @@ protected:
         return next ? next->due : -1;
     }
 
-    static Database make_memory() {
-        services::make_memory();
-        return {services::memory_database_path(), Database::Access::writing};
-    }
-
-    Database memory = make_memory();
-    services::ScheduleStore notes{memory};
-    ScheduleKeeper keeper{store, memory, queue};
+    services::Memory memory = services::open_memory();
+    services::ScheduleStore notes{memory.schedules};
+    ScheduleKeeper keeper{store, memory.schedules, queue};
 };
 
 TEST_F(ScheduleKeeperTest, FirstLookRemembersAndStartsNothing) {
@@ -112,7 +106,7 @@ TEST_F(ScheduleKeeperTest, DaemonKilledBeforeItRemembersStartsTheTaskOnce) {
     NotingRunner next_runner;
     auto next = make_queue(next_runner);
     next.take_over();
-    ScheduleKeeper(store, memory, next).look(MIDNIGHT + HOUR + 1, utc);
+    ScheduleKeeper(store, memory.schedules, next).look(MIDNIGHT + HOUR + 1, utc);
     EXPECT_EQ(next_runner.said, (Words{"resume 1", "resume 2"}));
     EXPECT_EQ(next.waiting(), Words{});
 }
