@@ -15,8 +15,8 @@ inline constexpr long long CHECKPOINT_BYTES = 8LL * 1024 * 1024;
 /// @throws CopyFailure
 void write_from(ShareFile& file, long long offset, CopyState& state);
 
-/// Whether the share gives back the source: as many bytes, with the hash that they had when they
-/// were read. Reads to the file's end, wherever that is, and tells the watcher that it is alive.
+/// Whether the share gives back what has the hash that the source had when it was read. Reads to
+/// the file's end, wherever that is, and tells the watcher of each chunk that it is alive.
 /// @param state its hash is the whole source's
 /// @throws CopyFailure
 bool reads_back(ShareFile& file, CopyState& state);

@@ -112,7 +112,8 @@ private:
     std::size_t count(std::size_t size) {
         long long value = 0;
         carry(value);
-        if (value < 0 || static_cast<unsigned long long>(value) > left() / size)
+        // Less than none is more than any packet has.
+        if (static_cast<unsigned long long>(value) > left() / size)
             throw std::runtime_error("a packet is too short");
         return static_cast<std::size_t>(value);
     }

@@ -3,8 +3,7 @@
 
 #include <random>
 
-#include "services/backup_daemon/copy/file_copier.h"
-#include "tests/services/backup_daemon/copy/copy_fixture.h"
+#include "tests/services/backup_daemon/copy/copier_fixture.h"
 
 using namespace services;
 
@@ -21,7 +20,7 @@ struct Scene {
     bool side_file = false;
 };
 
-class BrokenCopyTest : public CopyFixture {
+class BrokenCopyTest : public CopierFixture {
 protected:
     void set(const Scene& scene) {
         server = {};
@@ -41,19 +40,6 @@ protected:
             job.prefix_sha256 = hash_of(scene.temporary);
         }
         if (scene.side_file) job.side_file = SideFile{.channel = 3, .guid = "g", .start = 1};
-    }
-
-    /// Over a new connection.
-    CopyResult copy() {
-        MemoryShare connection(server);
-        FileCopier copier(connection, {.at = [](long long) {},
-                                       .checkpoint =
-                                           [this](long long offset, const std::string& sha256) {
-                                               job.offset = offset;
-                                               job.prefix_sha256 = sha256;
-                                           },
-                                       .alive = [] {}});
-        return copier.copy(job);
     }
 
     void expect_nothing_half_done(const Scene& scene) const {

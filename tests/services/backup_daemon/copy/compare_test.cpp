@@ -56,6 +56,11 @@ TEST_F(CompareTest, RemoteFileThatEndsTooEarlyIsEqualUpToItsLastWholeChunk) {
     EXPECT_EQ(compare(content, "", 0, size), 0);
 }
 
+TEST_F(CompareTest, BytesOfTheChunkBeforeAreNotTakenForThoseThatAreMissing) {
+    const std::string zeros(static_cast<std::size_t>(2 * CHUNK_SIZE), '\0');
+    EXPECT_EQ(compare(zeros, zeros.substr(1), 0, 2 * CHUNK_SIZE), CHUNK_SIZE);
+}
+
 TEST_F(CompareTest, NothingBehindTheEndIsRead) {
     EXPECT_EQ(compare(content, spoilt(content, CHUNK_SIZE + 5), 0, CHUNK_SIZE + 5), CHUNK_SIZE + 5);
     EXPECT_EQ(server.calls_of("read"), (Texts{"read file 0 1048576", "read file 1048576 5"}));

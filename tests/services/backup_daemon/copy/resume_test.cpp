@@ -110,6 +110,7 @@ TEST_F(ResumeTest, CheckpointOfAnotherContentIsNotTrusted) {
 TEST_F(ResumeTest, CheckpointWithoutAHashIsNotTrusted) {
     job.offset = 2 * MIB;
     EXPECT_EQ(resume(spoilt(content_of(3 * MIB), 5)), 0);
+    EXPECT_EQ(told_of("alive"), 0) << "the source was read for nothing";
 }
 
 TEST_F(ResumeTest, WithoutAWantedHashACheckpointCountsAllTheSame) {

@@ -15,13 +15,28 @@ TEST(SharePath, SafeNamesStayAsTheyAre) {
 TEST(SharePath, WhatSmbForbidsBecomesAnUnderscore) {
     EXPECT_EQ(safe_name("a\\b/c:d*e?f\"g<h>i|j"), "a_b_c_d_e_f_g_h_i_j");
     EXPECT_EQ(safe_name("tab\tnew\nline"), "tab_new_line");
+    EXPECT_EQ(safe_name("\x01\x1f\x7f"), "___");
     EXPECT_EQ(safe_name("dot."), "dot_");
     EXPECT_EQ(safe_name("blank "), "blank_");
     EXPECT_EQ(safe_name(".."), "._");
     EXPECT_EQ(safe_name(""), "_");
-    EXPECT_EQ(safe_name("con"), "con_");
-    EXPECT_EQ(safe_name("LPT1.txt"), "LPT1_.txt");
+}
+
+TEST(SharePath, NamesOfDevicesGetAnUnderscore) {
+    for (const std::string name : {"con", "PRN", "Aux", "nul", "COM1", "com9", "LPT1", "lpt9"}) {
+        EXPECT_EQ(safe_name(name), name + "_");
+        EXPECT_EQ(safe_name(name + ".txt"), name + "_.txt");
+    }
     EXPECT_EQ(safe_name("NUL .mp4"), "NUL _.mp4");
+    for (const char* name : {"COM0", "LPT", "COM", "CONS", "XPRN", "COM1x"})
+        EXPECT_EQ(safe_name(name), name);
+}
+
+TEST(SharePath, BytesThatAreNoCharactersAreReplaced) {
+    EXPECT_EQ(safe_name("a\xff"
+                        "b"),
+              "a\xef\xbf\xbd"
+              "b");
 }
 
 TEST(SharePath, LongNamesAreCutBetweenCharacters) {
@@ -29,6 +44,9 @@ TEST(SharePath, LongNamesAreCutBetweenCharacters) {
     for (int count = 0; count < 300; ++count) name += "ü";
     EXPECT_EQ(safe_name(name).size(), 200U);
     EXPECT_EQ(safe_name("x" + name).size(), 199U);
+    const std::string longest(200, 'x');
+    EXPECT_EQ(safe_name(longest), longest);
+    EXPECT_EQ(safe_name(longest + "x"), longest);
 }
 
 TEST(SharePath, PathsAreJoinedAndTakenApart) {

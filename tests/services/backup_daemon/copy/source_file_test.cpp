@@ -68,6 +68,19 @@ TEST_F(SourceFileTest, FolderIsNoFile) {
     EXPECT_EQ(failure_to_open(), FailureKind::source);
 }
 
+TEST_F(SourceFileTest, IsClosedWhenAnotherProgramIsRun) {
+    write("content");
+    const SourceFile file(path);
+    int found = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry.path(), gone) != path) continue;
+        ++found;
+        EXPECT_TRUE(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC);
+    }
+    EXPECT_EQ(found, 1);
+}
+
 TEST_F(SourceFileTest, PipeIsNoFileAndNobodyWaitsForIt) {
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     EXPECT_EQ(failure_to_open(), FailureKind::source);

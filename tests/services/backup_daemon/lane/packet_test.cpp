@@ -70,6 +70,15 @@ TEST(Packet, NumbersThatNobodyWritesAreRefused) {
     }
 }
 
+TEST(Packet, NumberThatIsCutOffIsRefused) {
+    for (std::size_t size = 0; size < sizeof(long long); ++size) {
+        const std::string packet = packet_of(5).substr(0, size);
+        PacketReader reader(packet);
+        long long number = 0;
+        EXPECT_THROW(reader.carry(number), std::runtime_error) << size;
+    }
+}
+
 TEST(Packet, TextThatClaimsMoreThanThePacketHasIsRefused) {
     for (const long long size : {4LL, 1LL << 40, -1LL})
         EXPECT_THROW(read<std::string>(packet_of(size) + "abc"), std::runtime_error) << size;

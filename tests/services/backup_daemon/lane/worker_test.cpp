@@ -158,7 +158,8 @@ TEST(Worker, ReapingLeavesLivingProcessesAndOtherChildrenAlone) {
 }
 
 TEST(Worker, SignalsToTheDaemonsGroupDoNotEndIt) {
-    Worker worker([](int socket) { stay(socket); });
+    for (const int number : {SIGTERM, SIGINT}) signal(number, SIG_DFL);
+    Worker worker(stay);
     const pid_t process = process_of(worker);
     for (const int number : {SIGTERM, SIGINT}) kill(process, number);
     // Still there to be stopped: had a signal ended it, this would tell so.
