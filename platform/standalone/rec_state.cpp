@@ -50,10 +50,12 @@ json_object* describe(const Channel& channel, const TChannelStatus& status) {
     return described;
 }
 
-void read_state(char* text, int& count, TChannelStatus* channels, int max) {
+/// @return the number of channels that have a state
+int read_state(char* text, TChannelStatus* channels, int max) {
     const std::vector<Channel> stored = ChannelStore(config_for_reading()).list();
     for (int at = 0; at < max; ++at) std::ranges::fill(channels[at].stream_state, STREAM_IDLE);
     const JsonPtr described(json_object_new_array());
+    int count = 0;
     for (const Channel& channel : stored) {
         if (channel.removed || channel.index < 0 || channel.index >= max) continue;
         fill_state(channel, channels[channel.index]);
@@ -61,6 +63,7 @@ void read_state(char* text, int& count, TChannelStatus* channels, int max) {
         ++count;
     }
     copy_text(print_json(described.get()), text, REC_STATE_TEXT_SIZE);
+    return count;
 }
 
 }  // namespace
@@ -69,11 +72,10 @@ int nvr_rec_state_read(char* text, int& count, TChannelStatus* channels, int max
                        TServerStatusInfo*) {
     count = 0;
     try {
-        read_state(text, count, channels, max);
+        count = read_state(text, channels, max);
         return 0;
     } catch (const std::exception& error) {
         DEBUG_LINE("recorder state: %s\n", error.what());
-        count = 0;
         return -1;
     }
 }

@@ -2,6 +2,7 @@
 #include "platform/standalone/debug_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 
 namespace {
 
+using standalone::DEBUG_FILE_LIMIT;
 using standalone::DebugFile;
 
 class DebugFileTest : public ::testing::Test {
@@ -111,6 +113,31 @@ TEST_F(DebugFileTest, ReplacesTheOneThatWasPutAsideBefore) {
     write_file(path_ + ".1", "older");
     log_File_Debug(path_.c_str(), "new\n");
     EXPECT_EQ(std::filesystem::file_size(path_ + ".1"), 4U * 1024 * 1024);
+}
+
+TEST_F(DebugFileTest, WaitsForAProcessThatIsPuttingTheFileAside) {
+    write_file(path_, std::string(DEBUG_FILE_LIMIT, 'x'));
+    const standalone::FileHandle file(open(path_.c_str(), O_WRONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(file.get(), LOCK_EX), 0);
+    const pid_t other = fork();
+    if (other == 0) {
+        DebugFile(path_).append("mine\n");
+        _exit(0);
+    }
+    const std::string waiter = "-> FLOCK  ADVISORY  WRITE " + std::to_string(other) + " ";
+    siginfo_t ended{};
+    for (int tries = 0; tries < 2000 && ended.si_pid == 0; ++tries) {
+        if (read_file("/proc/locks").find(waiter) != std::string::npos) break;
+        waitid(P_PID, static_cast<id_t>(other), &ended, WEXITED | WNOHANG | WNOWAIT);
+        usleep(1000);
+    }
+    std::filesystem::rename(path_, path_ + ".1");
+    write_file(path_, "theirs\n");
+    flock(file.get(), LOCK_UN);
+    waitpid(other, nullptr, 0);
+    EXPECT_EQ(read_file(path_), "theirs\nmine\n");
+    EXPECT_EQ(std::filesystem::file_size(path_ + ".1"),
+              static_cast<std::uintmax_t>(DEBUG_FILE_LIMIT));
 }
 
 TEST_F(DebugFileTest, KeepsLinesOfSeveralFilesApart) {
