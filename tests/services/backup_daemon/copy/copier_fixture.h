@@ -50,9 +50,9 @@ protected:
     }
 
     /// The target is the only file, and it is this.
-    void expect_only(const std::string& content) const {
+    void expect_only(const std::string& expected) const {
         ASSERT_TRUE(server.files.contains(job.target));
-        EXPECT_TRUE(server.files.at(job.target) == content);
+        EXPECT_TRUE(server.files.at(job.target) == expected);
         EXPECT_EQ(server.files.size(), 1U);
     }
 
