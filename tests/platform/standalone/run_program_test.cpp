@@ -80,9 +80,24 @@ TEST_F(RunProgram, GivesTheProgramAnEnvironmentOfTwoAndNoOtherFiles) {
                         static_cast<const char*>(nullptr)),
               0);
     EXPECT_EQ(read_file(out_), "0\n1\n2\n3\n");  // 3 is the folder that ls reads
-    EXPECT_EQ(shell("read line"), 1);            // no standard input
     close(leaked);
     unsetenv("SECRET");
+}
+
+TEST_F(RunProgram, GivesTheProgramNoStandardInput) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const standalone::FileHandle read_end(ends[0]);
+    const standalone::FileHandle write_end(ends[1]);
+    ASSERT_EQ(write(write_end.get(), "secret\n", 7), 7);
+    const standalone::FileHandle before(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10));
+    ASSERT_EQ(dup2(read_end.get(), STDIN_FILENO), STDIN_FILENO);
+    EXPECT_EQ(shell("read line; echo $line"), 0);
+    if (before)
+        dup2(before.get(), STDIN_FILENO);
+    else
+        close(STDIN_FILENO);
+    EXPECT_EQ(read_file(out_), "\n");
 }
 
 TEST_F(RunProgram, HandsNoneOfTheCallersSignalSettingsOn) {

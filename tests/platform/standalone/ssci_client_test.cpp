@@ -225,9 +225,11 @@ TEST(SsciClient, FailsWhenNobodyListens) {
 }
 
 TEST(SsciClient, TakesAddressesAndPortsAlone) {
+    const Service service(answer(reply("{}")));
     std::string response = "before";
     for (const char* host : {"localhost", "", "127.0.0.1 "})
-        EXPECT_EQ(ssci_GET_request(host, 80, "/", nullptr, response, 5, false, false, 0, nullptr),
+        EXPECT_EQ(ssci_GET_request(host, service.port(), "/", nullptr, response, 5, false, false, 0,
+                                   nullptr),
                   -1);
     for (const int port : {0, -1, 65536})
         EXPECT_EQ(ssci_GET_request("127.0.0.1", port, "/", nullptr, response, 5, false, false, 0,
