@@ -16,7 +16,6 @@ public:
 
     /// Nothing has been added.
     void restart() {
-        hash_.reset();
         if (wanted_) hash_.emplace();
     }
 

@@ -76,6 +76,15 @@ TEST_F(WorkerBodyTest, SlowCopyTellsHowFarItIs) {
     for (const long long offset : {MIB, 2 * MIB, 3 * MIB}) EXPECT_TRUE(offsets.contains(offset));
 }
 
+TEST_F(WorkerBodyTest, FastCopyDoesNotTellOfEveryChunk) {
+    using Clock = std::chrono::steady_clock;
+    write_source(content_of(20 * MIB));
+    const auto begin = Clock::now();
+    const auto offsets = offsets_of(work({job}));
+    const auto pauses = (Clock::now() - begin) / std::chrono::milliseconds(250);
+    EXPECT_LE(static_cast<long long>(offsets.size()), pauses);
+}
+
 TEST_F(WorkerBodyTest, SlowComparisonTellsThatItIsAliveAndThatNothingIsSent) {
     write_source(content_of(3 * MIB));
     server.put(job.target, content_of(3 * MIB));

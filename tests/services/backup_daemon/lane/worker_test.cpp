@@ -150,10 +150,13 @@ TEST(Worker, ReapingLeavesLivingProcessesAndOtherChildrenAlone) {
     const pid_t process = process_of(worker);
     const pid_t other = fork();
     if (other == 0) _exit(7);
+    siginfo_t info{};
+    ASSERT_EQ(waitid(P_PID, other, &info, WEXITED | WNOWAIT), 0);
+    { Worker killed(stay); }
     Worker::reap();
     EXPECT_TRUE(exists(process));
     int status = 0;
-    EXPECT_EQ(waitpid(other, &status, 0), other);
+    ASSERT_EQ(waitpid(other, &status, 0), other) << "somebody else has taken note of it";
     EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 

@@ -25,4 +25,27 @@ TEST(Destination, IsReadInEverySpelling) {
     EXPECT_EQ(destination_of(task).folder, "._/._/etc");
 }
 
+TEST(Destination, KeyTellsServersPortsSharesAndFoldersApart) {
+    TDataBackupConfig task;
+    task.serverIP = "10.0.0.9";
+    task.port = 445;
+    task.destPath = "/share/a";
+    const std::string key = destination_of(task).key();
+    EXPECT_EQ(destination_of(task).server, "10.0.0.9");
+    EXPECT_EQ(destination_of(task).port, 445);
+    TDataBackupConfig other = task;
+    other.serverIP = "10.0.0.8";
+    EXPECT_NE(destination_of(other).key(), key);
+    other = task;
+    other.port = 4450;
+    EXPECT_NE(destination_of(other).key(), key);
+    other = task;
+    other.destPath = "/other/a";
+    EXPECT_NE(destination_of(other).key(), key);
+    other.destPath = "/share/b";
+    EXPECT_NE(destination_of(other).key(), key);
+    other.destPath = "/share";
+    EXPECT_NE(destination_of(other).key(), key);
+}
+
 }  // namespace
