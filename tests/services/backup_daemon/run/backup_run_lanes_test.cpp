@@ -199,6 +199,14 @@ TEST_F(BackupRunLanesTest, AfterALossOneLaneTriesAloneWhileTheOthersGoOn) {
     EXPECT_EQ(scene.lanes.open(), (Lanes{4, 5}));
 }
 
+TEST_F(BackupRunLanesTest, ProgressOfOtherLanesDoesNotHideALoss) {
+    play_until_copying(2);
+    scene.lanes.report(1, At{0});
+    scene.lanes.lose(2, "the server went away");
+    scene.lanes.report(1, At{100});
+    EXPECT_EQ(message(), "the server went away");
+}
+
 TEST_F(BackupRunLanesTest, LossesOfOneMomentMakeOnePause) {
     play_until_copying(3);
     for (const LaneId lane : {1, 2, 3}) scene.lanes.lose(lane, "lane " + std::to_string(lane));
@@ -261,6 +269,17 @@ TEST_F(BackupRunLanesTest, AllSilentLanesAreDroppedAtOnce) {
     EXPECT_EQ(losses_told(), 1U);
     scene.play();
     EXPECT_EQ(scene.outcome(), RunOutcome::success);
+}
+
+TEST_F(BackupRunLanesTest, FileOfASilentLaneGoesToAnIdleOneAtOnce) {
+    play_until_copying(3);
+    for (const LaneId lane : {1, 2}) scene.lanes.report(lane, Copied{{5000, 1, ""}});
+    ASSERT_FALSE(scene.lanes.order(2));
+    scene.seconds(60);
+    scene.lanes.report(1, At{0});
+    scene.seconds(30);
+    EXPECT_EQ(scene.lanes.dropped(), Lanes{3});
+    EXPECT_TRUE(copy_of(2));
 }
 
 TEST_F(BackupRunLanesTest, LaneThatNeverConnectsIsDropped) {
@@ -347,6 +366,29 @@ TEST_F(BackupRunLanesTest, RunWaitsWhenNoLaneIsToBeHad) {
     scene.lanes.none_to_be_had.reset();
     scene.play();
     EXPECT_EQ(scene.outcome(), RunOutcome::success);
+}
+
+TEST_F(BackupRunLanesTest, LaneThatIsNotToBeHadIsALossToo) {
+    scene.lanes.none_to_be_had = "too many processes";
+    scene.lanes.report(1, Ready());
+    EXPECT_EQ(message(), "too many processes");
+    EXPECT_EQ(scene.told(CONNECTION_LOST), Texts{"too many processes"});
+    scene.lanes.none_to_be_had.reset();
+    play_until_copying(1);
+    scene.lanes.report(1, At{0});
+    scene.lanes.report(1, At{100});
+    EXPECT_EQ(message(), "too many processes");
+    scene.clock.advance(60s);
+    EXPECT_EQ(scene.lanes.open(), Lanes{1}) << "as long as one works, none probes";
+}
+
+TEST_F(BackupRunLanesTest, EndInAPauseLeavesNoAlarmBehind) {
+    scene.lanes.lose(1);
+    EXPECT_EQ(scene.clock.next_alarm(), 1s);
+    scene.run->cancel();
+    scene.clock.advance(0s);
+    EXPECT_EQ(scene.ends, (Ends{{RunOutcome::cancelled, ""}}));
+    EXPECT_FALSE(scene.clock.next_alarm());
 }
 
 TEST_F(BackupRunLanesTest, RunWithoutLanesGivesUpAfterThirtyMinutes) {

@@ -45,6 +45,8 @@ void RunChecker::check_records() {
     for (; records_seen_ < recorded.size(); ++records_seen_) {
         const std::string& path = recorded[records_seen_];
         EXPECT_LE(++records_[path], scene_.lanes.said_copied(on_share(path))) << path;
+        const CopiedFile& copy = scene_.ledger.copies.at(path);
+        EXPECT_NE(path.find("/" + copy.day + "/"), std::string::npos) << path;
     }
     EXPECT_EQ(static_cast<std::size_t>(scene_.figures().files_done), recorded.size());
     EXPECT_EQ(records_.size(), recorded.size()) << "a file was copied twice";
@@ -114,11 +116,26 @@ void RunChecker::check_end(const std::set<std::string>& wanted) {
     EXPECT_TRUE(scene_.lanes.pool_is_gone());
     EXPECT_EQ(scene_.figures().message, scene_.why());
     EXPECT_EQ(scene_.outcome() == RunOutcome::failed, !scene_.why().empty());
-    if (scene_.outcome() != RunOutcome::success) return;
-    EXPECT_EQ(scene_.figures().files_left, 0);
-    EXPECT_EQ(scene_.figures().files_failed, 0);
-    EXPECT_EQ(copies_ordered_.size(), scene_.ledger.recorded.size());
-    for (const std::string& path : wanted) EXPECT_TRUE(scene_.ledger.copies.contains(path)) << path;
+    if (scene_.outcome() == RunOutcome::success) check_success(wanted);
+}
+
+/// All that was wanted is there, nothing is there that is too old, and nothing is half done.
+void RunChecker::check_success(const std::set<std::string>& wanted) {
+    const CopyLedger& ledger = scene_.ledger;
+    const RunFigures figures = scene_.figures();
+    EXPECT_EQ(figures.files_left, 0);
+    EXPECT_EQ(figures.files_failed, 0);
+    EXPECT_EQ(figures.bytes_done, figures.bytes_planned);
+    EXPECT_EQ(figures.percent, figures.bytes_planned > 0 ? 100 : 0);
+    EXPECT_EQ(copies_ordered_.size(), ledger.recorded.size());
+    EXPECT_TRUE(ledger.checkpoints.empty());
+    for (const std::string& path : wanted) EXPECT_TRUE(ledger.copies.contains(path)) << path;
+    for (const auto& [path, copy] : ledger.copies)
+        EXPECT_TRUE(copy.removed || ledger.foreign.contains(path) ||
+                    copy.day >= scene_.goal.first_kept_day)
+            << path << " is too old";
+    const bool retains = !scene_.goal.first_kept_day.empty();
+    EXPECT_EQ(scene_.told(RETENTION_PASS).size(), retains ? 1U : 0U);
 }
 
 std::string RunChecker::on_share(const std::string& path) const {

@@ -29,6 +29,7 @@ private:
     void check_order(const services::RemoveFiles& order);
     bool may_go(const std::string& path) const;
     void check_events();
+    void check_success(const std::set<std::string>& wanted);
 
     std::string on_share(const std::string& path) const;
     std::string below_folder(const std::string& path) const;

@@ -44,6 +44,7 @@ TEST_F(RunPlanTest, MeasuresAllDaysFromTheOldestAcrossChannelsBeforeAnyIsCopied)
                                 "look /rec/door 2024-03-03 normal alarm store/Door/2024-03-03"}));
     EXPECT_EQ(orders[6], measuring[0] + " asked");
     EXPECT_EQ(counts(), "4 done, 0 failed, 0 left; 1111 of 1111 bytes");
+    for (const auto& [path, copy] : ledger.copies) EXPECT_EQ(copy.day, path.substr(5, 10));
 }
 
 TEST_F(RunPlanTest, CountsWhatItMeasuresBeforeTheFirstCopy) {
@@ -148,6 +149,7 @@ TEST_F(RunPlanTest, CheckpointsAreKeptAsTheyAreReported) {
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 9000);
     ASSERT_NE(next_that("copy"), "");
     say(Noted{3000, "abc"});
+    EXPECT_EQ(counts(), "0 done, 0 failed, 1 left; 3000 of 9000 bytes");
     say(At{3500});
     const Checkpoint& made = ledger.checkpoints.at("Door/2024-03-05/08-00-00.mp4");
     EXPECT_EQ(made.temporary, "Door/2024-03-05/.08-00-00.mp4.7.part");
