@@ -45,7 +45,9 @@ def tree_files(root):
 def table(page, name):
     """The rows of a marked table of the page, as lists of cells; header and rule left out."""
     marked = re.search(rf"<!-- {name} -->\n(.*?)<!-- /{name} -->", page, re.DOTALL)
-    rows = marked.group(1).splitlines()[2:] if marked else []
+    if marked is None:
+        sys.exit(f"{PAGE}: the table of {name} is not marked")
+    rows = marked.group(1).splitlines()[2:]
     return [[cell.strip() for cell in row.strip("|").split("|")] for row in rows]
 
 

@@ -140,6 +140,13 @@ DRAWN = """<!-- shorthands -->
 """
 
 
+@pytest.mark.parametrize("name", ["shorthands", "rooms"])
+def test_a_page_without_its_tables_is_refused(tmp_path, name):
+    plant(tmp_path, check_layout.PAGE, DRAWN.replace(f"<!-- {name} -->", ""))
+    with pytest.raises(SystemExit, match=f"the table of {name}"):
+        list(check_layout.check_includes(tmp_path))
+
+
 def test_an_arrow_or_a_library_that_nothing_needs_is_found(tmp_path):
     plant(tmp_path, check_layout.PAGE, DRAWN)
     plant(tmp_path, "a/a.cpp", "#include <sqlite3.h>\n")
