@@ -16,9 +16,12 @@ namespace {
 constexpr char STORED_FILE[] = "/share/Ostra-RecordingbackLog.csv";
 constexpr char LINK[] = "/home/httpd/cgi-bin/Ostra-RecordingbackLog.csv";
 
-/// @return whether every byte reached the file system, readable for the web server
+/// The log is for administrators, so nobody may read the file but the web server's group: the one
+/// that started this process.
+/// @return whether every byte reached the file system
 bool write_and_close(FilePtr file, const std::string& csv) {
-    if (fchmod(fileno(file.get()), 0644) != 0) return false;
+    const int descriptor = fileno(file.get());
+    if (fchown(descriptor, -1, getgid()) != 0 || fchmod(descriptor, 0640) != 0) return false;
     if (!csv.empty() && std::fwrite(csv.data(), csv.size(), 1, file.get()) != 1) return false;
     return std::fclose(file.release()) == 0;
 }

@@ -14,6 +14,7 @@
 #include "cgi/routes.h"
 #include "platform/cgi_input.h"
 #include "platform/json_ptr.h"
+#include "platform/process_rights.h"
 #include "platform/version.h"
 
 namespace {
@@ -24,6 +25,8 @@ struct FreeInput {
 
 /// The one reply that calls its code "retCode".
 int refuse_session() {
+    give_up_root();
+    discard_body(std::getenv("CONTENT_LENGTH"));
     http_header_output("Status: 401 Unauthorized\r\n");
     const JsonPtr reply(json_object_new_object());
     json_object_object_add(reply.get(), "retCode", json_object_new_double(CGI_AUTH_FAIL));
@@ -34,6 +37,7 @@ int refuse_session() {
 
 /// A request that no route can be looked up for: the code as text, no message.
 int refuse_request(int result) {
+    give_up_root();
     char code[64];
     std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned>(result));
     http_header_output(STATUS_OK);
@@ -85,9 +89,7 @@ int serve(tagINPUT* input) {
 
 int answer_request() {
     const std::unique_ptr<tagINPUT, FreeInput> input(CGI_Get_Input_URL());
-    if (authenticate(input.get())) return serve(input.get());
-    discard_body(std::getenv("CONTENT_LENGTH"));
-    return refuse_session();
+    return authenticate(input.get()) ? serve(input.get()) : refuse_session();
 }
 
 /// Whether a person at a terminal asks which program this is. A web server may hand a query over as
@@ -104,6 +106,7 @@ int main(int count, char** arguments) {
         std::fprintf(stderr, "recording_backup.cgi %s\n", RECORDER_VERSION);
         return 0;
     }
+    take_recorder_identity();
     const int result = answer_request();
     // Ends without taking apart tables and connections, which the kernel drops faster.
     std::fflush(stdout);

@@ -11,6 +11,7 @@
 
 #include "backup/recording_backup_function.h"
 #include "platform/cgi_input.h"
+#include "platform/process_rights.h"
 #include "platform/recorder_log.h"
 
 char* uri_token[16];
@@ -33,9 +34,14 @@ constexpr std::string_view ANY = "/any";
 /// Who prints the headers and the reply: the method's function, or the route itself.
 enum class Printing { by_method, by_route };
 
+/// Whose rights the operation needs: those of the recorder's user, or at times root's, for a tool
+/// that mounts, lists or links.
+enum class Rights { recorder, tools };
+
 /// What answers a request.
 struct Answer {
     int (*operation)(const Call&);
+    Rights rights = Rights::recorder;
     Printing printing = Printing::by_method;
 };
 
@@ -78,16 +84,16 @@ constexpr Route ROUTES[] = {
     {Method::get, {"fuse"},
      {[](const Call& call) { return check_fuse(call.reply); }}},
     {Method::get, {"share"},
-     {[](const Call& call) { return get_samba_share(call.reply, call.input); }}},
+     {[](const Call& call) { return get_samba_share(call.reply, call.input); }, Rights::tools}},
     {Method::get, {"task", NONE},
      {[](const Call& call) { return get_backup_task_list(call.reply); }}},
     {Method::get, {"task", "status"},
      {[](const Call& call) { return get_task_status(call.reply, uri_token[2]); }}},
     {Method::get, {"task", "log", NONE},
      {[](const Call& call) { return get_backup_task_log(call.reply); }}},
-    {Method::get, {"task", "log", "file"}, {answer_download, Printing::by_route}},
+    {Method::get, {"task", "log", "file"}, {answer_download, Rights::tools, Printing::by_route}},
     {Method::put, {"server", "testing"},
-     {[](const Call& call) { return test_remote_server(call.reply, call.body); }}},
+     {[](const Call& call) { return test_remote_server(call.reply, call.body); }, Rights::tools}},
     {Method::put, {"task", NONE},
      {[](const Call& call) { return create_backup_task(call.reply, call.body); }}},
     {Method::post, {"task", ANY, NONE},
@@ -124,8 +130,15 @@ const Route* find_route(Method method) {
     return nullptr;
 }
 
-int call_route(Method method, const Call& call) {
+/// The same, and from here on the process has no more rights than the route needs.
+const Route* enter_route(Method method) {
     const Route* route = find_route(method);
+    if (route == nullptr || route->answer.rights == Rights::recorder) give_up_root();
+    return route;
+}
+
+int call_route(Method method, const Call& call) {
+    const Route* route = enter_route(method);
     return route == nullptr ? 0 : route->answer.operation(call);
 }
 
@@ -157,7 +170,7 @@ void print_reply(json_object* reply) {
 
 int get_method_fun(std::vector<std::string>*, json_object** reply, tagINPUT* input) {
     const Call call = {reply, nullptr, input};
-    const Route* route = find_route(Method::get);
+    const Route* route = enter_route(Method::get);
     if (route != nullptr && route->answer.printing == Printing::by_route)
         return route->answer.operation(call);
     if (route != nullptr) http_header_output(STATUS_OK);

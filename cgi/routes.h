@@ -23,8 +23,9 @@ void http_header_output(const char* statusLine);
 /// Prints a reply (null: the JSON text null) and the two line ends that close it.
 void print_reply(json_object* reply);
 
-// One function per method. Each picks the route by uri_token alone, calls its operation and returns
-// the operation's result; 0, with *reply left null, when there is no such route.
+// One function per method. Each picks the route by uri_token alone, gives up root unless the route
+// needs it for a tool, calls its operation and returns the operation's result; 0, with *reply left
+// null, when there is no such route.
 //
 // tokens  the segments; not read
 // reply   slot for the object to print, null before the call

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 namespace standalone {
 
@@ -19,9 +20,32 @@ void make_folders_above(const std::string& path) {
         mkdir(path.substr(0, slash).c_str(), 0700);
 }
 
+constexpr int HOW_TO_OPEN = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+
+/// A process that is root for the moment leaves the file to whoever the folder belongs to, whose
+/// next process has lines of its own.
+FileHandle make_file(const std::string& path) {
+    FileHandle file(::open(path.c_str(), HOW_TO_OPEN | O_CREAT | O_EXCL, 0600));
+    struct stat folder {};
+    if (file && geteuid() == 0 && stat(path.substr(0, path.rfind('/')).c_str(), &folder) == 0) {
+        [[maybe_unused]] const int unchecked = fchown(file.get(), folder.st_uid, folder.st_gid);
+    }
+    return file;
+}
+
 FileHandle open_for_append(const std::string& path) {
-    return FileHandle(::open(
-        path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    FileHandle file(::open(path.c_str(), HOW_TO_OPEN));
+    if (file || errno != ENOENT) return file;
+    file = make_file(path);
+    // Another process made it meanwhile.
+    return !file && errno == EEXIST ? FileHandle(::open(path.c_str(), HOW_TO_OPEN))
+                                    : std::move(file);
+}
+
+/// Lines go to a file that has no second name: who may write to the folder must not lead them to a
+/// file of somebody else.
+bool is_a_log(const struct stat& found) {
+    return S_ISREG(found.st_mode) && found.st_nlink == 1;
 }
 
 }  // namespace
@@ -41,7 +65,7 @@ bool DebugFile::open() {
         file_ = open_for_append(path_);
     }
     struct stat opened {};
-    if (!file_ || fstat(file_.get(), &opened) != 0 || !S_ISREG(opened.st_mode)) {
+    if (!file_ || fstat(file_.get(), &opened) != 0 || !is_a_log(opened)) {
         file_.close();
         return false;
     }

@@ -140,7 +140,7 @@ TEST_F(LogDownload, WebServerMayReadTheFileWhateverTheUmask) {
     umask(before);
     struct stat stored {};
     ASSERT_EQ(lstat(STORED, &stored), 0);
-    EXPECT_EQ(stored.st_mode & 07777, 0644U);
+    EXPECT_EQ(stored.st_mode & 07777, 0640U);
 }
 
 TEST_F(LogDownload, NameCarriesTheLocalDateFromMidnightOn) {

@@ -159,6 +159,35 @@ TEST_F(Routes, UnknownGetPrintsNullWithoutAnyHeader) {
     }
 }
 
+// --- rights -------------------------------------------------------------------------------------
+
+TEST_F(Routes, OnlyThoseThatRunToolsKeepTheWayBackToRoot) {
+    const auto given_up = [] {
+        const bool found = !fake::calls_of("give_up_root").empty();
+        fake::reset();
+        return found;
+    };
+    for (const Strings& segments :
+         {Strings{"channel"}, Strings{"fuse"}, Strings{"task"}, Strings{"task", "status", "7"},
+          Strings{"task", "log"}, Strings{"unknown"}}) {
+        get(segments);
+        EXPECT_TRUE(given_up()) << segments[0];
+    }
+    put({"task"});
+    EXPECT_TRUE(given_up());
+    for (const Strings& segments : {Strings{"task", "7"}, Strings{"task", "7", "active"},
+                                    Strings{"task", "7", "is_enable"}, Strings{"unknown"}}) {
+        post(segments);
+        EXPECT_TRUE(given_up()) << segments.back();
+    }
+    del({"task", "7"});
+    EXPECT_TRUE(given_up());
+    get({"task", "log", "file"});
+    EXPECT_FALSE(given_up());
+    put({"server", "testing"});
+    EXPECT_FALSE(given_up());
+}
+
 // --- PUT ----------------------------------------------------------------------------------------
 
 TEST_F(Routes, PutTaskCreates) {

@@ -68,7 +68,7 @@ class StandInTools:
         """The command that runs `command` with the stand-ins in the tools' places."""
         binds = [f"/bin/mount --bind '{self.folder / name}' {place}; "
                  for name, place in PLACES.items()]
-        return [*UNSHARE, "".join(binds) + 'exec "$0"', *command]
+        return [*UNSHARE, "".join(binds) + 'exec "$0" "$@"', *command]
 
     def calls(self, name=None):
         """What was noted, in order; of one tool or of all."""

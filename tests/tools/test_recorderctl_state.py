@@ -1,5 +1,7 @@
 """recorderctl's state folder: made by init, found by every other command, never made by one."""
+import os
 import sqlite3
+import tempfile
 from contextlib import closing
 
 import pytest
@@ -42,6 +44,18 @@ def test_init_makes_the_folder_and_its_databases_and_prints_the_folder(nowhere):
 def test_init_keeps_other_users_out(state):
     assert permissions(state.path) == 0o700
     assert {permissions(path) for path in state.path.iterdir()} == {0o600}
+
+
+def test_what_root_makes_in_another_users_folder_is_that_users():
+    if os.geteuid() != 0:
+        pytest.skip("needs root")
+    with tempfile.TemporaryDirectory() as folder:
+        os.chown(folder, 4711, 4712)
+        state = StateFolder(folder).init()
+        state.add_user("admin")
+        state.add_channel(1, "Front door", "/storage/front-door")
+        owners = {(found.st_uid, found.st_gid) for found in map(os.lstat, state.path.iterdir())}
+    assert owners == {(4711, 4712)}
 
 
 def test_init_repeated_keeps_what_is_stored(state):

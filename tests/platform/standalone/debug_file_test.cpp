@@ -84,6 +84,27 @@ TEST_F(DebugFileTest, WritesThroughNoLinkAndIntoNoPipe) {
     EXPECT_LE(read(reader.get(), &byte, 1), 0);
 }
 
+TEST_F(DebugFileTest, WritesToNoFileThatHasASecondName) {
+    const std::string target = folder_.path() + "/target";
+    const std::string place = folder_.path() + "/place";
+    write_file(target, "precious");
+    ASSERT_EQ(link(target.c_str(), place.c_str()), 0);
+    log_File_Debug(place.c_str(), "text\n");
+    EXPECT_EQ(read_file(target), "precious");
+}
+
+TEST_F(DebugFileTest, BelongsToTheFoldersOwnerWhenRootMakesIt) {
+    if (getuid() != 0) GTEST_SKIP() << "only root can give files away";
+    ASSERT_EQ(chown(folder_.path().c_str(), 4711, 4712), 0);
+    const std::string place = folder_.path() + "/log";
+    log_File_Debug(place.c_str(), "text\n");
+    struct stat found {};
+    ASSERT_EQ(lstat(place.c_str(), &found), 0);
+    EXPECT_EQ(found.st_uid, 4711U);
+    EXPECT_EQ(found.st_gid, 4712U);
+    EXPECT_EQ(found.st_mode & 0777, 0600U);
+}
+
 TEST_F(DebugFileTest, HandsItsDescriptorToNoProgram) {
     DebugFile file(path_);
     file.append("text\n");

@@ -99,7 +99,7 @@ void throw_from(const std::string& name, int nth = 0);
 void answer(const std::string& name, const std::string& text);
 
 /// The calls that reach something outside the process, in order: no debug lines, JSON getters,
-/// Base64, clock or character checks.
+/// Base64, clock, character checks or changes of the process's rights.
 std::vector<Call> effects();
 
 /// Names of effects(), in order.

@@ -1,4 +1,4 @@
-// The fake's request side: CGI input, session, path splitter, JSON getters.
+// The fake's request side: CGI input, session, path splitter, JSON getters, the process's rights.
 #include <json-c/json.h>
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 
 #include "platform/cgi_input.h"
 #include "platform/comutil_json.h"
+#include "platform/process_rights.h"
 #include "tests/support/fake_platform/fake_platform.h"
 #include "tests/support/fake_platform/fake_state.h"
 
@@ -39,6 +40,14 @@ bool works(const char* getter, const char* key) {
 }
 
 }  // namespace
+
+void take_recorder_identity() {
+    fake::called(__func__, {});
+}
+
+void give_up_root() {
+    fake::called(__func__, {});
+}
 
 tagINPUT* CGI_Get_Input_URL() {
     if (fake::called(__func__, {})) return nullptr;

@@ -43,6 +43,8 @@ const std::set<std::string> without_effect = {
     "b64_decode_v2",
     "check_black_chrset",
     "current_time_stamp",
+    "give_up_root",
+    "take_recorder_identity",
     "conv_to_local_time",
 };
 
