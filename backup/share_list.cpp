@@ -10,6 +10,7 @@
 #include "backup/recording_backup_function.h"
 #include "backup/share_lines.h"
 #include "platform/cgi_input.h"
+#include "platform/process_rights.h"
 #include "platform/recorder_log.h"
 #include "platform/utilities.h"
 
@@ -69,6 +70,7 @@ Run run_tool(const Query& query, const char* path, const UserIds& ids) {
                               "-p", query.port.c_str(), "-U", query.account.c_str(), nullptr);
     FilePtr output = ret == ZORV_EXEC_NO_OUTPUT ? nullptr : take_output(path);
     ids.restore();
+    give_up_root();  // what the server sent is read without any way back
     DEBUG_NOTE("zorv_exec ret=%d, cmd=[/usr/bin/smbclient -gL %s -p %s -U %s]\n", ret,
                query.ip.c_str(), query.port.c_str(), query.account.c_str());
     return {ret, std::move(output)};
