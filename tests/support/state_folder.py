@@ -1,6 +1,7 @@
 """A recorder's state folder: made, filled and shown by the administrator's command."""
 import json
 import os
+import re
 import subprocess
 from pathlib import Path
 
@@ -74,8 +75,9 @@ class StateFolder:
     # --- what no command of the administrator's does ---------------------------------------------
 
     def store_task(self, **members):
-        """As a request's settings text reaches the store."""
-        self.output("service_state", "task", given=json.dumps(members))
+        """As a request's settings text reaches the store, where escapes have lost their backslash."""
+        text = re.sub(r"\\(.)", r"\1", json.dumps(members, ensure_ascii=False))
+        self.output("service_state", "task", given=text)
 
     def add_tasks(self, count, **members):
         """Enabled new tasks that no schedule starts."""

@@ -21,6 +21,7 @@ struct SmbUser {
     std::string name;
 };
 
+/// Splits "domain\user". Several backslashes are as good as one: clients that escape twice, write two.
 SmbUser smb_user(const std::string& user);
 
 /// The address of a file or folder, percent-encoded; of the share itself when `path` is "".
