@@ -18,7 +18,7 @@ inline constexpr int NVRCFG_BUSY = 2;         ///< another writer held the store
 inline constexpr int NVRCFG_BAD_TEXT =
     3;  ///< the text is no JSON object in UTF-8, or has a member twice
 inline constexpr int NVRCFG_BAD_MEMBER =
-    4;  ///< a member is unknown, misplaced, of the wrong kind, or outside its table
+    4;  ///< a member is unknown, misplaced, of the wrong kind or outside its table
 inline constexpr int NVRCFG_UNKNOWN_TASK = 5;  ///< the text names a task that is not stored
 
 /// Appends every stored backup task to `out`, oldest identifier first.
@@ -26,9 +26,10 @@ inline constexpr int NVRCFG_UNKNOWN_TASK = 5;  ///< the text names a task that i
 int __nvrcfg_get_rr_settings(const char* srcFile, int srcLine, std::list<TDataBackupConfig>& out);
 
 /// Stores one task's settings text, a JSON object whose escapes have lost their backslash;
-/// docs/formats.md gives its members and their places. Without "taskID" the text is a new task, which
-/// gets an identifier one above the highest ever given, so that identifiers are never reused. With
-/// "taskID" it replaces just the members it carries. The change is on disk before the call returns.
+/// docs/formats.md gives its members and their places. Without "taskID" the text is a new task,
+/// which gets an identifier one above the highest ever given, so that identifiers are never reused.
+/// With "taskID" it replaces just the members it carries. The change is on disk before the call
+/// returns.
 /// @return 0, or one of the statuses above; then nothing has changed
 int __nvrcfg_set_rr_settings(const char* srcFile, int srcLine, std::string text);
 

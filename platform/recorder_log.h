@@ -1,8 +1,9 @@
 // The recorder's logs: a debug file for developers and the event log that administrators read.
 #pragma once
 
-/// Appends one formatted line to a debug file, exactly as formatted (the format brings its own
-/// newline). The file is made with mode 0600 and its folder, where missing, with mode 0700. When it
+/// Appends one formatted line to a debug file, as formatted (the format brings its own newline).
+/// Control characters that arguments have brought are spelt out, tabs apart: a newline that is not
+/// at the line's end as `\n`, so that no argument can write a line of its own. The file is made with mode 0600 and its folder, where missing, with mode 0700. When it
 /// has grown past 4 MiB it is renamed to "<path>.1", replacing an older one, and begun anew, so
 /// that both together never take more than 8 MiB and one line. A line longer than 64 KiB is cut
 /// there and ends in "...\n". A log that cannot be written is silently left out: it never fails the

@@ -1,6 +1,7 @@
 // The debug file and the event log.
 #include "platform/recorder_log.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include "platform/standalone/debug_file.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_store.h"
+#include "platform/standalone/store/one_line.h"
 #include "platform/utilities.h"
 
 namespace {
@@ -24,14 +26,22 @@ standalone::DebugFile& debug_file(const char* path) {
     return *file;
 }
 
-/// Formats into a buffer of `size` bytes and gives the length of the line there.
-std::size_t format_line(char* buffer, std::size_t size, const char* format, va_list arguments) {
-    const int wanted = std::vsnprintf(buffer, size, format, arguments);
-    if (wanted < 0) return 0;
+/// The text as one line. Line ends at its end are the format's, or make empty lines; any other one
+/// has come with an argument and would begin a line that nobody wrote.
+std::string debug_line(std::string_view text) {
+    const std::size_t end = text.find_last_not_of('\n') + 1;
+    return standalone::one_line(text.substr(0, end)).append(text.substr(end));
+}
+
+std::string format_line(const char* format, va_list arguments) {
+    std::array<char, LONGEST_LINE + 1> buffer;
+    const int wanted = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+    if (wanted < 0) return "";
     const auto length = static_cast<std::size_t>(wanted);
-    if (length < size) return length;
-    CUT_MARK.copy(buffer + size - 1 - CUT_MARK.size(), CUT_MARK.size());
-    return size - 1;
+    std::string line = debug_line({buffer.data(), std::min(length, LONGEST_LINE)});
+    if (length <= LONGEST_LINE && line.size() <= LONGEST_LINE) return line;
+    line.resize(LONGEST_LINE - CUT_MARK.size());
+    return line.append(CUT_MARK);
 }
 
 std::string text_or_empty(const char* text) {
@@ -64,12 +74,11 @@ int store_event(unsigned event_id, int channel, const char* ip, const char* user
 }  // namespace
 
 void log_File_Debug(const char* path, const char* format, ...) {
-    std::array<char, LONGEST_LINE + 1> buffer;
     va_list arguments;
     va_start(arguments, format);
-    const std::size_t length = format_line(buffer.data(), buffer.size(), format, arguments);
+    const std::string line = format_line(format, arguments);
     va_end(arguments);
-    if (length > 0) debug_file(path).append({buffer.data(), length});
+    if (!line.empty()) debug_file(path).append(line);
 }
 
 int send_surveillance_setting_log_with_username(unsigned event_id, int channel, const char* ip,

@@ -75,7 +75,7 @@ class StateFolder:
     # --- what no command of the administrator's does ---------------------------------------------
 
     def store_task(self, **members):
-        """As a request's settings text reaches the store, where escapes have lost their backslash."""
+        """As a request's settings text reaches the store: no escape has its backslash."""
         text = re.sub(r"\\(.)", r"\1", json.dumps(members, ensure_ascii=False))
         self.output("service_state", "task", given=text)
 

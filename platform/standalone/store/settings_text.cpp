@@ -18,8 +18,8 @@ std::string json_text(json_object* value) {
             static_cast<std::size_t>(json_object_get_string_len(value))};
 }
 
-/// What the writer leaves is JSON whose escapes have each lost their backslash: the backslashes that
-/// still stand there are the values' own. Doubled, they are JSON again.
+/// What the writer leaves is JSON whose escapes have each lost their backslash: the backslashes
+/// that still stand there are the values' own. Doubled, they are JSON again.
 JsonPtr parse_unescaped_object(const std::string& text) {
     std::string json;
     for (const char byte : text) json.append(byte == '\\' ? 2 : 1, byte);
