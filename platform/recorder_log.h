@@ -13,6 +13,9 @@
 void log_File_Debug(const char* path, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
+/// How many events alike a minute may hold (send_surveillance_event_log).
+inline constexpr int EVENTS_A_MINUTE = 100;
+
 // Events. Both calls take texts up to a closing null: first the application (events::APPLICATION),
 // then what the event is about. Texts are stored as they are, null addresses and users as empty
 // texts. An event that cannot be stored is reported by the result and nowhere else.
@@ -27,7 +30,11 @@ int send_surveillance_setting_log_with_username(unsigned event_id, int channel, 
                                                 const char* user_name, ...)
     __attribute__((sentinel));
 
-/// Records something that happened in a run. Parameters as above; the user is "System".
+/// Records that a run was asked for, or something that happened in one. Parameters as above; the
+/// user is "System". Machines ask without end, and requests that fail can ask for runs, too: when
+/// a minute holds EVENTS_A_MINUTE alike, the next one is left out and noted in the debug file.
+/// Alike are those of one identifier and, where they tell of a run, of one task.
+/// @return 0 when the event is stored or left out, non-zero otherwise
 int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, ...)
     __attribute__((sentinel));
 

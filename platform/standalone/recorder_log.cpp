@@ -8,6 +8,7 @@
 #include <exception>
 #include <optional>
 
+#include "platform/event_ids.h"
 #include "platform/standalone/debug_file.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_store.h"
@@ -54,17 +55,37 @@ std::vector<std::string> take_texts(va_list arguments) {
     return texts;
 }
 
-int store_event(unsigned event_id, int channel, const char* ip, const char* user,
-                va_list arguments) {
+standalone::Event make_event(unsigned event_id, int channel, const char* ip, const char* user,
+                             va_list arguments) {
+    standalone::Event event;
+    event.time_ms = static_cast<long long>(current_time_stamp());
+    event.event_id = event_id;
+    event.channel = channel;
+    event.user = text_or_empty(user);
+    event.ip = text_or_empty(ip);
+    event.arguments = take_texts(arguments);
+    return event;
+}
+
+/// How many of their first arguments make events alike. Those of runs: application and task, so
+/// that a task which is started without end hides no other one's. Those of requests: none, because
+/// a request that fails has chosen the name.
+std::size_t telling_arguments(unsigned event_id) {
+    return events::is_of_a_run(event_id) ? 2 : 0;
+}
+
+void store_limited(standalone::EventStore& store, const standalone::Event& event) {
+    if (!store.append_limited(event, EVENTS_A_MINUTE, telling_arguments(event.event_id)))
+        DEBUG_LINE("event %08X is left out: a minute's %d are stored\n", event.event_id,
+                   EVENTS_A_MINUTE);
+}
+
+/// Runs `write` with the event store; @return 0, or -1 when that throws.
+template <typename Write>
+int with_event_store(Write write) {
     try {
-        standalone::Event event;
-        event.time_ms = static_cast<long long>(current_time_stamp());
-        event.event_id = event_id;
-        event.channel = channel;
-        event.user = text_or_empty(user);
-        event.ip = text_or_empty(ip);
-        event.arguments = take_texts(arguments);
-        standalone::EventStore(standalone::events_for_writing()).append(event);
+        standalone::EventStore store(standalone::events_for_writing());
+        write(store);
         return 0;
     } catch (const std::exception&) {
         return -1;
@@ -85,15 +106,15 @@ int send_surveillance_setting_log_with_username(unsigned event_id, int channel, 
                                                 const char* user_name, ...) {
     va_list arguments;
     va_start(arguments, user_name);
-    const int result = store_event(event_id, channel, ip, user_name, arguments);
+    const auto event = make_event(event_id, channel, ip, user_name, arguments);
     va_end(arguments);
-    return result;
+    return with_event_store([&event](auto& store) { store.append(event); });
 }
 
 int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, ...) {
     va_list arguments;
     va_start(arguments, ip);
-    const int result = store_event(event_id, channel, ip, "System", arguments);
+    const auto event = make_event(event_id, channel, ip, "System", arguments);
     va_end(arguments);
-    return result;
+    return with_event_store([&event](auto& store) { store_limited(store, event); });
 }

@@ -68,9 +68,9 @@ class StateFolder:
         rows = [line.split("\t") for line in self.ctl("task", "list").splitlines()]
         return {task_id: status for task_id, _, status, _ in rows}
 
-    def events(self):
-        """Newest first."""
-        return self.ctl_json("event", "list")
+    def events(self, *words):
+        """Newest first, the newest hundred."""
+        return self.ctl_json("event", "list", *words)
 
     # --- what no command of the administrator's does ---------------------------------------------
 
