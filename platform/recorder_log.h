@@ -3,11 +3,11 @@
 
 /// Appends one formatted line to a debug file, as formatted (the format brings its own newline).
 /// Control characters that arguments have brought are spelt out, tabs apart: a newline that is not
-/// at the line's end as `\n`, so that no argument can write a line of its own. The file is made with mode 0600 and its folder, where missing, with mode 0700. When it
-/// has grown past 4 MiB it is renamed to "<path>.1", replacing an older one, and begun anew, so
-/// that both together never take more than 8 MiB and one line. A line longer than 64 KiB is cut
-/// there and ends in "...\n". A log that cannot be written is silently left out: it never fails the
-/// request.
+/// at the line's end as `\n`, so that no argument can write a line of its own. The file is made
+/// with mode 0600 and its folder, where missing, with mode 0700. When it has grown past 4 MiB it is
+/// renamed to "<path>.1", replacing an older one, and begun anew, so that both together never take
+/// more than 8 MiB and one line. A line longer than 64 KiB is cut there and ends in "...\n". A log
+/// that cannot be written is silently left out: it never fails the request.
 /// @param path the debug file; a symbolic link in its place is not followed
 /// @param format printf format (C17 7.23.6.1), followed by its arguments
 void log_File_Debug(const char* path, const char* format, ...)
