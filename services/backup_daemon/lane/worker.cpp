@@ -70,11 +70,11 @@ void Worker::reap() {
     std::erase_if(killed(), [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; });
 }
 
-void Worker::send(const Order& order) {
-    if (!send_packet_at_once(socket_.get(), pack(order))) ended_ = true;
+void Worker::send(const WorkerOrder& order, int file) {
+    if (!send_packet_at_once(socket_.get(), pack(order), file)) ended_ = true;
 }
 
-std::optional<Report> Worker::receive() {
+std::optional<WorkerReport> Worker::receive() {
     const Received received = look_for_packet(socket_.get());
     if (received.ended) ended_ = true;
     if (!received.packet) return {};

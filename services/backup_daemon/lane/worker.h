@@ -39,11 +39,12 @@ public:
     static void reap();
 
     /// Gives an order to a process that waits for one. What cannot be sent shows as ended().
-    void send(const Order& order);
+    /// @param file an open file that the process gets a descriptor of its own of; -1: none
+    void send(const WorkerOrder& order, int file = -1);
 
     /// The next report; nothing when there is none yet, or none will come any more. A process that
     /// says what cannot be understood has ended for all that matters.
-    std::optional<Report> receive();
+    std::optional<WorkerReport> receive();
 
     /// Whether the process has ended; known once receive() has given nothing.
     bool ended() const { return ended_; }
