@@ -24,8 +24,9 @@ public:
     /// @throws std::runtime_error when there is no process to be had
     explicit Worker(const SmbLogin& login);
 
-    /// Starts a process that does this work. It has none of the daemon's descriptors but the socket
-    /// and the standard ones, is killed when the daemon ends, and hears no SIGTERM or SIGINT.
+    /// Starts a process that does this work, fenced in (lane/fence.h). It has none of the daemon's
+    /// descriptors but the socket and the standard ones, is killed when the daemon ends, and hears
+    /// no SIGTERM or SIGINT.
     /// @throws std::runtime_error when there is no process to be had
     explicit Worker(const Work& work);
     ~Worker();

@@ -409,6 +409,26 @@ TEST_F(WorkerLanesTest, ProcessThatTalksWithoutEndKeepsNobodyElseFromBeingHeard)
     EXPECT_LT(heard, MANY);
 }
 
+TEST_F(WorkerLanesTest, ProcessThatTakesAllMemoryIsLostAlone) {
+    make_pool([](int socket) {
+        say(socket, Ready());
+        const auto order = std::get<RemoveFiles>(unpack_order(*wait_for_packet(socket)));
+        std::vector<std::string> taken;
+        while (order.files.at(0) == "greedy") taken.emplace_back(1024 * 1024, 'x');
+        say(socket, Done());
+        wait_for_packet(socket);
+    });
+    lanes->open();
+    lanes->open();
+    wait_for(2);
+    said.clear();
+    lanes->give(2, RemoveFiles{{"greedy"}, {}});
+    wait_for(1);
+    lanes->give(1, RemoveFiles{{"modest"}, {}});
+    wait_for(2);
+    EXPECT_EQ(said, (Texts{"2 is lost: the copying process ended", "1 says 6"}));
+}
+
 TEST_F(WorkerLanesTest, LaneThatCannotConnectSaysSoAndIsLost) {
     SilentServer server;
     server.close();
