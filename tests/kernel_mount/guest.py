@@ -144,10 +144,9 @@ def remains():
 def clean_up():
     for point, _ in mounts():
         run("umount", point)
-    for folder in (*Path("/mnt").iterdir(), *SHARES.glob("public/*")):
-        run("rm", "-r", "--one-file-system", folder)
-    for file in (*Path("/tmp").iterdir(), *STORAGE.iterdir(), DEBUG_FILE):
-        file.unlink()
+    for path in (*Path("/mnt").iterdir(), *SHARES.glob("public/*"), *Path("/tmp").iterdir(),
+                 *STORAGE.iterdir(), DEBUG_FILE):
+        run("rm", "-r", "--one-file-system", path)
 
 
 def test_server(program, **changes):
@@ -204,7 +203,8 @@ def killed(program):
     os.kill(pid, signal.SIGKILL)
     request.join()
     after = mounts()
-    wait_until(lambda: sessions() == 0, "the end of the session with the server")
+    if not after:
+        wait_until(lambda: sessions() == 0, "the end of the session with the server")
     return {"sessions": before, "mounts": after}
 
 
