@@ -1,0 +1,43 @@
+"""How much of the machine each unit leaves open, by systemd's own reckoning."""
+import re
+import subprocess
+
+import pytest
+
+from places import BUILD
+from waiting import SECONDS
+
+# The exposure that a unit may have at most: 10 is a service without any fence.
+MOST = [("recorder-httpd", 3.7)]
+
+
+@pytest.fixture(scope="module", name="units")
+def installed(tmp_path_factory):
+    prefix = tmp_path_factory.mktemp("prefix")
+    subprocess.run(["cmake", "--install", BUILD, "--prefix", prefix], check=True, timeout=SECONDS,
+                   stdout=subprocess.DEVNULL)
+    return prefix / "lib/systemd/system"
+
+
+def settings(unit):
+    """Name and value of every setting, lines joined as systemd joins them."""
+    text = re.sub(r"\\\n", " ", unit.read_text())
+    return dict(re.findall(r"^(\w+)=(.*)$", text, re.MULTILINE))
+
+
+@pytest.mark.parametrize("name, most", MOST)
+def test_exposure_is_not_above(units, name, most):
+    said = subprocess.run(["systemd-analyze", "security", "--offline=yes", "--no-pager",
+                           units / f"{name}.service"], capture_output=True, text=True,
+                          timeout=SECONDS, check=False).stdout
+    assert float(re.search(r"Overall exposure level .*: ([\d.]+) ", said)[1]) <= most, said
+
+
+def test_the_web_servers_unit_lets_the_program_become_root_and_mount(units):
+    """systemd denies new privileges where it filters calls for a service without this right."""
+    unit = settings(units / "recorder-httpd.service")
+    assert {"User", "DynamicUser", "NoNewPrivileges", "PrivateUsers"}.isdisjoint(unit)
+    assert {"CAP_SYS_ADMIN", "CAP_SETUID", "CAP_SETGID"} <= set(
+        unit["CapabilityBoundingSet"].split())
+    assert unit["RestrictNamespaces"] == "mnt"
+    assert not {"@mount", "@privileged", "@setuid"} & set(unit["SystemCallFilter"].split())
