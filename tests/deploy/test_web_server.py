@@ -1,54 +1,21 @@
 """The web server's rules, with a stand-in CGI program that shows what it was given."""
-import shutil
-import subprocess
+import socket
 
 import pytest
 
-import loopback
 from places import CGI, LOG_EXPORT, LOG_LINK, LOGS
-from service_process import ended_afterwards, start_recorder
+from stand_in_program import PORT, PROGRAM, request, serving
 
-PORT = 8080
-PROGRAM = "/cgi-bin/recording_backup.cgi"
 EXPORT = "/cgi-bin/Ostra-RecordingbackLog.csv"
-
-# Answers a download as the real program does, anything else with its environment.
-STAND_IN = r"""
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <unistd.h>
-static const char* text(const char* name) { const char* v = getenv(name); return v ? v : ""; }
-int main() {
-    if (!strcmp(text("PATH_INFO"), "/task/log/file")) {
-        printf("Status: 200 OK\r\nLocation: /cgi-bin/Ostra-RecordingbackLog.csv\n"
-               "Content-Type: application/octet-stream\n"
-               "Content-Disposition: attachment; filename=dated.csv\r\n\r\n");
-        return 0;
-    }
-    long body = 0;
-    while (getchar() != EOF) ++body;
-    printf("Status: 200 OK\r\nContent-type: application/json\r\n\r\n"
-           "{\"path\": \"%s\", \"client\": \"%s\", \"proxy\": \"%s\", \"user\": %d, \"body\": %ld}",
-           text("PATH_INFO"), text("HTTP_X_FORWARDED_FOR"), text("HTTP_PROXY"), geteuid(), body);
-}
-"""
 
 
 @pytest.fixture(scope="module", autouse=True)
 def server(tmp_path_factory):
-    stand_in = tmp_path_factory.mktemp("stand-in") / "program"
-    subprocess.run(["c++", "-x", "c++", "-o", stand_in, "-"], text=True, input=STAND_IN, check=True)
-    with ended_afterwards(start_recorder(PORT)):
-        shutil.copyfile(stand_in, CGI)  # what was installed keeps its owner, group and mode
+    with serving(tmp_path_factory.mktemp("stand-in")):
         LOG_EXPORT.write_text("a,b\n")
         LOG_LINK.symlink_to(LOG_EXPORT)
         (CGI.parent / "other.csv").write_text("secret\n")
         yield
-
-
-def request(method, path, body=None, headers=None):
-    return loopback.request(PORT, method, path, body, headers)
 
 
 def given(path, **options):
@@ -102,6 +69,15 @@ def test_a_much_longer_body_is_refused():
     assert request("PUT", PROGRAM + "/task", body=b"x" * (2**20 + 2**17)).status == 413
 
 
+def test_a_request_line_of_two_kibibytes_is_taken_and_a_longer_one_refused():
+    room = 2048 - len(f"PUT {PROGRAM}/?x= HTTP/1.1")
+    assert request("PUT", f"{PROGRAM}/?x={'y' * room}").status == 200
+    assert request("PUT", f"{PROGRAM}/?x={'y' * (room + 10)}").status == 414
+    # Room for the longest account and password that the share list takes, every byte encoded.
+    query = f"ip=192.0.2.255&port=65535&user={'%20' * 255}&pwd={'A' * 340}&sid={'0' * 32}"
+    assert request("GET", f"{PROGRAM}/share?{query}").status == 200
+
+
 def test_trace_is_off_and_the_server_does_not_tell_its_version():
     reply = request("TRACE", PROGRAM + "/task")
     assert reply.status == 405
@@ -119,3 +95,76 @@ def test_the_program_is_for_the_web_servers_group_alone():
     program = CGI.stat()
     assert program.st_mode & 0o7777 == 0o4750
     assert program.st_uid == 0
+
+
+# --- pages of other sites -------------------------------------------------------------------------
+
+# Where a browser asked, what it says of the page that has it ask, and the scheme that a proxy with
+# TLS says it was asked by.
+OWN = [
+    ("127.0.0.1:8080", "http://127.0.0.1:8080", None),
+    ("Recorder.Example", "HTTP://recorder.example", None),
+    ("[::1]:8080", "http://[::1]:8080", None),
+    ("recorder.example", "https://recorder.example", "https"),
+    ("recorder.example:8443", "https://recorder.example:8443", "HTTPS"),
+    ("recorder.example", "http://recorder.example", "http"),
+]
+OTHERS = [
+    ("127.0.0.1:8080", "null", None),
+    ("127.0.0.1:8080", "http://127.0.0.1", None),
+    ("127.0.0.1:8080", "http://127.0.0.1:80800", None),
+    ("127.0.0.1:8080", "http://127.0.0.1:808", None),
+    ("127.0.0.1:8080", "https://127.0.0.1:8080", None),
+    ("127.0.0.1:8080", "http://localhost:8080", None),
+    ("127.0.0.1:8080", "http://127.0.0.1:8080.elsewhere.example", None),
+    ("127.0.0.1:8080", "http://elsewhere.example/127.0.0.1:8080", None),
+    ("127.0.0.1:8080", "http://elsewhere.example@127.0.0.1:8080", None),
+    ("127.0.0.1:8080", "http://127.0.0.1:8080, http://127.0.0.1:8080", None),
+    ("127.0.0.1:8080", "127.0.0.1:8080", None),
+    ("127.0.0.1:8080", "elsewhere", None),
+    ("recorder.example", "http://recorder.example", "https"),
+    ("recorder.example", "https://recorder.example", "http"),
+    ("recorder.example", "https://recorder.example", "https, http"),
+    ("recorder.example", "https://elsewhere.example", "https"),
+]
+
+
+def status_for(host, origin, scheme, path="/task", method="PUT"):
+    given = {"Host": host, "Origin": origin, "X-Forwarded-Proto": scheme}
+    return request(method, PROGRAM + path,
+                   headers={name: value for name, value in given.items() if value}).status
+
+
+@pytest.mark.parametrize("host, origin, scheme", OWN)
+def test_a_page_of_the_same_origin_is_served(host, origin, scheme):
+    assert status_for(host, origin, scheme) == 200
+    assert status_for(host, origin, scheme, "/task/log/file", "GET") == 200
+
+
+@pytest.mark.parametrize("host, origin, scheme", OTHERS)
+def test_a_page_of_another_origin_is_refused(host, origin, scheme):
+    assert status_for(host, origin, scheme) == 403
+    assert status_for(host, origin, scheme, "/task/log/file", "GET") == 403
+
+
+def test_two_origins_are_refused_even_if_both_are_the_servers():
+    with socket.create_connection(("127.0.0.1", PORT)) as client:
+        client.sendall(f"GET {PROGRAM}/task HTTP/1.1\r\nHost: a\r\nOrigin: http://a\r\n"
+                       "Origin: http://a\r\n\r\n".encode())
+        assert client.recv(12) == b"HTTP/1.1 403"
+
+
+@pytest.mark.parametrize("site, status", [
+    ("same-origin", 200), ("none", 200), ("same-site", 403), ("cross-site", 403),
+    ("Same-Origin", 403), ("same-origin, none", 403), ("same-originx", 403), ("x", 403)])
+def test_what_a_browser_says_of_the_site_decides(site, status):
+    own = {"Host": "127.0.0.1:8080", "Origin": "http://127.0.0.1:8080"}
+    for headers in ({}, own):
+        for method, path in (("PUT", "/task"), ("GET", "/share"), ("GET", "/task/log/file")):
+            reply = request(method, PROGRAM + path, headers={**headers, "Sec-Fetch-Site": site})
+            assert reply.status == status
+
+
+@pytest.mark.parametrize("path", [PROGRAM + "/task", PROGRAM + "/crash", "/"])
+def test_browsers_are_told_to_keep_addresses_from_other_sites(path):
+    assert request("GET", path).headers["Referrer-Policy"] == "same-origin"

@@ -207,7 +207,7 @@ def test_hostile_task_identifier_finds_and_changes_nothing(recorder):
     recorder.create_successfully()
     before = recorder.stored_tasks()
     for text in ("%00", "1%00", "%ff", "1'%20OR%20'1'='1", "*", "1%20", "%2B1", "1.0", "0x1",
-                 "9" * 3000, "-1", "%22", "1%0A"):
+                 "9" * 1900, "-1", "%22", "1%0A"):
         status = recorder.call("GET", f"task/status/{text}")
         assert status.status == 404 or status.json["status"] == "", text
         change = recorder.call("POST", f"task/{text}", task(taskName="changed"))
