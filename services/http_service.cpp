@@ -6,25 +6,23 @@
 #include <event2/event.h>
 #include <event2/http.h>
 #include <event2/keyvalq_struct.h>
-#include <event2/listener.h>
 #include <json-c/json.h>
-#include <sys/time.h>
+#include <strings.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 #include <vector>
 
 #include "platform/service_addresses.h"
 #include "services/event_watch.h"
+#include "services/listening_sockets.h"
 
 namespace services {
 namespace {
 
-constexpr timeval ACCEPT_PAUSE = {0, 100 * 1000};
+constexpr int FORBIDDEN = 403;
 
 struct FreeBase {
     void operator()(event_base* base) const { event_base_free(base); }
@@ -42,6 +40,7 @@ struct Route {
 struct Port {
     int number = 0;
     const std::string* code_member = nullptr;
+    const Doorkeeper* doorkeeper = nullptr;
     std::vector<Route> routes;
     std::unique_ptr<evhttp, FreeServer> server;
 };
@@ -108,9 +107,38 @@ const HttpService::Handler& find_handler(evhttp_request* request, const Port& po
     throw HttpError(HTTP_BADMETHOD, "This path takes " + allowed + ".");
 }
 
+bool is_this_service(std::string_view host, int port) {
+    const std::string ending = ':' + std::to_string(port);
+    if (host.ends_with(ending)) host.remove_suffix(ending.size());
+    return host == LOOPBACK || strcasecmp(std::string(host).c_str(), "localhost") == 0;
+}
+
+std::vector<std::string> hosts_of(evhttp_request* request) {
+    std::vector<std::string> hosts;
+    const evkeyvalq* headers = evhttp_request_get_input_headers(request);
+    for (const evkeyval* header = headers->tqh_first; header; header = header->next.tqe_next)
+        if (strcasecmp(header->key, "Host") == 0) hosts.emplace_back(header->value);
+    return hosts;
+}
+
+// A browser lets every web site ask this address once the site's own name has been made to mean it,
+// but it says under which name.
+void require_own_name(evhttp_request* request, const Port& port) {
+    const auto hosts = hosts_of(request);
+    if (hosts.size() != 1 || !is_this_service(hosts[0], port.number))
+        throw HttpError(FORBIDDEN, "This service is asked as 127.0.0.1 or localhost only.");
+}
+
+void require_acquaintance(evhttp_request* request, const Port& port) {
+    if (!port.doorkeeper->knows(evhttp_request_get_connection(request)))
+        throw HttpError(FORBIDDEN, "This service is not for you.");
+}
+
 void answer(evhttp_request* request, void* context) {
     const Port& port = *static_cast<const Port*>(context);
     try {
+        require_acquaintance(request, port);
+        require_own_name(request, port);
         const evhttp_uri* uri = evhttp_request_get_evhttp_uri(request);
         const auto& handler = find_handler(request, port, evhttp_uri_get_path(uri));
         send(request, HTTP_OK, handler({parameters_of(uri), body_of(request)}));
@@ -120,17 +148,6 @@ void answer(evhttp_request* request, void* context) {
         std::fprintf(stderr, "port %d: %s\n", port.number, error.what());
         send_error(request, port, HTTP_INTERNAL, error.what());
     }
-}
-
-void resume_accepting(evutil_socket_t, short, void* listener) {
-    evconnlistener_enable(static_cast<evconnlistener*>(listener));
-}
-
-// Out of file descriptors: without a pause the waiting connection would wake the loop without end.
-void pause_accepting(evconnlistener* listener, void*) {
-    event_base* base = evconnlistener_get_base(listener);
-    if (event_base_once(base, -1, EV_TIMEOUT, resume_accepting, listener, &ACCEPT_PAUSE) == 0)
-        evconnlistener_disable(listener);
 }
 
 void bound_requests(evhttp* server) {
@@ -143,20 +160,18 @@ void bound_requests(evhttp* server) {
                                            EVHTTP_REQ_TRACE | EVHTTP_REQ_PATCH);
 }
 
-std::unique_ptr<Port> listen_on(event_base* base, int number, const std::string* code_member) {
+std::unique_ptr<Port> serve_on(standalone::FileHandle socket, event_base* base,
+                               Doorkeeper& doorkeeper) {
     auto port = std::make_unique<Port>();
-    port->number = number;
-    port->code_member = code_member;
+    port->doorkeeper = &doorkeeper;
     port->server.reset(evhttp_new(base));
     if (!port->server) throw std::bad_alloc();
     bound_requests(port->server.get());
     evhttp_set_gencb(port->server.get(), answer, port.get());
-    evhttp_bound_socket* socket = evhttp_bind_socket_with_handle(port->server.get(), LOOPBACK,
-                                                                 static_cast<ev_uint16_t>(number));
-    if (!socket)
-        throw std::runtime_error("cannot listen on " + std::string(LOOPBACK) + " port " +
-                                 std::to_string(number) + ": " + std::strerror(errno));
-    evconnlistener_set_error_cb(evhttp_bound_socket_get_listener(socket), pause_accepting);
+    evhttp_bound_socket* bound = evhttp_accept_socket_with_handle(port->server.get(), socket.get());
+    if (!bound) throw std::bad_alloc();
+    socket.release();
+    doorkeeper.guard(port->server.get(), evhttp_bound_socket_get_listener(bound));
     return port;
 }
 
@@ -164,20 +179,30 @@ std::unique_ptr<Port> listen_on(event_base* base, int number, const std::string*
 
 struct HttpService::Loop {
     std::string code_member;
+    ListeningSockets sockets;
     std::unique_ptr<event_base, FreeBase> base;
+    std::unique_ptr<Doorkeeper> doorkeeper;
     std::vector<std::unique_ptr<Port>> ports;
+
+    std::unique_ptr<Port> open(int number) {
+        auto port = serve_on(sockets.take(number), base.get(), *doorkeeper);
+        port->number = number;
+        port->code_member = &code_member;
+        return port;
+    }
 };
 
 HttpReply json_reply(const JsonPtr& object) {
     return {"application/json", standalone::print_json(object.get())};
 }
 
-HttpService::HttpService(std::string code_member) : loop_(std::make_unique<Loop>()) {
+HttpService::HttpService(std::string code_member, Users trusted) : loop_(std::make_unique<Loop>()) {
     // A client that leaves early must not end the service.
     std::signal(SIGPIPE, SIG_IGN);
     loop_->code_member = std::move(code_member);
     loop_->base.reset(event_base_new());
     if (!loop_->base) throw std::runtime_error("cannot make an event loop");
+    loop_->doorkeeper = std::make_unique<Doorkeeper>(loop(), std::move(trusted));
 }
 
 HttpService::~HttpService() = default;
@@ -186,12 +211,12 @@ void HttpService::route(int port, Method method, const std::string& path, Handle
     auto& ports = loop_->ports;
     auto place = std::find_if(ports.begin(), ports.end(),
                               [port](const auto& known) { return known->number == port; });
-    if (place == ports.end())
-        place = ports.insert(place, listen_on(loop_->base.get(), port, &loop_->code_member));
+    if (place == ports.end()) place = ports.insert(place, loop_->open(port));
     (*place)->routes.push_back({method, path, std::move(handler)});
 }
 
 void HttpService::run() {
+    loop_->sockets.close_the_rest();
     const auto stop = [this] { event_base_loopexit(loop(), nullptr); };
     const auto terminate = EventWatch::signal(loop(), SIGTERM, stop);
     const auto interrupt = EventWatch::signal(loop(), SIGINT, stop);

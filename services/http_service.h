@@ -10,6 +10,7 @@
 
 #include "platform/json_ptr.h"
 #include "platform/standalone/store/strict_json.h"
+#include "services/doorkeeper.h"
 
 struct event_base;   // libevent
 struct json_object;  // json-c
@@ -44,10 +45,13 @@ HttpReply json_reply(const JsonPtr& object);
 
 enum class Method { get, put, remove };
 
-/// Serves routes on ports of 127.0.0.1 from one event loop, which also runs the handlers. A request
-/// with a longer body than MAX_BODY_BYTES or longer headers than MAX_HEADER_BYTES is refused, and a
-/// connection that is silent for SILENCE_SECONDS is closed. A path without a route gives 404,
-/// another method than the path's routes have 405, an exception other than HttpError 500.
+/// Serves routes on ports of 127.0.0.1 from one event loop, which also runs the handlers. It
+/// answers trusted users alone (see Doorkeeper, also for how many connections there are and for
+/// how long). A request with a longer body than MAX_BODY_BYTES or longer headers than
+/// MAX_HEADER_BYTES is refused, and a connection that is silent for SILENCE_SECONDS is closed. A
+/// request without exactly one "Host" of 127.0.0.1 or localhost, with or without the port, gives
+/// 403, a path without a route 404, another method than the path's routes have 405, an exception
+/// other than HttpError 500.
 class HttpService {
 public:
     static constexpr int MAX_BODY_BYTES = 1024 * 1024;
@@ -58,16 +62,18 @@ public:
 
     /// @param code_member member of error replies that holds the HTTP status:
     ///                    {"<code_member>": 404, "mesg": "..."}
-    explicit HttpService(std::string code_member);
+    /// @param trusted     who may ask, as a rule trusted_users()
+    HttpService(std::string code_member, Users trusted);
     ~HttpService();
     HttpService(const HttpService&) = delete;
     HttpService& operator=(const HttpService&) = delete;
 
-    /// Adds a route, and begins to listen on `port` when it is the port's first one.
+    /// Adds a route, and begins to listen on `port` when it is the port's first one, on the socket
+    /// that systemd made for it where there is one (see ListeningSockets).
     /// @throws std::runtime_error when the port cannot be had
     void route(int port, Method method, const std::string& path, Handler handler);
 
-    /// Serves until SIGTERM or SIGINT comes.
+    /// Serves until SIGTERM or SIGINT comes. Routes are not added any more.
     void run();
 
     /// The loop that run() runs, for whatever else is to happen in it.

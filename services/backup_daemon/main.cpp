@@ -33,7 +33,7 @@ void serve() {
     standalone::require_current(config, path, standalone::config_migrations());
     services::Memory memory = services::open_memory();
     standalone::TaskStore store(config);
-    services::HttpService service("retCode");
+    services::HttpService service("retCode", services::trusted_users());
     services::BackupRunner runner(service.loop(), config, memory.runs);
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });

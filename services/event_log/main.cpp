@@ -21,7 +21,7 @@ void require_current_schema() {
 
 void serve() {
     require_current_schema();
-    services::HttpService service("code");
+    services::HttpService service("code", services::trusted_users());
     services::add_log_routes(service);
     const services::Retention retention;
     services::announce("recorder-logd: listening on " + services::place_of({LOG_PORT}));

@@ -93,7 +93,7 @@ void add_routes(HttpService& service, int port) {
 [[noreturn]] void serve(int port, int ready) {
     int status = 1;
     try {
-        HttpService service("code");
+        HttpService service("code", {geteuid()});
         add_routes(service, port);
         if (write(ready, "+", 1) == 1) service.run();
         status = 0;
@@ -126,9 +126,14 @@ protected:
     /// The whole reply to a request whose connection is to be closed then.
     std::string ask(const std::string& line, const std::string& headers = "",
                     const std::string& body = "") const {
+        return ask_plainly(line, "Host: localhost\r\n" + headers, body);
+    }
+
+    /// The same without a host.
+    std::string ask_plainly(const std::string& line, const std::string& headers,
+                            const std::string& body = "") const {
         const FileHandle client = connected(port_);
-        send_all(client,
-                 line + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n" + headers + "\r\n" + body);
+        send_all(client, line + " HTTP/1.1\r\nConnection: close\r\n" + headers + "\r\n" + body);
         return read_all(client);
     }
 
@@ -203,6 +208,36 @@ TEST_F(HttpServiceTest, TellsWhatThePathTakesWhenTheMethodIsAnother) {
     EXPECT_EQ(status_of(ask("HEAD /x")), 405);
 }
 
+TEST_F(HttpServiceTest, IsAskedUnderItsOwnNames) {
+    const std::string port = std::to_string(port_);
+    for (const std::string name : {"127.0.0.1", "localhost", "LocalHost"})
+        for (const std::string& host : {name, name + ":" + port}) {
+            EXPECT_EQ(status_of(ask_plainly("GET /x", "Host: " + host + "\r\n")), 200) << host;
+            EXPECT_EQ(status_of(ask_plainly("GET /x", "hOST:" + host + "\r\n")), 200) << host;
+        }
+}
+
+TEST_F(HttpServiceTest, RefusesOtherNamesWhateverIsAsked) {
+    const std::string port = std::to_string(port_);
+    for (const std::string& host :
+         {std::string("Host: evil.example"), "Host: evil.example:" + port, std::string("Host:"),
+          std::string("Host: 127.0.0.1:1"), std::string("Host: localhost:"), "Host: :" + port,
+          std::string("Host: 127.0.0.1.evil.example"), std::string("Host: localhost."),
+          std::string("Host: 127.0.0.10"), std::string("Host: 127.1"), std::string("Host: [::1]"),
+          std::string("Host: user@localhost"), "Host: localhost:" + port + ":" + port,
+          "Host: localhost:0" + port, std::string("Host: localhost\r\n x"), std::string("X: y"),
+          std::string("Host: localhost\r\nHost: localhost"),
+          std::string("Host: localhost\r\nHost: evil.example"),
+          std::string("Host: evil.example\r\nhost: localhost")})
+        for (const char* line : {"GET /x", "GET /none", "DELETE /x", "PUT /x", "GET /fail"}) {
+            const std::string reply = ask_plainly(line, host + "\r\n");
+            EXPECT_EQ(status_of(reply), 403) << host << '\n' << line;
+            EXPECT_EQ(
+                body_of(reply),
+                R"({"code":403,"mesg":"This service is asked as 127.0.0.1 or localhost only."})");
+        }
+}
+
 TEST_F(HttpServiceTest, PassesAHandlersRefusalOn) {
     const std::string reply = ask("GET /refuse");
     EXPECT_EQ(status_of(reply), 409);
@@ -252,7 +287,7 @@ TEST_F(HttpServiceTest, IsNotToBeReachedByAnotherAddress) {
 TEST_F(HttpServiceTest, SurvivesClientsThatLeaveBeforeTheReply) {
     for (int at = 0; at < 5; ++at) {
         const FileHandle client = connected(port_);
-        send_all(client, "GET /long HTTP/1.1\r\n\r\n");
+        send_all(client, "GET /long HTTP/1.1\r\nHost: localhost\r\n\r\n");
         char first = 0;
         EXPECT_EQ(recv(client.get(), &first, 1, 0), 1);
     }
@@ -269,7 +304,7 @@ TEST_F(HttpServiceTest, EndsWellWhenToldTo) {
 }
 
 TEST_F(HttpServiceTest, SaysWhichPortCannotBeHad) {
-    HttpService second("code");
+    HttpService second("code", {geteuid()});
     try {
         second.route(port_, Method::get, "/x", show);
         FAIL() << "two services on one port";

@@ -13,6 +13,8 @@ from waiting import SECONDS
 PORT = 10205
 PATH = "/databackupService/notify"
 KIB = 1024
+HOST = b"Host: localhost\r\n"
+TO_PATH = PATH.encode() + b" HTTP/1.1\r\n" + HOST
 
 
 @pytest.fixture
@@ -45,12 +47,13 @@ def serves():
 
 @pytest.mark.parametrize("data", [
     b"\r\n\r\n", b"\0" * 4096, b"\xff\xfe GET\r\n\r\n", b"GET\r\n\r\n", b"GET / \r\n\r\n",
-    b"GET / HTTP/9.9\r\n\r\n", b"GET http://[::1 HTTP/1.1\r\n\r\n", b"BREW / HTTP/1.1\r\n\r\n",
-    b"CONNECT a:1 HTTP/1.1\r\n\r\n", b"GET / HTTP/1.1\r\nno colon\r\n\r\n",
-    b"PUT " + PATH.encode() + b" HTTP/1.1\r\nContent-Length: -5\r\n\r\n",
-    b"PUT " + PATH.encode() + b" HTTP/1.1\r\nContent-Length: 99999999999999999999\r\n\r\n",
-    b"PUT " + PATH.encode() + b" HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n",
-    b"GET " + PATH.encode() + b"?act=%zz&&=&=1 HTTP/1.1\r\n\r\n",
+    b"GET / HTTP/9.9\r\n" + HOST + b"\r\n", b"GET http://[::1 HTTP/1.1\r\n" + HOST + b"\r\n",
+    b"BREW / HTTP/1.1\r\n" + HOST + b"\r\n",
+    b"CONNECT a:1 HTTP/1.1\r\n\r\n", b"GET / HTTP/1.1\r\n" + HOST + b"no colon\r\n\r\n",
+    b"PUT " + TO_PATH + b"Content-Length: -5\r\n\r\n",
+    b"PUT " + TO_PATH + b"Content-Length: 99999999999999999999\r\n\r\n",
+    b"PUT " + TO_PATH + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n",
+    b"GET " + PATH.encode() + b"?act=%zz&&=&=1 HTTP/1.1\r\n" + HOST + b"\r\n",
 ])
 def test_garbage_is_never_a_success(daemon, data):
     assert " 200 " not in first_line(data) + " "
@@ -58,9 +61,9 @@ def test_garbage_is_never_a_success(daemon, data):
 
 
 def test_huge_headers_are_refused(daemon):
-    for data in (b"GET /" + b"a" * 100 * KIB + b" HTTP/1.1\r\n\r\n",
-                 b"GET / HTTP/1.1\r\nX: " + b"a" * 100 * KIB + b"\r\n\r\n",
-                 b"GET / HTTP/1.1\r\n" + b"X: y\r\n" * 20000 + b"\r\n"):
+    for data in (b"GET /" + b"a" * 100 * KIB + b" HTTP/1.1\r\n" + HOST + b"\r\n",
+                 b"GET / HTTP/1.1\r\n" + HOST + b"X: " + b"a" * 100 * KIB + b"\r\n\r\n",
+                 b"GET / HTTP/1.1\r\n" + HOST + b"X: y\r\n" * 20000 + b"\r\n"):
         assert " 200 " not in first_line(data) + " "
         assert serves()
 
@@ -72,22 +75,23 @@ def notice_of(size):
 
 def test_body_of_one_mebibyte_is_the_most(daemon):
     assert request_json(PORT, "PUT", PATH, notice_of(1024 * KIB)) == (200, {"retCode": 0})
-    head = b"PUT " + PATH.encode() + b" HTTP/1.1\r\nContent-Length: %d\r\n\r\n" % (1024 * KIB + 1)
+    head = b"PUT " + TO_PATH + b"Content-Length: %d\r\n\r\n" % (1024 * KIB + 1)
     assert " 413 " in first_line(head)
     assert serves()
 
 
 def test_chunked_body_is_bounded_too(daemon):
-    head = b"PUT " + PATH.encode() + b" HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"
+    head = b"PUT " + TO_PATH + b"Transfer-Encoding: chunked\r\n\r\n"
     chunk = b"10000\r\n" + b" " * 0x10000 + b"\r\n"
     assert " 200 " not in first_line(head + chunk * 40 + b"0\r\n\r\n") + " "
     assert serves()
 
 
 def test_clients_that_leave_early_do_no_harm(daemon):
-    for data in (b"", b"P", b"PUT " + PATH.encode() + b" HTTP/1.1\r\n",
-                 b"PUT " + PATH.encode() + b" HTTP/1.1\r\nContent-Length: 50\r\n\r\n{",
-                 b"GET " + PATH.encode() + b"?act=get_waitingTask_seq HTTP/1.1\r\n\r\n"):
+    for data in (b"", b"P", b"PUT " + TO_PATH,
+                 b"PUT " + TO_PATH + b"Content-Length: 50\r\n\r\n{",
+                 b"GET " + PATH.encode() + b"?act=get_waitingTask_seq HTTP/1.1\r\n" + HOST +
+                 b"\r\n"):
         for _ in range(20):
             client = connect()
             client.sendall(data)
@@ -97,7 +101,7 @@ def test_clients_that_leave_early_do_no_harm(daemon):
 
 def test_silent_connection_is_closed_while_others_are_served(daemon):
     with connect() as client:
-        client.sendall(b"PUT " + PATH.encode() + b" HTTP/1.1\r\nContent-Length: 50\r\n\r\n{")
+        client.sendall(b"PUT " + TO_PATH + b"Content-Length: 50\r\n\r\n{")
         assert serves()
         assert b" 200 " not in client.makefile("rb").read()
 

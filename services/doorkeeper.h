@@ -1,0 +1,50 @@
+// Lets in only connections of those whom a service trusts, so many of each, each for so long.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+struct evconnlistener;     // libevent
+struct event_base;         // libevent
+struct evhttp;             // libevent
+struct evhttp_connection;  // libevent
+
+namespace services {
+
+using Users = std::vector<uid_t>;
+
+/// Root, and who owns the state folder: whoever runs the recorder.
+/// @throws std::runtime_error when the folder cannot be looked at
+Users trusted_users();
+
+/// Looks at each connection right behind its accept and before a byte of it is read. One whose
+/// other end is not held by a process of a trusted user is closed unanswered, and counts for
+/// nothing. Where a user has MAX_CONNECTIONS already, the oldest one makes room: who holds
+/// connections open keeps nobody out. LIFETIME after its accept every connection is closed, however
+/// far it has come.
+class Doorkeeper {
+public:
+    static constexpr std::size_t MAX_CONNECTIONS = 128;  ///< of one user, on all ports
+    static constexpr std::chrono::seconds LIFETIME{10};
+
+    Doorkeeper(event_base* loop, Users trusted);
+    ~Doorkeeper();
+    Doorkeeper(const Doorkeeper&) = delete;
+    Doorkeeper& operator=(const Doorkeeper&) = delete;
+
+    /// Guards what `server` accepts on `listener` from now on. Both must be gone before this.
+    void guard(evhttp* server, evconnlistener* listener);
+
+    /// Whether a connection was let in. No other may be answered.
+    bool knows(const evhttp_connection* connection) const;
+
+private:
+    struct House;
+    std::unique_ptr<House> house_;
+};
+
+}  // namespace services
