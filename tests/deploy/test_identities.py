@@ -1,0 +1,70 @@
+"""As whom scripts/serve starts the services, and what the kernel lets them do."""
+import shutil
+from pathlib import Path
+
+import pytest
+
+from loopback import free_port, request
+from places import STATE
+from processes import is_running, processes
+from service_process import ended_afterwards, start_recorder
+from waiting import wait_until
+
+SERVICES = ("recorder-logd", "recording-backupd")
+DAC_READ_SEARCH = 1 << 2
+OWNER = (4242, 4343)
+
+
+def process_of(service):
+    return next(pid for pid, command in processes() if command.endswith(f"/{service}".encode()))
+
+
+def status_of(service):
+    lines = Path(f"/proc/{process_of(service)}/status").read_text().splitlines()
+    return dict(line.split(":\t", 1) for line in lines)
+
+
+def identity(status):
+    return {name: set(status[name].split()) for name in ("Uid", "Gid")}
+
+
+def capabilities(status):
+    return {name: int(status[name], 16) for name in ("CapPrm", "CapEff", "CapBnd")}
+
+
+def only(number):
+    return {"CapPrm": number, "CapEff": number, "CapBnd": number}
+
+
+@pytest.fixture(name="recorder", params=[(0, 0), OWNER], ids=["of root", "of another user"])
+def running_recorder(request):
+    """Its state folder's owner, while it runs on that folder."""
+    shutil.chown(STATE, *request.param)
+    try:
+        with ended_afterwards(start_recorder(free_port())) as process:
+            yield request.param, process
+    finally:
+        shutil.chown(STATE, 0, 0)
+
+
+def test_services_have_the_owners_identity_and_what_they_need(recorder):
+    (user, group), _ = recorder
+    for service, wanted in zip(SERVICES, (0, DAC_READ_SEARCH)):
+        status = status_of(service)
+        assert identity(status) == {"Uid": {str(user)}, "Gid": {str(group)}}
+        assert capabilities(status) == only(wanted)
+        assert status["NoNewPrivs"] == "1"
+        assert status["Groups"].strip() == ""
+
+
+def test_services_work_with_it(recorder):
+    assert request(10150, "GET", "/logs/logs").json["code"] == 0
+    answer = request(10205, "GET", "/databackupService/notify?act=get_waitingTask_seq")
+    assert answer.json == {"retCode": 0, "watinTask_info": []}
+
+
+def test_services_end_with_the_script_however_it_ends(recorder):
+    _, process = recorder
+    services = [process_of(service) for service in SERVICES]
+    process.kill()
+    wait_until(lambda: not any(is_running(pid) for pid in services), "the services to end")
