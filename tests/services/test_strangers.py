@@ -238,11 +238,11 @@ def test_requests_of_both_kinds_at_once_are_told_apart(daemon, state):
 # --- who is trusted ------------------------------------------------------------------------------
 
 
-def give_to_owner(state):
+def give_away(state, owner):
     for folder in list(state.path.parents)[:-2]:  # of this sandbox's own /tmp
         folder.chmod(0o755)
     for path in (state.path, *state.path.iterdir()):
-        shutil.chown(path, OWNER, OWNER)
+        shutil.chown(path, owner, owner)
 
 
 def ask_as(user):
@@ -251,7 +251,7 @@ def ask_as(user):
 
 @pytest.mark.parametrize("identity", [None, lambda: become(OWNER)])
 def test_root_and_the_owner_are_served(state, identity):
-    give_to_owner(state)
+    give_away(state, OWNER)
     with running("recording-backupd", state, preexec_fn=identity):
         assert b" 200 " in ask_as(0)
         assert b" 200 " in ask_as(OWNER)
@@ -313,9 +313,11 @@ def few_files():
     resource.setrlimit(resource.RLIMIT_NOFILE, (1024, 1024))
 
 
-@pytest.mark.parametrize("user, count", [(NOBODY, 2000), (0, 500)])
-def test_the_cgi_program_is_served_while_others_drip(tmp_path, user, count):
+# Strangers, as many as the same user may have, and far more of another trusted user.
+@pytest.mark.parametrize("user, count, owner", [(NOBODY, 2000, 0), (0, 128, 0), (0, 500, OWNER)])
+def test_the_cgi_program_is_served_while_others_drip(tmp_path, user, count, owner):
     cgi = CgiProgram(tmp_path / "cgi")
+    give_away(cgi, owner)
     with running("recording-backupd", cgi, preexec_fn=few_files):
         report("alone", [list_tasks(cgi) for _ in range(50)])
         with meanwhile_as(user, lambda: drip(count)):
