@@ -6,6 +6,7 @@ import time
 import pytest
 
 from places import STATE, STORAGE
+from recorder_clock import local
 from stand_alone_recorder import Recorder
 
 RECORDINGS = STORAGE / "recordings"
@@ -25,13 +26,6 @@ def record(folder, name, content=b"x"):
     path.parent.mkdir(parents=True, exist_ok=True)
     path.write_bytes(content)
     return path
-
-
-def local(seconds, form, zone):
-    """What strftime() makes of a time in the recorder's zone."""
-    os.environ["TZ"] = zone
-    time.tzset()
-    return time.strftime(form, time.localtime(seconds))
 
 
 def record_now(recorder, folder):

@@ -1,7 +1,6 @@
 """Enabling, deleting, starting and forcing tasks behind the web server, with the real daemon."""
 import json
 import socket
-import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from threading import Thread
 
@@ -10,6 +9,7 @@ import pytest
 from event_ids import (BACKUP_FORCED, BACKUP_STARTED, BACKUP_STOPPED, START_REFUSED, TASK_DELETED,
                        TASK_DISABLED, TASK_ENABLED)
 from places import STORAGE
+from recorder_clock import day_name
 from replies import (CHANGE_STATUS_ERROR, INPUT_FORMAT_ERROR, PARSE_FAIL, RUNNING_INFO_ERROR,
                      STORE_UNKNOWN_TASK, SUCCESS, error)
 from waiting import wait_until
@@ -27,7 +27,7 @@ def three(recorder):
     """Tasks 1 "Doors", 2 "Yard" and 3 "Night copy" with something to copy, and a server that takes
     connections and never says a word: whatever runs does so until it is stopped."""
     folder = STORAGE / "front"
-    day = folder / time.strftime("%Y-%m-%d", time.localtime(time.time() - 86400))
+    day = folder / day_name(1)
     day.mkdir(parents=True)
     (day / "12-00-00.mp4").write_bytes(b"recorded")
     recorder.add_channel(0, "Front", folder)

@@ -1,10 +1,10 @@
 """A recorder with recordings, a share to copy them to, and what tests ask about the outcome."""
 import hashlib
 import sqlite3
-from datetime import date, timedelta
 from pathlib import Path
 
 from places import STATE, STORAGE
+from recorder_clock import day_name
 from sample_task import NEVER, task
 from samba_server import USER, SambaServer
 from stand_alone_recorder import Recorder
@@ -13,10 +13,6 @@ from waiting import SECONDS, wait_until
 MIB = 1024 * 1024
 
 SUCCESS, NEW, WAIT, PREPARE_START, RUNNING, CANCEL, FAILED, PREPARE_STOP = range(8)
-
-
-def day_name(days_ago):
-    return (date.today() - timedelta(days=days_ago)).isoformat()
 
 
 def noise(size, seed):

@@ -4,11 +4,12 @@ import json
 import sqlite3
 import time
 
-from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUNNING, SUCCESS, WAIT, day_name,
+from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUNNING, SUCCESS, WAIT,
                           noise, tree)
 from event_ids import RETENTION_PASS, RUN_FAILED, RUN_STARTED
 from fault_proxy import FaultProxy
 from places import STATE
+from recorder_clock import day_name, local
 from waiting import wait_until
 
 
@@ -189,7 +190,7 @@ def next_run(house, task_id):
 
 def test_schedule_makes_up_a_missed_run_once_and_not_for_a_disabled_task(house):
     house.record(0, 0, "01-00-00.mp4", b"content")
-    hour = (time.localtime().tm_hour + 12) % 24  # far from now, on either side
+    hour = (int(local(time.time(), "%H")) + 12) % 24  # far from now, on either side
     task_id = house.create(scheduleHour=hour)
     wait_until(lambda: next_run(house, task_id), "the schedule")
     set_due(house, task_id, int(time.time()) - 3 * 86400)

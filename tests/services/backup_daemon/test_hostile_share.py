@@ -4,10 +4,11 @@ import stat
 import threading
 from pathlib import Path
 
-from backup_house import FAILED, MIB, day_name, noise
+from backup_house import FAILED, MIB, noise
 from event_ids import FILE_NOT_COPIED
 from fault_proxy import FaultProxy
 from processes import descendants
+from recorder_clock import day_name
 from waiting import wait_until
 
 TIB = MIB * MIB

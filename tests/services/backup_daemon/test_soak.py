@@ -7,9 +7,10 @@ from pathlib import Path
 
 import pytest
 
-from backup_house import MIB, SUCCESS, House, day_name, noise
+from backup_house import MIB, SUCCESS, House, noise
 from places import BUILD
 from processes import descendants
+from recorder_clock import day_name
 
 MOST_MEMORY = 64 * 1024  # kB, of the daemon and its processes together
 GIB = 1024 * MIB

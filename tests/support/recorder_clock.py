@@ -1,0 +1,18 @@
+"""What the recorder's clock shows; its zone need not be that of the tests' own process."""
+import os
+import time
+
+from state_folder import ZONE
+
+
+def local(seconds, form, zone=ZONE):
+    """What strftime() makes of a time in the recorder's zone."""
+    os.environ["TZ"] = zone
+    time.tzset()
+    return time.strftime(form, time.localtime(seconds))
+
+
+def day_name(days_ago):
+    """A day's folder. Noon of the same day, so that no change of the clocks skips one."""
+    noon = time.mktime(time.strptime(local(time.time(), "%Y-%m-%d 12"), "%Y-%m-%d %H"))
+    return local(noon - days_ago * 86400, "%Y-%m-%d")
