@@ -9,12 +9,15 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "backup/file_ptr.h"
+#include "backup/beneath.h"
+#include "backup/file_lock.h"
 #include "backup/json_member.h"
 #include "backup/operation.h"
+#include "backup/own_file.h"
 #include "backup/recording_backup_function.h"
 #include "backup/remote_mount.h"
 #include "platform/comutil_json.h"
+#include "platform/private_mounts.h"
 #include "platform/recorder_log.h"
 #include "platform/utilities.h"
 
@@ -23,6 +26,7 @@ namespace {
 constexpr char FAILED[] = "Test mount remote server fail.";
 constexpr char BLACK_SET[] = "\"\\:|*?<>";
 constexpr char CREDENTIALS_FILE[] = "/tmp/.recording_backup_mnt_info";
+constexpr char CREDENTIALS_LOCK[] = "/mnt/.recording_backup_mnt_lock";
 constexpr char LOCAL_TEST_FILE[] = "/storage/rec_bak_test";
 constexpr std::size_t MAX_UNC_LENGTH = 511;
 constexpr int BLOCK_SIZE = 1024;
@@ -42,7 +46,7 @@ struct Server {
 struct TestPaths {
     char mount_name[512];
     char mount_point[256];
-    char remote_file[512];
+    std::string remote_file;  ///< on the share
 };
 
 bool read_server(json_object* request, Server& server) {
@@ -78,22 +82,29 @@ TestPaths make_paths() {
                   stamp);
     std::snprintf(paths.mount_point, sizeof paths.mount_point, "%s/%.200s", "/mnt",
                   paths.mount_name);
-    std::snprintf(paths.remote_file, sizeof paths.remote_file, "%s/%llu", paths.mount_point, stamp);
+    paths.remote_file = std::to_string(stamp);
     return paths;
 }
 
-/// Makes the mount point, and becomes root for everything that follows.
+[[noreturn]] void fail_to_prepare() {
+    DEBUG_LINE("CGI_CMD_EXEC_FAIL: %d\n", CGI_CMD_EXEC_FAIL);
+    fail(CGI_CMD_EXEC_FAIL);
+}
+
+/// Becomes root for everything that follows, out of sight of others, and makes the mount point.
 void prepare_mount_point(const TestPaths& paths) {
     struct stat existing {};
     // The bare name is looked for in the working directory. A folder below /mnt is no obstacle: it
     // is used as it stands.
     if (stat(paths.mount_name, &existing) == 0) {
         DEBUG_LINE("DIR exist\n");
-        DEBUG_LINE("CGI_CMD_EXEC_FAIL: %d\n", CGI_CMD_EXEC_FAIL);
-        fail(CGI_CMD_EXEC_FAIL);
+        fail_to_prepare();
     }
-    mkdir(paths.mount_point, 0755);
     [[maybe_unused]] const int unchecked = setreuid(0, 0);
+    if (enter_private_mounts() != 0) fail_to_prepare();
+    // Nobody but root can make anything in /mnt. A link there would have its target mounted over.
+    mkdir(paths.mount_point, 0755);
+    if (lstat(paths.mount_point, &existing) == 0 && S_ISLNK(existing.st_mode)) fail_to_prepare();
 }
 
 /// "/share/a/b" is the share "share" and the folder "a/b" on it.
@@ -112,7 +123,10 @@ void mount_share(const Server& server, const TestPaths& paths) {
     std::string unc;
     std::string sub_folder;
     split_destination(server, unc, sub_folder);
-    if (!write_credentials(CREDENTIALS_FILE, server.username, server.password)) {
+    // Other tests write their credentials to the same file. The lock lies where only root can make
+    // files, so that nobody else can keep it.
+    const FileLock lock(CREDENTIALS_LOCK);
+    if (!lock || !write_credentials(CREDENTIALS_FILE, server.username, server.password)) {
         DEBUG_LINE("CGI_MOUNT_CIFS_FILE_ERR: %d\n", CGI_MOUNT_CIFS_FILE_ERR);
         fail(CGI_MOUNT_CIFS_FILE_ERR);
     }
@@ -129,21 +143,43 @@ void mount_share(const Server& server, const TestPaths& paths) {
     fail(ret);
 }
 
-FilePtr open_test_file(const char* path, const char* mode) {
-    FilePtr file(std::fopen(path, mode));
-    if (!file) {
-        DEBUG_LINE("fopen fail\n");
-        fail(CGI_CMD_EXEC_FAIL);
-    }
-    return file;
+[[noreturn]] void fail_to_open() {
+    DEBUG_LINE("fopen fail\n");
+    fail(CGI_CMD_EXEC_FAIL);
 }
 
-void make_local_file() {
-    const FilePtr file = open_test_file(LOCAL_TEST_FILE, "wb");
-    char block[BLOCK_SIZE];
-    std::memset(block, 'a', sizeof block);
-    for (int i = 0; i < BLOCK_COUNT; ++i) std::fwrite(block, sizeof block, 1, file.get());
-}
+/// The local test file lies in a folder that may belong to others, and other tests use its name,
+/// too. So it is kept open, and read and removed as this test's own only.
+class LocalFile {
+public:
+    LocalFile() : file_(create_own_file(LOCAL_TEST_FILE)) {
+        if (!file_) fail_to_open();
+        const FilePtr out = stream("wb");
+        if (!out) fail_to_open();
+        char block[BLOCK_SIZE];
+        std::memset(block, 'a', sizeof block);
+        for (int i = 0; i < BLOCK_COUNT; ++i) std::fwrite(block, sizeof block, 1, out.get());
+    }
+
+    /// @return null when there is no test file by that name any more
+    FilePtr open_again() const {
+        const FilePtr named = open_own_file(LOCAL_TEST_FILE);
+        return named ? stream("rb") : nullptr;
+    }
+
+    void remove() const {
+        if (is_name_of(LOCAL_TEST_FILE, file_)) unlink(LOCAL_TEST_FILE);
+    }
+
+private:
+    /// The whole file, from its beginning.
+    FilePtr stream(const char* mode) const {
+        lseek(file_.get(), 0, SEEK_SET);
+        return open_stream(Descriptor(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0)), mode);
+    }
+
+    Descriptor file_;
+};
 
 /// Copies line by line into whole blocks, so that every block of the remote file ends in a zero.
 /// Users compare the rate with what earlier tests of their servers gave, so the work that is timed
@@ -156,22 +192,25 @@ void copy(std::FILE* local, std::FILE* remote) {
     }
 }
 
-/// Copies the local test file to the share and measures.
+/// Makes the local test file, copies it to the share and measures.
 /// @return false when the local file cannot be read back
 bool measure(const TestPaths& paths, std::string& rate) {
+    const LocalFile local_file;
     const unsigned long long begin = current_time_stamp();
-    FilePtr remote = open_test_file(paths.remote_file, "wb+");
-    FilePtr local(std::fopen(LOCAL_TEST_FILE, "rb"));
+    const Beneath share(paths.mount_point);
+    FilePtr remote = share.create_file(paths.remote_file);
+    if (!remote) fail_to_open();
+    FilePtr local = local_file.open_again();
     if (!local) {
-        unlink(LOCAL_TEST_FILE);
+        local_file.remove();
         return false;
     }
     copy(local.get(), remote.get());
     remote.reset();
     local.reset();
     rate = transfer_rate(begin, current_time_stamp());
-    unlink(paths.remote_file);
-    unlink(LOCAL_TEST_FILE);
+    share.remove(paths.remote_file);
+    local_file.remove();
     return true;
 }
 
@@ -219,7 +258,6 @@ int test_remote_server(json_object** reply, const char* body) {
         const TestPaths paths = make_paths();
         prepare_mount_point(paths);
         mount_share(server, paths);
-        make_local_file();
         readable = measure(paths, rate);
         if (readable) unmount(paths);
     });

@@ -1,16 +1,14 @@
 // Lists a server's disk shares, as the SMB client tool prints them.
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "backup/file_ptr.h"
 #include "backup/json_member.h"
 #include "backup/operation.h"
+#include "backup/own_file.h"
 #include "backup/recording_backup_function.h"
+#include "backup/share_lines.h"
 #include "platform/cgi_input.h"
 #include "platform/recorder_log.h"
 #include "platform/utilities.h"
@@ -19,22 +17,11 @@ namespace {
 
 constexpr int OUTPUT_UNREADABLE = -718;
 
-// Shares of the recorder itself: whole names, and the beginning of others.
-constexpr std::string_view PLATFORM_SHARES[] = {"HaldenAppData", "OstraAppData", "OstraAutoSnap",
-                                                "VeskAutoSnap", "OstraDB"};
-constexpr std::string_view PLATFORM_PREFIX = "OstraSpace_";
-
 /// Where to ask, and as whom.
 struct Query {
     std::string ip;
     std::string port;
     std::string account;  ///< user name, "%", password
-};
-
-/// What the tool said.
-struct Listing {
-    std::vector<std::string> share_name_list;  ///< in the tool's order
-    std::string error;                         ///< its lines, each followed by ", "
 };
 
 /// The effective and real user of the process, put back when the tool has run.
@@ -62,52 +49,29 @@ bool read_query(tagINPUT* input, Query& query) {
     return true;
 }
 
+/// What became of the tool.
+struct Run {
+    int exit_status = 0;
+    FilePtr output;  ///< none when it cannot be opened
+};
+
+/// The tool's output belongs to root as well: opened and removed before the rights to it are gone.
+FilePtr take_output(const char* path) {
+    FilePtr output = open_own_file(path);
+    if (output) unlink(path);
+    return output;
+}
+
 /// Runs the tool as root.
-/// @return its exit status
-int run_tool(const Query& query, const char* output, const UserIds& ids) {
+Run run_tool(const Query& query, const char* path, const UserIds& ids) {
     [[maybe_unused]] const int unchecked = setreuid(0, 0);
-    const int ret =
-        zorv_exec(output, output, nullptr, "/usr/bin/smbclient", "-gL", query.ip.c_str(), "-p",
-                  query.port.c_str(), "-U", query.account.c_str(), nullptr);
+    const int ret = zorv_exec(path, path, nullptr, "/usr/bin/smbclient", "-gL", query.ip.c_str(),
+                              "-p", query.port.c_str(), "-U", query.account.c_str(), nullptr);
+    FilePtr output = ret == ZORV_EXEC_NO_OUTPUT ? nullptr : take_output(path);
     ids.restore();
     DEBUG_NOTE("zorv_exec ret=%d, cmd=[/usr/bin/smbclient -gL %s -p %s -U %s]\n", ret,
                query.ip.c_str(), query.port.c_str(), query.account.c_str());
-    return ret;
-}
-
-bool belongs_to_platform(std::string_view name) {
-    return name.starts_with(PLATFORM_PREFIX) ||
-           std::find(std::begin(PLATFORM_SHARES), std::end(PLATFORM_SHARES), name) !=
-               std::end(PLATFORM_SHARES);
-}
-
-/// Keeps the name in a line such as "Disk|public|comment".
-void keep_share(const char* line, Listing& listing) {
-    constexpr std::string_view KIND = "Disk";
-    const std::string_view text = line;
-    if (!text.starts_with(KIND)) return;
-    const std::string_view rest = text.substr(std::min(text.size(), KIND.size() + 1));
-    const std::string shareName(rest.substr(0, rest.find('|')));
-    if (belongs_to_platform(shareName)) {
-        DEBUG_NOTE("will SKIP shareName=[%s]\n", shareName.c_str());
-        return;
-    }
-    listing.share_name_list.push_back(shareName);
-    DEBUG_NOTE(">>>> get shareName=[%s]\n", shareName.c_str());
-}
-
-/// Reads the tool's output: shares when it succeeded, error lines when it did not.
-Listing read_output(std::FILE* output, int exit_status) {
-    Listing listing;
-    char buf[1024];
-    while (std::fgets(buf, sizeof buf, output) != nullptr) {
-        DEBUG_NOTE("get buf=[%s]\n", buf);
-        if (exit_status != 0)
-            listing.error += buf + std::string(", ");
-        else
-            keep_share(buf, listing);
-    }
-    return listing;
+    return {ret, std::move(output)};
 }
 
 json_object* share_reply(const std::vector<std::string>& share_name_list) {
@@ -133,18 +97,15 @@ int get_samba_share(json_object** reply, tagINPUT* input) {
     }
     char path[64];
     std::snprintf(path, sizeof path, "/tmp/smb_share_kist-%llu", current_time_stamp());
-    const int exit_status = run_tool(query, path, ids);
-    FilePtr output(std::fopen(path, "r"));
-    if (!output) {
+    const Run run = run_tool(query, path, ids);
+    if (!run.output) {
         deal_with_error_code(reply, OUTPUT_UNREADABLE, "Get Samba share fail.");
         return OUTPUT_UNREADABLE;
     }
-    const Listing listing = read_output(output.get(), exit_status);
-    output.reset();
-    unlink(path);
-    if (exit_status != 0) {
-        deal_with_error_code(reply, exit_status, listing.error.c_str());
-        return exit_status;
+    const Listing listing = read_share_lines(run.output.get(), run.exit_status);
+    if (run.exit_status != 0) {
+        deal_with_error_code(reply, run.exit_status, listing.error.c_str());
+        return run.exit_status;
     }
     ids.restore();
     *reply = share_reply(listing.share_name_list);

@@ -4,8 +4,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,21 +37,16 @@ struct Output {
 struct Outputs {
     Output standard;
     Output error;
-    int error_end = -1;  ///< what becomes the program's standard error
+    bool shared = false;
+
+    /// Where standard error goes.
+    Output& said() { return shared ? standard : error; }
 };
 
-/// A file that others could have put there, or can reach by another name, is not written to.
-bool is_ours_alone(int file) {
-    struct stat found {};
-    return fstat(file, &found) == 0 && S_ISREG(found.st_mode) && found.st_uid == geteuid() &&
-           found.st_nlink == 1;
-}
-
-FileHandle open_output(const char* path) {
-    FileHandle file(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    const bool usable = file && is_ours_alone(file.get()) && fchmod(file.get(), 0600) == 0 &&
-                        ftruncate(file.get(), 0) == 0;
-    return usable ? std::move(file) : FileHandle();
+/// Others may know the path, and may have put anything there.
+FileHandle make_output(const char* path) {
+    unlink(path);
+    return FileHandle(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
 }
 
 bool prepare(const char* path, Output& output) {
@@ -60,7 +55,7 @@ bool prepare(const char* path, Output& output) {
         return static_cast<bool>(output.write_end);
     }
     std::array<int, 2> ends{};
-    output.file = open_output(path);
+    output.file = make_output(path);
     if (!output.file || pipe2(ends.data(), O_CLOEXEC) != 0) return false;
     output.read_end = FileHandle(ends[0]);
     output.write_end = FileHandle(ends[1]);
@@ -68,12 +63,25 @@ bool prepare(const char* path, Output& output) {
 }
 
 bool prepare(const Program& program, Outputs& outputs) {
-    const bool shared = program.stdout_path != nullptr && program.stderr_path != nullptr &&
-                        std::strcmp(program.stdout_path, program.stderr_path) == 0;
-    if (!prepare(program.stdout_path, outputs.standard)) return false;
-    if (!shared && !prepare(program.stderr_path, outputs.error)) return false;
-    outputs.error_end = (shared ? outputs.standard : outputs.error).write_end.get();
-    return true;
+    outputs.shared = program.stdout_path != nullptr && program.stderr_path != nullptr &&
+                     std::strcmp(program.stdout_path, program.stderr_path) == 0;
+    return prepare(program.stdout_path, outputs.standard) &&
+           (outputs.shared || prepare(program.stderr_path, outputs.error));
+}
+
+/// An empty file would say that the program had run and had nothing to say.
+void remove_made(const Program& program, const Outputs& outputs) {
+    if (outputs.standard.file) unlink(program.stdout_path);
+    if (outputs.error.file) unlink(program.stderr_path);
+}
+
+/// Says what became of a program, as a shell would. Safe after fork(2) in a threaded process.
+void complain(int file, const char* program, const char* what) {
+    const auto piece = [](const char* text) {
+        return iovec{const_cast<char*>(text), std::strlen(text)};
+    };
+    const iovec line[] = {piece(program), piece(": "), piece(what), piece("\n")};
+    [[maybe_unused]] const ssize_t unchecked = writev(file, line, std::size(line));
 }
 
 /// Takes what has arrived. What does not fit is thrown away, so that the program is never held up.
@@ -116,6 +124,7 @@ bool take_effective_ids() {
         closefrom(STDERR_FILENO + 1);
         execve(arguments[0], arguments, const_cast<char* const*>(environment));
     }
+    complain(STDERR_FILENO, arguments[0], strerrordesc_np(errno));
     _exit(ZORV_EXEC_NOT_STARTED);
 }
 
@@ -146,33 +155,44 @@ void drain_rest(Outputs& outputs) {
         if (output->read_end) drain(*output);
 }
 
-int wait_for(pid_t child, Outputs& outputs, std::chrono::milliseconds limit) {
+int wait_for(pid_t child, Outputs& outputs, const Program& program) {
     const FileHandle process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
-    const bool ended = process && pump_until_end(process.get(), outputs, Clock::now() + limit);
+    const bool ended =
+        process && pump_until_end(process.get(), outputs, Clock::now() + program.limit);
     if (!ended) kill(-child, SIGKILL);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
     drain_rest(outputs);
-    return ended ? exit_result(status) : ZORV_EXEC_TIMED_OUT;
+    if (ended) return exit_result(status);
+    if (outputs.said().file) complain(outputs.said().file.get(), program.arguments[0], "timed out");
+    return ZORV_EXEC_TIMED_OUT;
 }
 
 }  // namespace
 
 int run_program(const Program& program) {
     Outputs outputs;
+    if (!prepare(program, outputs)) {
+        remove_made(program, outputs);
+        return ZORV_EXEC_NO_OUTPUT;
+    }
     const FileHandle input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    if (!input || !prepare(program, outputs)) return ZORV_EXEC_NOT_STARTED;
     std::vector<char*> arguments;
     for (const char* argument : program.arguments) arguments.push_back(const_cast<char*>(argument));
     arguments.push_back(nullptr);
-    const pid_t child = fork();
+    const pid_t child = input ? fork() : -1;
     if (child == 0)
-        become(arguments.data(), input.get(), outputs.standard.write_end.get(), outputs.error_end);
-    if (child < 0) return ZORV_EXEC_NOT_STARTED;
+        become(arguments.data(), input.get(), outputs.standard.write_end.get(),
+               outputs.said().write_end.get());
+    if (child < 0) {
+        if (outputs.said().file)
+            complain(outputs.said().file.get(), arguments[0], strerrordesc_np(errno));
+        return ZORV_EXEC_NOT_STARTED;
+    }
     setpgid(child, child);  // whoever comes first, the child or its parent
     outputs.standard.write_end.close();
     outputs.error.write_end.close();
-    return wait_for(child, outputs, program.limit);
+    return wait_for(child, outputs, program);
 }
 
 }  // namespace standalone

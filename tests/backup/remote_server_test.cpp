@@ -2,6 +2,7 @@
 // sandbox, where /mnt, /storage and /tmp are private. The "share" is the unmounted folder itself.
 #include "backup/remote_server.h"
 
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -28,6 +29,8 @@ constexpr char MOUNT_POINT[] = "/mnt/Remote_Server_Test-1700000000000";
 constexpr char REMOTE_FILE[] = "/mnt/Remote_Server_Test-1700000000000/1700000000000";
 constexpr char LOCAL_FILE[] = "/storage/rec_bak_test";
 constexpr char CREDENTIALS[] = "/tmp/.recording_backup_mnt_info";
+constexpr char LOCK[] = "/mnt/.recording_backup_mnt_lock";
+constexpr char MOUNT_OUTPUT[] = "/tmp/.recording_backup_mnt_std-1700000000000";
 constexpr char FIRST_OPTIONS[] =
     ",port=445,file_mode=0664,dir_mode=0755,credentials=/tmp/.recording_backup_mnt_info";
 constexpr char SECOND_OPTIONS[] =
@@ -155,6 +158,15 @@ protected:
 
     Strings share;  ///< what was on the share when it was unmounted
 };
+
+/// Runs some steps before each program.
+template <class Steps>
+void before_programs(Steps steps) {
+    fake::platform.on_program = [steps, then = fake::platform.on_program](const fake::Call& call) {
+        steps(call);
+        then(call);
+    };
+}
 
 // --- success -------------------------------------------------------------------------------------
 
@@ -343,6 +355,51 @@ TEST_F(SubFolder, SplittingStopsAfter256Passes) {
     EXPECT_EQ(tree(POINT).size(), 768U);
 }
 
+TEST_F(SubFolder, DotsWithinTheShareAreAsGoodAsNames) {
+    EXPECT_EQ(make("a/../c"), 0);
+    EXPECT_EQ(make("./d/./e"), 0);
+    EXPECT_EQ(make("a/b/../../f/.."), 0);
+    EXPECT_EQ(tree(POINT), (Strings{"a", "a/b", "c", "d", "d/e", "f"}));
+}
+
+TEST_F(SubFolder, NothingIsMadeOutsideTheShare) {
+    for (const char* outside : {"..", "../x", "/../x", "../../tmp/x", "a/../../x", "./../point/x",
+                                "a/../../../../../../tmp/x"})
+        EXPECT_EQ(make(outside), -1) << outside;
+    EXPECT_EQ(tree(WORK), (Strings{"point", "point/a"}));
+}
+
+TEST_F(SubFolder, NoLinkOnTheShareIsFollowed) {
+    fs::create_directories(std::string(WORK) + "/outside");
+    fs::create_directories(std::string(POINT) + "/inside");
+    fs::create_symlink(std::string(WORK) + "/outside", std::string(POINT) + "/absolute");
+    fs::create_symlink("../outside", std::string(POINT) + "/relative");
+    fs::create_symlink("inside", std::string(POINT) + "/within");
+    fs::create_symlink("/proc/self/root", std::string(POINT) + "/magic");
+    for (const char* link : {"absolute/x", "relative/x", "within/x", "magic/tmp/x"})
+        EXPECT_EQ(make(link), -1) << link;
+    EXPECT_EQ(tree(std::string(WORK) + "/outside"), Strings{});
+    EXPECT_EQ(tree(std::string(POINT) + "/inside"), Strings{});
+}
+
+TEST_F(SubFolder, NothingIsMadeOnAnotherFileSystemBelow) {
+    const std::string other = std::string(POINT) + "/other";
+    fs::create_directories(other);
+    if (mount("other", other.c_str(), "tmpfs", 0, nullptr) != 0)
+        GTEST_SKIP() << "mounting is not allowed here";
+    EXPECT_EQ(make("other/x"), -1);
+    EXPECT_EQ(make("other"), -1);
+    EXPECT_EQ(tree(other), Strings{});
+    umount2(other.c_str(), MNT_DETACH);
+}
+
+TEST_F(SubFolder, MountPointThatIsALinkHasNothingBelow) {
+    fs::create_directories(std::string(WORK) + "/outside");
+    fs::create_symlink("outside", POINT);
+    EXPECT_EQ(create_remote_sub_folder(POINT, "x"), -1);
+    EXPECT_EQ(tree(std::string(WORK) + "/outside"), Strings{});
+}
+
 // --- mounting ------------------------------------------------------------------------------------
 
 TEST_F(RemoteServer, FailedMountIsTriedOnceMoreWithSmb3) {
@@ -400,6 +457,65 @@ TEST_F(RemoteServer, MountOutputThatIsNotThereIsItsOwnFailure) {
     expect_failure(Request().body(), CGI_MOUNT_RESULT_FILE_ERR, "2500460560");
     EXPECT_EQ(programs().size(), 2U);
     EXPECT_EQ(left(), Strings{CREDENTIALS});
+}
+
+TEST_F(RemoteServer, OutputThatIsNotSurelyOurOwnIsNeverJudged) {
+    write_file("foreign", "");
+    const auto expect_refused = [](const char* what) {
+        EXPECT_EQ(check_mount_result("output"), CGI_MOUNT_RESULT_FILE_ERR) << what;
+        EXPECT_FALSE(fs::exists(fs::symlink_status("output"))) << what;
+    };
+    fs::create_symlink("foreign", "output");
+    expect_refused("link");
+    fs::create_hard_link("foreign", "output");
+    expect_refused("second name");
+    ASSERT_EQ(mkfifo("output", 0600), 0);
+    expect_refused("FIFO");
+    if (getuid() != 0) GTEST_SKIP() << "only root can give files away";
+    write_file("output", "");
+    ASSERT_EQ(chown("output", NOBODY, NOBODY), 0);
+    expect_refused("file of another user");
+}
+
+TEST_F(RemoteServer, FolderInTheOutputsPlaceIsNotTakenForSilence) {
+    fs::create_directory(MOUNT_OUTPUT);
+    expect_failure(Request().body(), CGI_MOUNT_RESULT_FILE_ERR, "2500460560");
+    EXPECT_EQ(left(), (Strings{CREDENTIALS, MOUNT_OUTPUT}));
+}
+
+TEST_F(RemoteServer, OutputsThatWerePlantedAreReplaced) {
+    write_file("victim", "13");
+    fs::create_symlink(fs::absolute("victim"), MOUNT_OUTPUT);
+    EXPECT_EQ(test(Request().body()), success("-2147483648"));
+    EXPECT_EQ(read_file("victim"), "13");
+    EXPECT_EQ(left(), Strings{CREDENTIALS});
+}
+
+TEST_F(RemoteServer, ShareIsOutOfSightAndMadeHarmlessBeforeItIsUsed) {
+    test(body_for("cameras/a"));
+    EXPECT_EQ(fake::effect_names(),
+              (Strings{"enter_private_mounts", "zorv_exec", "restrict_mount", "zorv_exec"}));
+    EXPECT_EQ(fake::calls_of("restrict_mount")[0].args, Strings{MOUNT_POINT});
+}
+
+TEST_F(RemoteServer, MountsThatOthersWouldSeeAreNotMade) {
+    fake::fail("enter_private_mounts", -1);
+    expect_failure(Request().body(), CGI_CMD_EXEC_FAIL, "2500460552");
+    EXPECT_EQ(fake::debug_texts()[0], "CGI_CMD_EXEC_FAIL: -1794506744\n");
+    EXPECT_EQ(programs(), Calls{});
+    EXPECT_EQ(left(), Strings{});
+}
+
+TEST_F(RemoteServer, ShareThatCannotBeMadeHarmlessIsNotUsed) {
+    fake::fail("restrict_mount", -1);
+    expect_failure(body_for("cameras/a"), CGI_MOUNT_UNKNOWN_ERROR, "2500460556");
+    EXPECT_EQ(programs(), (Calls{mount_call("//192.0.2.10/cameras", FIRST_OPTIONS),
+                                 mount_call("//192.0.2.10/cameras", SECOND_OPTIONS)}));
+    EXPECT_EQ(left(), Strings{CREDENTIALS});
+    SetUp();
+    fake::fail("restrict_mount", -1, 1);
+    EXPECT_EQ(test(body_for("cameras/a")), success("-2147483648"));
+    EXPECT_EQ(share, Strings{"a"});
 }
 
 TEST_F(RemoteServer, CheckOfTheOutputAlwaysDeletesIt) {
@@ -462,6 +578,25 @@ TEST_F(RemoteServer, LinkInTheCredentialsPlaceIsNotFollowed) {
     test(Request().body());
     EXPECT_EQ(read_file("/tmp/remote_server_test/victim"), "untouched");
     EXPECT_EQ(read_file(CREDENTIALS), "username=nvr\npassword=secret");
+}
+
+TEST_F(RemoteServer, CredentialsBelongToOneTestUntilItsShareIsMounted) {
+    std::vector<int> locked;
+    before_programs([&](const fake::Call&) {
+        const int other = open(LOCK, O_RDWR | O_CLOEXEC);
+        locked.push_back(other < 0 ? ENOENT : flock(other, LOCK_EX | LOCK_NB) != 0 ? errno : 0);
+        close(other);
+    });
+    fake::answer("zorv_exec", "mount error(95)\n");
+    test(Request().body());
+    EXPECT_EQ(locked, (std::vector<int>{EWOULDBLOCK, EWOULDBLOCK, ENOENT}));
+}
+
+TEST_F(RemoteServer, CredentialsThatCannotBeLockedAreNotWritten) {
+    fs::create_directory(LOCK);
+    expect_failure(Request().body(), CGI_MOUNT_CIFS_FILE_ERR, "2500460559");
+    EXPECT_EQ(left(), Strings{MOUNT_POINT});
+    EXPECT_TRUE(fs::remove(LOCK));
 }
 
 TEST_F(RemoteServer, CredentialsThatCannotBeMadeLeaveTheEmptyMountPoint) {
@@ -549,6 +684,51 @@ TEST_F(RemoteServer, MountPointThatExistsBelowMntIsUsed) {
     EXPECT_EQ(left(), Strings{CREDENTIALS});
 }
 
+TEST_F(RemoteServer, LinkInTheMountPointsPlaceIsRefused) {
+    fs::create_symlink(WORK, MOUNT_POINT);
+    expect_failure(Request().body(), CGI_CMD_EXEC_FAIL, "2500460552");
+    EXPECT_EQ(programs(), Calls{});
+    EXPECT_EQ(tree(WORK), Strings{});
+}
+
+TEST_F(RemoteServer, LocalTestFileIsNeverMadeThroughWhatWasPlanted) {
+    const auto plant = [](int what) {
+        if (what == 0) fs::create_symlink(fs::absolute("victim"), LOCAL_FILE);
+        if (what == 1) fs::create_symlink(fs::absolute("nowhere"), LOCAL_FILE);
+        if (what == 2) fs::create_hard_link("/storage/rec_bak_test_victim", LOCAL_FILE);
+        if (what == 3) {
+            EXPECT_EQ(mkfifo(LOCAL_FILE, 0666), 0);
+        }
+    };
+    for (int what = 0; what < 4; ++what) {
+        SetUp();
+        write_file("victim", "precious");
+        write_file("/storage/rec_bak_test_victim", "precious");
+        plant(what);
+        EXPECT_EQ(test(Request().body()), success("-2147483648")) << what;
+        EXPECT_EQ(read_file("victim"), "precious");
+        EXPECT_EQ(read_file("/storage/rec_bak_test_victim"), "precious");
+        EXPECT_FALSE(fs::exists("nowhere"));
+        fs::remove("/storage/rec_bak_test_victim");
+        EXPECT_EQ(left(), Strings{CREDENTIALS});
+    }
+}
+
+TEST_F(RemoteServer, RemoteTestFileIsARegularFileOfTheShare) {
+    for (const bool link : {true, false}) {
+        SetUp();
+        write_file("victim", "precious");
+        before_programs([&](const fake::Call&) {
+            if (link)
+                fs::create_symlink(fs::absolute("victim"), REMOTE_FILE);
+            else
+                mkfifo(REMOTE_FILE, 0600);
+        });
+        expect_failure(Request().body(), CGI_CMD_EXEC_FAIL, "2500460552");
+        EXPECT_EQ(read_file("victim"), "precious");
+    }
+}
+
 TEST_F(RemoteServer, LocalTestFileThatCannotBeMadeLeavesTheShareMounted) {
     fs::create_directory(LOCAL_FILE);
     expect_failure(Request().body(), CGI_CMD_EXEC_FAIL, "2500460552");
@@ -564,19 +744,20 @@ TEST_F(RemoteServer, RemoteTestFileThatCannotBeMadeLeavesTheLocalOneToo) {
     EXPECT_EQ(read_file(LOCAL_FILE), std::string(TEST_SIZE, 'a'));
 }
 
-/// Lets the process open one more file at a time, and not two.
-class OneMoreFile {
+/// Can limit how many more files the process opens at a time.
+class FileLimit {
 public:
-    OneMoreFile() {
-        getrlimit(RLIMIT_NOFILE, &before_);
+    FileLimit() { getrlimit(RLIMIT_NOFILE, &before_); }
+    ~FileLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+    FileLimit(const FileLimit&) = delete;
+    FileLimit& operator=(const FileLimit&) = delete;
+
+    void allow(rlim_t more) {
         const int next = dup(0);
         close(next);
-        const rlimit one = {static_cast<rlim_t>(next) + 1, before_.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &one), 0);
+        const rlimit few = {static_cast<rlim_t>(next) + more, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
     }
-    ~OneMoreFile() { setrlimit(RLIMIT_NOFILE, &before_); }
-    OneMoreFile(const OneMoreFile&) = delete;
-    OneMoreFile& operator=(const OneMoreFile&) = delete;
 
 private:
     rlimit before_{};
@@ -585,7 +766,9 @@ private:
 TEST_F(RemoteServer, LocalTestFileThatCannotBeReadBackEndsWithoutAReply) {
     std::string reply;
     {
-        const OneMoreFile limit;
+        FileLimit limit;
+        // In the lock's place, which is free later, the local file; then the share and its file.
+        before_programs([&](const fake::Call&) { limit.allow(2); });
         reply = test(Request().body(), CGI_MOUNT_RESULT_FILE_ERR);
     }
     EXPECT_EQ(reply, "");

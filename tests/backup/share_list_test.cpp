@@ -1,12 +1,15 @@
 // Tests of the share list: the tool's arguments, its output, whose rights it runs with. Runs in a
 // sandbox, where /tmp is private.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
 #include "backup/recording_backup_function.h"
+#include "backup/share_lines.h"
 #include "cgi/result_code.h"
 #include "tests/support/fake_platform/platform_test.h"
+#include "tests/support/whole_file.h"
 
 namespace {
 
@@ -152,11 +155,14 @@ TEST_F(ShareList, PlatformShareWithoutASecondBarIsListedWithItsLineEnd) {
     EXPECT_EQ(list_output("Disk|OstraDB\nDisk|OstraSpace_1\n"), listed(R"( "OstraDB\n" )"));
 }
 
-TEST_F(ShareList, LongLineArrivesInPieces) {
-    // The first piece is "Disk|" and 1018 letters; the second one begins a line of its own.
+TEST_F(ShareList, LongLineCountsByItsFirstPiece) {
+    // The first piece is "Disk|" and 1018 letters; what follows begins no line.
     const std::string name(1018, 'n');
-    EXPECT_EQ(list_output("Disk|" + name + "Disk|second|\n"),
-              listed(" \"" + name + R"(", "second" )"));
+    EXPECT_EQ(list_output("Disk|" + name + "Disk|second|\n"), listed(" \"" + name + "\" "));
+    EXPECT_EQ(list_output("Disk|a|" + std::string(1016, 'c') + "Disk|forged|\nDisk|b|\n"),
+              listed(R"( "a", "b" )"));
+    EXPECT_EQ(list_output("Disk|" + name + "\nDisk|next|\n"),
+              listed(" \"" + name + R"(", "next" )"));
     EXPECT_EQ(list_output("Disk|" + name + "|rest\nDisk|next|\n"),
               listed(" \"" + name + R"(", "next" )"));
     EXPECT_EQ(list_output("Disk|" + std::string(5000, 'x') + "|\n"),
@@ -171,6 +177,23 @@ TEST_F(ShareList, ThousandsOfSharesKeepTheToolsOrder) {
         quoted += (quoted.empty() ? " \"s" : ", \"s") + std::to_string(share) + '"';
     }
     EXPECT_EQ(list_output(output), listed(quoted + " "));
+}
+
+TEST_F(ShareList, ListEndsAtItsLimit) {
+    std::string output;
+    for (std::size_t share = 0; share <= MAX_SHARES; ++share)
+        output += "Disk|s" + std::to_string(share) + "|\n";
+    const std::string reply = list_output(output);
+    EXPECT_NE(reply.find('s' + std::to_string(MAX_SHARES - 1) + '"'), std::string::npos);
+    EXPECT_EQ(reply.find('s' + std::to_string(MAX_SHARES) + '"'), std::string::npos);
+}
+
+TEST_F(ShareList, OutputIsReadUpToItsLimit) {
+    const std::string line = "IPC|" + std::string(SHARE_LINE_PIECE - 5, 'x') + '\n';
+    std::string output;
+    while (output.size() < MAX_SHARE_OUTPUT - SHARE_LINE_PIECE) output += line;
+    output += "Disk|last|" + std::string(2 * SHARE_LINE_PIECE, 'x') + "\nDisk|beyond|\n";
+    EXPECT_EQ(list_output(output), listed(R"( "last" )"));
 }
 
 // --- failures ------------------------------------------------------------------------------------
@@ -200,6 +223,14 @@ TEST_F(ShareList, LongErrorLineIsPutTogetherFromItsPieces) {
     EXPECT_EQ(list(1), error_reply("1.0", std::string(1023, 'a') + R"(, b\n, )"));
 }
 
+TEST_F(ShareList, LongErrorIsCut) {
+    fake::fail("zorv_exec", 1);
+    fake::answer("zorv_exec", std::string(10 * MAX_SHARE_ERROR, 'a'));
+    const std::string reply = list(1);
+    EXPECT_GE(reply.size(), MAX_SHARE_ERROR);
+    EXPECT_LE(reply.size(), MAX_SHARE_ERROR + 2 * SHARE_LINE_PIECE);
+}
+
 TEST_F(ShareList, OutputThatIsNotThereIsCode718WhateverTheStatus) {
     for (const int status : {0, 1}) {
         SetUp();
@@ -210,10 +241,40 @@ TEST_F(ShareList, OutputThatIsNotThereIsCode718WhateverTheStatus) {
     }
 }
 
-TEST_F(ShareList, ToolThatCouldNotBeStartedIsCode718) {
-    fs::create_symlink("/nonexistent/output", OUTPUT);  // keeps the output from being made
+TEST_F(ShareList, OutputThatCouldNotBeMadeIsCode718) {
+    fs::create_directory(OUTPUT);
     EXPECT_EQ(list(-718), UNREADABLE);
-    EXPECT_TRUE(fs::is_symlink(OUTPUT));
+    EXPECT_TRUE(fs::is_directory(OUTPUT));
+}
+
+TEST_F(ShareList, OutputsThatWerePlantedAreReplaced) {
+    write_file("/tmp/share_list_test/secret", "Disk|secret|\n");
+    fs::create_symlink("/tmp/share_list_test/secret", OUTPUT);
+    EXPECT_EQ(list_output("Disk|public|\n"), listed(R"( "public" )"));
+    EXPECT_EQ(read_file("/tmp/share_list_test/secret"), "Disk|secret|\n");
+    fs::remove_all("/tmp/share_list_test");
+}
+
+TEST_F(ShareList, OutputThatIsNotSurelyOurOwnIsNeverRead) {
+    const std::string secret = "/tmp/share_list_test/secret";
+    write_file(secret, "Disk|secret|\n");
+    const auto expect_refused = [](auto&& plant) {
+        fake::platform.on_program = [&](const fake::Call&) {
+            fs::remove(OUTPUT);
+            plant();
+        };
+        EXPECT_EQ(list(-718), UNREADABLE);
+        fs::remove(OUTPUT);
+    };
+    expect_refused([&] { fs::create_symlink(secret, OUTPUT); });
+    expect_refused([&] { fs::create_hard_link(secret, OUTPUT); });
+    expect_refused([] { ASSERT_EQ(mkfifo(OUTPUT, 0600), 0); });
+    if (getuid() == 0)
+        expect_refused([] {
+            write_file(OUTPUT, "Disk|secret|\n");
+            ASSERT_EQ(chown(OUTPUT, NOBODY, NOBODY), 0);
+        });
+    fs::remove_all("/tmp/share_list_test");
 }
 
 // --- debug lines ---------------------------------------------------------------------------------

@@ -40,6 +40,16 @@ def say(what):
 
 """
 
+# A mount tool that really mounts, and an unmount tool that can do without the real one.
+REAL_MOUNT = """
+point = Path(arguments[1])
+subprocess.run(["/bin/mount", "-t", "tmpfs", "share", point], check=True)
+"""
+REAL_UNMOUNT = """
+import ctypes
+sys.exit(-ctypes.CDLL(None).umount2(arguments[0].encode(), 0))
+"""
+
 PLACES = {"mount.cifs": "/usr/sbin/mount.cifs", "umount": "/bin/umount",
           "smbclient": "/usr/bin/smbclient"}
 MISSING = None  # a script for install(): a tool that cannot be started
@@ -66,9 +76,15 @@ class StandInTools:
 
     def around(self, command):
         """The command that runs `command` with the stand-ins in the tools' places."""
-        binds = [f"/bin/mount --bind '{self.folder / name}' {place}; "
-                 for name, place in PLACES.items()]
-        return [*UNSHARE, "".join(binds) + 'exec "$0"', *command]
+        return [*UNSHARE, self.bind_all() + 'exec "$0"', *command]
+
+    def below_a_shell(self, command):
+        """The same, the command's parent being a shell that sees the stand-ins, too."""
+        return [*UNSHARE, self.bind_all() + '"$0"; exit $?', *command]
+
+    def bind_all(self):
+        return "".join(f"/bin/mount --bind '{self.folder / name}' {place}; "
+                       for name, place in PLACES.items())
 
     def calls(self, name=None):
         """What was noted, in order; of one tool or of all."""

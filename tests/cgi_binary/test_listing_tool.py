@@ -1,5 +1,8 @@
 """The share listing over a stand-in tool: its exact call, and whatever it can say or do."""
 import json
+import os
+import time
+from pathlib import Path
 
 import pytest
 
@@ -61,7 +64,8 @@ def test_disk_lines_are_shares_but_for_the_recorder_s_own(remote, tools, said, n
 @pytest.mark.parametrize("script, status, message", [
     ("sys.exit(1)", 1, ""), ("say('NT_STATUS_LOGON_FAILURE\\n'); sys.exit(1)", 1,
                              "NT_STATUS_LOGON_FAILURE\\n, "),
-    ("say('a\\nDisk|b|'); sys.exit(255)", 255, "a\\n, Disk|b|, "), (MISSING, NOT_STARTED, ""),
+    ("say('a\\nDisk|b|'); sys.exit(255)", 255, "a\\n, Disk|b|, "),
+    (MISSING, NOT_STARTED, r"\/usr\/bin\/smbclient: No such file or directory\n, "),
     ("os.kill(os.getpid(), signal.SIGKILL)", KILLED, "")])
 def test_failed_listing_gives_the_tool_s_status_and_words(remote, tools, script, status, message):
     tools.install("smbclient", script)
@@ -69,15 +73,41 @@ def test_failed_listing_gives_the_tool_s_status_and_words(remote, tools, script,
     assert (result.text, result.status) == (error(status, message), status)
 
 
-def test_listing_of_ten_mebibytes_is_read_whole(remote, tools):
+def test_listing_of_ten_mebibytes_is_cut_at_ten_thousand_shares(remote, tools):
     count = TEN_MEBIBYTES // 16
     tools.install("smbclient", f"say(''.join(f'Disk|s{{i:07}}|x\\n' for i in range({count})))")
     listed = json.loads(list_shares(remote).text)["shareList"]
-    assert listed == [f"s{i:07}" for i in range(count)]
+    assert listed == [f"s{i:07}" for i in range(10000)]
 
 
-def test_failed_listing_of_ten_mebibytes_is_passed_on(remote, tools):
+def test_failed_listing_of_ten_mebibytes_is_passed_on_in_part(remote, tools):
     tools.install("smbclient", f"say('x' * {TEN_MEBIBYTES}); sys.exit(3)")
     result = list_shares(remote)
     assert result.status == 3
-    assert json.loads(result.text)["mesg"].replace(", ", "") == "x" * TEN_MEBIBYTES
+    message = json.loads(result.text)["mesg"].replace(", ", "")
+    assert set(message) == {"x"}
+    assert 65000 < len(message) < 67000
+
+
+def test_long_comment_adds_no_share(remote, tools):
+    tools.install("smbclient", "say('Disk|a|' + 1016 * 'x' + 'Disk|forged|\\nDisk|b|\\n')")
+    assert list_shares(remote).text == shares("a", "b")
+
+
+@pytest.mark.parametrize("script", ["say('Disk|public|\\n')", MISSING])
+def test_planted_output_is_not_taken_for_the_tool_s(remote, tools, tmp_path, script):
+    secret = tmp_path / "secret"
+    secret.write_text("Disk|secret|\n")
+    tools.install("smbclient", script)
+    now = int(time.time() * 1000)
+    planted = [Path(f"/tmp/smb_share_kist-{stamp}") for stamp in range(now, now + 20000)]
+    for path in planted:
+        path.symlink_to(secret)
+    result = list_shares(remote)
+    left = [path for path in planted if os.path.lexists(path)]
+    for path in left:
+        path.unlink()
+    assert "secret" not in result.text
+    assert result.status == (NOT_STARTED if script is MISSING else 0)
+    assert len(left) == len(planted) - 1
+    assert secret.read_text() == "Disk|secret|\n"

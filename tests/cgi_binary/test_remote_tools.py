@@ -3,17 +3,18 @@ import copy
 import json
 import os
 import stat
-import threading
+import time
 from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
 
 import pytest
 
-from places import CREDENTIALS, DEBUG_FILE
+from places import CREDENTIALS, DEBUG_FILE, STORAGE
 from processes import is_running
 from replies import (COMMAND_FAILED, CONNECT_ERROR, INVALID_VALUE, PARSE_FAIL, PERMISSION_DENIED,
                      UNKNOWN_ERROR, error)
-from stand_in_tools import (LOCAL_FILE, MISSING, MOUNTS, TEN_MEBIBYTES, StandInTools, empty_places,
-                            leftovers, list_shares)
+from stand_in_tools import (LOCAL_FILE, MISSING, MOUNTS, REAL_MOUNT, REAL_UNMOUNT, TEN_MEBIBYTES,
+                            StandInTools, empty_places, leftovers, list_shares)
 from waiting import wait_until
 
 CREDENTIALS_FAILED = 0x950A000F
@@ -163,20 +164,20 @@ def test_next_test_replaces_the_credentials(remote, tools):
     assert stat.filemode(CREDENTIALS.stat().st_mode) == "-rw-------"
 
 
-def plant(what, victim):
-    """Leaves something of another user's in the credentials file's place."""
+def plant(what, victim, place=CREDENTIALS):
+    """Leaves something of another user's in a file's place."""
     if what == "symbolic link":
-        CREDENTIALS.symlink_to(victim)
+        place.symlink_to(victim)
     elif what == "dangling link":
-        CREDENTIALS.symlink_to(victim.with_name("nowhere"))
+        place.symlink_to(victim.with_name("nowhere"))
     elif what == "hard link":
-        os.link(victim, CREDENTIALS)
+        os.link(victim, place)
     elif what == "fifo":
-        os.mkfifo(CREDENTIALS, 0o666)
+        os.mkfifo(place, 0o666)
     else:
-        CREDENTIALS.write_text("foreign")
-        CREDENTIALS.chmod(0o666)
-        os.chown(CREDENTIALS, NOBODY, NOBODY)
+        place.write_text("foreign")
+        place.chmod(0o666)
+        os.chown(place, NOBODY, NOBODY)
 
 
 @pytest.mark.parametrize("what", ["symbolic link", "dangling link", "hard link", "fifo",
@@ -192,6 +193,39 @@ def test_credentials_are_never_written_through_what_was_planted(remote, tools, t
     assert call["credentials_links"] == 1
     assert victim.read_text() == "precious"
     assert not victim.with_name("nowhere").exists()
+
+
+# Notes its call once more when it may go on, with the credentials as they are then.
+SLOW_MOUNT = """
+while not Path({go!r}).exists():
+    time.sleep(0.01)
+call["credentials"] = credentials.read_text()
+with open({calls!r}, "a") as calls:
+    calls.write(json.dumps(call) + "\\n")
+"""
+
+
+def waits_for_a_lock():
+    return "-> FLOCK" in Path("/proc/locks").read_text()
+
+
+def test_tests_at_once_keep_their_credentials_apart(remote, tools, tmp_path):
+    go = tmp_path / "go"
+    tools.install("mount.cifs", SLOW_MOUNT.format(go=str(go), calls=str(tools.calls_file)))
+    with ThreadPoolExecutor() as at_once:
+        first = at_once.submit(check_server, remote, username="first", destPath="/first")
+        wait_until(lambda: tools.calls("mount.cifs"), "the first test's mount tool")
+        second = at_once.submit(check_server, remote, username="second", destPath="/second")
+        wait_until(lambda: waits_for_a_lock() or len(tools.calls("mount.cifs")) > 1,
+                   "the second test's turn")
+        go.touch()
+    for result in (first.result(), second.result()):
+        assert result.status == 0
+    used = [(call["arguments"][0], call["credentials"].splitlines()[0])
+            for call in tools.calls("mount.cifs")]
+    assert used == [("//192.0.2.7/first", "username=first")] * 2 + [
+        ("//192.0.2.7/second", "username=second")] * 2
+    assert list(MOUNTS.iterdir()) == []
 
 
 def test_folder_in_the_credentials_file_s_place_is_reported(remote, tools):
@@ -232,10 +266,33 @@ def test_both_outputs_are_read_and_the_exit_status_is_not(remote, tools, script)
 
 
 @pytest.mark.parametrize("script", ["sys.exit(32)", "os.kill(os.getpid(), signal.SIGKILL)",
-                                    "os.kill(os.getpid(), signal.SIGSEGV)", MISSING])
+                                    "os.kill(os.getpid(), signal.SIGSEGV)"])
 def test_mount_tool_without_a_word_counts_as_mounted(remote, tools, script):
     tools.install("mount.cifs", script)
     assert_passed(check_server(remote))
+
+
+def test_mount_tool_that_cannot_be_started_is_an_unknown_error(remote, tools):
+    tools.install("mount.cifs", MISSING)
+    assert_failed(check_server(remote), UNKNOWN_ERROR)
+    assert list(MOUNTS.iterdir()) == []
+    assert ("strCommandResult: /usr/sbin/mount.cifs: No such file or directory\n"
+            in DEBUG_FILE.read_text())
+
+
+def test_planted_output_is_not_taken_for_the_tool_s(remote, tools):
+    tools.install("mount.cifs", "say('mount error(13): Permission denied')")
+    now = int(time.time() * 1000)
+    planted = [Path(f"/tmp/.recording_backup_mnt_std-{stamp}") for stamp in range(now, now + 20000)]
+    for path in planted:
+        path.touch()
+        os.chown(path, NOBODY, NOBODY)
+    result = check_server(remote)
+    left = [path for path in planted if path.exists()]
+    for path in left:
+        path.unlink()
+    assert_failed(result, PERMISSION_DENIED)
+    assert len(left) == len(planted) - 2  # one an attempt
 
 
 def test_mount_tool_that_dies_with_a_word_is_an_unknown_error(remote, tools):
@@ -255,10 +312,82 @@ def test_mount_tool_that_prints_ten_mebibytes(remote, tools, line_end, code):
 
 
 def test_test_file_is_five_mebibytes_with_a_zero_at_the_end_of_each_block(remote, tools, tmp_path):
-    kept = tmp_path / "kept"
-    tools.install("mount.cifs", REMOTE_FILE + f"remote.symlink_to({str(kept)!r})")
+    share = tmp_path / "share"
+    share.mkdir()
+    tools.install("mount.cifs", REMOTE_FILE + f"""
+subprocess.run(["/bin/mount", "--bind", {str(share)!r}, point], check=True)
+remote.touch()
+os.link(remote, point / "kept")
+""")
+    tools.install("umount", REAL_UNMOUNT)
     assert_passed(check_server(remote))
-    assert kept.read_bytes() == (b"a" * 1023 + b"\0") * 5120
+    assert [path.name for path in share.iterdir()] == ["kept"]
+    assert (share / "kept").read_bytes() == (b"a" * 1023 + b"\0") * 5120
+
+
+@pytest.mark.parametrize("make", ["remote.symlink_to({victim!r})", "os.mkfifo(remote)",
+                                  "subprocess.run(['/bin/mknod', remote, 'c', '1', '3'])"])
+def test_test_file_is_written_into_a_file_of_the_share_alone(remote, tools, tmp_path, make):
+    victim = tmp_path / "victim"
+    victim.write_text("precious")
+    tools.install("mount.cifs", REAL_MOUNT + REMOTE_FILE + make.format(victim=str(victim)))
+    assert_failed(check_server(remote), COMMAND_FAILED)
+    assert victim.read_text() == "precious"
+
+
+@pytest.mark.parametrize("path", ["/share/..", "/share/../x", "/share/../../storage/x",
+                                  "/share/a/../../../storage/x", "/share/way/x",
+                                  "/share/a/up/storage/x", "/share/root/storage/x"])
+def test_folders_are_never_made_outside_the_share(remote, tools, path):
+    tools.install("mount.cifs", REAL_MOUNT + """
+(point / "a").mkdir()
+(point / "way").symlink_to("/storage")
+(point / "a/up").symlink_to("../../..")
+(point / "root").symlink_to("/proc/self/root")
+""")
+    assert_failed(check_server(remote, destPath=path), FOLDER_NOT_MADE)
+    assert len(tools.calls("mount.cifs")) == 2
+    assert list(mount_point().iterdir()) == []
+    assert list(STORAGE.iterdir()) == []
+
+
+def test_folder_above_another_is_reached_within_the_share(remote, tools):
+    tools.install("umount", "sys.exit(1)")  # so that the folders can be seen
+    assert_failed(check_server(remote, destPath="/share/a/../b/./c"), COMMAND_FAILED)
+    point = mount_point()
+    assert sorted(str(path.relative_to(point)) for path in point.rglob("*")) == ["a", "b", "b/c"]
+
+
+LOOK_AROUND = """
+program = os.getppid()
+shell = int(Path(f"/proc/{{program}}/stat").read_text().rpartition(")")[2].split()[1])
+mounts = [Path(f"/proc/{{pid}}/mounts").read_text() for pid in (program, shell)]
+tool = Path(arguments[0], "tool")
+try:
+    mounts.append(subprocess.run([tool], capture_output=True).returncode)
+except PermissionError:
+    mounts.append("refused")
+Path({seen!r}).write_text(json.dumps(mounts))
+sys.exit(1)
+"""
+
+
+def test_mount_is_the_test_s_own_and_nothing_on_it_is_in_effect(program, tools, tmp_path):
+    tools.install("mount.cifs", REAL_MOUNT + """
+(point / "tool").write_bytes(Path("/bin/true").read_bytes())
+(point / "tool").chmod(0o4755)
+""")
+    seen = tmp_path / "seen"
+    tools.install("umount", LOOK_AROUND.format(seen=str(seen)))
+    program.command = tools.below_a_shell(program.command)
+    assert_failed(check_server(program), COMMAND_FAILED)
+    its_own, others, tool = json.loads(seen.read_text())
+    (line,) = [line for line in its_own.splitlines() if " /mnt/" in line]
+    assert {"nosuid", "nodev", "noexec"} <= set(line.split()[3].split(","))
+    assert " /mnt/" not in others
+    assert tool == "refused"
+    assert list(mount_point().iterdir()) == []
+    mount_point().rmdir()  # busy nowhere
 
 
 def test_folder_that_cannot_be_made_is_reported_and_nothing_is_unmounted(remote, tools):
@@ -283,23 +412,45 @@ def test_remote_test_file_that_cannot_be_made_leaves_share_and_local_file(remote
     assert LOCAL_FILE.read_bytes() == b"a" * 5 * 1024 * 1024
 
 
+# Steps at the moment at which the program opens the remote file: it waits for the lease on it.
+WHILE_IT_OPENS = REMOTE_FILE + """
+import fcntl
+remote.touch()
+lease = os.open(remote, os.O_RDONLY)
+fcntl.fcntl(lease, fcntl.F_SETLEASE, fcntl.F_RDLCK)
+if os.fork() == 0:
+    while fcntl.fcntl(lease, fcntl.F_GETLEASE) == fcntl.F_RDLCK:
+        time.sleep(0.01)
+    {steps}
+    os._exit(0)
+"""
+
+
 def test_local_test_file_that_vanishes_answers_null_and_leaves_the_remote_file(remote, tools):
-    os.mkfifo(LOCAL_FILE)
-
-    def swallow():
-        with open(LOCAL_FILE, "rb") as fifo:
-            LOCAL_FILE.unlink()  # before the program can have written everything
-            while fifo.read(65536):
-                pass
-
-    reader = threading.Thread(target=swallow)
-    reader.start()
+    tools.install("mount.cifs", WHILE_IT_OPENS.format(steps=f"os.unlink('{LOCAL_FILE}')"))
     result = check_server(remote)
-    reader.join()
     assert (result.text, result.status) == ("null", RESULT_FILE_FAILED & 0xFF)
     assert [call["tool"] for call in tools.calls()] == ["mount.cifs"]
     point = mount_point()
     assert [path.name for path in point.iterdir()] == [point.name.split("-")[1]]
+
+
+def test_local_test_file_of_another_test_is_left_to_it(remote, tools):
+    new = f"{LOCAL_FILE}.new"
+    steps = f"Path('{new}').write_text('new'); os.rename('{new}', '{LOCAL_FILE}')"
+    tools.install("mount.cifs", WHILE_IT_OPENS.format(steps=steps))
+    assert check_server(remote).status == 0
+    assert LOCAL_FILE.read_text() == "new"
+
+
+@pytest.mark.parametrize("what", ["symbolic link", "dangling link", "fifo", "foreign file"])
+def test_local_test_file_is_never_written_through_what_was_planted(remote, tools, tmp_path, what):
+    victim = tmp_path / "victim"
+    victim.write_text("precious")
+    plant(what, victim, LOCAL_FILE)
+    assert_passed(check_server(remote))
+    assert victim.read_text() == "precious"
+    assert not victim.with_name("nowhere").exists()
 
 
 # --- the unmount tool ----------------------------------------------------------------------------
@@ -321,7 +472,10 @@ def test_unmount_tool_may_say_what_it_likes(remote, tools):
 
 # --- tools that hang -----------------------------------------------------------------------------
 
+# A mount tool's first attempt does not, so that it takes no longer than the others.
 HANG = """
+if {name!r} == "mount.cifs" and {smb3!r} not in arguments[3]:
+    sys.exit("no")
 child = subprocess.Popen(["/bin/sleep", "1000"])
 Path({pids!r}).write_text(f"{{child.pid}} {{os.getpid()}}")
 signal.pause()
@@ -333,7 +487,7 @@ def with_hanging(name, program, tmp_path):
     tools = StandInTools(tmp_path / f"{name} hangs")
     pids = tools.folder / "pids"
     tools.install("umount", "sys.exit(32)")
-    tools.install(name, HANG.format(pids=str(pids)))
+    tools.install(name, HANG.format(name=name, smb3=SMB3, pids=str(pids)))
     other = copy.copy(program)
     other.command = tools.around(program.command)
     return other, pids
@@ -342,7 +496,7 @@ def with_hanging(name, program, tmp_path):
 def test_tools_that_hang_are_ended_with_their_children(program, tmp_path):
     """All three at once, because each takes as long as a tool may take."""
     empty_places()
-    requests = {"mount.cifs": check_server, "umount": check_server, "smbclient": list_shares}
+    requests = {"umount": check_server, "mount.cifs": check_server, "smbclient": list_shares}
     programs = {name: with_hanging(name, program, tmp_path) for name in requests}
     started = {}
     with ThreadPoolExecutor() as at_once:
@@ -351,11 +505,11 @@ def test_tools_that_hang_are_ended_with_their_children(program, tmp_path):
             # Two of the same millisecond would share a mount point.
             wait_until(programs[name][1].exists, f"{name}'s start")
     results = {name: request.result() for name, request in started.items()}
-    # A mount tool without a word counts as mounted; then there is nothing to unmount.
-    assert_failed(results["mount.cifs"], COMMAND_FAILED)
+    # A mount tool that was ended has not mounted, although it said nothing itself.
+    assert_failed(results["mount.cifs"], UNKNOWN_ERROR)
     assert_failed(results["umount"], COMMAND_FAILED)
-    assert results["smbclient"].text == error(TIMED_OUT, "")
-    assert len(list(MOUNTS.iterdir())) == 2
+    assert results["smbclient"].text == error(TIMED_OUT, "\\/usr\\/bin\\/smbclient: timed out\\n, ")
+    assert len(list(MOUNTS.iterdir())) == 1
     for _, pids in programs.values():
         assert not any(is_running(pid) for pid in pids.read_text().split())
     assert leftovers() == []

@@ -1,8 +1,12 @@
 // The contract of platform/*.h, held against every platform that the build knows.
 #include <json-c/json.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <climits>
+#include <cstdlib>
+#include <filesystem>
 #include <vector>
 
 #include "backup/task_record.h"
@@ -10,6 +14,7 @@
 #include "platform/comutil_json.h"
 #include "platform/json_ptr.h"
 #include "platform/nvrcfg.h"
+#include "platform/private_mounts.h"
 #include "platform/rec_state.h"
 #include "platform/utilities.h"
 #include "platform/vesk_storage.h"
@@ -201,6 +206,52 @@ TEST_F(Platform, RefusesWhatIsNoBase64) {
         EXPECT_NE(b64_decode_v2(text, bytes), 0) << text;
         EXPECT_EQ(bytes, "before") << text;
     }
+}
+
+/// A folder for the files of programs.
+class Folder {
+public:
+    Folder() { EXPECT_NE(mkdtemp(path_.data()), nullptr); }
+    ~Folder() { std::filesystem::remove_all(path_); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    std::string file(const char* name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_ = std::filesystem::temp_directory_path() / "contract-XXXXXX";
+};
+
+int run_into(const std::string& output) {
+    return zorv_exec(output.c_str(), output.c_str(), nullptr, "/bin/true",
+                     static_cast<const char*>(nullptr));
+}
+
+TEST_F(Platform, PutsANewFileInThePlaceOfAProgramsOutput) {
+    const Folder folder;
+    const std::string output = folder.file("output");
+    std::filesystem::create_symlink(folder.file("target"), output);
+    EXPECT_EQ(run_into(output), 0);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("target")));
+    struct stat found {};
+    ASSERT_EQ(lstat(output.c_str(), &found), 0);
+    EXPECT_TRUE(S_ISREG(found.st_mode));
+    EXPECT_EQ(found.st_uid, geteuid());
+    EXPECT_EQ(found.st_nlink, 1U);
+}
+
+TEST_F(Platform, TellsThatAProgramsOutputHasNoPlace) {
+    const Folder folder;
+    EXPECT_EQ(run_into(folder.file("missing/output")), ZORV_EXEC_NO_OUTPUT);
+    const std::string output = folder.file("output");
+    std::filesystem::create_directory(output);
+    EXPECT_EQ(run_into(output), ZORV_EXEC_NO_OUTPUT);
+    EXPECT_TRUE(std::filesystem::is_directory(output));
+}
+
+TEST_F(Platform, FindsNothingToRestrictWhereNothingIsMounted) {
+    const Folder folder;
+    std::filesystem::create_directory(folder.file("point"));
+    EXPECT_EQ(restrict_mount(folder.file("point").c_str()), 0);
 }
 
 TEST_F(Platform, FindsForbiddenCharacters) {

@@ -125,52 +125,107 @@ TEST_F(RunProgram, MakesTheEffectiveUserTheRealOne) {
     EXPECT_EQ(read_file(out_), "65534\n65534\n65534\n65534\n");
 }
 
-TEST_F(RunProgram, EmptiesAnOldOutputFileAndMakesItPrivate) {
+TEST_F(RunProgram, MakesANewPrivateFileInThePlaceOfAnOldOne) {
     write_file(out_, "old and long");
     chmod(out_.c_str(), 0666);
+    const standalone::FileHandle old(open(out_.c_str(), O_RDONLY | O_CLOEXEC));
     EXPECT_EQ(shell("echo new"), 0);
     EXPECT_EQ(read_file(out_), "new\n");
     struct stat found {};
     ASSERT_EQ(stat(out_.c_str(), &found), 0);
     EXPECT_EQ(found.st_mode & 0777, 0600U);
+    // Whoever had the old one open sees nothing of the new one.
+    char buffer[16] = "";
+    EXPECT_EQ(read(old.get(), buffer, sizeof buffer), 12);
+    EXPECT_STREQ(buffer, "old and long");
 }
 
-TEST_F(RunProgram, WritesThroughNoLink) {
+TEST_F(RunProgram, ReplacesWhatWasPlantedAndWritesThroughNothing) {
     const std::string target = folder_.path() + "/target";
     write_file(target, "precious");
+    const auto expect_replaced = [&](const char* what) {
+        EXPECT_EQ(shell("echo x"), 0) << what;
+        struct stat found {};
+        ASSERT_EQ(lstat(out_.c_str(), &found), 0);
+        EXPECT_EQ(found.st_mode, S_IFREG | 0600U) << what;
+        EXPECT_EQ(found.st_uid, geteuid()) << what;
+        EXPECT_EQ(found.st_nlink, 1U) << what;
+        EXPECT_EQ(read_file(out_), "x\n") << what;
+        EXPECT_EQ(read_file(target), "precious") << what;
+        ASSERT_EQ(unlink(out_.c_str()), 0);
+    };
     ASSERT_EQ(symlink(target.c_str(), out_.c_str()), 0);
-    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
-    unlink(out_.c_str());
+    expect_replaced("link");
+    ASSERT_EQ(symlink((target + "2").c_str(), out_.c_str()), 0);
+    expect_replaced("dangling link");
+    EXPECT_FALSE(std::filesystem::exists(target + "2"));
     ASSERT_EQ(link(target.c_str(), out_.c_str()), 0);
-    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
-    EXPECT_EQ(read_file(target), "precious");
-    unlink(out_.c_str());
-    ASSERT_EQ(mkfifo(out_.c_str(), 0600), 0);
-    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
+    expect_replaced("second name");
+    ASSERT_EQ(mkfifo(out_.c_str(), 0666), 0);
     const standalone::FileHandle reader(open(out_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    chmod(out_.c_str(), 0644);
-    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
-    struct stat found {};
-    ASSERT_EQ(stat(out_.c_str(), &found), 0);
-    EXPECT_EQ(found.st_mode & 0777, 0644U);  // what is no file of ours is not even made private
+    expect_replaced("FIFO");
+    if (getuid() != 0) GTEST_SKIP() << "only root can give files away";
+    write_file(out_, "theirs");
+    ASSERT_EQ(chown(out_.c_str(), NOBODY, NOBODY), 0);
+    expect_replaced("file of another user");
 }
 
-TEST_F(RunProgram, WritesIntoNoFileOfAnotherUser) {
-    if (getuid() != 0) GTEST_SKIP() << "only root can give files away";
-    write_file(out_, "precious");
-    ASSERT_EQ(chown(out_.c_str(), NOBODY, NOBODY), 0);
-    EXPECT_EQ(shell("echo x"), ZORV_EXEC_NOT_STARTED);
-    EXPECT_EQ(read_file(out_), "precious");
+TEST_F(RunProgram, StartsNothingWithoutItsFilesAndLeavesNoneOfThem) {
+    const std::string mark = folder_.path() + "/started";
+    const std::string script = "touch " + mark;
+    const auto run = [&](const std::string& out, const std::string& err) {
+        return zorv_exec(out.c_str(), err.c_str(), nullptr, "/bin/sh", "-c", script.c_str(),
+                         static_cast<const char*>(nullptr));
+    };
+    EXPECT_EQ(run("/nonexistent/out", err_), ZORV_EXEC_NO_OUTPUT);
+    EXPECT_EQ(run(out_, "/nonexistent/err"), ZORV_EXEC_NO_OUTPUT);
+    std::filesystem::create_directory(err_);
+    EXPECT_EQ(run(err_, err_), ZORV_EXEC_NO_OUTPUT);
+    EXPECT_EQ(run(out_, err_), ZORV_EXEC_NO_OUTPUT);
+    EXPECT_TRUE(std::filesystem::is_directory(err_));
+    EXPECT_FALSE(std::filesystem::exists(out_));
+    EXPECT_FALSE(std::filesystem::exists(mark));
+}
+
+TEST_F(RunProgram, SaysThatAProgramCannotBeStarted) {
+    write_file(folder_.path() + "/plain", "no program");
+    write_file(folder_.path() + "/script", "#!/no/such/interpreter\n");
+    chmod((folder_.path() + "/script").c_str(), 0700);
+    const auto said = [&](const std::string& program) {
+        EXPECT_EQ(zorv_exec(out_.c_str(), err_.c_str(), nullptr, program.c_str(), "argument",
+                            static_cast<const char*>(nullptr)),
+                  ZORV_EXEC_NOT_STARTED);
+        EXPECT_EQ(read_file(out_), "");
+        return read_file(err_);
+    };
+    EXPECT_EQ(said("/nonexistent/program"), "/nonexistent/program: No such file or directory\n");
+    EXPECT_EQ(said(folder_.path() + "/plain"), folder_.path() + "/plain: Permission denied\n");
+    EXPECT_EQ(said(folder_.path() + "/script"),
+              folder_.path() + "/script: No such file or directory\n");
+    EXPECT_EQ(zorv_exec(out_.c_str(), out_.c_str(), nullptr, "/nonexistent/program",
+                        static_cast<const char*>(nullptr)),
+              ZORV_EXEC_NOT_STARTED);
+    EXPECT_EQ(read_file(out_), "/nonexistent/program: No such file or directory\n");
+}
+
+TEST_F(RunProgram, SaysThatTheTimeWasUpBehindWhatTheProgramSaid) {
+    const auto run = [&](const char* error) {
+        return standalone::run_program({.stdout_path = out_.c_str(),
+                                        .stderr_path = error,
+                                        .arguments = {"/bin/sh", "-c", "echo x; exec sleep 1000"},
+                                        .limit = 300ms});
+    };
+    EXPECT_EQ(run(out_.c_str()), ZORV_EXEC_TIMED_OUT);
+    EXPECT_EQ(read_file(out_), "x\n/bin/sh: timed out\n");
+    EXPECT_EQ(run(err_.c_str()), ZORV_EXEC_TIMED_OUT);
+    EXPECT_EQ(read_file(out_), "x\n");
+    EXPECT_EQ(read_file(err_), "/bin/sh: timed out\n");
+    EXPECT_EQ(run(nullptr), ZORV_EXEC_TIMED_OUT);
+    EXPECT_EQ(read_file(out_), "x\n");
 }
 
 TEST_F(RunProgram, ReportsAProgramThatCannotBeStarted) {
     EXPECT_EQ(zorv_exec(nullptr, nullptr, nullptr, "/nonexistent/program",
-                        static_cast<const char*>(nullptr)),
-              ZORV_EXEC_NOT_STARTED);
-    EXPECT_EQ(zorv_exec("/nonexistent/out", nullptr, nullptr, "/bin/true",
-                        static_cast<const char*>(nullptr)),
-              ZORV_EXEC_NOT_STARTED);
-    EXPECT_EQ(zorv_exec(nullptr, "/nonexistent/err", nullptr, "/bin/true",
                         static_cast<const char*>(nullptr)),
               ZORV_EXEC_NOT_STARTED);
     EXPECT_EQ(zorv_exec(nullptr, nullptr, nullptr, nullptr, static_cast<const char*>(nullptr)),

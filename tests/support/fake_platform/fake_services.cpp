@@ -1,14 +1,17 @@
-// The fake's services: the local HTTP client, programs, Base64, character checks, the clock.
+// The fake's services: the local HTTP client, programs, mounts, Base64, character checks, the clock.
 extern "C" {
 #include <b64/cdecode.h>
 #include <b64/cencode.h>
 }
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdarg>
 #include <memory>
 #include <utility>
 
+#include "platform/private_mounts.h"
 #include "platform/ssci_client.h"
 #include "platform/utilities.h"
 #include "tests/support/fake_platform/fake_platform.h"
@@ -69,8 +72,10 @@ bool is_base64(char c) {
     return isalnum(static_cast<unsigned char>(c)) || c == '+' || c == '/';
 }
 
-bool write_file(const char* path, const std::string& content) {
-    std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "w"), fclose);
+// A new file in the place of whatever lies there.
+bool write_output(const char* path, const std::string& content) {
+    unlink(path);
+    std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "wx"), fclose);
     return file && fwrite(content.data(), 1, content.size(), file.get()) == content.size();
 }
 
@@ -112,9 +117,17 @@ int zorv_exec(const char* stdout_path, const char* stderr_path, const char* extr
     va_end(arguments);
     const auto code = fake::called(__func__, args);
     const std::string output = fake::queued(__func__).value_or("");
-    if (stdout_path && !write_file(stdout_path, output)) return ZORV_EXEC_NOT_STARTED;
+    if (stdout_path && !write_output(stdout_path, output)) return ZORV_EXEC_NO_OUTPUT;
     if (fake::platform.on_program) fake::platform.on_program({__func__, args});
     return code.value_or(0);
+}
+
+int enter_private_mounts() {
+    return fake::called(__func__, {}).value_or(0);
+}
+
+int restrict_mount(const char* mount_point) {
+    return fake::called(__func__, {mount_point}).value_or(0);
 }
 
 int b64_encode_v2(const unsigned char* data, unsigned length, std::string& out) {
