@@ -38,6 +38,11 @@ constexpr unsigned sub_type(unsigned event_id) {
     return event_id >> 16;
 }
 
+/// Whether the backup daemon tells it of a run; the others of these are written by requests.
+constexpr bool is_of_a_run(unsigned event_id) {
+    return event_id >= RUN_STARTED && sub_type(event_id) == sub_type(RUN_STARTED);
+}
+
 /// The application that every event names first.
 inline constexpr char APPLICATION[] = "Recording Backup";
 

@@ -15,19 +15,21 @@ inline constexpr int NVRCFG_KEY_NOT_FOUND = 8;
 // Statuses of the store. 0 is success.
 inline constexpr int NVRCFG_UNAVAILABLE = 1;  ///< the store cannot be opened, read or written
 inline constexpr int NVRCFG_BUSY = 2;         ///< another writer held the store for over 5 seconds
-inline constexpr int NVRCFG_BAD_TEXT = 3;     ///< the text is no JSON object in UTF-8 (RFC 8259)
+inline constexpr int NVRCFG_BAD_TEXT =
+    3;  ///< the text is no JSON object in UTF-8, or has a member twice
 inline constexpr int NVRCFG_BAD_MEMBER =
-    4;  ///< a member is unknown, of the wrong kind, or outside its table
+    4;  ///< a member is unknown, misplaced, of the wrong kind or outside its table
 inline constexpr int NVRCFG_UNKNOWN_TASK = 5;  ///< the text names a task that is not stored
 
 /// Appends every stored backup task to `out`, oldest identifier first.
 /// @return 0, or NVRCFG_UNAVAILABLE or NVRCFG_BUSY; then `out` is as it was
 int __nvrcfg_get_rr_settings(const char* srcFile, int srcLine, std::list<TDataBackupConfig>& out);
 
-/// Stores one task's settings text, a JSON object; docs/formats.md gives its members. Without
-/// "taskID" the text is a new task, which gets an identifier one above the highest ever given, so
-/// that identifiers are never reused. With "taskID" it replaces just the members it carries. The
-/// change is on disk before the call returns.
+/// Stores one task's settings text, a JSON object whose escapes have lost their backslash;
+/// docs/formats.md gives its members and their places. Without "taskID" the text is a new task,
+/// which gets an identifier one above the highest ever given, so that identifiers are never reused.
+/// With "taskID" it replaces just the members it carries. The change is on disk before the call
+/// returns.
 /// @return 0, or one of the statuses above; then nothing has changed
 int __nvrcfg_set_rr_settings(const char* srcFile, int srcLine, std::string text);
 

@@ -1,16 +1,20 @@
 // The recorder's logs: a debug file for developers and the event log that administrators read.
 #pragma once
 
-/// Appends one formatted line to a debug file, exactly as formatted (the format brings its own
-/// newline). The file is made with mode 0600 and its folder, where missing, with mode 0700. When it
-/// has grown past 4 MiB it is renamed to "<path>.1", replacing an older one, and begun anew, so
-/// that both together never take more than 8 MiB and one line. A line longer than 64 KiB is cut
-/// there and ends in "...\n". A log that cannot be written is silently left out: it never fails the
-/// request.
+/// Appends one formatted line to a debug file, as formatted (the format brings its own newline).
+/// Control characters that arguments have brought are spelt out, tabs apart: a newline that is not
+/// at the line's end as `\n`, so that no argument can write a line of its own. The file is made
+/// with mode 0600 and its folder, where missing, with mode 0700. When it has grown past 4 MiB it is
+/// renamed to "<path>.1", replacing an older one, and begun anew, so that both together never take
+/// more than 8 MiB and one line. A line longer than 64 KiB is cut there and ends in "...\n". A log
+/// that cannot be written is silently left out: it never fails the request.
 /// @param path the debug file; a symbolic link in its place is not followed
 /// @param format printf format (C17 7.23.6.1), followed by its arguments
 void log_File_Debug(const char* path, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
+
+/// How many events alike a minute may hold (send_surveillance_event_log).
+inline constexpr int EVENTS_A_MINUTE = 100;
 
 // Events. Both calls take texts up to a closing null: first the application (events::APPLICATION),
 // then what the event is about. Texts are stored as they are, null addresses and users as empty
@@ -26,7 +30,11 @@ int send_surveillance_setting_log_with_username(unsigned event_id, int channel, 
                                                 const char* user_name, ...)
     __attribute__((sentinel));
 
-/// Records something that happened in a run. Parameters as above; the user is "System".
+/// Records that a run was asked for, or something that happened in one. Parameters as above; the
+/// user is "System". Machines ask without end, and requests that fail can ask for runs, too: when
+/// a minute holds EVENTS_A_MINUTE alike, the next one is left out and noted in the debug file.
+/// Alike are those of one identifier and, where they tell of a run, of one task.
+/// @return 0 when the event is stored or left out, non-zero otherwise
 int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, ...)
     __attribute__((sentinel));
 

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "platform/standalone/store/one_line.h"
+
 namespace services {
 namespace {
 
@@ -20,7 +22,7 @@ void call(evutil_socket_t, short, void* context) {
     try {
         action();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
+        std::fprintf(stderr, "%s\n", standalone::one_line(error.what()).c_str());
     }
 }
 

@@ -1,15 +1,18 @@
 // The debug file and the event log.
 #include "platform/recorder_log.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
 #include <optional>
 
+#include "platform/event_ids.h"
 #include "platform/standalone/debug_file.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_store.h"
+#include "platform/standalone/store/one_line.h"
 #include "platform/utilities.h"
 
 namespace {
@@ -24,14 +27,22 @@ standalone::DebugFile& debug_file(const char* path) {
     return *file;
 }
 
-/// Formats into a buffer of `size` bytes and gives the length of the line there.
-std::size_t format_line(char* buffer, std::size_t size, const char* format, va_list arguments) {
-    const int wanted = std::vsnprintf(buffer, size, format, arguments);
-    if (wanted < 0) return 0;
+/// The text as one line. Line ends at its end are the format's, or make empty lines; any other one
+/// has come with an argument and would begin a line that nobody wrote.
+std::string debug_line(std::string_view text) {
+    const std::size_t end = text.find_last_not_of('\n') + 1;
+    return standalone::one_line(text.substr(0, end)).append(text.substr(end));
+}
+
+std::string format_line(const char* format, va_list arguments) {
+    std::array<char, LONGEST_LINE + 1> buffer;
+    const int wanted = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+    if (wanted < 0) return "";
     const auto length = static_cast<std::size_t>(wanted);
-    if (length < size) return length;
-    CUT_MARK.copy(buffer + size - 1 - CUT_MARK.size(), CUT_MARK.size());
-    return size - 1;
+    std::string line = debug_line({buffer.data(), std::min(length, LONGEST_LINE)});
+    if (length <= LONGEST_LINE && line.size() <= LONGEST_LINE) return line;
+    line.resize(LONGEST_LINE - CUT_MARK.size());
+    return line.append(CUT_MARK);
 }
 
 std::string text_or_empty(const char* text) {
@@ -44,17 +55,37 @@ std::vector<std::string> take_texts(va_list arguments) {
     return texts;
 }
 
-int store_event(unsigned event_id, int channel, const char* ip, const char* user,
-                va_list arguments) {
+standalone::Event make_event(unsigned event_id, int channel, const char* ip, const char* user,
+                             va_list arguments) {
+    standalone::Event event;
+    event.time_ms = static_cast<long long>(current_time_stamp());
+    event.event_id = event_id;
+    event.channel = channel;
+    event.user = text_or_empty(user);
+    event.ip = text_or_empty(ip);
+    event.arguments = take_texts(arguments);
+    return event;
+}
+
+/// How many of their first arguments make events alike. Those of runs: application and task, so
+/// that a task which is started without end hides no other one's. Those of requests: none, because
+/// a request that fails has chosen the name.
+std::size_t telling_arguments(unsigned event_id) {
+    return events::is_of_a_run(event_id) ? 2 : 0;
+}
+
+void store_limited(standalone::EventStore& store, const standalone::Event& event) {
+    if (!store.append_limited(event, EVENTS_A_MINUTE, telling_arguments(event.event_id)))
+        DEBUG_LINE("event %08X is left out: a minute's %d are stored\n", event.event_id,
+                   EVENTS_A_MINUTE);
+}
+
+/// Runs `write` with the event store; @return 0, or -1 when that throws.
+template <typename Write>
+int with_event_store(Write write) {
     try {
-        standalone::Event event;
-        event.time_ms = static_cast<long long>(current_time_stamp());
-        event.event_id = event_id;
-        event.channel = channel;
-        event.user = text_or_empty(user);
-        event.ip = text_or_empty(ip);
-        event.arguments = take_texts(arguments);
-        standalone::EventStore(standalone::events_for_writing()).append(event);
+        standalone::EventStore store(standalone::events_for_writing());
+        write(store);
         return 0;
     } catch (const std::exception&) {
         return -1;
@@ -64,27 +95,26 @@ int store_event(unsigned event_id, int channel, const char* ip, const char* user
 }  // namespace
 
 void log_File_Debug(const char* path, const char* format, ...) {
-    std::array<char, LONGEST_LINE + 1> buffer;
     va_list arguments;
     va_start(arguments, format);
-    const std::size_t length = format_line(buffer.data(), buffer.size(), format, arguments);
+    const std::string line = format_line(format, arguments);
     va_end(arguments);
-    if (length > 0) debug_file(path).append({buffer.data(), length});
+    if (!line.empty()) debug_file(path).append(line);
 }
 
 int send_surveillance_setting_log_with_username(unsigned event_id, int channel, const char* ip,
                                                 const char* user_name, ...) {
     va_list arguments;
     va_start(arguments, user_name);
-    const int result = store_event(event_id, channel, ip, user_name, arguments);
+    const auto event = make_event(event_id, channel, ip, user_name, arguments);
     va_end(arguments);
-    return result;
+    return with_event_store([&event](auto& store) { store.append(event); });
 }
 
 int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, ...) {
     va_list arguments;
     va_start(arguments, ip);
-    const int result = store_event(event_id, channel, ip, "System", arguments);
+    const auto event = make_event(event_id, channel, ip, "System", arguments);
     va_end(arguments);
-    return result;
+    return with_event_store([&event](auto& store) { store_limited(store, event); });
 }

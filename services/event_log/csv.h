@@ -6,9 +6,10 @@
 
 namespace services {
 
-/// One line with its CRLF. Bytes that are no UTF-8 become U+FFFD; a field that a spreadsheet would
-/// take for a formula (it begins with = + - @ or a tab, carriage return or line feed) gets an
-/// apostrophe in front.
+/// One line with its CRLF. Bytes that are no UTF-8 become U+FFFD. What a spreadsheet would take for
+/// a formula gets an apostrophe in front: = + - @, full-width ones too, at the beginning of the
+/// field or behind a ; tab, carriage return or line feed in it, blanks and quotation marks in
+/// between not counted; and a tab, carriage return or line feed that begins the field.
 std::string csv_line(const std::vector<std::string>& fields);
 
 }  // namespace services

@@ -196,6 +196,21 @@ TEST_F(TaskChange, StoresRefusalGivesItsStatus) {
     EXPECT_EQ(fake::debug_texts(), (Strings{"nvrcfg_set_rr_settings fail\n", "error code = 2\n"}));
 }
 
+TEST_F(TaskChange, NameWithQuotationMarksIsHandedOnBareAndRefusedByTheStore) {
+    fake::fail("__nvrcfg_set_rr_settings", NVRCFG_BAD_MEMBER);
+    const std::string body = task_body({{"taskName", R"("x\",\"taskID\":\"3")"}});
+    const auto with_name = [](std::string settings) {
+        return settings.replace(settings.find("Night copy"), 10, R"(x","taskID":"3)");
+    };
+    EXPECT_EQ(create(body), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(text, error_reply("4.0", MESSAGE));
+    EXPECT_EQ(fake::effects(), Calls{store_call(with_name(new_text()))});
+    EXPECT_EQ(modify(body), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(text, error_reply("4.0", MESSAGE));
+    EXPECT_EQ(fake::effects(), (Calls{store_call(with_name(new_text())), READ_TASKS,
+                                      store_call(with_name(changed_text()))}));
+}
+
 TEST_F(TaskChange, ImmediateCreateThatTheStoreRefusesStartsTheLargestOlderTask) {
     store("7");
     fake::fail("__nvrcfg_set_rr_settings", NVRCFG_BUSY);

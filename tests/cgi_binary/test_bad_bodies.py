@@ -67,14 +67,45 @@ def test_value_outside_its_table_or_range_is_refused(refusing):
             assert refusing.create(task_body(**{name: value})).text == error(INVALID_VALUE)
 
 
-@pytest.mark.parametrize("name, status", [
-    ('a"b', STORE_BAD_TEXT), ('"', STORE_BAD_TEXT), ('a", "other": "', STORE_BAD_MEMBER),
-    ('a", "taskID": "1', STORE_UNKNOWN_TASK)])
-def test_name_that_breaks_the_settings_text_is_refused_by_the_store(program, daemon, name, status):
-    result = program.create(task_body(taskName=name))
-    assert (result.text, result.status) == (error(status), status)
-    assert program.stored_tasks() == []
-    assert daemon.requests == []
+# Texts that end their own string and go on as members of the settings text.
+BREAKING_TEXTS = [
+    ('a"b', STORE_BAD_TEXT), ('"', STORE_BAD_TEXT), ('a"} ', STORE_BAD_TEXT),
+    ('a\\"b', STORE_BAD_TEXT), ('a", "other": "', STORE_BAD_MEMBER),
+    ('a","taskName":"b', STORE_BAD_TEXT), ('a","content":"e30=', STORE_BAD_TEXT),
+    ('a","password":"b', STORE_BAD_TEXT), ('a","port":1,"serverIP":"b', STORE_BAD_TEXT)]
+TEXTS = ("taskName", "serverIP", "username", "password", "destPath")
+
+
+@pytest.mark.parametrize("member", TEXTS)
+def test_text_that_breaks_the_settings_text_is_refused_by_the_store(refusing, member):
+    for text, status in [*BREAKING_TEXTS, ('a","taskID":"1', STORE_BAD_MEMBER),
+                         ('a","startTime":"5', STORE_BAD_TEXT),
+                         ('a","enable":false,"endTime":"5', STORE_BAD_TEXT)]:
+        result = refusing.create(task_body(**{member: text}))
+        assert (result.text, result.status) == (error(status), status), text
+    for text, status in [*BREAKING_TEXTS, ('a","taskID":"1', STORE_BAD_TEXT),
+                         ('a","startTime":"5', STORE_BAD_MEMBER),
+                         ('a","status":4,"endTime":"5', STORE_BAD_MEMBER),
+                         ('a","enable":false,"endTime":"5', STORE_BAD_TEXT)]:
+        result = refusing.modify(1, task_body(**{member: text}))
+        assert (result.text, result.status) == (error(status), status), text
+
+
+def test_identifier_that_breaks_the_settings_text_is_refused_by_the_store(refusing):
+    for task_id in ('1","startTime":"5', '1","status":4,"endTime":"5', '1","taskID":"1', '1"',
+                    '1", "x": "'):
+        assert refusing.modify(task_id, task_body()).status in (STORE_BAD_TEXT, STORE_BAD_MEMBER)
+        switched = refusing.request("POST", f"/task/{task_id}/is_enable", '{"is_enable": false}')
+        assert switched.text == error(STORE_BAD_TEXT), task_id
+
+
+def test_backslashes_are_kept_as_they_are(program, daemon):
+    for text in ("DOMAIN\\user", "DOMAIN\\nick", "DOMAIN\\ubeef", "\\\\server\\share\\a", "a\\\\b",
+                 "\\"):
+        assert program.create(task_body(**dict.fromkeys(TEXTS, text))).text == SUCCESS
+        task_id = program.stored_tasks()[-1]["taskID"]
+        assert program.modify(task_id, task_body(**dict.fromkeys(TEXTS, text))).text == SUCCESS
+        assert {program.stored_tasks()[-1][name] for name in TEXTS} == {text}
 
 
 def stored_name(program, json_name):

@@ -3,7 +3,8 @@ import json
 
 import pytest
 
-from replies import (CHANGE_STATUS_ERROR, PARSE_FAIL, SUCCESS, WAITING_SEQUENCE_ERROR, error)
+from replies import (CHANGE_STATUS_ERROR, PARSE_FAIL, STORE_BAD_TEXT, STORE_UNKNOWN_TASK, SUCCESS,
+                     WAITING_SEQUENCE_ERROR, error)
 from sample_task import TASK, task_body
 
 NOTICE_PATH = "/databackupService/notify"
@@ -180,3 +181,39 @@ def test_queue_places_outside_the_table_do_no_harm(stored, daemon, seq, status):
 def test_strange_queue_replies_fail_the_list(stored, daemon, reply, code):
     daemon.answers["get_waitingTask_seq"] = reply
     assert stored.request("GET", "/task").text == error(code, "Get task list fail.")
+
+
+# --- events of requests that fail or are refused --------------------------------------------------
+
+EVENTS_A_MINUTE = 100
+
+
+def test_request_that_fails_leaves_no_event(stored, daemon):
+    before = stored.events()
+    daemon.status = 503
+    assert stored.modify(9, task_body(backupImmediately=True)).text == error(STORE_UNKNOWN_TASK)
+    assert stored.create(task_body(taskName='"', backupImmediately=True)).text == error(
+        STORE_BAD_TEXT)
+    for segments in ("active", "active/enforcement", "is_enable"):
+        for task_id in (1, 9):
+            body = '{"is_active": true, "is_force_running": true, "is_enable": true}'
+            reply = json.loads(stored.request("POST", f"/task/{task_id}/{segments}", body).text)
+            assert reply["ret_code"] != 0, segments
+    assert stored.request("PUT", "/task", task_body(), query="sid=1").status != 0
+    assert stored.events() == before
+
+
+def test_refused_create_that_starts_an_older_task_leaves_a_hundred_events_a_minute(stored, daemon):
+    before = len(stored.events())
+    for number in range(EVENTS_A_MINUTE + 5):
+        body = task_body(taskName=f'{number}"', backupImmediately=True)
+        assert stored.create(body).text == error(STORE_BAD_TEXT)
+    assert len(stored.events("--limit", "1000")) - before == EVENTS_A_MINUTE
+
+
+def test_start_that_the_file_explorer_refuses_leaves_a_hundred_events_a_minute(stored, daemon):
+    stored.ctl("config", "set", "fuse", "fuse_enabled", "0")
+    before = len(stored.events())
+    for number in range(EVENTS_A_MINUTE + 5):
+        assert '"isFUSE": false' in stored.request("POST", f"/task/{number}/active", "{}").text
+    assert len(stored.events("--limit", "1000")) - before == EVENTS_A_MINUTE

@@ -4,7 +4,7 @@ import time
 import pytest
 
 from cgi_program import HEADERS, printed
-from places import LOG_EXPORT, LOG_LINK
+from places import DEBUG_FILE, LOG_EXPORT, LOG_LINK
 from replies import CHANGE_STATUS_ERROR, INPUT_FORMAT_ERROR, SUCCESS, error
 from sample_task import TASK, task_body
 
@@ -194,3 +194,15 @@ def test_failed_daemon_leaves_the_created_task_stored(program):
     assert (result.text, result.status) == (error(CHANGE_STATUS_ERROR), 0x22)
     assert [task["taskName"] for task in program.stored_tasks()] == [TASK["taskName"]]
     assert program.events() == []
+
+
+# --- debug lines ---------------------------------------------------------------------------------
+
+
+def test_path_writes_no_debug_line_of_its_own(program):
+    DEBUG_FILE.unlink(missing_ok=True)
+    forged = "(check_user)(7) somebody else\r"
+    program.request("PUT", f"/server\n{forged}\n/x", "{}")
+    lines = DEBUG_FILE.read_text().splitlines()
+    assert len(lines) == 1
+    assert lines[0].endswith(r"[0]:server\n(check_user)(7) somebody else\r\n, [1]:x, [2]:(null)")

@@ -160,18 +160,19 @@ def test_query_too_long_or_with_too_many_parameters_is_refused(recorder):
 # --- texts ---------------------------------------------------------------------------------------
 
 # What is sent, and what is stored of it. A backslash is stripped from the settings text wherever
-# JSON writes one, so escapes lose theirs.
+# JSON writes one: what was escaped stands bare there, a control character as its letter.
 KEPT = [
     ("", ""), (" ", " "), ("'; DROP TABLE task; --", "'; DROP TABLE task; --"),
     ("$(reboot)`reboot`;reboot&|", "$(reboot)`reboot`;reboot&|"), ("%s%n%x%p", "%s%n%x%p"),
     ("/a/../b/", "/a/../b/"), ("<b>&amp;'", "<b>&amp;'"), ("=1+1", "=1+1"), ("Zoë 📷", "Zoë 📷"),
     ("\u202eabc", "\u202eabc"), ("\x7f", "\x7f"), ("x" * 10_000, "x" * 255),
     ("é" * 10_000, "é" * 127), ("📷" * 10_000, "📷" * 63), ("a\0b", "a"), ("a\nb", "anb"),
-    ("a\x01b", "au0001b"), ("a\x1bb", "au001bb"), ("a\\\\b", "a\\b"), ("a\\tb", "a\tb"),
-    ("\ud83d", "\ufffd")]
+    ("a\x01b", "au0001b"), ("a\x1bb", "au001bb"), ("a\\\\b", "a\\\\b"), ("a\\tb", "a\\tb"),
+    ("\\\\server\\share", "\\\\server\\share"), ("a\\cb", "a\\cb"), ("a\\", "a\\"),
+    ("DOMAIN\\ubeef", "DOMAIN\\ubeef"), ("\ud83d", "\ufffd")]
 
 # What the store refuses, because the stripped text is no JSON any more or was never UTF-8.
-REFUSED = [b'a\\"b', b'\\"', b"a\\\\", b"a\\\\cb", b"\xff", b"\xc3(", b"\xc0\xaf", b"\xe0\x80\xaf",
+REFUSED = [b'a\\"b', b'\\"', b'a\\\\\\"b', b"\xff", b"\xc3(", b"\xc0\xaf", b"\xe0\x80\xaf",
            b"\xed\xa0\x80", b"\xf4\x90\x80\x80", b"\xf8\x88\x80\x80\x80", b"\x80"]
 
 TEXTS = ("taskName", "serverIP", "username", "password", "destPath")

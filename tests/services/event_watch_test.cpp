@@ -112,14 +112,14 @@ TEST_F(EventWatchTest, AnActionOutlivesTheWatchThatItDestroys) {
     EXPECT_EQ(seen, captured);
 }
 
-TEST_F(EventWatchTest, WhatAnActionThrowsIsPrintedAndTheLoopGoesOn) {
+TEST_F(EventWatchTest, WhatAnActionThrowsIsPrintedOnOneLineAndTheLoopGoesOn) {
     testing::internal::CaptureStderr();
     watch_ = EventWatch::every(loop_.get(), 1ms, [this] {
         if (++calls_ == 2) watch_.reset();
-        throw std::runtime_error("trouble " + std::to_string(calls_));
+        throw std::runtime_error("trouble\n" + std::to_string(calls_));
     });
     run();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble 1\ntrouble 2\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\\n1\ntrouble\\n2\n");
 }
 
 }  // namespace

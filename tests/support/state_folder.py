@@ -1,6 +1,7 @@
 """A recorder's state folder: made, filled and shown by the administrator's command."""
 import json
 import os
+import re
 import subprocess
 from pathlib import Path
 
@@ -67,15 +68,16 @@ class StateFolder:
         rows = [line.split("\t") for line in self.ctl("task", "list").splitlines()]
         return {task_id: status for task_id, _, status, _ in rows}
 
-    def events(self):
-        """Newest first."""
-        return self.ctl_json("event", "list")
+    def events(self, *words):
+        """Newest first, the newest hundred."""
+        return self.ctl_json("event", "list", *words)
 
     # --- what no command of the administrator's does ---------------------------------------------
 
     def store_task(self, **members):
-        """As a request's settings text reaches the store."""
-        self.output("service_state", "task", given=json.dumps(members))
+        """As a request's settings text reaches the store: no escape has its backslash."""
+        text = re.sub(r"\\(.)", r"\1", json.dumps(members, ensure_ascii=False))
+        self.output("service_state", "task", given=text)
 
     def add_tasks(self, count, **members):
         """Enabled new tasks that no schedule starts."""

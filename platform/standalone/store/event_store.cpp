@@ -27,6 +27,7 @@ std::vector<std::string> parse_arguments(const std::string& text) {
     return arguments;
 }
 
+constexpr long long MINUTE_MS = 60 * 1000;
 constexpr char COLUMNS[] = "SELECT id, time_ms, event_id, channel, user, ip, arguments FROM event ";
 
 void read_rows(Statement& row, std::vector<Event>& events) {
@@ -48,6 +49,26 @@ void EventStore::append(const Event& event) {
         "VALUES (?, ?, ?, ?, ?, ?)");
     insert.bind(1, event.time_ms).bind(2, event.event_id).bind(3, event.channel);
     insert.bind(4, event.user).bind(5, event.ip).bind(6, print_arguments(event.arguments)).step();
+}
+
+bool EventStore::append_limited(const Event& event, int most, std::size_t arguments) {
+    Transaction transaction(database_);
+    if (count_alike(event, arguments) >= most) return false;
+    append(event);
+    transaction.commit();
+    return true;
+}
+
+int EventStore::count_alike(const Event& event, std::size_t arguments) {
+    auto first = event.arguments;
+    first.resize(std::min(first.size(), arguments));
+    std::string prefix = print_arguments(first);
+    prefix.pop_back();  // the bracket behind them; what is left ends with a quotation mark
+    Statement row = database_.prepare(
+        "SELECT count(*) FROM event WHERE time_ms > ?1 - ?2 AND time_ms <= ?1 AND event_id = ?3 "
+        "AND substr(arguments, 1, length(?4)) = ?4");
+    row.bind(1, event.time_ms).bind(2, MINUTE_MS).bind(3, event.event_id).bind(4, prefix).step();
+    return static_cast<int>(row.integer(0));
 }
 
 std::vector<Event> EventStore::newest(const std::vector<unsigned>& sub_types, int limit) {

@@ -27,6 +27,13 @@ public:
     /// Stores an event; `event.id` is ignored. On disk when it returns.
     void append(const Event& event);
 
+    /// Stores an event unless the minute that ends with it holds `most` alike.
+    /// @param most      how many a minute may hold
+    /// @param arguments events of one identifier are alike when so many of their first arguments
+    ///                  are the same; 0: whatever their arguments
+    /// @return whether the event is stored
+    bool append_limited(const Event& event, int most, std::size_t arguments);
+
     /// The newest events first.
     /// @param sub_types only events whose event_id >> 16 is among these, in any order; empty: all
     /// @param limit     at most so many
@@ -42,6 +49,8 @@ public:
     int remove_older(long long time_ms, int limit);
 
 private:
+    int count_alike(const Event& event, std::size_t arguments);
+
     Database& database_;
 };
 

@@ -2,6 +2,7 @@
 #include "platform/standalone/store/settings_text.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "platform/nvrcfg.h"
@@ -15,6 +16,38 @@ namespace {
 std::string json_text(json_object* value) {
     return {json_object_get_string(value),
             static_cast<std::size_t>(json_object_get_string_len(value))};
+}
+
+/// What the writer leaves is JSON whose escapes have each lost their backslash: the backslashes
+/// that still stand there are the values' own. Doubled, they are JSON again.
+JsonPtr parse_unescaped_object(const std::string& text) {
+    std::string json;
+    for (const char byte : text) json.append(byte == '\\' ? 2 : 1, byte);
+    return parse_strict_object(json);
+}
+
+/// The members of a change of all settings, as the writer orders them. "status" may be absent.
+constexpr std::string_view WHOLE_CHANGE[] = {
+    "taskName",           "serverIP",     "port",           "username",     "password",
+    "destPath",           "scheduleType", "scheduleWeekly", "scheduleHour", "scheduleMin",
+    "scheduleEveryHours", "content",      "taskID",         "status",       "enable"};
+
+bool is_whole_change(const std::vector<std::string_view>& names) {
+    std::vector<std::string_view> expected(std::begin(WHOLE_CHANGE), std::end(WHOLE_CHANGE));
+    if (names.size() < expected.size()) std::erase(expected, "status");
+    return names == expected;
+}
+
+/// A writer names the task first, or at its place in a change of all settings. Anywhere else the
+/// name has come out of a text with quotation marks, and might be another task's.
+bool names_its_task_in_place(json_object* object) {
+    std::vector<std::string_view> names;
+    json_object_object_foreach(object, name, value) {
+        static_cast<void>(value);
+        names.emplace_back(name);
+    }
+    const auto task_id = std::ranges::find(names, "taskID");
+    return task_id == names.end() || task_id == names.begin() || is_whole_change(names);
 }
 
 }  // namespace
@@ -67,13 +100,14 @@ bool SettingsText::read_content(json_object* value) {
     if (!json_object_is_type(value, json_type_string) ||
         b64_decode_v2(json_text(value), inner) != 0)
         return false;
-    const JsonPtr object = parse_strict_object(inner);
+    const JsonPtr object = parse_unescaped_object(inner);
     return object != nullptr && read_members(object.get(), SettingsPlace::content);
 }
 
 int SettingsText::parse(const std::string& text, SettingsText& out) {
-    const JsonPtr object = parse_strict_object(text);
+    const JsonPtr object = parse_unescaped_object(text);
     if (object == nullptr) return NVRCFG_BAD_TEXT;
+    if (!names_its_task_in_place(object.get())) return NVRCFG_BAD_MEMBER;
     SettingsText read;
     if (!read.read_members(object.get(), SettingsPlace::outer)) return NVRCFG_BAD_MEMBER;
     out = std::move(read);

@@ -42,6 +42,36 @@ bool has_json_c_extension(const std::string& text) {
     return false;
 }
 
+/// How many members the text writes: each has its colon, and no other stands outside strings.
+std::size_t written_members(const std::string& text) {
+    std::size_t members = 0;
+    bool in_string = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (in_string && text[at] == '\\')
+            ++at;
+        else if (text[at] == '"')
+            in_string = !in_string;
+        else if (!in_string && text[at] == ':')
+            ++members;
+    }
+    return members;
+}
+
+/// How many members a value holds, at any depth. json-c keeps one of each name.
+std::size_t kept_members(json_object* value) {
+    std::size_t members = 0;
+    if (json_object_is_type(value, json_type_object)) {
+        json_object_object_foreach(value, name, member) {
+            static_cast<void>(name);
+            members += 1 + kept_members(member);
+        }
+    } else if (json_object_is_type(value, json_type_array)) {
+        for (std::size_t at = 0; at < json_object_array_length(value); ++at)
+            members += kept_members(json_object_array_get_idx(value, at));
+    }
+    return members;
+}
+
 }  // namespace
 
 JsonPtr parse_strict_object(const std::string& text) {
@@ -53,6 +83,7 @@ JsonPtr parse_strict_object(const std::string& text) {
     const bool whole = json_tokener_get_error(tokener.get()) == json_tokener_success &&
                        json_tokener_get_parse_end(tokener.get()) == text.size();
     if (!whole || !json_object_is_type(object.get(), json_type_object)) return nullptr;
+    if (kept_members(object.get()) != written_members(text)) return nullptr;
     return object;
 }
 

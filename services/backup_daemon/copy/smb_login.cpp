@@ -1,6 +1,7 @@
 // Whom to ask for what on an SMB server, and how that is spelt for the library.
 #include "services/backup_daemon/copy/smb_login.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace services {
@@ -30,7 +31,8 @@ std::string percent_encoded(const std::string& text) {
 SmbUser smb_user(const std::string& user) {
     const auto backslash = user.find('\\');
     if (backslash == std::string::npos) return {{}, user};
-    return {user.substr(0, backslash), user.substr(backslash + 1)};
+    const auto name = std::min(user.find_first_not_of('\\', backslash), user.size());
+    return {user.substr(0, backslash), user.substr(name)};
 }
 
 std::string smb_url(const SmbLogin& login, const std::string& path) {

@@ -21,6 +21,7 @@ struct SmbUser {
     std::string name;
 };
 
+/// Splits "domain\user". Several backslashes count as one: a client that escapes twice sends two.
 SmbUser smb_user(const std::string& user);
 
 /// The address of a file or folder, percent-encoded; of the share itself when `path` is "".

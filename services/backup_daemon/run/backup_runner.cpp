@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "platform/standalone/store/one_line.h"
 #include "services/backup_daemon/run/run_goal.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/run/worker_lanes.h"
@@ -94,8 +95,9 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
     note_progress(task_id, figures);
     write_run_event(event_of(outcome), run->task().taskName, detail_of(figures, why));
     if (!why.empty())
-        std::fprintf(stderr, "task %s \"%s\": %s\n", task_id.c_str(), run->task().taskName.c_str(),
-                     why.c_str());
+        std::fprintf(stderr, "task %s \"%s\": %s\n", task_id.c_str(),
+                     standalone::one_line(run->task().taskName).c_str(),
+                     standalone::one_line(why).c_str());
     listener.ended(outcome);
 }
 

@@ -5,6 +5,7 @@
 
 #include "platform/recorder_log.h"
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/one_line.h"
 
 namespace services {
 
@@ -12,8 +13,8 @@ void write_run_event(RunEvent event, const std::string& task_name, const std::st
     const char* last = detail.empty() ? nullptr : detail.c_str();
     if (send_surveillance_event_log(event, -1, LOOPBACK, events::APPLICATION, task_name.c_str(),
                                     last, nullptr) != 0)
-        std::fprintf(stderr, "event %08X of task \"%s\" is lost: %s\n", event, task_name.c_str(),
-                     detail.c_str());
+        std::fprintf(stderr, "event %08X of task \"%s\" is lost: %s\n", event,
+                     standalone::one_line(task_name).c_str(), standalone::one_line(detail).c_str());
 }
 
 }  // namespace services

@@ -46,6 +46,28 @@ TEST_F(DebugFileTest, CutsALineAt64Kibibytes) {
     EXPECT_EQ(read_file(path_), std::string(65536 - 4, 'x') + "...\n");
 }
 
+TEST_F(DebugFileTest, LetsNoArgumentWriteALineOfItsOwn) {
+    log_File_Debug(path_.c_str(), "(f)(1) file name = %s\n",
+                   "x\n(f)(2) file name = y\r\x1B[2K\x7F");
+    log_File_Debug(path_.c_str(), "(f) get buf=[%s]\n", "Disk|\tone|\n");
+    EXPECT_EQ(read_file(path_),
+              "(f)(1) file name = x\\n(f)(2) file name = y\\r\\x1B[2K\\x7F\n"
+              "(f) get buf=[Disk|\tone|\\n]\n");
+}
+
+TEST_F(DebugFileTest, LeavesLineEndsAtTheEndOfALineAlone) {
+    log_File_Debug(path_.c_str(), "strCommandResult: %s\n", "mount error(13)\n");
+    log_File_Debug(path_.c_str(), "\n\n");
+    EXPECT_EQ(read_file(path_), "strCommandResult: mount error(13)\n\n\n\n");
+}
+
+TEST_F(DebugFileTest, CutsALineThatIsTooLongOnceItIsSpeltOut) {
+    log_File_Debug(path_.c_str(), "%s\n", std::string(40000, '\r').c_str());
+    const std::string line = read_file(path_);
+    EXPECT_EQ(line.size(), 65536U);
+    EXPECT_EQ(line.substr(65536 - 10), "\\r\\r\\r...\n");
+}
+
 TEST_F(DebugFileTest, PutsAFullFileAside) {
     DebugFile file(path_);
     const std::string line = std::string(999'999, 'x') + "\n";

@@ -16,6 +16,16 @@ protected:
         Database database(event_database_path(), Database::Access::reading);
         return EventStore(database).newest({}, 1).at(0);
     }
+
+    static long long count() {
+        Database database(event_database_path(), Database::Access::reading);
+        return EventStore(database).count({});
+    }
+
+    static int tell(unsigned event_id, const std::string& task) {
+        return send_surveillance_event_log(event_id, -1, "127.0.0.1", "Recording Backup",
+                                           task.c_str(), static_cast<char*>(nullptr));
+    }
 };
 
 TEST_F(RecorderLog, KeepsEveryFieldOfASettingChange) {
@@ -53,6 +63,31 @@ TEST_F(RecorderLog, StoresAnEventAboutNothing) {
         0);
     EXPECT_TRUE(newest().arguments.empty());
     EXPECT_EQ(newest().ip, "");
+}
+
+TEST_F(RecorderLog, LimitsWhatRequestsAskForByKindWhateverTheNamesTheyGive) {
+    for (int at = 0; at < EVENTS_A_MINUTE + 10; ++at)
+        EXPECT_EQ(tell(events::BACKUP_STARTED, "task " + std::to_string(at)), 0);
+    EXPECT_EQ(count(), EVENTS_A_MINUTE);
+    EXPECT_EQ(tell(events::BACKUP_STOPPED, "task 1"), 0);
+    EXPECT_EQ(count(), EVENTS_A_MINUTE + 1);
+}
+
+TEST_F(RecorderLog, LimitsWhatRunsTellByKindAndTask) {
+    for (int at = 0; at < EVENTS_A_MINUTE + 10; ++at)
+        EXPECT_EQ(tell(events::RUN_FAILED, "Doors"), 0);
+    EXPECT_EQ(count(), EVENTS_A_MINUTE);
+    EXPECT_EQ(tell(events::RUN_FAILED, "Yard"), 0);
+    EXPECT_EQ(newest().arguments.at(1), "Yard");
+}
+
+TEST_F(RecorderLog, KeepsEveryChangeOfASetting) {
+    for (int at = 0; at < EVENTS_A_MINUTE + 10; ++at)
+        EXPECT_EQ(send_surveillance_setting_log_with_username(events::TASK_DISABLED, -1, "10.0.0.7",
+                                                              "admin", "Recording Backup", "Doors",
+                                                              static_cast<char*>(nullptr)),
+                  0);
+    EXPECT_EQ(count(), EVENTS_A_MINUTE + 10);
 }
 
 TEST_F(RecorderLog, TellsOfAnEventThatIsLost) {

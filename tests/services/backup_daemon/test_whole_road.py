@@ -1,5 +1,8 @@
 """The whole road over HTTP: create, start, copy to a real share, compare, start again."""
-from backup_house import MIB, noise
+import pytest
+
+from backup_house import MIB, House, noise
+from samba_server import USER
 
 
 def fill(house):
@@ -18,3 +21,14 @@ def test_created_task_that_runs_at_once_copies_everything(house):
     assert house.shared() == house.sources()
     assert len(house.copied()) == 27
     house.check_records()
+
+
+@pytest.mark.parametrize("username", [f"SOMEWHERE\\{USER}", f"SOMEWHERE\\\\{USER}"])
+def test_account_with_a_domain_is_let_in_by_its_name_and_told_its_domain(tmp_path, username):
+    with House(tmp_path, settings={"log level": "auth_audit:3"}) as house:
+        house.record(0, 0, "01-02-03.mp4", noise(MIB, "domain"))
+        task_id = house.create(username=username)
+        assert house.recorder.list_tasks()[-1]["username"] == username
+        house.run(task_id)
+        assert house.shared() == house.sources()
+        assert f"[SOMEWHERE]\\[{USER}]" in house.samba.log()

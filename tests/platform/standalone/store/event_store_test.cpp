@@ -80,6 +80,47 @@ TEST_F(EventStoreTest, GivesTheNewestOfAllSubTypesTogetherEachOnce) {
     EXPECT_TRUE(events_.newest({25092, 8981}, -1).empty());
 }
 
+/// Events of run identifiers about tasks, by which they are alike.
+class LimitedEvents : public EventStoreTest {
+protected:
+    bool append(long long time, const std::string& task, unsigned event_id = RUN_STARTED,
+                std::size_t arguments = 2) {
+        return events_.append_limited(
+            {0, time, event_id, -1, "u", "i", {"app", task, std::to_string(time)}}, 2, arguments);
+    }
+};
+
+TEST_F(LimitedEvents, AreAlikeByIdentifierAndFirstArguments) {
+    EXPECT_TRUE(append(1000, "a"));
+    EXPECT_TRUE(append(1000, "a\"b"));
+    EXPECT_TRUE(append(1001, "a"));
+    EXPECT_FALSE(append(1002, "a"));
+    for (const char* other : {"", "A", "a ", "a\",\"1", "%", "é"}) EXPECT_TRUE(append(1002, other));
+    EXPECT_TRUE(append(1002, "a", TASK_CREATED));
+    EXPECT_EQ(events_.count({}), 10);
+}
+
+TEST_F(LimitedEvents, AreAlikeByIdentifierAloneWhereArgumentsDoNotCount) {
+    EXPECT_TRUE(append(1000, "a", RUN_STARTED, 0));
+    EXPECT_TRUE(append(1000, "b", RUN_STARTED, 0));
+    EXPECT_FALSE(append(1000, "c", RUN_STARTED, 0));
+    EXPECT_TRUE(append(1000, "c", TASK_CREATED, 0));
+}
+
+TEST_F(LimitedEvents, CountForTheMinuteThatEndsWithTheNewOne) {
+    EXPECT_TRUE(append(1000, "a"));
+    EXPECT_TRUE(append(2000, "a"));
+    EXPECT_FALSE(append(60'999, "a"));
+    EXPECT_TRUE(append(61'000, "a"));
+    EXPECT_FALSE(append(61'001, "a"));
+}
+
+TEST_F(LimitedEvents, OfAFutureThatAClockHasLeftDoNotCount) {
+    EXPECT_TRUE(append(9'000'000, "a"));
+    EXPECT_TRUE(append(9'000'000, "a"));
+    EXPECT_TRUE(append(1000, "a"));
+}
+
 TEST_F(EventStoreTest, RemovesOnlyOlderEventsTheOldestFirst) {
     for (const long long time : {30, 10, 20, 40})
         events_.append({0, time, RUN_STARTED, -1, "u", "i", {}});

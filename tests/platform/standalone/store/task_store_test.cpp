@@ -175,11 +175,85 @@ TEST_F(TaskStoreTest, RefusesBadMembersInsideTheContent) {
 TEST_F(TaskStoreTest, RefusesIdentifiersOfNoTask) {
     create(1);
     for (const char* task_id : {"2", "", "01", "+1", " 1", "1x", "0", "-1", "99999999999999999999"})
-        EXPECT_EQ(apply(std::string(R"({"enable": true, "taskID": ")") + task_id + "\"}"),
+        EXPECT_EQ(apply(std::string(R"({"taskID": ")") + task_id + R"(", "enable": true})"),
                   NVRCFG_UNKNOWN_TASK)
             << task_id;
     EXPECT_EQ(apply(R"({"taskID": 1, "enable": true})"), NVRCFG_BAD_MEMBER);
     EXPECT_FALSE(tasks().front().enable);
+}
+
+/// A change of all settings of task 1 as operations write it; `name` and `id` stand there bare.
+std::string whole_change(const std::string& name, const std::string& id = "1",
+                         const std::string& status = "") {
+    return R"({ "taskName": ")" + name +
+           R"(", "serverIP": "10.0.0.8", "port": 445, "username": "u", "password": "p", )"
+           R"("destPath": "/share/b", "scheduleType": 1, "scheduleWeekly": 0, )"
+           R"("scheduleHour": 3, "scheduleMin": 0, "scheduleEveryHours": 6, "content": ")" +
+           base64(inner_text) + R"(", "taskID": ")" + id + "\", " + status + R"("enable": true })";
+}
+
+TEST_F(TaskStoreTest, TakesAChangeOfAllSettingsAsOperationsWriteIt) {
+    ASSERT_EQ(apply(full_text()), 0);
+    ASSERT_EQ(apply(whole_change("Yard")), 0);
+    EXPECT_EQ(tasks().front().taskName, "Yard");
+    ASSERT_EQ(apply(whole_change("Door", "1", R"("status": 4, )")), 0);
+    EXPECT_EQ(tasks().front().taskName, "Door");
+    EXPECT_EQ(tasks().front().status, TASK_RUNNING);
+    EXPECT_EQ(tasks().size(), 1U);
+}
+
+TEST_F(TaskStoreTest, RefusesAMemberGivenTwice) {
+    ASSERT_EQ(apply(full_text()), 0);
+    for (const char* text :
+         {R"({"taskID": "1", "enable": true, "enable": false})",
+          R"({"taskID": "1", "taskID": "1"})", R"({"taskName": "x","taskName":"x"})",
+          R"({"taskName": "a:b", "port": 1, "port" : 1})",
+          R"({"taskName": "n", "surprise": {"a": 1, "a": 1}})",
+          R"({"taskName": "n", "surprise": [{"a": 1}, {"a": 1, "a": 1}]})"})
+        EXPECT_EQ(apply(text), NVRCFG_BAD_TEXT) << text;
+    EXPECT_EQ(apply(content(R"({"chIdxList": "1", "chIdxList": "2"})")), NVRCFG_BAD_MEMBER);
+    EXPECT_EQ(tasks().size(), 1U);
+    EXPECT_TRUE(tasks().front().enable);
+}
+
+TEST_F(TaskStoreTest, RefusesAnIdentifierOutOfItsPlace) {
+    ASSERT_EQ(apply(full_text()), 0);
+    create(1);
+    const std::string inside = R"(x","taskID":"2)";
+    std::string new_task = full_text();
+    new_task.replace(new_task.find("Nightly"), 7, inside);
+    EXPECT_EQ(apply(new_task), NVRCFG_BAD_MEMBER);
+    for (const char* text :
+         {R"({"taskName": "x","taskID":"2"})", R"({"enable": true, "taskID": "2"})",
+          R"({"content": "e30=", "taskID": "2", "enable": true})"})
+        EXPECT_EQ(apply(text), NVRCFG_BAD_MEMBER) << text;
+    EXPECT_EQ(apply(whole_change(inside)), NVRCFG_BAD_TEXT);  // and there it stands twice
+    EXPECT_EQ(tasks().size(), 2U);
+    EXPECT_EQ(tasks().front().serverIP, "10.0.0.9");
+    EXPECT_EQ(tasks().back().taskName, "n");
+}
+
+TEST_F(TaskStoreTest, RefusesMembersThatCameOutOfTheTextsOfAChange) {
+    ASSERT_EQ(apply(full_text()), 0);
+    for (const char* name : {R"(x","startTime":"5)", R"(x","status":4,"endTime":"5)"})
+        EXPECT_EQ(apply(whole_change(name)), NVRCFG_BAD_MEMBER) << name;
+    for (const char* id : {R"(1","startTime":"5)", R"(1","status":4,"endTime":"5)"})
+        EXPECT_EQ(apply(whole_change("x", id)), NVRCFG_BAD_MEMBER) << id;
+    for (const char* name :
+         {R"(x"})", R"(x"y)", R"(")", R"(x","y)", R"(x\","status":4,"endTime":"5)"})
+        EXPECT_NE(apply(whole_change(name)), 0) << name;
+    EXPECT_EQ(tasks().front().taskName, "Nightly");
+    EXPECT_EQ(tasks().front().startTime, "");
+}
+
+TEST_F(TaskStoreTest, KeepsEveryBackslashAsItStands) {
+    for (const char* name : {R"(DOMAIN\user)", R"(DOMAIN\nick)", R"(DOMAIN\ubeef)",
+                             R"(\\server\share)", R"(a\\b)", R"(end\)", R"(\/)"}) {
+        ASSERT_EQ(apply(std::string(R"({"taskName": ")") + name + R"(", "username": "u"})"), 0)
+            << name;
+        EXPECT_EQ(tasks().back().taskName, name);
+        EXPECT_EQ(tasks().back().username, "u");
+    }
 }
 
 TEST_F(TaskStoreTest, MakesNoTaskOutOfAChangeThatLostItsIdentifier) {

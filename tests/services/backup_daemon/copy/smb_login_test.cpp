@@ -42,6 +42,14 @@ TEST(SmbLogin, UserMayNameItsDomain) {
     EXPECT_EQ(smb_user("ada").name, "ada");
     EXPECT_EQ(smb_user("\\ada").domain, "");
     EXPECT_EQ(smb_user("A\\b\\c").name, "b\\c");
+    EXPECT_EQ(smb_user("DOM\\").name, "");
+}
+
+TEST(SmbLogin, BackslashesBehindADomainCountAsOne) {
+    EXPECT_EQ(smb_user("DOM\\\\ada").domain, "DOM");
+    EXPECT_EQ(smb_user("DOM\\\\ada").name, "ada");
+    EXPECT_EQ(smb_user("\\\\ada").domain, "");
+    EXPECT_EQ(smb_user("\\\\ada").name, "ada");
 }
 
 }  // namespace
