@@ -1,4 +1,4 @@
-// What a copier is asked to do with one file, and what came of it.
+// What a copier is asked to do with one file.
 #pragma once
 
 #include <optional>
@@ -10,7 +10,8 @@ namespace services {
 
 /// One file to copy. Paths on the share are relative to it.
 struct CopyJob {
-    std::string source;            ///< local path
+    std::string recordings;        ///< the channel's folder on this machine
+    std::string source;            ///< path of the recording below it
     std::string target;            ///< on the share
     std::string temporary;         ///< on the share, in the same folder
     long long recorded_size = -1;  ///< size of the copy that is recorded there; -1: none is
@@ -18,13 +19,6 @@ struct CopyJob {
     std::string prefix_sha256;     ///< ... which has this hash; "" when nobody knows
     bool check = true;             ///< read everything back and compare before it gets its name
     std::optional<SideFile> side_file;
-};
-
-/// What came of it.
-struct CopyResult {
-    long long size = 0;         ///< bytes of the copy: the source's size when it was opened
-    long long modified_ns = 0;  ///< the source's modification time then
-    std::string sha256;         ///< "" when nothing asked for it
 };
 
 }  // namespace services

@@ -9,18 +9,11 @@
 #include "services/backup_daemon/copy/transfer.h"
 
 namespace services {
-namespace {
-
-// The check finds a difference: once is bad luck, twice is a broken share.
-constexpr int ATTEMPTS = 2;
-
-}  // namespace
 
 FileCopier::FileCopier(Share& share, CopyWatcher watcher)
     : share_(share), watcher_(std::move(watcher)) {}
 
-CopyResult FileCopier::copy(const CopyJob& job) {
-    const SourceFile source(job.source);
+std::string FileCopier::copy(const CopyJob& job, const SourceFile& source) {
     CopyState state{.source = source,
                     .buffers = buffers_,
                     .watcher = watcher_,
@@ -34,11 +27,11 @@ CopyResult FileCopier::copy(const CopyJob& job) {
         send_until_right(job, state);
         share_.rename(job.temporary, job.target);
     }
-    CopyResult result{source.size(), source.modified_ns(), state.hash.hex()};
+    const std::string sha256 = state.hash.hex();
     if (job.side_file)
         write_side_file(share_, job.target, job.temporary,
-                        side_file_text(*job.side_file, result.size, result.sha256));
-    return result;
+                        side_file_text(*job.side_file, source.size(), sha256));
+    return sha256;
 }
 
 void FileCopier::make_folder(const std::string& folder) {
@@ -49,7 +42,7 @@ void FileCopier::make_folder(const std::string& folder) {
 
 /// A temporary file that is not right goes: none of its bytes can be trusted.
 void FileCopier::send_until_right(const CopyJob& job, CopyState& state) {
-    for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
+    for (int attempt = 0; attempt < COPY_ATTEMPTS; ++attempt) {
         send(job, state);
         if (!job.check || is_right(job, state)) return;
         share_.remove(job.temporary);

@@ -10,16 +10,21 @@
 
 namespace services {
 
+/// How often a file is sent at most. The check finds a difference: once is bad luck, twice is a
+/// broken share.
+inline constexpr int COPY_ATTEMPTS = 2;
+
 /// Copies files one after the other, with one pair of buffers. The share outlives the copier.
 class FileCopier {
 public:
     FileCopier(Share& share, CopyWatcher watcher);
 
-    /// Copies a file up to the size that it has now. Nothing has the target's name before the copy
-    /// is whole, and checked if the job says so. What stands at the target already and equals the
-    /// source is kept and nothing is sent. A description is written last.
+    /// Copies a file up to the size that it had when it was opened. Nothing has the target's name
+    /// before the copy is whole, and checked if the job says so. What stands at the target already
+    /// and equals the source is kept and nothing is sent. A description is written last.
+    /// @return SHA-256 of the copy; "" when neither a check nor a description asks for it
     /// @throws CopyFailure; what has been sent stays in the temporary file, for the next attempt
-    CopyResult copy(const CopyJob& job);
+    std::string copy(const CopyJob& job, const SourceFile& source);
 
 private:
     void make_folder(const std::string& folder);

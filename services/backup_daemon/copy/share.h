@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace services {
@@ -30,8 +31,10 @@ public:
     virtual ~Share() = default;
     /// Makes the connection. Once, before anything else.
     virtual void connect() = 0;
-    /// The files (no folders) of a folder with their sizes; none when there is no such folder.
-    virtual std::map<std::string, long long> list(const std::string& folder) = 0;
+    /// Those of the wanted files (no folders) that a folder has, with their sizes, which are never
+    /// negative; none when there is no such folder.
+    virtual std::map<std::string, long long> list(const std::string& folder,
+                                                  const std::set<std::string>& wanted) = 0;
     /// Size of a file; nothing when there is none.
     virtual std::optional<long long> size(const std::string& path) = 0;
     /// Makes a folder and those above it; it may exist.

@@ -7,8 +7,11 @@ extern "C" {
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "platform/standalone/store/text_buffer.h"
@@ -35,6 +38,12 @@ void give_login(SMBCCTX* context, const char*, const char*, char* domain, int do
     if (parts.domain) fill(domain, domain_size, *parts.domain);
     fill(user, user_size, parts.name);
     fill(password, password_size, login.password);
+}
+
+/// What no file can have counts as the largest that one can.
+long long size_of(const libsmb_file_info& entry) {
+    constexpr std::uint64_t LARGEST = std::numeric_limits<long long>::max();
+    return static_cast<long long>(std::min<std::uint64_t>(entry.size, LARGEST));
 }
 
 struct FreeContext {
@@ -133,15 +142,18 @@ void SmbShare::connect() {
     throw connection_failure(login_, errno);
 }
 
-std::map<std::string, long long> SmbShare::list(const std::string& folder) {
+/// The library has the whole listing in memory by then, however long the server makes it: what ends
+/// that is the process's limit of memory.
+std::map<std::string, long long> SmbShare::list(const std::string& folder,
+                                                const std::set<std::string>& wanted) {
     SMBCCTX* context = context_->handle.get();
     std::map<std::string, long long> files;
     SMBCFILE* handle = smbc_getFunctionOpendir(context)(context, url(folder).c_str());
     if (!handle && errno == ENOENT) return files;
     if (!handle) fail(folder);
     while (const libsmb_file_info* entry = smbc_getFunctionReaddirPlus(context)(context, handle))
-        if ((entry->attrs & SMBC_DOS_MODE_DIRECTORY) == 0)
-            files.emplace(entry->name, static_cast<long long>(entry->size));
+        if ((entry->attrs & SMBC_DOS_MODE_DIRECTORY) == 0 && wanted.contains(entry->name))
+            files.emplace(entry->name, size_of(*entry));
     if (smbc_getFunctionClosedir(context)(context, handle) != 0) fail(folder);
     return files;
 }

@@ -20,7 +20,8 @@ public:
     ~SmbShare() override;
 
     void connect() override;
-    std::map<std::string, long long> list(const std::string& folder) override;
+    std::map<std::string, long long> list(const std::string& folder,
+                                          const std::set<std::string>& wanted) override;
     std::optional<long long> size(const std::string& path) override;
     void make_folders(const std::string& path) override;
     std::unique_ptr<ShareFile> open(const std::string& path, Open mode) override;

@@ -23,13 +23,13 @@ bool reads_back(ShareFile& file, CopyState& state) {
     char* const theirs = state.buffers.theirs.data();
     Sha256 arrived;
     long long size = 0;
-    for (std::size_t got = CHUNK; got == CHUNK;) {
+    for (std::size_t got = CHUNK; got == CHUNK && size <= state.source.size();) {
         got = file.read(size, theirs, CHUNK);
         arrived.add(theirs, got);
         size += static_cast<long long>(got);
         state.watcher.alive();
     }
-    return arrived.hex() == state.hash.hex();
+    return size == state.source.size() && arrived.hex() == state.hash.hex();
 }
 
 }  // namespace services

@@ -16,7 +16,8 @@ inline constexpr long long CHECKPOINT_BYTES = 8LL * 1024 * 1024;
 void write_from(ShareFile& file, long long offset, CopyState& state);
 
 /// Whether the share gives back what has the hash that the source had when it was read. Reads to
-/// the file's end, wherever that is, and tells the watcher of each chunk that it is alive.
+/// the file's end, but not on when there is more than the source has: a file on a strange server
+/// need not have an end. Tells the watcher of each chunk that it is alive.
 /// @param state its hash is the whole source's
 /// @throws CopyFailure
 bool reads_back(ShareFile& file, CopyState& state);

@@ -21,16 +21,26 @@ std::pair<standalone::FileHandle, standalone::FileHandle> connected_sockets();
 bool send_packet(int socket, const std::string& packet);
 
 /// Sends a packet without waiting.
+/// @param file an open file of which the other end gets a descriptor of its own; -1: none
 /// @return false also when there is no room for it
-bool send_packet_at_once(int socket, const std::string& packet);
+bool send_packet_at_once(int socket, const std::string& packet, int file = -1);
 
 /// Takes the next packet; waits for one. Nothing when the other end is gone.
 std::optional<std::string> wait_for_packet(int socket);
 
-/// What was found without waiting.
+/// A packet with the file that came along, if one did.
+struct Delivery {
+    std::string packet;
+    standalone::FileHandle file;
+};
+
+/// Takes the next packet as wait_for_packet() does, which leaves files behind.
+std::optional<Delivery> wait_for_delivery(int socket);
+
+/// What was found without waiting. Files that come along are left behind.
 struct Received {
     std::optional<std::string> packet;
-    bool ended = false;  ///< there is none, and none will come any more
+    bool ended = false;  ///< there is none, and none will come any more that can be understood
 };
 
 Received look_for_packet(int socket);

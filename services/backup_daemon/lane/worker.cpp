@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "services/backup_daemon/copy/smb_share.h"
+#include "services/backup_daemon/lane/fence.h"
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/backup_daemon/lane/worker_body.h"
 
@@ -37,9 +38,11 @@ void become_worker(int socket, pid_t daemon) {
     close_range(WORKERS_SOCKET + 1, ~0U, 0);
 }
 
-/// The new process's life. Nothing may get out of here and run as a second daemon.
+/// The new process's life. Nothing may get out of here and run as a second daemon, and a process
+/// that cannot be fenced in does not live.
 [[noreturn]] void live(int socket, pid_t daemon, const Worker::Work& work) noexcept {
     become_worker(socket, daemon);
+    fence_in();
     work(WORKERS_SOCKET);
     _exit(0);
 }
@@ -70,11 +73,11 @@ void Worker::reap() {
     std::erase_if(killed(), [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; });
 }
 
-void Worker::send(const Order& order) {
-    if (!send_packet_at_once(socket_.get(), pack(order))) ended_ = true;
+void Worker::send(const WorkerOrder& order, int file) {
+    if (!send_packet_at_once(socket_.get(), pack(order), file)) ended_ = true;
 }
 
-std::optional<Report> Worker::receive() {
+std::optional<WorkerReport> Worker::receive() {
     const Received received = look_for_packet(socket_.get());
     if (received.ended) ended_ = true;
     if (!received.packet) return {};

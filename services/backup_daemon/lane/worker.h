@@ -24,8 +24,9 @@ public:
     /// @throws std::runtime_error when there is no process to be had
     explicit Worker(const SmbLogin& login);
 
-    /// Starts a process that does this work. It has none of the daemon's descriptors but the socket
-    /// and the standard ones, is killed when the daemon ends, and hears no SIGTERM or SIGINT.
+    /// Starts a process that does this work, fenced in (lane/fence.h). It has none of the daemon's
+    /// descriptors but the socket and the standard ones, is killed when the daemon ends, and hears
+    /// no SIGTERM or SIGINT.
     /// @throws std::runtime_error when there is no process to be had
     explicit Worker(const Work& work);
     ~Worker();
@@ -39,11 +40,12 @@ public:
     static void reap();
 
     /// Gives an order to a process that waits for one. What cannot be sent shows as ended().
-    void send(const Order& order);
+    /// @param file an open file that the process gets a descriptor of its own of; -1: none
+    void send(const WorkerOrder& order, int file = -1);
 
     /// The next report; nothing when there is none yet, or none will come any more. A process that
     /// says what cannot be understood has ended for all that matters.
-    std::optional<Report> receive();
+    std::optional<WorkerReport> receive();
 
     /// Whether the process has ended; known once receive() has given nothing.
     bool ended() const { return ended_; }

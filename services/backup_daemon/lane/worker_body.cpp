@@ -2,10 +2,9 @@
 #include "services/backup_daemon/lane/worker_body.h"
 
 #include <chrono>
-#include <map>
 #include <optional>
+#include <utility>
 
-#include "platform/standalone/store/recording_folder.h"
 #include "services/backup_daemon/copy/file_copier.h"
 #include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/lane/packet_socket.h"
@@ -36,8 +35,9 @@ public:
 
     void run() {
         if (attempt([this] { connect(); })) return;
-        while (const auto packet = wait_for_packet(socket_)) {
-            const Order order = unpack_order(*packet);
+        while (auto delivery = wait_for_delivery(socket_)) {
+            const WorkerOrder order = unpack_order(delivery->packet);
+            file_ = std::move(delivery->file);
             const auto failure =
                 attempt([&] { std::visit([this](const auto& which) { obey(which); }, order); });
             if (failure && ends_connection(*failure)) return;
@@ -57,7 +57,7 @@ private:
         }
     }
 
-    void report(const Report& what) {
+    void report(const WorkerReport& what) {
         if (!send_packet(socket_, pack(what))) throw DaemonGone();
         reported_ = Clock::now();
     }
@@ -72,36 +72,21 @@ private:
         report(Ready());
     }
 
-    void obey(const ListDays& order) {
-        report(Days{standalone::recording_days(order.recordings, order.first, order.last)});
-    }
-
-    void obey(const ListDay& order) {
-        std::map<std::string, long long> normal;
-        std::map<std::string, long long> alarm;
-        if (order.ask_share && order.normal) normal = share_.list(order.remote);
-        if (order.ask_share && order.alarm) alarm = share_.list(join_path(order.remote, "alarm"));
-        Entries part;
-        for (const auto& file : standalone::recordings_of_day(order.recordings, order.day)) {
-            if (file.alarm ? !order.alarm : !order.normal) continue;
-            const auto& there = file.alarm ? alarm : normal;
-            const auto found = there.find(safe_name(file.name));
-            part.entries.push_back({.name = file.name,
-                                    .alarm = file.alarm,
-                                    .size = file.size,
-                                    .modified_ns = file.modified_ns,
-                                    .remote_size = found == there.end() ? -1 : found->second});
-            if (part.entries.size() < ENTRIES_OF_A_REPORT) continue;
-            report(part);
-            part.entries.clear();
+    void obey(const AskSizes& order) {
+        const auto there = share_.list(order.folder, {order.names.begin(), order.names.end()});
+        Sizes answer;
+        for (const std::string& name : order.names) {
+            const auto found = there.find(name);
+            answer.sizes.push_back(found == there.end() ? -1 : found->second);
         }
-        report(part);
-        report(Done());
+        report(answer);
     }
 
-    void obey(const CopyJob& order) {
+    void obey(const SendFile& order) {
         offset_ = 0;
-        report(Copied{copier_.copy(order)});
+        const SourceFile source(std::move(file_), join_path(order.job.recordings, order.job.source),
+                                order.size);
+        report(Whole{copier_.copy(order.job, source)});
     }
 
     void obey(const RemoveFiles& order) {
@@ -116,6 +101,7 @@ private:
     int socket_;
     Share& share_;
     FileCopier copier_;
+    standalone::FileHandle file_;  ///< that came along with the order
     long long offset_ = 0;
     Clock::time_point reported_;
 };

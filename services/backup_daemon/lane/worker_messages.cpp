@@ -21,22 +21,13 @@ void carry_texts(auto& packet, Of<std::vector<std::string>> auto& texts) {
     for (auto& text : texts) packet.carry(text);
 }
 
-void carry(auto& packet, Of<ListDays> auto& order) {
-    packet.carry(order.recordings);
-    packet.carry(order.first);
-    packet.carry(order.last);
-}
-
-void carry(auto& packet, Of<ListDay> auto& order) {
-    packet.carry(order.recordings);
-    packet.carry(order.day);
-    packet.carry(order.normal);
-    packet.carry(order.alarm);
-    packet.carry(order.remote);
-    packet.carry(order.ask_share);
+void carry(auto& packet, Of<AskSizes> auto& order) {
+    packet.carry(order.folder);
+    carry_texts(packet, order.names);
 }
 
 void carry(auto& packet, Of<CopyJob> auto& job) {
+    packet.carry(job.recordings);
     packet.carry(job.source);
     packet.carry(job.target);
     packet.carry(job.temporary);
@@ -51,6 +42,11 @@ void carry(auto& packet, Of<CopyJob> auto& job) {
     packet.carry(job.side_file->start);
 }
 
+void carry(auto& packet, Of<SendFile> auto& order) {
+    carry(packet, order.job);
+    packet.carry(order.size);
+}
+
 void carry(auto& packet, Of<RemoveFiles> auto& order) {
     carry_texts(packet, order.files);
     carry_texts(packet, order.folders);
@@ -58,19 +54,9 @@ void carry(auto& packet, Of<RemoveFiles> auto& order) {
 
 void carry(auto&, Of<Ready> auto&) {}
 
-void carry(auto& packet, Of<Days> auto& report) {
-    carry_texts(packet, report.names);
-}
-
-void carry(auto& packet, Of<Entries> auto& report) {
-    packet.carry_size(report.entries);
-    for (auto& entry : report.entries) {
-        packet.carry(entry.name);
-        packet.carry(entry.alarm);
-        packet.carry(entry.size);
-        packet.carry(entry.modified_ns);
-        packet.carry(entry.remote_size);
-    }
+void carry(auto& packet, Of<Sizes> auto& report) {
+    packet.carry_size(report.sizes);
+    for (auto& size : report.sizes) packet.carry(size);
 }
 
 void carry(auto& packet, Of<At> auto& report) {
@@ -82,10 +68,8 @@ void carry(auto& packet, Of<Noted> auto& report) {
     packet.carry(report.sha256);
 }
 
-void carry(auto& packet, Of<Copied> auto& report) {
-    packet.carry(report.result.size);
-    packet.carry(report.result.modified_ns);
-    packet.carry(report.result.sha256);
+void carry(auto& packet, Of<Whole> auto& report) {
+    packet.carry(report.sha256);
 }
 
 void carry(auto&, Of<Done> auto&) {}
@@ -127,20 +111,20 @@ Message unpack_message(const std::string& bytes) {
 
 }  // namespace
 
-std::string pack(const Order& order) {
+std::string pack(const WorkerOrder& order) {
     return pack_message(order);
 }
 
-Order unpack_order(const std::string& packet) {
-    return unpack_message<Order>(packet);
+WorkerOrder unpack_order(const std::string& packet) {
+    return unpack_message<WorkerOrder>(packet);
 }
 
-std::string pack(const Report& report) {
+std::string pack(const WorkerReport& report) {
     return pack_message(report);
 }
 
-Report unpack_report(const std::string& packet) {
-    return unpack_message<Report>(packet);
+WorkerReport unpack_report(const std::string& packet) {
+    return unpack_message<WorkerReport>(packet);
 }
 
 }  // namespace services

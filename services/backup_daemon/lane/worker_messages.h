@@ -10,21 +10,16 @@
 
 namespace services {
 
-/// Order: name the days that a channel has recordings of.
-struct ListDays {
-    std::string recordings;  ///< the channel's folder
-    std::string first;       ///< first day
-    std::string last;        ///< last day
+/// Order: tell the sizes that files of a folder on the share have.
+struct AskSizes {
+    std::string folder;
+    std::vector<std::string> names;
 };
 
-/// Order: name the recordings of a day, and what the share has of them.
-struct ListDay {
-    std::string recordings;
-    std::string day;
-    bool normal = true;
-    bool alarm = true;
-    std::string remote;      ///< the day's folder on the share
-    bool ask_share = false;  ///< otherwise nobody looks at the share
+/// Order: copy the open file that comes along with the order.
+struct SendFile {
+    CopyJob job;
+    long long size = 0;  ///< bytes of the file to copy; what it has grown by since is left out
 };
 
 /// Order: delete files, then those of the folders that are empty.
@@ -33,28 +28,14 @@ struct RemoveFiles {
     std::vector<std::string> folders;
 };
 
-using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles>;
+using WorkerOrder = std::variant<AskSizes, SendFile, RemoveFiles>;
 
 /// Report: connected, waiting for orders.
 struct Ready {};
 
-/// Report: the days that were asked for, oldest first.
-struct Days {
-    std::vector<std::string> names;
-};
-
-/// A recording of a day.
-struct DayEntry {
-    std::string name;
-    bool alarm = false;
-    long long size = 0;
-    long long modified_ns = 0;
-    long long remote_size = -1;  ///< -1: not there, or nobody looked
-};
-
-/// Report: a part of a day's recordings; Done follows behind the last part.
-struct Entries {
-    std::vector<DayEntry> entries;
+/// Report: the sizes of the files that were asked for, in the order of their names.
+struct Sizes {
+    std::vector<long long> sizes;  ///< -1: there is none
 };
 
 /// Report: so many bytes of the file are on the share.
@@ -69,8 +50,8 @@ struct Noted {
 };
 
 /// Report: the file is whole on the share, and has its name.
-struct Copied {
-    CopyResult result;
+struct Whole {
+    std::string sha256;  ///< "" when nothing asked for it
 };
 
 /// Report: the order is carried out, and this is the last of it.
@@ -82,17 +63,14 @@ struct Failed {
     std::string text;
 };
 
-using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Done, Failed>;
+using WorkerReport = std::variant<Ready, Sizes, At, Noted, Whole, Done, Failed>;
 
-/// Most entries of one report: a packet has its limits.
-inline constexpr std::size_t ENTRIES_OF_A_REPORT = 200;
-
-std::string pack(const Order& order);
-std::string pack(const Report& report);
+std::string pack(const WorkerOrder& order);
+std::string pack(const WorkerReport& report);
 
 /// Reads what pack() has written.
 /// @throws std::runtime_error when it is anything else: cut off, too long, of an unknown kind
-Order unpack_order(const std::string& packet);
-Report unpack_report(const std::string& packet);
+WorkerOrder unpack_order(const std::string& packet);
+WorkerReport unpack_report(const std::string& packet);
 
 }  // namespace services

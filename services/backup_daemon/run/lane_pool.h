@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "services/backup_daemon/lane/worker_messages.h"
+#include "services/backup_daemon/run/lane_messages.h"
 
 namespace services {
 

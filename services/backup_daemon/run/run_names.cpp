@@ -13,7 +13,7 @@ const char* kind_folder(const DayEntry& entry) {
 }  // namespace
 
 std::string source_path(const ChannelDay& where, const DayEntry& entry) {
-    return where.channel->recordings + "/" + where.day + kind_folder(entry) + entry.name;
+    return where.day + kind_folder(entry) + entry.name;
 }
 
 std::string ShareNames::day_folder(const ChannelDay& where) {

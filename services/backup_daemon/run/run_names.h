@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "services/backup_daemon/lane/worker_messages.h"
+#include "services/backup_daemon/run/lane_messages.h"
 #include "services/backup_daemon/run/selection.h"
 
 namespace services {
@@ -14,7 +14,7 @@ struct ChannelDay {
     std::string day;                           ///< "2024-03-01"
 };
 
-/// A recording's file on this machine.
+/// A recording's file, below its channel's folder.
 std::string source_path(const ChannelDay& where, const DayEntry& entry);
 
 /// Names on the share. A path is below the destination's folder, as the copies' memory keeps it;

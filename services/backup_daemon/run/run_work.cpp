@@ -40,6 +40,7 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
     CopyFile work;
     work.path = ShareNames::copy_path(where, entry);
     work.count.planned = entry.size;
+    work.job.recordings = where.channel->recordings;
     work.job.source = source_path(where, entry);
     work.job.target = names.on_share(work.path);
     work.job.temporary = names.on_share(names.temporary_path(work.path));

@@ -6,12 +6,14 @@
 #include <memory>
 
 #include "services/backup_daemon/lane/worker.h"
+#include "services/backup_daemon/run/errand.h"
 #include "services/backup_daemon/run/lane_pool.h"
 #include "services/event_watch.h"
 
 namespace services {
 
-/// Destroying the pool kills its processes.
+/// Destroying the pool kills its processes. Recordings are listed and opened here, from the loop: a
+/// process gets open files. One that says what does not fit its order is lost.
 class WorkerLanes : public LanePool {
 public:
     /// Lanes to an SMB share.
@@ -31,9 +33,14 @@ private:
     struct Lane {
         std::unique_ptr<Worker> worker;
         std::unique_ptr<EventWatch> watch;
+        std::unique_ptr<Errand> errand;  ///< null when it has none
+        std::unique_ptr<EventWatch> beginning = {};
     };
 
+    void begin(LaneId lane);
     void hear(LaneId lane);
+    void go_on(LaneId lane, Step step);
+    void lose(LaneId lane, const std::string& why);
 
     event_base* loop_;
     std::function<std::unique_ptr<Worker>()> start_;

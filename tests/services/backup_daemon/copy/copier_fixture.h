@@ -13,7 +13,8 @@
 class CopierFixture : public CopyFixture {
 protected:
     /// Copies over a new connection, as a new process does. Keeps checkpoints as the daemon does.
-    services::CopyResult copy() {
+    /// @return the hash
+    std::string copy() {
         MemoryShare connection(server);
         services::FileCopier copier(connection,
                                     {.at = watcher.at,
@@ -24,7 +25,7 @@ protected:
                                              job.prefix_sha256 = sha256;
                                          },
                                      .alive = watcher.alive});
-        return copier.copy(job);
+        return copier.copy(job, opened());
     }
 
     services::FailureKind failure() {

@@ -15,6 +15,7 @@
 #include "services/backup_daemon/copy/copy_job.h"
 #include "services/backup_daemon/copy/copy_state.h"
 #include "services/backup_daemon/copy/sha256.h"
+#include "services/backup_daemon/run/open_recording.h"
 #include "tests/services/backup_daemon/copy/memory_share.h"
 #include "tests/support/temporary_state.h"
 
@@ -61,18 +62,25 @@ services::FailureKind failure_of(Action action) {
 class CopyFixture : public testing::Test {
 protected:
     CopyFixture() {
-        job.source = folder.path() + "/source";
+        job.recordings = folder.path();
+        job.source = "source";
         job.target = "a/b/file.mp4";
         job.temporary = "a/b/.file.mp4.1.part";
     }
 
     void write_source(const std::string& content) {
-        std::ofstream(job.source, std::ios::binary) << content;
+        std::ofstream(source_path, std::ios::binary) << content;
+    }
+
+    /// The source as the daemon opens it for a copying process.
+    services::SourceFile opened() const {
+        auto recording = services::open_recording(job.recordings, job.source);
+        return {std::move(recording.file), source_path, recording.size};
     }
 
     /// A state for one step alone. The source has been written.
     services::CopyState new_state(bool hashed = true) {
-        source.emplace(job.source);
+        source.emplace(opened());
         return {.source = *source,
                 .buffers = buffers,
                 .watcher = watcher,
@@ -86,6 +94,7 @@ protected:
     }
 
     TemporaryFolder folder;
+    const std::string source_path = folder.path() + "/source";
     MemoryServer server;
     MemoryShare share{server};
     services::CopyJob job;

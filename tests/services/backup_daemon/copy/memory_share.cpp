@@ -124,13 +124,14 @@ void MemoryShare::connect() {
     Call(server_, "connect").done();
 }
 
-std::map<std::string, long long> MemoryShare::list(const std::string& folder) {
+std::map<std::string, long long> MemoryShare::list(const std::string& folder,
+                                                   const std::set<std::string>& wanted) {
     const Call call(server_, "list " + folder);
     std::map<std::string, long long> found;
-    for (const auto& [path, content] : server_.files)
-        if (services::folder_of(path) == folder)
-            found[path.substr(folder.empty() ? 0 : folder.size() + 1)] =
-                static_cast<long long>(content.size());
+    for (const std::string& name : wanted) {
+        const auto file = server_.files.find(services::join_path(folder, name));
+        if (file != server_.files.end()) found[name] = static_cast<long long>(file->second.size());
+    }
     call.done();
     return found;
 }

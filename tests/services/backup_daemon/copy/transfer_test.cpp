@@ -138,4 +138,17 @@ TEST_F(TransferTest, CheckReadsToTheEndAndTellsThatItIsAlive) {
     EXPECT_EQ(server.calls_of("read").size(), 2U) << "only a short read is the end";
 }
 
+TEST_F(TransferTest, CheckOfAFileWithoutAnEndIsOver) {
+    server.spoil_read = [this](const std::string&, std::string& bytes) {
+        if (server.calls_of("read").size() > 100) throw std::runtime_error("it goes on for ever");
+        bytes.resize(static_cast<std::size_t>(CHUNK_SIZE), 'x');
+    };
+    EXPECT_FALSE(is_right("", ""));
+    EXPECT_EQ(server.calls_of("read").size(), 1U);
+    EXPECT_FALSE(is_right(content_of(CHUNK_SIZE - 1), content_of(CHUNK_SIZE - 1)));
+    EXPECT_EQ(server.calls_of("read").size(), 1U);
+    EXPECT_FALSE(is_right(content_of(2 * CHUNK_SIZE), content_of(2 * CHUNK_SIZE)));
+    EXPECT_EQ(server.calls_of("read").size(), 3U);
+}
+
 }  // namespace

@@ -24,7 +24,7 @@ TEST_F(WorkerBodyTest, ConnectsOnceAndEndsWithTheDaemon) {
 }
 
 TEST_F(WorkerBodyTest, ConnectionThatCannotBeMadeIsToldAndEndsTheWork) {
-    const CopyJob order;
+    const SendFile order;
     for (int number = 0; number <= static_cast<int>(LAST_FAILURE_KIND); ++number) {
         const auto kind = static_cast<FailureKind>(number);
         server = {};
@@ -41,17 +41,14 @@ TEST_F(WorkerBodyTest, ShareThatCannotBeMadeIsTold) {
 
 TEST_F(WorkerBodyTest, CopiesAFileAndReportsCheckpointsAndResult) {
     write_source(content_of(9 * MIB));
-    const Reports reports = work({job});
-    ASSERT_EQ(names_of(reports), (Texts{"ready", "noted", "copied"}));
-    const auto noted = std::find_if(reports.begin(), reports.end(), [](const Report& report) {
+    const Reports reports = work({send_file()});
+    ASSERT_EQ(names_of(reports), (Texts{"ready", "noted", "whole"}));
+    const auto noted = std::find_if(reports.begin(), reports.end(), [](const WorkerReport& report) {
         return std::holds_alternative<Noted>(report);
     });
     EXPECT_EQ(std::get<Noted>(*noted).offset, 8 * MIB);
     EXPECT_EQ(std::get<Noted>(*noted).sha256, hash_of(content_of(8 * MIB)));
-    const CopyResult& result = std::get<Copied>(reports.back()).result;
-    EXPECT_EQ(result.size, 9 * MIB);
-    EXPECT_EQ(result.sha256, hash_of(content_of(9 * MIB)));
-    EXPECT_EQ(result.modified_ns, SourceFile(job.source).modified_ns());
+    EXPECT_EQ(std::get<Whole>(reports.back()).sha256, hash_of(content_of(9 * MIB)));
     EXPECT_TRUE(server.files.at(job.target) == content_of(9 * MIB));
 }
 
@@ -64,7 +61,7 @@ void slow_down(MemoryServer& server, const std::string& kind) {
 
 std::multiset<long long> offsets_of(const Reports& reports) {
     std::multiset<long long> offsets;
-    for (const Report& report : reports)
+    for (const WorkerReport& report : reports)
         if (const auto* at = std::get_if<At>(&report)) offsets.insert(at->offset);
     return offsets;
 }
@@ -72,7 +69,7 @@ std::multiset<long long> offsets_of(const Reports& reports) {
 TEST_F(WorkerBodyTest, SlowCopyTellsHowFarItIs) {
     write_source(content_of(3 * MIB));
     slow_down(server, "write");
-    const auto offsets = offsets_of(work({job}));
+    const auto offsets = offsets_of(work({send_file()}));
     for (const long long offset : {MIB, 2 * MIB, 3 * MIB}) EXPECT_TRUE(offsets.contains(offset));
 }
 
@@ -80,7 +77,7 @@ TEST_F(WorkerBodyTest, FastCopyDoesNotTellOfEveryChunk) {
     using Clock = std::chrono::steady_clock;
     write_source(content_of(20 * MIB));
     const auto begin = Clock::now();
-    const auto offsets = offsets_of(work({job}));
+    const auto offsets = offsets_of(work({send_file()}));
     const auto pauses = (Clock::now() - begin) / std::chrono::milliseconds(250);
     EXPECT_LE(static_cast<long long>(offsets.size()), pauses);
 }
@@ -89,7 +86,7 @@ TEST_F(WorkerBodyTest, SlowComparisonTellsThatItIsAliveAndThatNothingIsSent) {
     write_source(content_of(3 * MIB));
     server.put(job.target, content_of(3 * MIB));
     slow_down(server, "read");
-    const auto offsets = offsets_of(work({job}));
+    const auto offsets = offsets_of(work({send_file()}));
     EXPECT_GE(offsets.size(), 3U);
     EXPECT_EQ(offsets.count(0), offsets.size());
 }
@@ -97,19 +94,19 @@ TEST_F(WorkerBodyTest, SlowComparisonTellsThatItIsAliveAndThatNothingIsSent) {
 TEST_F(WorkerBodyTest, SlowCheckTellsThatItIsAliveAndThatAllIsSent) {
     write_source(content_of(2 * MIB + 5));
     slow_down(server, "read");
-    EXPECT_GE(offsets_of(work({job})).count(2 * MIB + 5), 3U);
+    EXPECT_GE(offsets_of(work({send_file()})).count(2 * MIB + 5), 3U);
 }
 
 TEST_F(WorkerBodyTest, OffsetIsThatOfTheFileInHand) {
     write_source(content_of(3 * MIB));
-    CopyJob second = job;
-    second.target = "a/b/equal";
-    server.put(second.target, content_of(3 * MIB));
+    SendFile second = send_file();
+    second.job.target = "a/b/equal";
+    server.put(second.job.target, content_of(3 * MIB));
     slow_down(server, "read a/b/equal");
-    const Reports reports = work({job, second});
-    const auto first_copied = std::find_if(reports.begin(), reports.end(), [](const Report& one) {
-        return std::holds_alternative<Copied>(one);
-    });
+    const Reports reports = work({send_file(), second});
+    const auto first_copied =
+        std::find_if(reports.begin(), reports.end(),
+                     [](const WorkerReport& one) { return std::holds_alternative<Whole>(one); });
     const auto offsets = offsets_of(Reports(first_copied, reports.end()));
     EXPECT_GE(offsets.size(), 3U);
     EXPECT_EQ(offsets.count(0), offsets.size());
@@ -147,24 +144,71 @@ TEST_F(WorkerBodyTest, FailureOfTheShareIsToldAndOnlySomeEndTheWork) {
 }
 
 TEST_F(WorkerBodyTest, FailureOfOneFileIsToldWithItsKindAndTheNextIsCopied) {
-    CopyJob missing = job;
-    missing.source += "/is/not/here";
-    CopyJob linked = job;
-    linked.source += "-link";
-    std::filesystem::create_symlink(job.source, linked.source);
-    CopyJob occupied = job;
-    occupied.target = "a/foreign";
-    server.put("a/foreign", "somebody else's");
     write_source("content");
-    const Reports reports = work({missing, linked, occupied, job});
-    EXPECT_EQ(names_of(reports),
-              (Texts{"ready", failed(FailureKind::gone), failed(FailureKind::source),
-                     failed(FailureKind::occupied), "copied"}));
+    SendFile shorter = send_file();
+    shorter.size += 1;
+    SendFile occupied = send_file();
+    occupied.job.target = "a/foreign";
+    server.put("a/foreign", "somebody else's");
+    const Reports reports = work({shorter, occupied, send_file()});
+    EXPECT_EQ(names_of(reports), (Texts{"ready", failed(FailureKind::source),
+                                        failed(FailureKind::occupied), "whole"}));
+    EXPECT_EQ(std::get<Failed>(reports[1]).text, source_path + " has become shorter");
+}
+
+TEST_F(WorkerBodyTest, CopyIsAsLongAsTheSourceWasWhenItWasOpened) {
+    write_source("content and more");
+    SendFile order = send_file();
+    order.size = 7;
+    EXPECT_EQ(std::get<Whole>(work({order}).back()).sha256, hash_of("content"));
+    EXPECT_EQ(server.files.at(job.target), "content");
+}
+
+TEST_F(WorkerBodyTest, OrderToCopyWithoutAFileIsToldAsTheSourcesFailure) {
+    write_source("content");
+    EXPECT_EQ(names_of(work_on({pack(WorkerOrder(send_file()))})),
+              (Texts{"ready", failed(FailureKind::source)}));
+    EXPECT_TRUE(server.files.at(job.temporary).empty());
+}
+
+TEST_F(WorkerBodyTest, FileOfOneOrderIsNotKeptForTheNext) {
+    write_source("content");
+    SendFile second = send_file();
+    second.job.target = "a/b/second";
+    const auto [daemon, process] = connected_sockets();
+    const standalone::FileHandle file(open(source_path.c_str(), O_RDONLY | O_CLOEXEC));
+    send_packet_at_once(daemon.get(), pack(WorkerOrder(send_file())), file.get());
+    send_packet_at_once(daemon.get(), pack(WorkerOrder(second)));
+    shutdown(daemon.get(), SHUT_WR);
+    run_worker(process.get(), make_share);
+    EXPECT_TRUE(server.files.contains(job.target));
+    EXPECT_FALSE(server.files.contains("a/b/second"));
+}
+
+TEST_F(WorkerBodyTest, TellsTheSizesOfTheFilesThatItIsAskedFor) {
+    server.put("a/b/one", "1");
+    server.put("a/b/three", "333");
+    server.put("a/b/foreign", "not asked for");
+    const Reports reports = work({AskSizes{"a/b", {"three", "two", "one"}}});
+    ASSERT_EQ(names_of(reports), (Texts{"ready", "sizes"}));
+    EXPECT_EQ(std::get<Sizes>(reports[1]).sizes, (std::vector<long long>{3, -1, 1}));
+    EXPECT_EQ(server.calls, (Texts{"connect", "list a/b"}));
+}
+
+TEST_F(WorkerBodyTest, TellsTheSizesOfAsManyFilesAsAnOrderCanName) {
+    AskSizes order{"a", {}};
+    for (std::size_t bytes = 0; bytes + 16 < LARGEST_PACKET; bytes += 8 + order.names.back().size())
+        order.names.push_back(std::to_string(order.names.size()));
+    order.names.resize(order.names.size() - 3);
+    server.put("a/7", "7777");
+    const auto sizes = std::get<Sizes>(work({order}).back()).sizes;
+    ASSERT_EQ(sizes.size(), order.names.size());
+    EXPECT_EQ(sizes[7], 4);
 }
 
 TEST_F(WorkerBodyTest, OrderThatCannotBeReadIsToldAndEndsTheWork) {
     server.put("a", "");
-    const std::string order = pack(Order(RemoveFiles{{"a"}, {}}));
+    const std::string order = pack(WorkerOrder(RemoveFiles{{"a"}, {}}));
     for (const std::string& garbage :
          {std::string("garbage"), order.substr(0, order.size() - 1), order + '\0'}) {
         EXPECT_EQ(names_of(work_on({garbage, order})),
@@ -183,7 +227,7 @@ TEST_F(WorkerBodyTest, OrderOfAHundredLongNamesIsUnderstood) {
 
 TEST_F(WorkerBodyTest, WithoutTheDaemonNoWorkIsDone) {
     auto [daemon, process] = connected_sockets();
-    EXPECT_TRUE(send_packet(daemon.get(), pack(Order(RemoveFiles{{"a"}, {}}))));
+    EXPECT_TRUE(send_packet(daemon.get(), pack(WorkerOrder(RemoveFiles{{"a"}, {}}))));
     daemon.close();
     run_worker(process.get(), make_share);
     EXPECT_EQ(server.calls, Texts{"connect"}) << "Ready reached nobody";

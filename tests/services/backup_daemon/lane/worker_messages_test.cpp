@@ -6,11 +6,14 @@
 #include <random>
 #include <stdexcept>
 
+#include "services/backup_daemon/lane/packet_socket.h"
+
 using namespace services;
 
 namespace {
 
-const CopyJob JOB{.source = "/s/ü\n",
+const CopyJob JOB{.recordings = "/r",
+                  .source = "s/ü\n",
                   .target = "t",
                   .temporary = "p",
                   .recorded_size = 7,
@@ -19,64 +22,38 @@ const CopyJob JOB{.source = "/s/ü\n",
                   .check = false,
                   .side_file = SideFile{.channel = 3, .guid = "g", .start = -1}};
 
-const DayEntry ENTRY{
-    .name = "n", .alarm = true, .size = 5, .modified_ns = 6LL << 50, .remote_size = -1};
-
 std::vector<std::string> all_orders() {
-    const ListDay day{.recordings = "/r",
-                      .day = "2024-03-01",
-                      .normal = false,
-                      .alarm = true,
-                      .remote = "a/b",
-                      .ask_share = true};
-    return {pack(Order(ListDays{"/r", "2024-03-01", "2024-03-02"})), pack(Order(day)),
-            pack(Order(JOB)), pack(Order(RemoveFiles{{"a", "b"}, {"c"}}))};
+    return {pack(WorkerOrder(AskSizes{"a", {"b", "c"}})), pack(WorkerOrder(SendFile{JOB, 5})),
+            pack(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}}))};
 }
 
 std::vector<std::string> all_reports() {
-    return {pack(Report(Ready())),
-            pack(Report(Days{{"2024-03-01", "2024-03-02"}})),
-            pack(Report(Entries{{ENTRY, {}}})),
-            pack(Report(At{1LL << 40})),
-            pack(Report(Noted{1LL << 40, "ab"})),
-            pack(Report(Copied{{1LL << 40, 5, "ab"}})),
-            pack(Report(Done())),
-            pack(Report(Failed{FailureKind::full, "no room"}))};
+    return {pack(WorkerReport(Ready())),
+            pack(WorkerReport(Sizes{{1LL << 40, -1}})),
+            pack(WorkerReport(At{1LL << 40})),
+            pack(WorkerReport(Noted{1LL << 40, "ab"})),
+            pack(WorkerReport(Whole{"ab"})),
+            pack(WorkerReport(Done())),
+            pack(WorkerReport(Failed{FailureKind::full, "no room"}))};
 }
 
 template <typename Message>
 Message given_back(const Message& message) {
-    if constexpr (std::is_same_v<Message, Order>) return unpack_order(pack(message));
-    if constexpr (std::is_same_v<Message, Report>) return unpack_report(pack(message));
+    if constexpr (std::is_same_v<Message, WorkerOrder>) return unpack_order(pack(message));
+    if constexpr (std::is_same_v<Message, WorkerReport>) return unpack_report(pack(message));
 }
 
-TEST(WorkerMessages, OrderToListDaysArrivesWhole) {
-    const auto order = std::get<ListDays>(given_back(Order(ListDays{"/r", "first", "last"})));
-    EXPECT_EQ(order.recordings, "/r");
-    EXPECT_EQ(order.first, "first");
-    EXPECT_EQ(order.last, "last");
-}
-
-TEST(WorkerMessages, OrderToListADayArrivesWhole) {
-    for (const bool flag : {false, true}) {
-        const ListDay sent{.recordings = "/r",
-                           .day = "day",
-                           .normal = flag,
-                           .alarm = !flag,
-                           .remote = "a/b",
-                           .ask_share = flag};
-        const auto order = std::get<ListDay>(given_back(Order(sent)));
-        EXPECT_EQ(order.recordings, "/r");
-        EXPECT_EQ(order.day, "day");
-        EXPECT_EQ(order.normal, flag);
-        EXPECT_EQ(order.alarm, !flag);
-        EXPECT_EQ(order.remote, "a/b");
-        EXPECT_EQ(order.ask_share, flag);
-    }
+TEST(WorkerMessages, OrderToAskForSizesArrivesWhole) {
+    const auto order = std::get<AskSizes>(given_back(WorkerOrder(AskSizes{"a", {"b", "c"}})));
+    EXPECT_EQ(order.folder, "a");
+    EXPECT_EQ(order.names, (std::vector<std::string>{"b", "c"}));
 }
 
 TEST(WorkerMessages, OrderToCopyArrivesWhole) {
-    const auto copy = std::get<CopyJob>(given_back(Order(JOB)));
+    const auto order = std::get<SendFile>(given_back(WorkerOrder(SendFile{JOB, 1LL << 40})));
+    EXPECT_EQ(order.size, 1LL << 40);
+    const CopyJob& copy = order.job;
+    EXPECT_EQ(copy.recordings, "/r");
     EXPECT_EQ(copy.source, JOB.source);
     EXPECT_EQ(copy.target, "t");
     EXPECT_EQ(copy.temporary, "p");
@@ -88,55 +65,70 @@ TEST(WorkerMessages, OrderToCopyArrivesWhole) {
     EXPECT_EQ(copy.side_file->channel, 3);
     EXPECT_EQ(copy.side_file->guid, "g");
     EXPECT_EQ(copy.side_file->start, -1);
-    CopyJob plain = JOB;
-    plain.side_file.reset();
-    plain.check = true;
-    EXPECT_FALSE(std::get<CopyJob>(given_back(Order(plain))).side_file);
-    EXPECT_TRUE(std::get<CopyJob>(given_back(Order(plain))).check);
+    SendFile plain{JOB, 0};
+    plain.job.side_file.reset();
+    plain.job.check = true;
+    EXPECT_FALSE(std::get<SendFile>(given_back(WorkerOrder(plain))).job.side_file);
+    EXPECT_TRUE(std::get<SendFile>(given_back(WorkerOrder(plain))).job.check);
 }
 
 TEST(WorkerMessages, OrderToRemoveArrivesWhole) {
-    const auto order = std::get<RemoveFiles>(given_back(Order(RemoveFiles{{"a", "b"}, {"c"}})));
+    const auto order =
+        std::get<RemoveFiles>(given_back(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}})));
     EXPECT_EQ(order.files, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(order.folders, std::vector<std::string>{"c"});
 }
 
-TEST(WorkerMessages, ReportsOfADayArriveWhole) {
-    EXPECT_EQ(std::get<Days>(given_back(Report(Days{{"a", "b"}}))).names,
-              (std::vector<std::string>{"a", "b"}));
-    const auto entries = std::get<Entries>(given_back(Report(Entries{{ENTRY, {}}}))).entries;
-    ASSERT_EQ(entries.size(), 2U);
-    EXPECT_EQ(entries[0].name, "n");
-    EXPECT_TRUE(entries[0].alarm);
-    EXPECT_EQ(entries[0].size, 5);
-    EXPECT_EQ(entries[0].modified_ns, 6LL << 50);
-    EXPECT_EQ(entries[0].remote_size, -1);
-    EXPECT_TRUE(std::get<Entries>(given_back(Report(Entries()))).entries.empty());
-    EXPECT_TRUE(std::holds_alternative<Done>(given_back(Report(Done()))));
+TEST(WorkerMessages, ReportOfSizesArrivesWhole) {
+    const auto report = std::get<Sizes>(given_back(WorkerReport(Sizes{{5, -1, 1LL << 40}})));
+    EXPECT_EQ(report.sizes, (std::vector<long long>{5, -1, 1LL << 40}));
+    EXPECT_TRUE(std::get<Sizes>(given_back(WorkerReport(Sizes()))).sizes.empty());
 }
 
 TEST(WorkerMessages, ReportsOfACopyArriveWhole) {
-    EXPECT_TRUE(std::holds_alternative<Ready>(given_back(Report(Ready()))));
-    EXPECT_EQ(std::get<At>(given_back(Report(At{1LL << 40}))).offset, 1LL << 40);
-    const auto noted = std::get<Noted>(given_back(Report(Noted{5, "ab"})));
+    EXPECT_TRUE(std::holds_alternative<Ready>(given_back(WorkerReport(Ready()))));
+    EXPECT_EQ(std::get<At>(given_back(WorkerReport(At{1LL << 40}))).offset, 1LL << 40);
+    const auto noted = std::get<Noted>(given_back(WorkerReport(Noted{5, "ab"})));
     EXPECT_EQ(noted.offset, 5);
     EXPECT_EQ(noted.sha256, "ab");
-    const auto copied = std::get<Copied>(given_back(Report(Copied{{6, 7, "cd"}}))).result;
-    EXPECT_EQ(copied.size, 6);
-    EXPECT_EQ(copied.modified_ns, 7);
-    EXPECT_EQ(copied.sha256, "cd");
+    EXPECT_EQ(std::get<Whole>(given_back(WorkerReport(Whole{"cd"}))).sha256, "cd");
+    EXPECT_TRUE(std::holds_alternative<Done>(given_back(WorkerReport(Done()))));
+}
+
+/// A packet of numbers.
+std::string packet_of(const std::vector<long long>& numbers) {
+    return {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof numbers[0]};
+}
+
+TEST(WorkerMessages, CountsThatThePacketCannotFillAreRefused) {
+    constexpr long long SIZES = 1;  // number of the report
+    for (const long long claimed : {3LL, 1LL << 32, 1LL << 61, -1LL})
+        EXPECT_THROW(unpack_report(packet_of({SIZES, claimed, 7, 7})), std::runtime_error);
+    constexpr long long ASK_SIZES = 0;
+    for (const long long claimed : {3LL, 1LL << 32, 1LL << 61, -1LL})
+        EXPECT_THROW(unpack_order(packet_of({ASK_SIZES, 0, claimed, 0, 0})), std::runtime_error);
+}
+
+TEST(WorkerMessages, LargestReportTakesNoMoreMemoryThanItsPacket) {
+    std::vector<long long> numbers(LARGEST_PACKET / sizeof(long long), 7);
+    numbers[0] = 1;
+    numbers[1] = static_cast<long long>(numbers.size()) - 2;
+    const auto sizes = std::get<Sizes>(unpack_report(packet_of(numbers))).sizes;
+    EXPECT_LE(sizes.capacity() * sizeof sizes[0], LARGEST_PACKET);
+    ++numbers[1];
+    EXPECT_THROW(unpack_report(packet_of(numbers)), std::runtime_error);
 }
 
 TEST(WorkerMessages, EveryKindOfFailureArrivesAndOthersAreRefused) {
     const long long last = static_cast<long long>(LAST_FAILURE_KIND);
     for (long long number = 0; number <= last; ++number) {
         const auto kind = static_cast<FailureKind>(number);
-        const auto failed = std::get<Failed>(given_back(Report(Failed{kind, "why"})));
+        const auto failed = std::get<Failed>(given_back(WorkerReport(Failed{kind, "why"})));
         EXPECT_EQ(failed.kind, kind);
         EXPECT_EQ(failed.text, "why");
     }
     for (const long long number : {-1LL, last + 1, 1LL << 32}) {
-        std::string packet = pack(Report(Failed{FailureKind::full, "no room"}));
+        std::string packet = pack(WorkerReport(Failed{FailureKind::full, "no room"}));
         packet.replace(sizeof number, sizeof number, reinterpret_cast<const char*>(&number),
                        sizeof number);
         EXPECT_THROW(unpack_report(packet), std::runtime_error);
@@ -162,9 +154,9 @@ TEST(WorkerMessages, PacketWithMoreBehindItIsRefused) {
 }
 
 TEST(WorkerMessages, MessageOfNoKnownKindIsRefused) {
-    EXPECT_THROW(unpack_order(pack(Report(Done()))), std::runtime_error);
-    std::string packet = pack(Report(Ready()));
-    for (const long long number : {8LL, -1LL, 1LL << 32}) {
+    EXPECT_THROW(unpack_order(pack(WorkerReport(Done()))), std::runtime_error);
+    std::string packet = pack(WorkerReport(Ready()));
+    for (const long long number : {7LL, -1LL, 1LL << 32}) {
         packet.assign(reinterpret_cast<const char*>(&number), sizeof number);
         EXPECT_THROW(unpack_report(packet), std::runtime_error);
     }
@@ -175,7 +167,7 @@ TEST(WorkerMessages, SpoiledPacketIsReadOrRefusedAndNothingElse) {
     const auto orders = all_orders();
     const auto reports = all_reports();
     for (int round = 0; round < 20'000; ++round)
-        for (std::string packet : {orders[round % 4], reports[round % 8]}) {
+        for (std::string packet : {orders[round % 3], reports[round % 7]}) {
             for (int times = 0; times < 3; ++times)
                 packet[random() % packet.size()] = static_cast<char>(random());
             try {

@@ -2,9 +2,9 @@
 #include "services/backup_daemon/lane/worker.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -13,39 +13,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
-#include "services/backup_daemon/lane/packet_socket.h"
+#include "tests/services/backup_daemon/lane/worker_talk.h"
+#include "tests/support/temporary_state.h"
 
 using namespace services;
 
 namespace {
 
 using Texts = std::vector<std::string>;
-
-/// Sends a report from inside a process.
-void say(int socket, const Report& report) {
-    send_packet(socket, pack(report));
-}
-
-/// Says who it is, then waits until it is killed.
-void stay(int socket) {
-    say(socket, At{getpid()});
-    for (;;) pause();
-}
-
-/// Waits until there is something to receive.
-std::optional<Report> next_report(Worker& worker) {
-    pollfd ready{.fd = worker.descriptor(), .events = POLLIN, .revents = 0};
-    EXPECT_EQ(poll(&ready, 1, 60'000), 1);
-    return worker.receive();
-}
-
-pid_t process_of(Worker& worker) {
-    const auto report = next_report(worker);
-    return static_cast<pid_t>(std::get<At>(report.value()).offset);
-}
 
 /// Whether a process is there, running or not taken note of.
 bool exists(pid_t process) {
@@ -64,14 +43,14 @@ TEST(Worker, GivesOrdersAndHearsReports) {
     Worker worker([](int socket) {
         say(socket, Ready());
         const auto order = std::get<RemoveFiles>(unpack_order(*wait_for_packet(socket)));
-        say(socket, Days{order.files});
+        say(socket, Failed{FailureKind::other, order.files.at(0) + order.files.at(1)});
         wait_for_packet(socket);
     });
     EXPECT_TRUE(std::holds_alternative<Ready>(next_report(worker).value()));
     EXPECT_FALSE(worker.receive()) << "nothing has been said yet";
     EXPECT_FALSE(worker.ended());
     worker.send(RemoveFiles{{"a", "b"}, {}});
-    EXPECT_EQ(std::get<Days>(next_report(worker).value()).names, (Texts{"a", "b"}));
+    EXPECT_EQ(std::get<Failed>(next_report(worker).value()).text, "ab");
     EXPECT_FALSE(worker.ended());
 }
 
@@ -81,7 +60,7 @@ TEST(Worker, LastReportIsHeardBeforeTheEnd) {
         wait_for_packet(socket);
     });
     EXPECT_EQ(std::get<Failed>(next_report(worker).value()).text, "gone");
-    worker.send(ListDays());
+    worker.send(RemoveFiles());
     EXPECT_FALSE(next_report(worker));
     EXPECT_TRUE(worker.ended());
 }
@@ -90,7 +69,7 @@ TEST(Worker, OrderToAProcessThatHasEndedShowsAsEnded) {
     Worker worker([](int) {});
     EXPECT_FALSE(next_report(worker));
     EXPECT_TRUE(worker.ended());
-    worker.send(ListDays());
+    worker.send(RemoveFiles());
     EXPECT_TRUE(worker.ended());
 }
 
@@ -102,13 +81,13 @@ TEST(Worker, OrderThatIsTooLargeShowsAsEnded) {
 
 TEST(Worker, DaemonDoesNotWaitForAProcessThatTakesNoOrders) {
     Worker worker(stay);
-    for (int times = 0; times < 10'000 && !worker.ended(); ++times) worker.send(ListDays());
+    for (int times = 0; times < 10'000 && !worker.ended(); ++times) worker.send(RemoveFiles());
     EXPECT_TRUE(worker.ended());
 }
 
 TEST(Worker, ProcessThatSpeaksNonsenseHasEnded) {
     for (const std::string& nonsense :
-         {std::string("x"), std::string(100, '\xff'), pack(Report(Done())) + "x"}) {
+         {std::string("x"), std::string(100, '\xff'), pack(WorkerReport(Done())) + "x"}) {
         Worker worker([&](int socket) {
             send_packet(socket, nonsense);
             wait_for_packet(socket);
@@ -172,14 +151,12 @@ TEST(Worker, SignalsToTheDaemonsGroupDoNotEndIt) {
     EXPECT_TRUE(WIFSTOPPED(status));
 }
 
-/// The descriptors of this process and what they are, but for the one that looks.
-Texts descriptors() {
+/// The descriptors of a process.
+Texts descriptors(pid_t process) {
     Texts found;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone;
-        const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
-        if (target.find("/fd") == std::string::npos) found.push_back(entry.path().filename());
-    }
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd"))
+        found.push_back(entry.path().filename());
     std::ranges::sort(found);
     return found;
 }
@@ -188,8 +165,24 @@ TEST(Worker, ProcessHasNothingOpenButTheSocket) {
     // As a listening port would be: neither marked nor known to whoever starts the process.
     std::vector<standalone::FileHandle> open;
     for (int count = 0; count < 20; ++count) open.emplace_back(socket(AF_INET, SOCK_STREAM, 0));
-    Worker worker([](int socket) { say(socket, Days{descriptors()}); });
-    EXPECT_EQ(std::get<Days>(next_report(worker).value()).names, (Texts{"0", "1", "2", "3"}));
+    Worker worker(stay);
+    EXPECT_EQ(descriptors(process_of(worker)), (Texts{"0", "1", "2", "3"}));
+}
+
+TEST(Worker, OpenFileComesWithTheOrder) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() + "/recording";
+    std::ofstream(path) << "content";
+    Worker worker([](int socket) {
+        const auto delivery = wait_for_delivery(socket);
+        char bytes[8]{};
+        const bool got = read(delivery->file.get(), bytes, sizeof bytes) > 0;
+        say(socket, Failed{FailureKind::other, got ? bytes : "nothing"});
+    });
+    const standalone::FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::filesystem::remove(path);
+    worker.send(SendFile(), file.get());
+    EXPECT_EQ(std::get<Failed>(next_report(worker).value()).text, "content");
 }
 
 TEST(Worker, SeveralProcessesHaveTheirOwnSockets) {
@@ -232,7 +225,7 @@ TEST(Worker, CopyingProcessTellsThatItCannotConnect) {
                            .share = "backup",
                            .user = "ada",
                            .password = "secret"});
-    const Report report = next_report(worker).value();
+    const WorkerReport report = next_report(worker).value();
     EXPECT_EQ(std::get<Failed>(report).kind, FailureKind::lost);
     EXPECT_EQ(std::get<Failed>(report).text.find("//127.0.0.1/backup: "), 0U);
     EXPECT_FALSE(next_report(worker));
@@ -249,7 +242,7 @@ TEST(Worker, ProcessDiesWithTheDaemonEvenWhenItHearsNothing) {
         say(theirs.get(), At{process_of(worker)});
         kill(getpid(), SIGKILL);
     }
-    const Report report = unpack_report(*wait_for_packet(ours.get()));
+    const WorkerReport report = unpack_report(*wait_for_packet(ours.get()));
     const auto process = static_cast<pid_t>(std::get<At>(report).offset);
     int status = 0;
     ASSERT_EQ(waitpid(daemon, &status, 0), daemon);

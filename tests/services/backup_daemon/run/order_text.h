@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "services/backup_daemon/lane/worker_messages.h"
+#include "services/backup_daemon/run/lane_messages.h"
 
 /// "days FOLDER FIRST..LAST", "look FOLDER DAY [normal] [alarm] REMOTE [asked]",
 /// "copy SOURCE -> TARGET via TEMPORARY recorded SIZE from OFFSET HASH [checked] [side FILE]" or

@@ -66,7 +66,7 @@ std::vector<Report> RecordingWorld::obey(const ListDay& order) {
 }
 
 std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
-    const auto found = recordings_.find(order.source);
+    const auto found = recordings_.find(order.recordings + "/" + order.source);
     if (found == recordings_.end()) return {Failed{FailureKind::gone, order.source + " is gone"}};
     const Recording& recording = found->second;
     std::vector<Report> reports;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "services/backup_daemon/lane/worker_messages.h"
+#include "services/backup_daemon/run/lane_messages.h"
 
 class RecordingWorld {
 public:

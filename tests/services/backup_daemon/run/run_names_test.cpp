@@ -23,9 +23,8 @@ protected:
 };
 
 TEST_F(RunNamesTest, SourceHasItsNameAsItIs) {
-    EXPECT_EQ(source_path(day, entry("08-00-00.a:b")), "/rec/door/2024-03-05/08-00-00.a:b");
-    EXPECT_EQ(source_path(day, entry("08-00-00.mp4", true)),
-              "/rec/door/2024-03-05/alarm/08-00-00.mp4");
+    EXPECT_EQ(source_path(day, entry("08-00-00.a:b")), "2024-03-05/08-00-00.a:b");
+    EXPECT_EQ(source_path(day, entry("08-00-00.mp4", true)), "2024-03-05/alarm/08-00-00.mp4");
 }
 
 TEST_F(RunNamesTest, CopyHasANameThatEveryServerTakes) {

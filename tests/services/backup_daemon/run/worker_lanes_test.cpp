@@ -9,9 +9,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "platform/standalone/store/file_handle.h"
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/clock.h"
+#include "tests/support/temporary_state.h"
 
 using namespace services;
 using namespace std::chrono_literals;
@@ -78,7 +82,7 @@ SmbLogin login_to(int port) {
 }
 
 /// In a lane's process.
-void say(int socket, const Report& report) {
+void say(int socket, const WorkerReport& report) {
     send_packet(socket, pack(report));
 }
 
@@ -134,45 +138,54 @@ TEST_F(WorkerLanesTest, LaneGetsItsOwnOrdersAndItsReportsAreTold) {
     make_pool([](int socket) {
         say(socket, Ready());
         while (const auto packet = wait_for_packet(socket)) {
-            const auto order = std::get<ListDays>(unpack_order(*packet));
-            say(socket, Days{{order.recordings}});
+            const auto order = std::get<RemoveFiles>(unpack_order(*packet));
+            say(socket, Failed{FailureKind::other, order.files.at(0)});
         }
     });
     EXPECT_EQ(lanes->open(), 1);
     wait_for(1);
     EXPECT_EQ(lanes->open(), 2);
     wait_for(2);
-    lanes->give(2, ListDays{"/rec/yard", "", ""});
+    lanes->give(2, RemoveFiles{{"yard"}, {}});
     wait_for(3);
-    lanes->give(1, ListDays{"/rec/door", "", ""});
+    lanes->give(1, RemoveFiles{{"door"}, {}});
     wait_for(4);
-    EXPECT_EQ(said, (Texts{"1 says 0", "2 says 0", "2 says /rec/yard", "1 says /rec/door"}));
+    EXPECT_EQ(said, (Texts{"1 says 0", "2 says 0", "2 says yard", "1 says door"}));
 }
 
 TEST_F(WorkerLanesTest, AllThatALaneSaidIsToldBeforeItsEnd) {
     make_pool([](int socket) {
-        for (const char* name : {"a", "b", "c"}) say(socket, Days{{name}});
+        say(socket, Ready());
+        wait_for_packet(socket);
+        for (int times = 0; times < 50; ++times) say(socket, At{0});
+        say(socket, Done());
     });
     lanes->open();
     EXPECT_TRUE(said.empty()) << "nothing is told from inside a call";
-    wait_for(4);
+    wait_for(1);
+    lanes->give(1, RemoveFiles());
+    wait_for(53);
     look_once();
-    EXPECT_EQ(said,
-              (Texts{"1 says a", "1 says b", "1 says c", "1 is lost: the copying process ended"}));
+    Texts expected(53, "1 says 3");
+    expected.front() = "1 says 0";
+    expected[51] = "1 says 6";
+    expected.back() = "1 is lost: the copying process ended";
+    EXPECT_EQ(said, expected);
     EXPECT_EQ(lanes->open(), 2) << "no number is given twice";
 }
 
 TEST_F(WorkerLanesTest, NothingIsToldOfALaneThatWasDropped) {
     drop_on_report = true;
     make_pool([](int socket) {
-        for (const char* name : {"a", "b", "c"}) say(socket, Days{{name}});
+        say(socket, Ready());
+        for (const char* name : {"a", "b", "c"}) say(socket, Failed{FailureKind::other, name});
     });
     lanes->open();
     wait_for(1);
     lanes->open();
     wait_for(2);
     look_once();
-    EXPECT_EQ(said, (Texts{"1 says a", "2 says a"}));
+    EXPECT_EQ(said, (Texts{"1 says 0", "2 says 0"}));
 }
 
 TEST_F(WorkerLanesTest, LanesAreLostEachByItself) {
@@ -184,10 +197,236 @@ TEST_F(WorkerLanesTest, LanesAreLostEachByItself) {
     wait_for(1);
     lanes->open();
     wait_for(2);
-    lanes->give(2, ListDays{});
+    lanes->give(2, RemoveFiles());
     wait_for(3);
     look_once();
     EXPECT_EQ(said, (Texts{"1 says 0", "2 says 0", "2 is lost: the copying process ended"}));
+}
+
+CopyJob copy_of(const TemporaryFolder& recordings, const std::string& source) {
+    CopyJob job;
+    job.recordings = recordings.path();
+    job.source = source;
+    return job;
+}
+
+/// Connects, then waits for orders and does nothing about them.
+void be_idle(int socket) {
+    say(socket, Ready());
+    while (wait_for_packet(socket)) continue;
+}
+
+TEST_F(WorkerLanesTest, WhatThisMachineHasIsToldWithoutTheProcessAndFromTheLoop) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directories(folder.path() + "/2024-03-01");
+    make_pool(be_idle);
+    lanes->open();
+    wait_for(1);
+    lanes->give(1, ListDays{folder.path(), "", "9999-12-31"});
+    EXPECT_EQ(said.size(), 1U) << "nothing is told from inside a call";
+    wait_for(2);
+    ListDay day;
+    day.recordings = folder.path();
+    day.day = "2024-03-01";
+    lanes->give(1, day);
+    EXPECT_EQ(said.size(), 2U);
+    wait_for(4);
+    lanes->give(1, copy_of(folder, "2024-03-01/01-00-00.mp4"));
+    wait_for(5);
+    said.back().resize(std::string("1 says /").size());
+    EXPECT_EQ(said, (Texts{"1 says 0", "1 says 2024-03-01", "1 says 2", "1 says 6", "1 says /"}));
+}
+
+TEST_F(WorkerLanesTest, NothingBeginsOnALaneThatWasDroppedMeanwhile) {
+    make_pool(be_idle);
+    lanes->open();
+    wait_for(1);
+    lanes->give(1, ListDays());
+    lanes->drop(1);
+    look_once();
+    EXPECT_EQ(said, Texts{"1 says 0"});
+}
+
+TEST_F(WorkerLanesTest, OrderThatTheListenerGivesAtOnceIsCarriedOut) {
+    make_pool([](int socket) {
+        say(socket, Ready());
+        while (wait_for_packet(socket)) say(socket, Done());
+    });
+    lanes->listen({[this](LaneId lane, const Report& report) {
+                       note(lane, report);
+                       if (said.size() < 4) lanes->give(lane, RemoveFiles());
+                   },
+                   {}});
+    lanes->open();
+    wait_for(4);
+    EXPECT_EQ(said, (Texts{"1 says 0", "1 says 6", "1 says 6", "1 says 6"}));
+}
+
+TEST_F(WorkerLanesTest, CopyingProcessGetsTheOpenRecording) {
+    const TemporaryFolder folder;
+    std::ofstream(folder.path() + "/recording") << "content";
+    make_pool([](int socket) {
+        say(socket, Ready());
+        const auto delivery = wait_for_delivery(socket);
+        char bytes[8]{};
+        const bool got = read(delivery->file.get(), bytes, sizeof bytes) > 0;
+        say(socket, Failed{FailureKind::other, got ? bytes : "nothing"});
+        wait_for_packet(socket);
+    });
+    lanes->open();
+    wait_for(1);
+    lanes->give(1, copy_of(folder, "recording"));
+    wait_for(2);
+    EXPECT_EQ(said.back(), "1 says content");
+}
+
+constexpr char LIES[] = "1 is lost: the copying process said what nobody had asked for";
+
+/// What a taken-over process says when it has got an order, and what is believed of it.
+struct Lie {
+    Order order;
+    std::vector<WorkerReport> reports;
+    Texts believed = {};
+};
+
+class LyingProcessTest : public WorkerLanesTest {
+protected:
+    LyingProcessTest() { std::ofstream(folder.path() + "/recording") << "0123456789"; }
+
+    CopyJob copy() const { return copy_of(folder, "recording"); }
+
+    /// Says these without any order.
+    void open_with(const std::vector<WorkerReport>& reports) {
+        make_pool([reports](int socket) {
+            for (const WorkerReport& report : reports) say(socket, report);
+            while (wait_for_packet(socket)) continue;
+        });
+        lanes->open();
+    }
+
+    void expect_lost(const Lie& lie) {
+        said.clear();
+        make_pool([&lie](int socket) {
+            say(socket, Ready());
+            wait_for_packet(socket);
+            for (const WorkerReport& report : lie.reports) say(socket, report);
+            while (wait_for_packet(socket)) continue;
+        });
+        lanes->open();
+        wait_for(1);
+        lanes->give(1, lie.order);
+        Texts expected{"1 says 0"};
+        expected.insert(expected.end(), lie.believed.begin(), lie.believed.end());
+        expected.emplace_back(LIES);
+        wait_for(expected.size());
+        look_once();
+        EXPECT_EQ(said, expected);
+    }
+
+    const std::string hash = std::string(64, 'a');
+    TemporaryFolder folder;
+};
+
+TEST_F(LyingProcessTest, SaysSomethingBeforeItIsConnected) {
+    for (const WorkerReport& report :
+         {WorkerReport(At{0}), WorkerReport(Done()), WorkerReport(Whole{hash}),
+          WorkerReport(Sizes()), WorkerReport(Noted{0, ""})}) {
+        said.clear();
+        open_with({report});
+        wait_for(1);
+        EXPECT_EQ(said, Texts{LIES});
+    }
+}
+
+TEST_F(LyingProcessTest, SaysSomethingWithoutAnOrder) {
+    for (const WorkerReport& report :
+         {WorkerReport(Ready()), WorkerReport(At{0}), WorkerReport(Done()),
+          WorkerReport(Whole{hash}), WorkerReport(Failed{FailureKind::full, "no room"})}) {
+        said.clear();
+        open_with({Ready(), report});
+        wait_for(2);
+        EXPECT_EQ(said, (Texts{"1 says 0", LIES}));
+    }
+}
+
+TEST_F(LyingProcessTest, SaysWhatIsNoAnswerToItsOrder) {
+    expect_lost({RemoveFiles(), {Whole{hash}}});
+    expect_lost({RemoveFiles(), {Sizes()}});
+    expect_lost({RemoveFiles(), {At{1}}});
+    expect_lost({RemoveFiles(), {Ready()}});
+    expect_lost({copy(), {Done()}});
+    expect_lost({copy(), {Sizes{{1}}}});
+    expect_lost({copy(), {Ready()}});
+}
+
+TEST_F(LyingProcessTest, EndsItsOrderTwice) {
+    expect_lost({RemoveFiles(), {Done(), Done()}, {"1 says 6"}});
+    expect_lost({copy(), {Whole{hash}, Whole{hash}}, {"1 says 5"}});
+    expect_lost({copy(), {Failed{FailureKind::other, "once"}, Failed()}, {"1 says once"}});
+}
+
+TEST_F(LyingProcessTest, SaysOfAFileWhatCannotBe) {
+    expect_lost({copy(), {At{10}, At{11}}, {"1 says 3"}});
+    expect_lost({copy(), {At{-1}}});
+    expect_lost({copy(), {Noted{10, hash}, Noted{11, hash}}, {"1 says 4"}});
+    expect_lost({copy(), {Noted{5, "no hash"}}});
+    expect_lost({copy(), {Whole{"no hash"}}});
+    expect_lost({copy(), {Whole{""}}});
+}
+
+TEST_F(LyingProcessTest, SaysOfADayWhatNobodyAskedFor) {
+    std::filesystem::create_directories(folder.path() + "/2024-03-01");
+    std::ofstream(folder.path() + "/2024-03-01/01-00-00.mp4") << "content";
+    const ListDay day{.recordings = folder.path(),
+                      .day = "2024-03-01",
+                      .normal = true,
+                      .alarm = true,
+                      .remote = "door/2024-03-01",
+                      .ask_share = true};
+    expect_lost({day, {Sizes{{1, 2}}}});
+    expect_lost({day, {Sizes()}});
+    expect_lost({day, {Sizes{{-2}}}});
+    expect_lost({day, {Done()}});
+    expect_lost({day, {Sizes{{7}}, Sizes{{7}}}, {"1 says 2", "1 says 6"}});
+}
+
+TEST_F(WorkerLanesTest, ProcessThatTalksWithoutEndKeepsNobodyElseFromBeingHeard) {
+    constexpr std::size_t MANY = 50'000;
+    make_pool([](int socket) {
+        say(socket, Ready());
+        wait_for_packet(socket);
+        for (std::size_t times = 0; times < MANY; ++times) say(socket, At{0});
+        wait_for_packet(socket);
+    });
+    lanes->open();
+    wait_for(1);
+    lanes->give(1, RemoveFiles());
+    wait_for(2);
+    std::size_t heard = 0;
+    const auto alarm = clock.after({}, [&] { heard = said.size(); });
+    wait_for(MANY + 1);
+    EXPECT_GT(heard, 0U);
+    EXPECT_LT(heard, MANY);
+}
+
+TEST_F(WorkerLanesTest, ProcessThatTakesAllMemoryIsLostAlone) {
+    make_pool([](int socket) {
+        say(socket, Ready());
+        const auto order = std::get<RemoveFiles>(unpack_order(*wait_for_packet(socket)));
+        std::vector<std::string> taken;
+        while (order.files.at(0) == "greedy") taken.emplace_back(1024 * 1024, 'x');
+        say(socket, Done());
+        wait_for_packet(socket);
+    });
+    lanes->open();
+    lanes->open();
+    wait_for(2);
+    said.clear();
+    lanes->give(2, RemoveFiles{{"greedy"}, {}});
+    wait_for(1);
+    lanes->give(1, RemoveFiles{{"modest"}, {}});
+    wait_for(2);
+    EXPECT_EQ(said, (Texts{"2 is lost: the copying process ended", "1 says 6"}));
 }
 
 TEST_F(WorkerLanesTest, LaneThatCannotConnectSaysSoAndIsLost) {

@@ -1,0 +1,55 @@
+// A recording's copy: opened here, sent by the process, and told as it was when it was opened.
+#include "services/backup_daemon/run/copy_errand.h"
+
+#include <utility>
+
+#include "services/backup_daemon/copy/file_copier.h"
+#include "services/backup_daemon/copy/transfer.h"
+#include "services/backup_daemon/run/open_recording.h"
+
+namespace services {
+namespace {
+
+constexpr std::size_t DIGITS_OF_A_HASH = 64;
+
+bool is_hash(const std::string& text) {
+    return text.size() == DIGITS_OF_A_HASH &&
+           text.find_first_not_of("0123456789abcdef") == std::string::npos;
+}
+
+}  // namespace
+
+Step CopyErrand::begin() {
+    try {
+        OpenRecording recording = open_recording(job_.recordings, job_.source);
+        size_ = recording.size;
+        modified_ns_ = recording.modified_ns;
+        notes_left_ = COPY_ATTEMPTS * (size_ / CHECKPOINT_BYTES + 1);
+        return {.ask = SendFile{job_, size_}, .file = std::move(recording.file)};
+    } catch (const CopyFailure& failure) {
+        return {.tell = {Failed{failure.kind, failure.what()}}, .over = true};
+    }
+}
+
+std::optional<Step> CopyErrand::take(const WorkerReport& said) {
+    if (const auto* whole = std::get_if<Whole>(&said)) return finish(whole->sha256);
+    if (const auto* at = std::get_if<At>(&said); at && is_inside(at->offset))
+        return Step{.tell = {*at}};
+    if (const auto* noted = std::get_if<Noted>(&said); noted && may_note(*noted))
+        return Step{.tell = {*noted}};
+    return {};
+}
+
+bool CopyErrand::may_note(const Noted& noted) {
+    const bool says_a_hash = noted.sha256.empty() || is_hash(noted.sha256);
+    return says_a_hash && is_inside(noted.offset) && notes_left_-- > 0;
+}
+
+/// A hash is told where one was asked for, and nowhere else.
+std::optional<Step> CopyErrand::finish(const std::string& sha256) const {
+    const bool hashed = job_.check || job_.side_file;
+    if (hashed ? !is_hash(sha256) : !sha256.empty()) return {};
+    return Step{.tell = {Copied{{size_, modified_ns_, sha256}}}, .over = true};
+}
+
+}  // namespace services

@@ -1,0 +1,79 @@
+// A day's listing: what this machine has of it, and what the share says that it has of that.
+#include "services/backup_daemon/run/day_errand.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/standalone/store/recording_folder.h"
+#include "services/backup_daemon/copy/share_path.h"
+#include "services/backup_daemon/lane/packet_socket.h"
+
+namespace services {
+namespace {
+
+// What is left of a packet is for the folder's path.
+constexpr std::size_t LARGEST_QUESTION = LARGEST_PACKET / 4 * 3;
+
+/// Bytes that a name takes in a packet, with its length.
+std::size_t packed_size(const std::string& name) {
+    return name.size() + sizeof(long long);
+}
+
+bool is_size(long long size) {
+    return size >= -1;
+}
+
+}  // namespace
+
+Step DayErrand::begin() {
+    list();
+    if (order_.ask_share) {
+        ask_for(false, order_.remote);
+        ask_for(true, join_path(order_.remote, "alarm"));
+    }
+    return next();
+}
+
+/// The loop waits for the disk. One day's folder is read at a time, and the disk is one that spins
+/// for the recorder all day long.
+void DayErrand::list() {
+    for (const auto& file : standalone::recordings_of_day(order_.recordings, order_.day))
+        if (file.alarm ? order_.alarm : order_.normal)
+            found_.entries.push_back({.name = file.name,
+                                      .alarm = file.alarm,
+                                      .size = file.size,
+                                      .modified_ns = file.modified_ns});
+}
+
+void DayErrand::ask_for(bool alarm, const std::string& folder) {
+    std::size_t room = 0;
+    for (std::size_t entry = 0; entry < found_.entries.size(); ++entry) {
+        if (found_.entries[entry].alarm != alarm) continue;
+        std::string name = safe_name(found_.entries[entry].name);
+        if (room < packed_size(name)) {
+            questions_.push_back({{folder, {}}, entry});
+            room = LARGEST_QUESTION;
+        }
+        room -= packed_size(name);
+        questions_.back().order.names.push_back(std::move(name));
+    }
+}
+
+Step DayErrand::next() {
+    if (!questions_.empty()) return {.ask = questions_.front().order};
+    return {.tell = {std::move(found_), Done()}, .over = true};
+}
+
+std::optional<Step> DayErrand::take(const WorkerReport& said) {
+    const auto* answer = std::get_if<Sizes>(&said);
+    if (!answer || questions_.empty()) return {};
+    const Question& asked = questions_.front();
+    if (answer->sizes.size() != asked.order.names.size()) return {};
+    if (!std::ranges::all_of(answer->sizes, is_size)) return {};
+    for (std::size_t name = 0; name < answer->sizes.size(); ++name)
+        found_.entries[asked.first + name].remote_size = answer->sizes[name];
+    questions_.pop_front();
+    return next();
+}
+
+}  // namespace services

@@ -1,0 +1,35 @@
+// A day's listing: what this machine has of it, and what the share says that it has of that.
+#pragma once
+
+#include <deque>
+#include <string>
+
+#include "services/backup_daemon/run/errand.h"
+
+namespace services {
+
+/// Asks the process for nothing but sizes of files that it names, in as many questions as it takes:
+/// a day may have more names than a packet has room for.
+class DayErrand : public Errand {
+public:
+    explicit DayErrand(ListDay order) : order_(std::move(order)) {}
+
+    Step begin() override;
+
+private:
+    struct Question {
+        AskSizes order;
+        std::size_t first;  ///< entry that the first name is of; the others follow
+    };
+
+    std::optional<Step> take(const WorkerReport& said) override;
+    void list();
+    void ask_for(bool alarm, const std::string& folder);
+    Step next();
+
+    const ListDay order_;
+    Entries found_;
+    std::deque<Question> questions_;  ///< the first has been asked
+};
+
+}  // namespace services

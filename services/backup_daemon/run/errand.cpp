@@ -1,0 +1,104 @@
+// One order on its way through a lane: what the daemon does of it itself, what it asks the copying
+// process, and which of that one's answers fit.
+#include "services/backup_daemon/run/errand.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/standalone/store/recording_folder.h"
+#include "platform/standalone/store/utf8.h"
+#include "services/backup_daemon/run/copy_errand.h"
+#include "services/backup_daemon/run/day_errand.h"
+
+namespace services {
+namespace {
+
+// Longer than the longest path with what went wrong there.
+constexpr std::size_t LONGEST_WORDS = 6000;
+
+/// Words that people will read: short enough, one line, valid UTF-8.
+std::string readable(const std::string& words) {
+    std::string text = standalone::valid_utf8(words.substr(0, LONGEST_WORDS));
+    std::ranges::replace_if(
+        text, [](unsigned char byte) { return byte < ' ' || byte == 0x7f; }, '?');
+    return text;
+}
+
+class Connecting : public Errand {
+public:
+    Step begin() override { return {}; }
+
+private:
+    std::optional<Step> take(const WorkerReport& said) override {
+        if (!std::holds_alternative<Ready>(said)) return {};
+        return Step{.tell = {Ready()}, .over = true};
+    }
+};
+
+/// Needs no process.
+class DaysErrand : public Errand {
+public:
+    explicit DaysErrand(ListDays order) : order_(std::move(order)) {}
+
+    Step begin() override {
+        return {.tell = {Days{
+                    standalone::recording_days(order_.recordings, order_.first, order_.last)}},
+                .over = true};
+    }
+
+private:
+    std::optional<Step> take(const WorkerReport&) override { return {}; }
+
+    const ListDays order_;
+};
+
+class RemovalErrand : public Errand {
+public:
+    explicit RemovalErrand(RemoveFiles order) : order_(std::move(order)) {}
+
+    Step begin() override { return {.ask = order_}; }
+
+private:
+    std::optional<Step> take(const WorkerReport& said) override {
+        if (std::holds_alternative<Done>(said)) return Step{.tell = {Done()}, .over = true};
+        const auto* alive = std::get_if<At>(&said);
+        if (!alive || alive->offset != 0) return {};
+        return Step{.tell = {*alive}};
+    }
+
+    const RemoveFiles order_;
+};
+
+std::unique_ptr<Errand> make(const ListDays& order) {
+    return std::make_unique<DaysErrand>(order);
+}
+
+std::unique_ptr<Errand> make(const ListDay& order) {
+    return std::make_unique<DayErrand>(order);
+}
+
+std::unique_ptr<Errand> make(const CopyJob& order) {
+    return std::make_unique<CopyErrand>(order);
+}
+
+std::unique_ptr<Errand> make(const RemoveFiles& order) {
+    return std::make_unique<RemovalErrand>(order);
+}
+
+}  // namespace
+
+std::optional<Step> Errand::hear(const WorkerReport& said) {
+    const auto* failed = std::get_if<Failed>(&said);
+    if (!failed) return take(said);
+    return Step{.tell = {Failed{failed->kind, readable(failed->text)}}, .over = true};
+}
+
+std::unique_ptr<Errand> connecting() {
+    return std::make_unique<Connecting>();
+}
+
+std::unique_ptr<Errand> errand_of(const Order& order) {
+    return std::visit([](const auto& which) { return make(which); }, order);
+}
+
+}  // namespace services
