@@ -52,12 +52,8 @@ private:
     }
 
     bool number() {
-        const bool minus = take('-');
-        const bool zero = take('0');
-        const bool more = digits();
-        const bool point_first = minus && !zero && !more && rest_.starts_with('.');
-        if (!zero && !more && !point_first) return false;
-        verdict_.odd_numbers |= (zero && more) || point_first;
+        take('-');
+        if (!take('0') && !digits()) return false;
         if (take('.') && !digits()) return false;
         if (!take_any("eE")) return true;
         take_any("+-");
@@ -87,10 +83,10 @@ private:
         const std::string_view before = rest_;
         if (!string()) return false;
         const std::string_view written = before.substr(0, before.size() - rest_.size());
-        verdict_.names_may_repeat |= written.find('\\') != std::string_view::npos ||
-                                     std::ranges::find(names, written) != names.end();
+        verdict_.repeats_a_name |= std::ranges::find(names, written) != names.end();
+        verdict_.names_unknown |= written.find('\\') != std::string_view::npos;
+        verdict_.names_unknown |= names.size() == MOST_NAMES;
         if (names.size() < MOST_NAMES) names.push_back(written);
-        verdict_.names_may_repeat |= names.size() == MOST_NAMES;
         return true;
     }
 

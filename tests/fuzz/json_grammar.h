@@ -10,12 +10,10 @@ struct Verdict {
     bool is_json = false;    ///< the whole of it is one value in UTF-8, blanks around it allowed
     bool is_object = false;  ///< and that is an object
     int depth = 0;           ///< most arrays and objects within each other
-    /// Two members of one object have the same name, or one is written with escapes, so that this
-    /// judge does not know it.
-    bool names_may_repeat = false;
-    /// A number like 00.5 or -.5 stands in it: no JSON, but the strict reader lets most of them
-    /// pass. Until it refuses them, such a text counts as JSON here.
-    bool odd_numbers = false;
+    bool repeats_a_name = false;  ///< two members of one object have the same name
+    /// It may repeat one all the same: a name is written with escapes, which this judge does not
+    /// read, or an object has more members than it remembers.
+    bool names_unknown = false;
 };
 
 Verdict judge_json(std::string_view text);

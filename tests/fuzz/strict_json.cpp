@@ -37,11 +37,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check_utf8(text);
     const auto object = standalone::parse_strict_object(text);
     const fuzz::Verdict verdict = fuzz::judge_json(text);
-    const bool is_object = verdict.is_json && verdict.is_object && verdict.depth <= DEEPEST;
-    check(object == nullptr || is_object, "nothing but objects of RFC 8259 is read");
-    check(object != nullptr || !is_object || verdict.depth == DEEPEST || verdict.names_may_repeat ||
-              verdict.odd_numbers,
-          "every object of RFC 8259 is read, unless a name is given twice");
+    const bool is_object = verdict.is_json && verdict.is_object && !verdict.repeats_a_name;
+    check(object == nullptr || (is_object && verdict.depth <= DEEPEST),
+          "nothing but objects of RFC 8259 is read, and none with a name given twice");
+    check(object != nullptr || !is_object || verdict.depth >= DEEPEST || verdict.names_unknown,
+          "every such object is read");
     if (object != nullptr) check_printing(object.get());
     return 0;
 }

@@ -18,16 +18,30 @@ using standalone::SettingsText;
 
 constexpr std::size_t LONGEST_TEXT = 255;
 
-/// Whether the settings text can carry the text: it has no backslashes, so no escapes either.
-bool can_be_stored(const std::string& text) {
-    const auto needs_escape = [](unsigned char c) { return c < ' ' || c == '"' || c == '\\'; };
-    return fuzz::is_utf8_text(text) && std::none_of(text.begin(), text.end(), needs_escape);
+constexpr std::string TDataBackupConfig::*TEXTS[] = {
+    &TDataBackupConfig::taskName, &TDataBackupConfig::serverIP, &TDataBackupConfig::username,
+    &TDataBackupConfig::password, &TDataBackupConfig::destPath};
+
+/// Whether the settings text can carry the record: a quotation mark would end its string there.
+bool can_be_stored(const TDataBackupConfig& task) {
+    return std::ranges::all_of(TEXTS, [&](auto text) {
+        return fuzz::is_utf8_text(task.*text) && (task.*text).find('"') == std::string::npos;
+    });
 }
 
-bool can_be_stored(const TDataBackupConfig& task) {
-    return can_be_stored(task.taskName) && can_be_stored(task.serverIP) &&
-           can_be_stored(task.username) && can_be_stored(task.password) &&
-           can_be_stored(task.destPath);
+/// What becomes of a text: its escapes in JSON lose their backslash.
+std::string as_stored(const std::string& text) {
+    std::string stored;
+    for (const char byte : text) {
+        constexpr std::string_view SHORT = "\b\n\r\t\f";
+        char escape[8] = {byte, '\0'};
+        if (const std::size_t place = SHORT.find(byte); place != std::string_view::npos)
+            escape[0] = "bnrtf"[place];
+        else if (static_cast<unsigned char>(byte) < ' ')
+            std::snprintf(escape, sizeof escape, "u%04x", static_cast<unsigned>(byte));
+        stored += escape;
+    }
+    return stored;
 }
 
 void check_bounds(const TDataBackupConfig& task) {
@@ -59,6 +73,7 @@ TDataBackupConfig stored_task() {
 /// What is to be stored when `task`, just read, is printed in a mode.
 TDataBackupConfig expected_record(TDataBackupConfig task, int mode) {
     const TDataBackupConfig stored = stored_task();
+    for (const auto text : TEXTS) task.*text = as_stored(task.*text);
     task.enable = task.backupImmediately || mode == MODIFY_MODE;
     task.backupImmediately = false;
     if (task.scheduleWeekly == 7) task.scheduleWeekly = 0;
@@ -82,8 +97,9 @@ void store_and_read_back(TDataBackupConfig task, int mode) {
     const int status = SettingsText::parse(text, settings);
     check(status == 0 || status == NVRCFG_BAD_TEXT || status == NVRCFG_BAD_MEMBER,
           "a settings text is read or refused");
-    if (!can_be_stored(expected)) return;
-    check(status == 0, "the store reads what the operations write");
+    check((status == 0) == can_be_stored(expected),
+          "the store reads what the operations write, but for what a text has added to it");
+    if (status != 0) return;
     TDataBackupConfig record = mode == MODIFY_MODE ? stored_task() : TDataBackupConfig();
     check(settings.task_id().value_or("") == record.taskID, "a change names its task");
     settings.merge_into(record);
