@@ -45,9 +45,8 @@ std::string as_stored(const std::string& text) {
 }
 
 void check_bounds(const TDataBackupConfig& task) {
-    for (const std::string* text :
-         {&task.taskName, &task.serverIP, &task.username, &task.password, &task.destPath})
-        check(text->size() <= LONGEST_TEXT, "a text of a request is cut to its buffer");
+    for (const auto text : TEXTS)
+        check((task.*text).size() <= LONGEST_TEXT, "a text of a request is cut to its buffer");
     check(task.backupDays <= 99 && task.remoteKeepRecDays <= 99, "days have their limit");
     check(!table_text(strBackupType_Arr, task.backupType).empty() &&
               !table_text(strScheduleType_Arr, task.scheduleType).empty() &&
