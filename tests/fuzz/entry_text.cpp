@@ -10,7 +10,7 @@ using fuzz::check;
 
 /// Adds a member to the entry, and to the object that json-c prints.
 void add(EntryText& entry, json_object* object, const std::string& key, const std::string& line) {
-    const long long number = fuzz::number(line.c_str() + 1);
+    const long long number = line.empty() ? 0 : fuzz::number(line.substr(1));
     json_object* member = nullptr;
     if (line[0] == 'n') {
         entry.add(key.c_str(), number);
