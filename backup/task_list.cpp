@@ -1,6 +1,7 @@
 // Lists the tasks with their queue places, percents and rates.
 #include "backup/task_list.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -88,12 +89,14 @@ Rates make_rates(double finish, double transfer) {
     return {json_object_to_json_string(number.get()), printed("%.2lf", transfer)};
 }
 
-/// The rates in one element of the running tasks.
+/// The rates in one element of the running tasks. What is no finite number (json-c takes 1e999 and
+/// NaN) is as good as missing: the page's JSON has no word for it.
 Rates read_rates(json_object* element) {
     double finish = 0;
     double transfer = 0;
     if (!comutil_get_json_double_by_key(element, "finishRate", &finish) ||
-        !comutil_get_json_double_by_key(element, "transferRate", &transfer)) {
+        !comutil_get_json_double_by_key(element, "transferRate", &transfer) ||
+        !std::isfinite(finish) || !std::isfinite(transfer)) {
         DEBUG_LINE("%s\n", LIST_LINES.member_missing);
         fail(CGI_PARSER_JSON_FAIL);
     }

@@ -182,11 +182,16 @@ def is_listed(path, lists):
     return False
 
 
+def is_test(path):
+    if path.parent.as_posix() == "tests/fuzz":
+        return path.suffix == ".cpp"
+    return path.parts[0] == "tests" and re.fullmatch(r"(test_.*|.*_test)\.(cpp|py)", path.name)
+
+
 def check_listed_tests(root):
     lists = list(build_lists(root))
     for path in tree_files(root):
-        is_test = re.fullmatch(r"(test_.*|.*_test)\.(cpp|py)", path.name)
-        if path.parts[0] == "tests" and is_test and not is_listed(path, lists):
+        if is_test(path) and not is_listed(path, lists):
             yield f"{path}:1: named in no CMakeLists.txt of the build, so this test never runs"
 
 

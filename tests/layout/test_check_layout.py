@@ -180,6 +180,7 @@ def test_a_test_that_the_build_names_is_accepted(tmp_path, name):
     "tests/unit/other_test.py",
     "tests/unit/deeper/test_reply.cpp",
     "tests/forgotten/test_reply.cpp",
+    "tests/fuzz/notice.cpp",
 ])
 def test_a_test_outside_the_build_is_found(tmp_path, path):
     plant_build(tmp_path)

@@ -17,16 +17,31 @@ bool is_digit(char byte) {
     return byte >= '0' && byte <= '9';
 }
 
+/// Whether a number begins at a place outside strings.
+bool begins_number(const std::string& text, std::size_t at) {
+    constexpr std::string_view FIRST = "0123456789+-.";
+    constexpr std::string_view INNER = "0123456789+-.eE";
+    const bool inside = at > 0 && INNER.find(text[at - 1]) != std::string_view::npos;
+    return !inside && FIRST.find(text[at]) != std::string_view::npos;
+}
+
+/// Whether a number begins otherwise than with one digit, or several of which the first is no zero.
+bool is_odd_number(const char* number) {
+    const char* digits = *number == '-' ? number + 1 : number;
+    return !is_digit(digits[0]) || (digits[0] == '0' && is_digit(digits[1]));
+}
+
 /// Whether an extension begins at a place outside strings.
-bool begins_extension(const char* here) {
+bool begins_extension(const std::string& text, std::size_t at) {
+    const char* here = text.c_str() + at;
     const bool quote_or_word = *here == '\'' || *here == 'N' || *here == 'I';
     const bool point_without_digits = *here == '.' && !is_digit(here[1]);
-    const bool digits_behind_zero = *here == '-' && here[1] == '0' && is_digit(here[2]);
-    return quote_or_word || point_without_digits || digits_behind_zero;
+    return quote_or_word || point_without_digits ||
+           (begins_number(text, at) && is_odd_number(here));
 }
 
 /// json-c lets pass, even in strict mode: names in single quotes, control characters inside
-/// strings, numbers like -01 and 1., and the words NaN and Infinity.
+/// strings, numbers like -01, 00, 01.5, -.5 and 1., and the words NaN and Infinity.
 bool has_json_c_extension(const std::string& text) {
     bool in_string = false;
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -34,7 +49,7 @@ bool has_json_c_extension(const std::string& text) {
         if (in_string) {
             if (static_cast<unsigned char>(byte) < 0x20) return true;
             if (byte == '\\') ++at;
-        } else if (begins_extension(text.c_str() + at)) {
+        } else if (begins_extension(text, at)) {
             return true;
         }
         if (byte == '"') in_string = !in_string;

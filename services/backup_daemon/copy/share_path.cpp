@@ -34,15 +34,21 @@ void cut(std::string& name) {
     name.resize(end);
 }
 
+void end_well(std::string& name) {
+    cut(name);
+    if (name.back() == '.' || name.back() == ' ') name.back() = '_';
+}
+
 }  // namespace
 
 std::string safe_name(std::string_view name) {
     std::string safe = standalone::valid_utf8(name);
     std::ranges::replace_if(safe, is_forbidden, '_');
-    cut(safe);
     if (safe.empty()) return "_";
-    if (safe.back() == '.' || safe.back() == ' ') safe.back() = '_';
-    if (is_device(safe)) safe.insert(std::min(safe.find('.'), safe.size()), "_");
+    end_well(safe);
+    if (!is_device(safe)) return safe;
+    safe.insert(std::min(safe.find('.'), safe.size()), "_");
+    end_well(safe);  // the longest ones have become longer
     return safe;
 }
 

@@ -34,9 +34,16 @@ long long due_on_a_day(const TDataBackupConfig& task, long long now, const TimeZ
     }
 }
 
-/// The first time behind `now` that is a whole number of intervals behind `start`.
+/// What is left of `value` above the next smaller multiple of `by`.
+long long remainder(long long value, long long by) {
+    return (value % by + by) % by;
+}
+
+/// The first time behind `now` that is a whole number of intervals behind `start`. However far from
+/// now `start` is, nothing overflows: it may have been read from a damaged database.
 long long behind(long long start, long long interval, long long now) {
-    return start > now ? start : start + ((now - start) / interval + 1) * interval;
+    if (start > now) return start;
+    return now + interval - remainder(now % interval - start % interval, interval);
 }
 
 long long interval_of(const TDataBackupConfig& task) {
@@ -53,7 +60,7 @@ long long due_after(const TDataBackupConfig& task, long long due, long long now,
 /// Further ahead than two runs from now: the clock has been set back by more than a period.
 bool is_out_of_reach(const TDataBackupConfig& task, long long due, long long now,
                      const TimeZone& zone) {
-    if (task.scheduleType == SCHEDULE_HOURS) return due - now > 2 * interval_of(task);
+    if (task.scheduleType == SCHEDULE_HOURS) return due > now + 2 * interval_of(task);
     return due > due_on_a_day(task, due_on_a_day(task, now, zone), zone);
 }
 

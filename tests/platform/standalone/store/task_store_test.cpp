@@ -140,8 +140,10 @@ TEST_F(TaskStoreTest, RefusesWhatIsNoJsonObject) {
           std::string("{\"taskName\": \"a\"} x"), std::string("{\"taskName\": \"a\",}"),
           std::string("{'taskName': \"a\"}"), std::string("{\"taskName\": \"\xff\"}"),
           std::string("{\"taskName\": \"a\tb\"}"), std::string("{\"port\": 01}"),
-          std::string("{\"port\": -01}"), std::string("{\"port\": NaN}"),
-          std::string("{\"port\": 1.}"), std::string("{\"taskName\": \"a\""), nul})
+          std::string("{\"port\": -01}"), std::string("{\"port\": 00}"),
+          std::string("{\"port\": 01.5}"), std::string("{\"port\": -.5}"),
+          std::string("{\"port\": NaN}"), std::string("{\"port\": 1.}"),
+          std::string("{\"taskName\": \"a\""), nul})
         EXPECT_EQ(apply(text), NVRCFG_BAD_TEXT) << text;
     EXPECT_EQ(tasks().size(), 1U);
     EXPECT_EQ(tasks().front().taskName, "Nightly");
