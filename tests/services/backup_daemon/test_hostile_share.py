@@ -1,7 +1,6 @@
 """What a server that means no good brings about: nothing beyond its own copies."""
 import os
 import stat
-import threading
 from pathlib import Path
 
 from backup_house import FAILED, MIB, noise
@@ -9,34 +8,26 @@ from event_ids import FILE_NOT_COPIED
 from fault_proxy import FaultProxy
 from processes import descendants
 from recorder_clock import day_name
+from repeating import Repeating
 from waiting import wait_until
 
 TIB = MIB * MIB
 NO_CAPABILITY = "0" * 16
 
 
-class EndlessFile:
+class EndlessFile(Repeating):
     """Makes every temporary file on a share longer than anybody reads as soon as it is whole."""
+
+    pause = 0.001
 
     def __init__(self, folder, size):
         self.folder = folder
         self.size = size
         self.spoilt = 0
-        self.ended = threading.Event()
-        self.thread = threading.Thread(target=self.watch)
 
-    def __enter__(self):
-        self.thread.start()
-        return self
-
-    def __exit__(self, *unused):
-        self.ended.set()
-        self.thread.join()
-
-    def watch(self):
-        while not self.ended.wait(0.001):
-            for path in self.folder.rglob("*.part"):
-                self.look_at(path)
+    def look(self):
+        for path in self.folder.rglob("*.part"):
+            self.look_at(path)
 
     def look_at(self, path):
         try:

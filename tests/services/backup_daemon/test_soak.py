@@ -2,7 +2,6 @@
 import os
 import shutil
 import tempfile
-import threading
 from pathlib import Path
 
 import pytest
@@ -11,32 +10,22 @@ from backup_house import MIB, SUCCESS, House, noise
 from places import BUILD
 from processes import descendants
 from recorder_clock import day_name
+from repeating import Repeating
 
 MOST_MEMORY = 64 * 1024  # kB, of the daemon and its processes together
 GIB = 1024 * MIB
 PATIENCE = 600  # seconds; ctest ends what hangs
 
 
-class MemoryWatch:
+class MemoryWatch(Repeating):
     """The highest sum of what the daemon and its copying processes hold for themselves."""
 
     def __init__(self, pid):
         self.pid = pid
         self.most = 0
-        self.ended = threading.Event()
-        self.thread = threading.Thread(target=self.watch)
 
-    def __enter__(self):
-        self.thread.start()
-        return self
-
-    def __exit__(self, *unused):
-        self.ended.set()
-        self.thread.join()
-
-    def watch(self):
-        while not self.ended.wait(0.05):
-            self.most = max(self.most, sum(map(memory_of, descendants(self.pid))))
+    def look(self):
+        self.most = max(self.most, sum(map(memory_of, descendants(self.pid))))
 
 
 def memory_of(pid):

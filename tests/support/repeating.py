@@ -1,0 +1,22 @@
+"""Does something again and again, in a thread of its own, while a test does something else."""
+import threading
+
+
+class Repeating:
+    """Calls look() every so many seconds until the context is left; to be derived from."""
+
+    pause = 0.05
+
+    def __enter__(self):
+        self.ended = threading.Event()
+        self.thread = threading.Thread(target=self.repeat)
+        self.thread.start()
+        return self
+
+    def __exit__(self, *unused):
+        self.ended.set()
+        self.thread.join()
+
+    def repeat(self):
+        while not self.ended.wait(self.pause):
+            self.look()
