@@ -31,8 +31,8 @@ inline constexpr int ZORV_EXEC_NO_OUTPUT = -1;
 /// @param ... arguments of type const char*, then a null
 /// @return the exit status 0 to 255; 128 + N for a program killed by signal N; ZORV_EXEC_TIMED_OUT;
 ///         ZORV_EXEC_NOT_STARTED; ZORV_EXEC_NO_OUTPUT when a file cannot be made, as where a folder
-///         lies in its place: the program is not started, and what lies there is not its output; and
-///         when a file cannot be written, as on a full disk: none is left
+///         lies in its place: the program is not started, and what lies there is not its output;
+///         and when a file cannot be written, as on a full disk: none is left
 int zorv_exec(const char* stdout_path, const char* stderr_path, const char* extra_path,
               const char* program, ...) __attribute__((sentinel));
 

@@ -46,9 +46,9 @@ FileHandle open_for_append(const std::string& path) {
                                     : std::move(file);
 }
 
-/// Lines go to a file of the folder's owner that has no second name: who may write to the folder must
-/// not lead them to a file of somebody else. A second name alone can be gone again when it is
-/// counted.
+/// Lines go to a file of the folder's owner that has no second name: who may write to the folder
+/// must not lead them to a file of somebody else. A second name alone can be gone again when the
+/// names are counted.
 bool is_a_log(const struct stat& found, const std::string& path) {
     struct stat folder {};
     return S_ISREG(found.st_mode) && found.st_nlink == 1 &&
