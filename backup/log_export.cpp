@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "backup/file_ptr.h"
+#include "backup/own_file.h"
 #include "cgi/result_code.h"
 #include "platform/recorder_log.h"
 #include "platform/utilities.h"
@@ -30,8 +30,8 @@ bool write_and_close(FilePtr file, const std::string& csv) {
 /// a link that somebody put in place of the stored file is replaced, not followed.
 bool store(const std::string& csv) {
     const std::string path = STORED_FILE + ("." + std::to_string(getpid()));
-    unlink(path.c_str());                           // whatever an export that was killed left there
-    FilePtr file(std::fopen(path.c_str(), "wbx"));  // "x": a new file, through no link
+    // Nobody else's from the beginning: who opens a file while it is empty reads it to its end.
+    FilePtr file = open_stream(create_own_file(path.c_str()), "wb");
     if (!file) return false;
     if (write_and_close(std::move(file), csv) && std::rename(path.c_str(), STORED_FILE) == 0)
         return true;

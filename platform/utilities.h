@@ -12,7 +12,8 @@ inline constexpr int ZORV_EXEC_NOT_STARTED = 127;
 /// Status of zorv_exec for a program that was ended because its time was up (as timeout(1) has it).
 inline constexpr int ZORV_EXEC_TIMED_OUT = 124;
 
-/// Result of zorv_exec when a file for the output could not be made. No exit status is negative.
+/// Result of zorv_exec when a file for the output could not be made or written. No exit status is
+/// negative.
 inline constexpr int ZORV_EXEC_NO_OUTPUT = -1;
 
 /// Runs a program with the given arguments, without a shell, and waits for it. The program gets no
@@ -20,7 +21,7 @@ inline constexpr int ZORV_EXEC_NO_OUTPUT = -1;
 /// caller's effective user as its real one. After ZORV_EXEC_LIMIT_SECONDS it and all its children
 /// are killed. A program that cannot be started, or is killed then, has words on its standard error
 /// that say so, as a shell would: "/usr/bin/tool: No such file or directory", "/usr/bin/tool: timed
-/// out", and a line end.
+/// out", and a line end. SIGCHLD is no longer ignored afterwards.
 /// @param stdout_path file that receives standard output: a new one with mode 0600 in the place of
 ///         whatever lies there, a link among it, which is removed and not followed; at most 64 MiB
 ///         are kept. Null discards it.
@@ -30,7 +31,8 @@ inline constexpr int ZORV_EXEC_NO_OUTPUT = -1;
 /// @param ... arguments of type const char*, then a null
 /// @return the exit status 0 to 255; 128 + N for a program killed by signal N; ZORV_EXEC_TIMED_OUT;
 ///         ZORV_EXEC_NOT_STARTED; ZORV_EXEC_NO_OUTPUT when a file cannot be made, as where a folder
-///         lies in its place: the program is not started, and what lies there is not its output
+///         lies in its place: the program is not started, and what lies there is not its output;
+///         and when a file cannot be written, as on a full disk: none is left
 int zorv_exec(const char* stdout_path, const char* stderr_path, const char* extra_path,
               const char* program, ...) __attribute__((sentinel));
 

@@ -20,6 +20,10 @@ void make_folders_above(const std::string& path) {
         mkdir(path.substr(0, slash).c_str(), 0700);
 }
 
+std::string folder_of(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
 constexpr int HOW_TO_OPEN = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 /// A process that is root for the moment leaves the file to whoever the folder belongs to, whose
@@ -27,7 +31,7 @@ constexpr int HOW_TO_OPEN = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CL
 FileHandle make_file(const std::string& path) {
     FileHandle file(::open(path.c_str(), HOW_TO_OPEN | O_CREAT | O_EXCL, 0600));
     struct stat folder {};
-    if (file && geteuid() == 0 && stat(path.substr(0, path.rfind('/')).c_str(), &folder) == 0) {
+    if (file && geteuid() == 0 && stat(folder_of(path).c_str(), &folder) == 0) {
         [[maybe_unused]] const int unchecked = fchown(file.get(), folder.st_uid, folder.st_gid);
     }
     return file;
@@ -42,10 +46,13 @@ FileHandle open_for_append(const std::string& path) {
                                     : std::move(file);
 }
 
-/// Lines go to a file that has no second name: who may write to the folder must not lead them to a
-/// file of somebody else.
-bool is_a_log(const struct stat& found) {
-    return S_ISREG(found.st_mode) && found.st_nlink == 1;
+/// Lines go to a file of the folder's owner that has no second name: who may write to the folder
+/// must not lead them to a file of somebody else. A second name alone can be gone again when the
+/// names are counted.
+bool is_a_log(const struct stat& found, const std::string& path) {
+    struct stat folder {};
+    return S_ISREG(found.st_mode) && found.st_nlink == 1 &&
+           stat(folder_of(path).c_str(), &folder) == 0 && found.st_uid == folder.st_uid;
 }
 
 }  // namespace
@@ -65,7 +72,7 @@ bool DebugFile::open() {
         file_ = open_for_append(path_);
     }
     struct stat opened {};
-    if (!file_ || fstat(file_.get(), &opened) != 0 || !is_a_log(opened)) {
+    if (!file_ || fstat(file_.get(), &opened) != 0 || !is_a_log(opened, path_)) {
         file_.close();
         return false;
     }

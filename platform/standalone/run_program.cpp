@@ -31,6 +31,7 @@ struct Output {
     FileHandle read_end;
     FileHandle write_end;
     std::size_t kept = 0;
+    bool lost = false;  ///< something that fits could not be written
 };
 
 /// The program's outputs; the second is not open when both share the first.
@@ -69,19 +70,25 @@ bool prepare(const Program& program, Outputs& outputs) {
            (outputs.shared || prepare(program.stderr_path, outputs.error));
 }
 
-/// An empty file would say that the program had run and had nothing to say.
+/// An empty file would say that the program had run and had nothing to say, and so would one that a
+/// full disk cut short.
 void remove_made(const Program& program, const Outputs& outputs) {
     if (outputs.standard.file) unlink(program.stdout_path);
     if (outputs.error.file) unlink(program.stderr_path);
 }
 
 /// Says what became of a program, as a shell would. Safe after fork(2) in a threaded process.
-void complain(int file, const char* program, const char* what) {
+/// @return whether that could be written
+bool complain(int file, const char* program, const char* what) {
     const auto piece = [](const char* text) {
         return iovec{const_cast<char*>(text), std::strlen(text)};
     };
     const iovec line[] = {piece(program), piece(": "), piece(what), piece("\n")};
-    [[maybe_unused]] const ssize_t unchecked = writev(file, line, std::size(line));
+    return writev(file, line, std::size(line)) > 0;
+}
+
+void complain(Output& output, const char* program, const char* what) {
+    if (output.file && !complain(output.file.get(), program, what)) output.lost = true;
 }
 
 /// Takes what has arrived. What does not fit is thrown away, so that the program is never held up.
@@ -96,6 +103,7 @@ bool drain(Output& output) {
         const std::size_t keep = std::min(static_cast<std::size_t>(got), room);
         const ssize_t put = write(output.file.get(), buffer.data(), keep);
         if (put > 0) output.kept += static_cast<std::size_t>(put);
+        if (put != static_cast<ssize_t>(keep)) output.lost = true;
     }
 }
 
@@ -164,35 +172,40 @@ int wait_for(pid_t child, Outputs& outputs, const Program& program) {
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
     drain_rest(outputs);
     if (ended) return exit_result(status);
-    if (outputs.said().file) complain(outputs.said().file.get(), program.arguments[0], "timed out");
+    complain(outputs.said(), program.arguments[0], "timed out");
     return ZORV_EXEC_TIMED_OUT;
 }
 
-}  // namespace
-
-int run_program(const Program& program) {
-    Outputs outputs;
-    if (!prepare(program, outputs)) {
-        remove_made(program, outputs);
-        return ZORV_EXEC_NO_OUTPUT;
-    }
+/// @return as zorv_exec; whether the outputs could be kept is not in it
+int start_and_wait(const Program& program, Outputs& outputs) {
     const FileHandle input(open("/dev/null", O_RDONLY | O_CLOEXEC));
     std::vector<char*> arguments;
     for (const char* argument : program.arguments) arguments.push_back(const_cast<char*>(argument));
     arguments.push_back(nullptr);
+    signal(SIGCHLD, SIG_DFL);  // where it is ignored, nobody learns how a program has ended
     const pid_t child = input ? fork() : -1;
     if (child == 0)
         become(arguments.data(), input.get(), outputs.standard.write_end.get(),
                outputs.said().write_end.get());
     if (child < 0) {
-        if (outputs.said().file)
-            complain(outputs.said().file.get(), arguments[0], strerrordesc_np(errno));
+        complain(outputs.said(), arguments[0], strerrordesc_np(errno));
         return ZORV_EXEC_NOT_STARTED;
     }
     setpgid(child, child);  // whoever comes first, the child or its parent
     outputs.standard.write_end.close();
     outputs.error.write_end.close();
     return wait_for(child, outputs, program);
+}
+
+}  // namespace
+
+int run_program(const Program& program) {
+    Outputs outputs;
+    const bool prepared = prepare(program, outputs);
+    const int result = prepared ? start_and_wait(program, outputs) : ZORV_EXEC_NO_OUTPUT;
+    if (prepared && !outputs.standard.lost && !outputs.error.lost) return result;
+    remove_made(program, outputs);
+    return ZORV_EXEC_NO_OUTPUT;
 }
 
 }  // namespace standalone

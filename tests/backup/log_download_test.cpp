@@ -16,6 +16,24 @@
 
 namespace {
 
+mode_t mode_when_given_away = 0;
+
+}  // namespace
+
+// Put in the place of fchown(2) by the linker (--wrap): by then the file is made, and still empty.
+extern "C" {
+int __real_fchown(int file, uid_t user, gid_t group);
+
+int __wrap_fchown(int file, uid_t user, gid_t group) {
+    struct stat found {};
+    fstat(file, &found);
+    mode_when_given_away = found.st_mode & 07777;
+    return __real_fchown(file, user, group);
+}
+}
+
+namespace {
+
 namespace fs = std::filesystem;
 using Calls = std::vector<fake::Call>;
 
@@ -141,6 +159,13 @@ TEST_F(LogDownload, WebServerMayReadTheFileWhateverTheUmask) {
     struct stat stored {};
     ASSERT_EQ(lstat(STORED, &stored), 0);
     EXPECT_EQ(stored.st_mode & 07777, 0640U);
+}
+
+TEST_F(LogDownload, NobodyElseCanOpenTheFileWhileItIsMade) {
+    const mode_t before = umask(0);
+    EXPECT_EQ(download("x"), 0);
+    umask(before);
+    EXPECT_EQ(mode_when_given_away, 0600U);
 }
 
 TEST_F(LogDownload, NameCarriesTheLocalDateFromMidnightOn) {

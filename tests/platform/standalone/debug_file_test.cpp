@@ -115,6 +115,18 @@ TEST_F(DebugFileTest, WritesToNoFileThatHasASecondName) {
     EXPECT_EQ(read_file(target), "precious");
 }
 
+TEST_F(DebugFileTest, WritesToNoFileOfAnybodyButTheFoldersOwner) {
+    if (getuid() != 0) GTEST_SKIP() << "only root can give files away";
+    ASSERT_EQ(chown(folder_.path().c_str(), 4711, 4712), 0);
+    const std::string place = folder_.path() + "/place";
+    write_file(place, "root's");
+    log_File_Debug(place.c_str(), "text\n");
+    EXPECT_EQ(read_file(place), "root's");
+    ASSERT_EQ(chown(place.c_str(), 4711, 4712), 0);
+    log_File_Debug(place.c_str(), ", now the owner's\n");
+    EXPECT_EQ(read_file(place), "root's, now the owner's\n");
+}
+
 TEST_F(DebugFileTest, BelongsToTheFoldersOwnerWhenRootMakesIt) {
     if (getuid() != 0) GTEST_SKIP() << "only root can give files away";
     ASSERT_EQ(chown(folder_.path().c_str(), 4711, 4712), 0);

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,6 +25,26 @@ bool sleeps(const std::string& status) {
     return text.find(") S") != std::string::npos;
 }
 
+/// Lets no file grow beyond a few bytes, as a full disk would, to its end.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t bytes) : handler_(signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        signal(SIGXFSZ, handler_);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    sighandler_t handler_;
+    rlimit before_{};
+};
+
 class RunProgram : public ::testing::Test {
 protected:
     int shell(const char* script) const {
@@ -41,6 +62,12 @@ TEST_F(RunProgram, GivesExitStatusesAndSignals) {
     EXPECT_EQ(shell("exit 3"), 3);
     EXPECT_EQ(shell("exit 255"), 255);
     EXPECT_EQ(shell("kill -TERM $$"), 128 + 15);
+}
+
+TEST_F(RunProgram, GivesExitStatusesWhereChildrenAreIgnored) {
+    const auto handler = signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(shell("exit 3"), 3);
+    signal(SIGCHLD, handler);
 }
 
 TEST_F(RunProgram, KeepsTheOutputsApart) {
@@ -236,6 +263,25 @@ TEST_F(RunProgram, KeepsAtMost64MebibytesAndLetsTheProgramFinish) {
     constexpr std::size_t LONGEST = 64 * 1024 * 1024;
     EXPECT_EQ(shell("head -c 70000000 /dev/zero; exit 5"), 5);
     EXPECT_EQ(std::filesystem::file_size(out_), LONGEST);
+}
+
+TEST_F(RunProgram, LeavesNoOutputThatIsNotWhole) {
+    const FullDisk disk(5);
+    EXPECT_EQ(shell("echo out; echo -n error >&2"), 0);
+    EXPECT_EQ(read_file(out_) + read_file(err_), "out\nerror");
+    EXPECT_EQ(shell("echo longer"), ZORV_EXEC_NO_OUTPUT);
+    EXPECT_EQ(shell("echo longer >&2"), ZORV_EXEC_NO_OUTPUT);
+    EXPECT_FALSE(std::filesystem::exists(out_));
+    EXPECT_FALSE(std::filesystem::exists(err_));
+    EXPECT_EQ(zorv_exec(out_.c_str(), out_.c_str(), nullptr, "/nonexistent/program",
+                        static_cast<const char*>(nullptr)),
+              ZORV_EXEC_NO_OUTPUT);
+    EXPECT_EQ(standalone::run_program({.stdout_path = out_.c_str(),
+                                       .stderr_path = out_.c_str(),
+                                       .arguments = {"/bin/sh", "-c", "echo -n 12345; sleep 1000"},
+                                       .limit = 300ms}),
+              ZORV_EXEC_NO_OUTPUT);
+    EXPECT_FALSE(std::filesystem::exists(out_));
 }
 
 TEST_F(RunProgram, KillsAProgramAndItsChildrenWhenTheTimeIsUp) {
