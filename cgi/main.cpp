@@ -37,7 +37,6 @@ int refuse_session() {
 
 /// A request that no route can be looked up for: the code as text, no message.
 int refuse_request(int result) {
-    give_up_root();
     char code[64];
     std::snprintf(code, sizeof code, "0x%x", static_cast<unsigned>(result));
     http_header_output(STATUS_OK);
@@ -64,15 +63,27 @@ int answer(json_object** reply, Route route) {
     return result;
 }
 
-int serve(tagINPUT* input) {
-    const char* method_name = std::getenv("REQUEST_METHOD");
-    const std::string_view method = method_name == nullptr ? "" : method_name;
+/// What says which route a request takes.
+struct Target {
+    std::string_view method;
+    std::vector<std::string> tokens;
+    bool is_split = false;  ///< the segments are in uri_token
+};
+
+Target read_target() {
+    const char* method = std::getenv("REQUEST_METHOD");
+    Target target{.method = method == nullptr ? "" : method, .tokens = {}};
+    target.is_split = split_path(std::getenv("PATH_INFO"), &target.tokens);
+    return target;
+}
+
+int serve(tagINPUT* input, Target& target) {
     std::vector<char> buffer = read_body(std::getenv("CONTENT_LENGTH"));
     char* body = buffer.empty() ? nullptr : buffer.data();
     const int length = buffer.empty() ? 0 : static_cast<int>(buffer.size() - 1);
 
-    std::vector<std::string> tokens;
-    if (!split_path(std::getenv("PATH_INFO"), &tokens)) return refuse_request(CGI_URI_ERROR);
+    auto& [method, tokens, is_split] = target;
+    if (!is_split) return refuse_request(CGI_URI_ERROR);
 
     // Never released: taking a long list apart would cost more than the process has left to do.
     static json_object* reply = nullptr;
@@ -87,9 +98,13 @@ int serve(tagINPUT* input) {
     return refuse_request(CGI_METHOD_ERROR);
 }
 
+/// The route is found first, so that most requests have no way back to root when their query, their
+/// session and their body are read.
 int answer_request() {
+    Target target = read_target();
+    keep_rights_of_route(target.method);
     const std::unique_ptr<tagINPUT, FreeInput> input(CGI_Get_Input_URL());
-    return authenticate(input.get()) ? serve(input.get()) : refuse_session();
+    return authenticate(input.get()) ? serve(input.get(), target) : refuse_session();
 }
 
 /// Whether a person at a terminal asks which program this is. A web server may hand a query over as

@@ -130,15 +130,13 @@ const Route* find_route(Method method) {
     return nullptr;
 }
 
-/// The same, and from here on the process has no more rights than the route needs.
-const Route* enter_route(Method method) {
+bool needs_root(Method method) {
     const Route* route = find_route(method);
-    if (route == nullptr || route->answer.rights == Rights::recorder) give_up_root();
-    return route;
+    return route != nullptr && route->answer.rights == Rights::tools;
 }
 
 int call_route(Method method, const Call& call) {
-    const Route* route = enter_route(method);
+    const Route* route = find_route(method);
     return route == nullptr ? 0 : route->answer.operation(call);
 }
 
@@ -158,6 +156,13 @@ int vector_token_to_char(std::vector<std::string>* tokens) {
     return 0;
 }
 
+void keep_rights_of_route(std::string_view method) {
+    // The other methods have no route with a tool.
+    if (method == "GET" && needs_root(Method::get)) return;
+    if (method == "PUT" && needs_root(Method::put)) return;
+    give_up_root();
+}
+
 void http_header_output(const char* statusLine) {
     std::fputs(statusLine, stdout);
     std::fputs("Content-type: application/json\r\n\r\n", stdout);
@@ -170,7 +175,7 @@ void print_reply(json_object* reply) {
 
 int get_method_fun(std::vector<std::string>*, json_object** reply, tagINPUT* input) {
     const Call call = {reply, nullptr, input};
-    const Route* route = enter_route(Method::get);
+    const Route* route = find_route(Method::get);
     if (route != nullptr && route->answer.printing == Printing::by_route)
         return route->answer.operation(call);
     if (route != nullptr) http_header_output(STATUS_OK);

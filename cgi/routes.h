@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct json_object;  // json-c
@@ -15,6 +16,11 @@ extern char* uri_token[16];
 /// @return 0, or -1 when there are 16 or more segments; then uri_token is unchanged
 int vector_token_to_char(std::vector<std::string>* tokens);
 
+/// Gives up root for good (platform/process_rights.h) unless the route that uri_token and the method
+/// name runs a tool as root. To be called before anything else of the request is read.
+/// @param method REQUEST_METHOD as it came
+void keep_rights_of_route(std::string_view method);
+
 inline constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
 
 /// Prints `statusLine` (with its line end), the content type of a JSON reply and the empty line.
@@ -23,9 +29,8 @@ void http_header_output(const char* statusLine);
 /// Prints a reply (null: the JSON text null) and the two line ends that close it.
 void print_reply(json_object* reply);
 
-// One function per method. Each picks the route by uri_token alone, gives up root unless the route
-// needs it for a tool, calls its operation and returns the operation's result; 0, with *reply left
-// null, when there is no such route.
+// One function per method. Each picks the route by uri_token alone, calls its operation and returns
+// the operation's result; 0, with *reply left null, when there is no such route.
 //
 // tokens  the segments; not read
 // reply   slot for the object to print, null before the call

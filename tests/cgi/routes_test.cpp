@@ -162,30 +162,27 @@ TEST_F(Routes, UnknownGetPrintsNullWithoutAnyHeader) {
 // --- rights -------------------------------------------------------------------------------------
 
 TEST_F(Routes, OnlyThoseThatRunToolsKeepTheWayBackToRoot) {
-    const auto given_up = [] {
-        const bool found = !fake::calls_of("give_up_root").empty();
+    const auto keeps = [](const char* method, const Strings& segments) {
         fake::reset();
-        return found;
+        take(segments);
+        keep_rights_of_route(method);
+        return fake::calls_of("give_up_root").empty();
     };
-    for (const Strings& segments :
-         {Strings{"channel"}, Strings{"fuse"}, Strings{"task"}, Strings{"task", "status", "7"},
-          Strings{"task", "log"}, Strings{"unknown"}}) {
-        get(segments);
-        EXPECT_TRUE(given_up()) << segments[0];
-    }
-    put({"task"});
-    EXPECT_TRUE(given_up());
-    for (const Strings& segments : {Strings{"task", "7"}, Strings{"task", "7", "active"},
-                                    Strings{"task", "7", "is_enable"}, Strings{"unknown"}}) {
-        post(segments);
-        EXPECT_TRUE(given_up()) << segments.back();
-    }
-    del({"task", "7"});
-    EXPECT_TRUE(given_up());
-    get({"task", "log", "file"});
-    EXPECT_FALSE(given_up());
-    put({"server", "testing"});
-    EXPECT_FALSE(given_up());
+    EXPECT_TRUE(keeps("GET", {"share"}));
+    EXPECT_TRUE(keeps("GET", {"share", "x"}));
+    EXPECT_TRUE(keeps("GET", {"task", "log", "file"}));
+    EXPECT_TRUE(keeps("PUT", {"server", "testing"}));
+    for (const char* method : {"GET", "PUT", "POST", "DELETE", "PATCH", "get", ""})
+        for (const Strings& segments :
+             {Strings{}, Strings{"channel"}, Strings{"fuse"}, Strings{"task"},
+              Strings{"task", "status", "7"}, Strings{"task", "log"}, Strings{"task", "7"},
+              Strings{"task", "7", "active"}, Strings{"task", "7", "is_enable"}, Strings{"unknown"},
+              Strings{"Share"}, Strings{"server"}})
+            EXPECT_FALSE(keeps(method, segments)) << method;
+    for (const char* method : {"POST", "DELETE", "PATCH", "put"})
+        for (const Strings& segments :
+             {Strings{"share"}, Strings{"task", "log", "file"}, Strings{"server", "testing"}})
+            EXPECT_FALSE(keeps(method, segments)) << method;
 }
 
 // --- PUT ----------------------------------------------------------------------------------------

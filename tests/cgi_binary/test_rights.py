@@ -140,11 +140,21 @@ def test_request_without_a_session_has_given_up_root_for_good(program, started):
     assert rights_at_the_end(program, started, "GET", "/share") == OWNERS_RIGHTS
 
 
-def test_body_is_read_with_the_rights_of_the_recorders_user(program, started):
-    process = start(program, started, "PUT", "/server/testing", b"never sent",
-                    stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
+def rights_at_the_body(program, started, path):
+    """A request's rights while it waits for its body."""
+    process = start(program, started, "PUT", path, b"never sent", stdin=subprocess.PIPE,
+                    stdout=subprocess.DEVNULL)
     wait_until(lambda: is_in_call(process.pid, ["0", "0x0"]), "the reading of the body")
-    found = rights(process.pid)
+    return rights(process.pid)
+
+
+def test_body_of_a_route_without_tools_is_read_without_a_way_back_to_root(program, started):
+    assert rights_at_the_body(program, started, "/task") == OWNERS_RIGHTS
+
+
+def test_body_of_a_route_with_tools_is_read_with_the_rights_of_the_recorders_user(program,
+                                                                                  started):
+    found = rights_at_the_body(program, started, "/server/testing")
     assert found["users"] == [0, OWNER, 0]
     assert found["groups"] == [WEB_GROUP]
     assert found["effective"] == 0
