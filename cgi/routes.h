@@ -16,8 +16,8 @@ extern char* uri_token[16];
 /// @return 0, or -1 when there are 16 or more segments; then uri_token is unchanged
 int vector_token_to_char(std::vector<std::string>* tokens);
 
-/// Gives up root for good (platform/process_rights.h) unless the route that uri_token and the method
-/// name runs a tool as root. To be called before anything else of the request is read.
+/// Gives up root for good (platform/process_rights.h) unless the route, named by uri_token and the
+/// method, runs a tool as root. To be called before anything else of the request is read.
 /// @param method REQUEST_METHOD as it came
 void keep_rights_of_route(std::string_view method);
 

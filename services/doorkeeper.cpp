@@ -5,6 +5,7 @@
 #include <event2/event.h>
 #include <event2/http.h>
 #include <event2/listener.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 
@@ -41,6 +42,14 @@ evhttp_connection* connection_of(bufferevent* channel) {
     void* reader = nullptr;
     bufferevent_getcb(channel, nullptr, nullptr, nullptr, &reader);
     return static_cast<evhttp_connection*>(reader);
+}
+
+/// Resets the connection. Otherwise whoever is sent away could keep the ports taken that they came
+/// from, and with enough of those nobody could come any more.
+void send_away(evhttp_connection* connection, int descriptor) {
+    constexpr linger AT_ONCE{.l_onoff = 1, .l_linger = 0};
+    setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &AT_ONCE, sizeof AT_ONCE);
+    evhttp_connection_free(connection);
 }
 
 }  // namespace
@@ -97,8 +106,8 @@ void Doorkeeper::House::on_arrival(evutil_socket_t, short, void* context) {
     Door& door = *static_cast<Door*>(context);
     bufferevent* arrived = std::exchange(door.arriving, nullptr);
     evhttp_connection* connection = connection_of(arrived);
-    if (connection && !door.house.let_in(connection, bufferevent_getfd(arrived)))
-        evhttp_connection_free(connection);
+    const int descriptor = bufferevent_getfd(arrived);
+    if (connection && !door.house.let_in(connection, descriptor)) send_away(connection, descriptor);
     bufferevent_decref(arrived);
     evconnlistener_enable(door.listener);
 }

@@ -22,7 +22,7 @@ using Users = std::vector<uid_t>;
 Users trusted_users();
 
 /// Looks at each connection right behind its accept and before a byte of it is read. One whose
-/// other end is not held by a process of a trusted user is closed unanswered, and counts for
+/// other end is not held by a process of a trusted user is reset unanswered, and counts for
 /// nothing. Where a user has MAX_CONNECTIONS already, the oldest one makes room: who holds
 /// connections open keeps nobody out. LIFETIME after its accept every connection is closed, however
 /// far it has come.

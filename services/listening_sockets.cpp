@@ -85,7 +85,8 @@ ListeningSockets::ListeningSockets() {
     const int count = number_from_environment("LISTEN_FDS");
     unsetenv("LISTEN_FDNAMES");
     if (process != getpid()) return;
-    for (int descriptor = FIRST_PASSED; descriptor < FIRST_PASSED + count; ++descriptor) {
+    for (int at = 0; at < count; ++at) {
+        const int descriptor = FIRST_PASSED + at;
         if (fcntl(descriptor, F_SETFD, FD_CLOEXEC) != 0) break;
         passed_.emplace_back(descriptor);
     }

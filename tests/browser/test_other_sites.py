@@ -52,6 +52,15 @@ element[tag == 'link' ? 'href' : 'src'] = url;
 document.documentElement.append(element);
 """
 TAGS = ("img", "script", "link")
+# Rules by which the browser loads a page before anybody asks for it.
+AHEAD = """
+const [url, how] = arguments;
+const rules = document.createElement('script');
+rules.type = 'speculationrules';
+rules.text = JSON.stringify({[how]: [{urls: [url], eagerness: 'immediate'}]});
+document.documentElement.append(rules);
+done();
+"""
 
 
 class Listener:
@@ -100,6 +109,10 @@ class Scene:
         """Whatever a request that acts leaves behind."""
         return (self.recorder.stored_tasks(), self.recorder.events(), LOG_EXPORT.exists(),
                 self.listener.count)
+
+    def answers(self, path):
+        """How many requests for this the web server has answered, whatever it said."""
+        return sum(f"{ROOT_URL}/{path}" in line for line in log_lines("requests.log"))
 
     def refusals(self):
         """How many requests for the program the web server has refused."""
@@ -175,6 +188,19 @@ def test_a_page_from_elsewhere_has_nothing_done_by_embedding_it(scene_at, same_s
         scene.get(tag)
         assert scene.traces() == before, tag
     wait_until(lambda: scene.refusals() == 2 * len(TAGS), "every request to be refused")
+
+
+@pytest.mark.parametrize("same_site", ["None", "Lax", "Strict"])
+def test_a_page_of_another_port_has_nothing_done_ahead_of_time(scene_at, same_site):
+    scene = scene_at(TRUSTED)
+    scene.log_in(same_site)
+    before = scene.traces()
+    for count, how in enumerate(("prefetch", "prerender"), 1):
+        scene.browser.open(scene.elsewhere["port"])
+        scene.browser.run(AHEAD, f"{scene.root}/task/log/file", how)
+        wait_until(lambda n=count: scene.answers("task/log/file") == n, "an answer")
+        assert scene.traces() == before, how
+        assert scene.refusals() == count, how
 
 
 def test_a_page_from_elsewhere_cannot_lead_the_browser_there(scene_at):

@@ -1,11 +1,12 @@
 """As whom scripts/serve starts the services, and what the kernel lets them do."""
+import os
 import shutil
 from pathlib import Path
 
 import pytest
 
 from loopback import free_port, request
-from places import STATE
+from places import LOGS, STATE
 from processes import is_running, processes
 from service_process import ended_afterwards, start_recorder
 from waiting import wait_until
@@ -68,3 +69,33 @@ def test_services_end_with_the_script_however_it_ends(recorder):
     services = [process_of(service) for service in SERVICES]
     process.kill()
     wait_until(lambda: not any(is_running(pid) for pid in services), "the services to end")
+
+
+def test_nothing_of_another_users_shares_the_terminal_of_whoever_starts_it():
+    shutil.chown(STATE, *OWNER)
+    try:
+        with ended_afterwards(start_recorder(free_port())) as process:
+            wait_until(lambda: LOGS.joinpath("requests").exists(), "the web server's logs")
+            theirs = [pid for pid, _ in processes() if Path(f"/proc/{pid}").stat().st_uid != 0]
+            assert len(theirs) > len(SERVICES)
+            assert os.getsid(process.pid) not in map(os.getsid, theirs)
+    finally:
+        shutil.chown(STATE, 0, 0)
+
+
+def test_a_log_whose_owner_has_put_a_link_there_is_opened_with_the_owners_rights():
+    places = [STATE / f"{name}.elsewhere" for name in (*SERVICES, "httpd")]
+    shutil.rmtree(LOGS, ignore_errors=True)
+    LOGS.mkdir()
+    for place in places:
+        (LOGS / place.name).with_suffix(".log").symlink_to(place)
+    shutil.chown(STATE, *OWNER)
+    try:
+        with ended_afterwards(start_recorder(free_port())):
+            wait_until(lambda: all(place.exists() for place in places), "the logs")
+            assert {place.stat().st_uid for place in places} == {OWNER[0]}
+    finally:
+        shutil.chown(STATE, 0, 0)
+        shutil.rmtree(LOGS)
+        for place in places:
+            place.unlink()

@@ -165,6 +165,13 @@ def test_what_a_browser_says_of_the_site_decides(site, status):
             assert reply.status == status
 
 
+@pytest.mark.parametrize("purpose", ["prefetch", "prefetch;prerender", "x"])
+def test_nothing_is_done_for_a_browser_that_loads_pages_ahead(purpose):
+    for method, path in (("GET", "/share"), ("GET", "/task/log/file")):
+        headers = {"Sec-Fetch-Site": "none", "Sec-Purpose": purpose}
+        assert request(method, PROGRAM + path, headers=headers).status == 403
+
+
 @pytest.mark.parametrize("path", [PROGRAM + "/task", PROGRAM + "/crash", "/"])
 def test_browsers_are_told_to_keep_addresses_from_other_sites(path):
     assert request("GET", path).headers["Referrer-Policy"] == "same-origin"

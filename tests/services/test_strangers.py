@@ -1,5 +1,6 @@
 """Whom the services answer: root and who owns the state folder, and nobody else by any trick."""
 import array
+import errno
 import os
 import resource
 import shutil
@@ -27,6 +28,8 @@ WAITING = "/databackupService/notify?act=get_waitingTask_seq"
 OWNER = 4242
 AT_ONCE = struct.pack("ii", 1, 0)  # SO_LINGER: close() resets the connection
 DRIP_SECONDS = 0.5
+SENT_AWAY = (errno.ECONNRESET, errno.EPIPE, errno.ENOTCONN)
+CLOSED = 7  # the state of a connection that is no more (TCP_CLOSE of netinet/tcp.h)
 
 
 def words(method, target):
@@ -55,8 +58,19 @@ def connect(port, family=socket.AF_INET, host="127.0.0.1", source=None):
     if source:
         client.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         client.bind(source)
-    client.connect((host, port))
+    try:
+        client.connect((host, port))
+    except OSError as error:
+        assert error.errno in SENT_AWAY, error  # already; what comes next meets the same
     return client
+
+
+def send(client, data):
+    """As much as the other side takes before it hangs up."""
+    try:
+        client.sendall(data)
+    except OSError as error:
+        assert error.errno in SENT_AWAY, error
 
 
 def everything_from(client):
@@ -65,17 +79,14 @@ def everything_from(client):
     try:
         while more := client.recv(65536):
             data += more
-    except (ConnectionResetError, BrokenPipeError):
-        pass
+    except OSError as error:
+        assert error.errno in SENT_AWAY, error
     return data
 
 
 def answer(port, data, **how):
     with connect(port, **how) as client:
-        try:
-            client.sendall(data)
-        except (ConnectionResetError, BrokenPipeError):
-            pass
+        send(client, data)
         return everything_from(client)
 
 
@@ -108,13 +119,13 @@ def test_an_unprivileged_process_gets_nothing_at_any_port(daemon, state):
 
 
 def send_and_close():
-    connect(TASK).sendall(DELETION)
+    send(connect(TASK), DELETION)
 
 
 def send_and_reset():
     client = connect(TASK)
     client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, AT_ONCE)
-    client.sendall(DELETION)
+    send(client, DELETION)
     client.close()
 
 
@@ -207,10 +218,7 @@ def test_a_socket_stays_its_makers_whoever_holds_it(daemon, state):
     _, passed, _, _ = socket.recv_fds(theirs, 1, 1)
     with socket.socket(fileno=passed[0]) as client:
         client.settimeout(SECONDS)
-        try:
-            client.sendall(DELETION)
-        except (ConnectionResetError, BrokenPipeError):
-            pass
+        send(client, DELETION)
         assert everything_from(client) == b""
     assert still_has_its_task(state)
 
@@ -270,6 +278,16 @@ def test_who_has_said_all_and_listens_is_served(daemon):
         assert b" 200 " in everything_from(client)
 
 
+def wait_for_a_reset():
+    with connect(NOTICE) as client:
+        wait_until(lambda: client.getsockopt(socket.IPPROTO_TCP, socket.TCP_INFO, 1)[0] == CLOSED,
+                   "the reset")
+
+
+def test_who_is_sent_away_keeps_no_port(daemon):
+    as_user(NOBODY, wait_for_a_reset)
+
+
 # --- how many, and how long ----------------------------------------------------------------------
 
 
@@ -280,9 +298,7 @@ def drip(count):
     while True:
         clients = [client for client in clients if send_a_byte(client)]
         while len(clients) < count:
-            client = socket.socket()
-            client.connect(("127.0.0.1", NOTICE))
-            clients.append(client)
+            clients.append(connect(NOTICE))
         time.sleep(DRIP_SECONDS / 10)
 
 
