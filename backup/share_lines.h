@@ -24,9 +24,9 @@ struct Listing {
     std::string error;  ///< the pieces of its lines, each followed by ", "; of a tool that failed
 };
 
-/// Reads the tool's output (smbclient(1), option -g): lines such as "Disk|public|comment", which the
-/// tool prints just as the server gives names and comments. A line that is longer than a piece
-/// counts by its first piece. A comment with a line end in it reads as if the server had listed what
-/// follows: nothing in the output tells the two apart.
+/// Reads the tool's output (smbclient(1), option -g): lines such as "Disk|public|comment", in which
+/// the tool prints names and comments just as the server gives them. A line that is longer than a
+/// piece counts by its first piece. A comment with a line end in it reads as if the server had
+/// listed what follows, for nothing in the output tells the two apart: names are a server's claims.
 /// @param exit_status of the tool; the lines are error text when it is not 0
 Listing read_share_lines(std::FILE* output, int exit_status);

@@ -1,5 +1,5 @@
-// Tests of files of our own where others can plant theirs, and of the lock. Runs in a sandbox, where
-// /tmp is private.
+// Tests of files of our own where others can plant theirs, and of the lock. Runs in a sandbox,
+// where /tmp is private.
 #include "backup/own_file.h"
 
 #include <fcntl.h>

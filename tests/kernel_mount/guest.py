@@ -1,20 +1,31 @@
 """Runs inside the guest, as root: server tests against real shares; reports each as a JSON line."""
+import hashlib
 import json
 import os
+import signal
 import socket
 import subprocess
 import termios
 import threading
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from cgi_program import CgiProgram
 from places import CREDENTIALS, DEBUG_FILE, STATE, STORAGE
+from processes import processes
 from samba_server import PASSWORD, USER, SambaServer
-from waiting import SECONDS
+from waiting import SECONDS, wait_until
 
 SHARES = Path("/run/shares")
 CLOSED_PORT = 1445
 HANGING_UP_PORT = 2445
+OTHER_USER, OTHER_PASSWORD = "games", "another password"
+ROUNDS_AT_ONCE = 3
+MOUNT_OPTIONS = {"nosuid", "nodev", "noexec"}
+
+# What an account's name or password can make of the mount's own options.
+SET_USER_ID = ",file_mode=04755,uid=0"
+LINKS = ",mfsymlinks"
 
 
 def run(*command):
@@ -24,8 +35,10 @@ def run(*command):
 
 def make_shares():
     """One that can be written, one that cannot, and one without a free byte."""
-    for name in ("public", "readonly", "full"):
+    for name in ("public", "readonly", "full", "tricks", "other"):
         (SHARES / name).mkdir(parents=True)
+    (SHARES / "tricks/tool").write_bytes(Path("/bin/true").read_bytes())
+    (SHARES / "tricks/way").write_bytes(link_file("/storage"))
     run("mount", "-t", "tmpfs", "-o", "size=1m", "full", SHARES / "full")
     with open(SHARES / "full/ballast", "wb", buffering=0) as ballast:
         try:
@@ -36,7 +49,16 @@ def make_shares():
     settings = {"force user": "root", "valid users": USER}
     return {"public": {"path": SHARES / "public", "read only": "no", **settings},
             "readonly": {"path": SHARES / "readonly", "read only": "yes", **settings},
-            "full": {"path": SHARES / "full", "read only": "no", **settings}}
+            "full": {"path": SHARES / "full", "read only": "no", **settings},
+            "tricks": {"path": SHARES / "tricks", "read only": "no", **settings},
+            "other": {"path": SHARES / "other", "read only": "no", "force user": "root",
+                      "valid users": OTHER_USER}}
+
+
+def link_file(target):
+    """A regular file that the mount option "mfsymlinks" makes a symbolic link."""
+    digest = hashlib.md5(target.encode(), usedforsecurity=False).hexdigest()
+    return f"XSym\n{len(target):04}\n{digest}\n{target}\n".encode().ljust(1067)
 
 
 def hang_up():
@@ -51,6 +73,44 @@ def mounts():
     lines = Path("/proc/self/mounts").read_text().splitlines()
     return [[line.split()[1], line.split()[2]] for line in lines
             if line.split()[1].startswith("/mnt/")]
+
+
+def sessions():
+    """How many sessions with servers the kernel has."""
+    return Path("/proc/fs/cifs/DebugData").read_text().count("SessionId")
+
+
+class Watch:
+    """Sees what is mounted while a request is served: in the program's view, and in others'."""
+
+    def __init__(self, command):
+        self.command, self.seen, self.others = command, set(), []
+
+    def __enter__(self):
+        self.ended = threading.Event()
+        self.watcher = threading.Thread(target=self.watch)
+        self.watcher.start()
+        return self
+
+    def __exit__(self, *unused):
+        self.ended.set()
+        self.watcher.join()
+
+    def watch(self):
+        while not self.ended.wait(0.01):
+            self.others += mounts()
+            for pid, command in processes():
+                if command == self.command:
+                    self.look(pid)
+
+    def look(self, pid):
+        try:
+            lines = Path(f"/proc/{pid}/mounts").read_text().splitlines()
+        except OSError:
+            return  # it has ended meanwhile
+        # From the first file of the test on; just before, the mount is made harmless.
+        if any(name.isdigit() for name in os.listdir(SHARES / "tricks")):
+            self.seen |= {line.split()[3] for line in lines if line.split()[1].startswith("/mnt/")}
 
 
 def tree(folder):
@@ -84,10 +144,9 @@ def remains():
 def clean_up():
     for point, _ in mounts():
         run("umount", point)
-    for folder in (*Path("/mnt").iterdir(), *SHARES.glob("public/*")):
-        run("rm", "-r", "--one-file-system", folder)
-    for file in (*Path("/tmp").iterdir(), *STORAGE.iterdir(), DEBUG_FILE):
-        file.unlink()
+    for path in (*Path("/mnt").iterdir(), *SHARES.glob("public/*"), *Path("/tmp").iterdir(),
+                 *STORAGE.iterdir(), DEBUG_FILE):
+        run("rm", "-r", "--one-file-system", path)
 
 
 def test_server(program, **changes):
@@ -114,7 +173,48 @@ CASES = {
     "read-only share, folder": {"destPath": "/readonly/a"},
     "full share": {"destPath": "/full"},
     "folder name is a file's": {"destPath": "/full/ballast"},
+    "folder outside": {"destPath": "/public/../../x"},
+    "folder beside": {"destPath": "/public/a/../b"},
+    "folder through a link": {"destPath": "/tricks/way/x",
+                              "username": USER + LINKS},
+    "set-user-ID by name": {"destPath": "/readonly/a", "username": USER + SET_USER_ID},
+    "set-user-ID by password": {"destPath": "/readonly/a",
+                                "password": f"{PASSWORD}\nusername={USER}{SET_USER_ID}"},
 }
+
+
+def watched(program):
+    """What a test of a share with a set-user-ID file looks like from outside."""
+    with Watch(str(program.command[0]).encode()) as watch:
+        result = test_server(program, destPath="/tricks", username=USER + SET_USER_ID)
+    return {"output": result.output.decode(), "others": watch.others, "mounts": mounts(),
+            "options": [sorted(MOUNT_OPTIONS & set(seen.split(","))) for seen in watch.seen],
+            "modes": [option for seen in watch.seen for option in seen.split(",")
+                      if option.startswith("file_mode=")]}
+
+
+def killed(program):
+    """What is left of a test that was killed while it wrote to the share."""
+    request = threading.Thread(target=test_server, args=(program,))
+    request.start()
+    wait_until(lambda: any(SHARES.glob("public/*")), "the file on the share")
+    before = sessions()
+    (pid,) = [pid for pid, command in processes() if command == bytes(program.command[0])]
+    os.kill(pid, signal.SIGKILL)
+    request.join()
+    after = mounts()
+    if not after:
+        wait_until(lambda: sessions() == 0, "the end of the session with the server")
+    return {"sessions": before, "mounts": after}
+
+
+def at_once(program):
+    """Two tests with accounts of their own, each of a share that is the account's alone."""
+    accounts = [{"username": USER, "password": PASSWORD, "destPath": "/public"},
+                {"username": OTHER_USER, "password": OTHER_PASSWORD, "destPath": "/other"}]
+    with ThreadPoolExecutor() as threads:
+        for _ in range(ROUNDS_AT_ONCE):
+            yield from threads.map(lambda changes: test_server(program, **changes), accounts)
 
 
 def report(console, **line):
@@ -130,7 +230,8 @@ def main():
     run("ip", "link", "set", "lo", "up")
     run("ip", "route", "add", "unreachable", "192.0.2.1")
     program = CgiProgram(STATE)
-    SambaServer("/run/samba", make_shares(), port=445).start()
+    samba = SambaServer("/run/samba", make_shares(), port=445).start()
+    samba.add_user(OTHER_USER, OTHER_PASSWORD)
     threading.Thread(target=hang_up, daemon=True).start()
     for name, changes in CASES.items():
         result = test_server(program, **changes)
@@ -138,6 +239,12 @@ def main():
                errors=result.errors.decode(), **remains())
         if name != "folders":
             clean_up()
+    report(console, case="watched", **watched(program))
+    clean_up()
+    report(console, case="killed", **killed(program))
+    clean_up()
+    report(console, case="at once",
+           outputs=[result.output.decode() for result in at_once(program)])
     report(console, case="end", kernel=os.uname().release)
 
 

@@ -63,9 +63,10 @@ def assert_nothing_mounted(case):
     assert case["shares"]["public"] == []
 
 
-def assert_mounted(case, times):
+def assert_only_a_folder_stays(case):
+    """The mounts have gone with the program; where they were, an empty folder is left."""
+    assert case["mounts"] == []
     assert len(case["mount_points"]) == 1
-    assert case["mounts"] == [["/mnt/" + case["mount_points"][0], "cifs"]] * times
 
 
 # --- a share that works --------------------------------------------------------------------------
@@ -165,14 +166,55 @@ def test_unreachable_host_reads_as_permission_denied(case):
 
 
 @of("read-only share")
-def test_share_that_cannot_be_written_stays_mounted_with_the_local_test_file(case):
+def test_share_that_cannot_be_written_fails_and_the_local_test_file_stays(case):
     assert_failed(case, COMMAND_FAILED)
-    assert_mounted(case, times=1)
+    assert_only_a_folder_stays(case)
     assert case["storage"] == ["rec_bak_test"]
 
 
 @of("read-only share, folder")
-def test_folder_that_cannot_be_made_leaves_the_share_mounted_by_both_attempts(case):
+def test_folder_that_cannot_be_made_fails_and_nothing_stays_mounted(case):
     assert_failed(case, FOLDER_NOT_MADE)
-    assert_mounted(case, times=2)
+    assert_only_a_folder_stays(case)
     assert case["storage"] == []
+
+
+# --- what a hostile request or server could reach ------------------------------------------------
+
+
+@of("folder beside")
+def test_folder_above_another_is_reached_within_the_share(case):
+    assert rate_of(case) > 0
+    assert case["shares"]["public"] == ["a", "b"]
+
+
+@pytest.mark.parametrize("case", ["folder outside", "folder through a link"], indirect=True)
+def test_folder_outside_the_share_is_not_made(case):
+    assert_failed(case, FOLDER_NOT_MADE)
+    assert_only_a_folder_stays(case)
+    assert case["storage"] == []
+
+
+@pytest.mark.parametrize("case", ["set-user-ID by name", "set-user-ID by password"], indirect=True)
+def test_options_in_an_account_s_name_leave_nothing_mounted(case):
+    assert_failed(case, FOLDER_NOT_MADE)
+    assert_only_a_folder_stays(case)
+
+
+def test_mount_is_seen_by_nobody_else_and_made_harmless(cases):
+    watched = cases["watched"]
+    assert rate_of({**watched, "status": 0, "mount_points": [], "storage": []}) > 0
+    assert watched["others"] == []
+    assert watched["options"] == [["nodev", "noexec", "nosuid"]]
+    assert watched["modes"] == ["file_mode=04755"]  # the account's name did become an option
+
+
+def test_mount_of_a_killed_test_goes_with_it(cases):
+    assert cases["killed"]["sessions"] > 0
+    assert cases["killed"]["mounts"] == []
+
+
+def test_tests_at_once_use_their_own_accounts(cases):
+    outputs = cases["at once"]["outputs"]
+    assert len(outputs) == 6
+    assert ["Success." in output for output in outputs] == [True] * 6, outputs

@@ -59,7 +59,11 @@ class SambaServer:
     def set_password(self, password):
         """The user's from now on; connections that stand go on."""
         self.password = password
-        subprocess.run(["/usr/bin/smbpasswd", "-c", self.config, "-s", "-a", USER],
+        self.add_user(USER, password)
+
+    def add_user(self, user, password):
+        """An account of the machine's, with a password of its own here."""
+        subprocess.run(["/usr/bin/smbpasswd", "-c", self.config, "-s", "-a", user],
                        input=f"{password}\n{password}\n".encode(), check=True, timeout=SECONDS,
                        capture_output=True)
 

@@ -1,4 +1,4 @@
-// The fake's services: the local HTTP client, programs, mounts, Base64, character checks, the clock.
+// The fake's services: the local HTTP client, programs, mounts, Base64, characters, the clock.
 extern "C" {
 #include <b64/cdecode.h>
 #include <b64/cencode.h>
