@@ -36,7 +36,9 @@ void WorkerLanes::drop(LaneId lane) {
 }
 
 void WorkerLanes::begin(LaneId lane) {
-    go_on(lane, lanes_.at(lane).errand->begin());
+    Lane& given = lanes_.at(lane);
+    given.beginning.reset();
+    go_on(lane, given.errand->begin());
 }
 
 /// Tells what has come; the rest in the loop's next round, so that a process that talks without end
@@ -50,7 +52,8 @@ void WorkerLanes::hear(LaneId lane) {
         const auto said = worker->receive();
         if (!said && !worker->ended()) return;
         if (!said) return lose(lane, "the copying process ended");
-        auto step = errand ? errand->hear(*said) : std::nullopt;
+        // An errand that has not begun has asked for nothing yet.
+        auto step = errand && !beginning ? errand->hear(*said) : std::nullopt;
         if (!step) return lose(lane, "the copying process said what nobody had asked for");
         go_on(lane, std::move(*step));
     }

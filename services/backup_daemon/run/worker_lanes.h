@@ -33,8 +33,8 @@ private:
     struct Lane {
         std::unique_ptr<Worker> worker;
         std::unique_ptr<EventWatch> watch;
-        std::unique_ptr<Errand> errand;  ///< null when it has none
-        std::unique_ptr<EventWatch> beginning = {};
+        std::unique_ptr<Errand> errand;              ///< null when it has none
+        std::unique_ptr<EventWatch> beginning = {};  ///< null once the errand has begun
     };
 
     void begin(LaneId lane);

@@ -349,6 +349,30 @@ TEST_F(LyingProcessTest, SaysSomethingWithoutAnOrder) {
     }
 }
 
+TEST_F(LyingProcessTest, AnswersAnOrderThatItHasNotGotYet) {
+    for (const WorkerReport& report :
+         {WorkerReport(Whole{hash}), WorkerReport(At{0}), WorkerReport(Failed())}) {
+        said.clear();
+        make_pool([report](int socket) {
+            for (const WorkerReport& word : {WorkerReport(Ready()), report}) say(socket, word);
+            while (wait_for_packet(socket)) continue;
+        });
+        lanes->listen({[this](LaneId lane, const Report& ready) {
+                           note(lane, ready);
+                           // So that the process has said both by the time of the order.
+                           usleep(100'000);
+                           lanes->give(lane, copy());
+                       },
+                       [this](LaneId lane, const std::string& why) {
+                           said.push_back(std::to_string(lane) + " is lost: " + why);
+                       }});
+        lanes->open();
+        wait_for(2);
+        look_once();
+        EXPECT_EQ(said, (Texts{"1 says 0", LIES}));
+    }
+}
+
 TEST_F(LyingProcessTest, SaysWhatIsNoAnswerToItsOrder) {
     expect_lost({RemoveFiles(), {Whole{hash}}});
     expect_lost({RemoveFiles(), {Sizes()}});
