@@ -13,6 +13,7 @@
 #include <memory>
 #include <system_error>
 
+#include "services/backup_daemon/lane/call_filter.h"
 #include "services/backup_daemon/lane/landlock.h"
 
 namespace services {
@@ -70,12 +71,13 @@ void set_limits(rlim_t memory) {
 
 }  // namespace
 
-void fence_in() {
+void fence_in(int port) {
     const rlim_t memory = mapped() + FENCED_MEMORY;
     drop_capabilities();
     require(prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) == 0, "PR_SET_DUMPABLE");
-    shut_off();
+    shut_off(port);
     set_limits(memory);
+    filter_calls();
 }
 
 }  // namespace services
