@@ -78,6 +78,14 @@ TEST(Fence, MemoryIsDumpedForNobody) {
               std::vector<long long>{0});
 }
 
+TEST(Fence, MachineWithoutMemoryTakesTheProcessFirst) {
+    Worker worker(stay);
+    std::ifstream file("/proc/" + std::to_string(process_of(worker)) + "/oom_score_adj");
+    int adjustment = 0;
+    file >> adjustment;
+    EXPECT_EQ(adjustment, 1000);
+}
+
 TEST(Fence, MemoryEndsWhereItIsSaidTo) {
     constexpr std::size_t PIECE = 1024 * 1024;
     const auto pieces = found_by_a_process([] {
