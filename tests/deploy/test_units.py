@@ -41,3 +41,8 @@ def test_the_web_servers_unit_lets_the_program_become_root_and_mount(units):
         unit["CapabilityBoundingSet"].split())
     assert unit["RestrictNamespaces"] == "mnt"
     assert not {"@mount", "@privileged", "@setuid"} & set(unit["SystemCallFilter"].split())
+
+
+def test_a_worker_without_memory_dies_alone(units):
+    """By default systemd ends the whole service when the kernel has ended one process of it."""
+    assert settings(units / "recording-backupd.service")["OOMPolicy"] == "continue"

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 #include "platform/standalone/store/file_handle.h"
@@ -140,10 +141,12 @@ std::optional<long long> last_write(const Recording& recording) {
     return found.st_mtime;
 }
 
-void add_recordings(const Folder& folder, bool alarm, std::vector<RecordingFile>& files) {
+void add_recordings(const Folder& folder, bool alarm, std::size_t most,
+                    std::vector<RecordingFile>& files) {
     const auto begin = static_cast<std::ptrdiff_t>(files.size());
     visit_recordings(folder, [&](const Recording& recording) {
         struct stat found {};
+        if (files.size() == most) throw std::length_error("too many recordings of a day");
         if (fstatat(recording.folder, recording.name, &found, AT_SYMLINK_NOFOLLOW) == 0)
             files.push_back({recording.name, alarm, found.st_size, nanoseconds(found.st_mtim)});
     });
@@ -202,13 +205,14 @@ std::vector<std::string> recording_days(const std::string& folder, const std::st
     return days;
 }
 
-std::vector<RecordingFile> recordings_of_day(const std::string& folder, const std::string& day) {
+std::vector<RecordingFile> recordings_of_day(const std::string& folder, const std::string& day,
+                                             std::size_t most) {
     std::vector<RecordingFile> files;
     const Folder channel = open_folder(AT_FDCWD, folder.c_str(), 0);
     if (!channel) return files;
     const Day folders(channel.get(), day);
-    add_recordings(folders.normal, false, files);
-    add_recordings(folders.alarm, true, files);
+    add_recordings(folders.normal, false, most, files);
+    add_recordings(folders.alarm, true, most, files);
     return files;
 }
 

@@ -43,8 +43,13 @@ struct RecordingFile {
 std::vector<std::string> recording_days(const std::string& folder, const std::string& first,
                                         const std::string& last);
 
+/// More than these a day has no seconds for.
+inline constexpr std::size_t MOST_OF_A_DAY = 200'000;
+
 /// The recordings of one day, in the order of their names, normal ones first.
-std::vector<RecordingFile> recordings_of_day(const std::string& folder, const std::string& day);
+/// @throws std::length_error when there are more than `most`
+std::vector<RecordingFile> recordings_of_day(const std::string& folder, const std::string& day,
+                                             std::size_t most = MOST_OF_A_DAY);
 
 /// Start of a recording in seconds since the epoch, as day and name have it.
 long long recording_start(const std::string& day, const std::string& name);

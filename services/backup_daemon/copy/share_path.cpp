@@ -52,6 +52,11 @@ std::string safe_name(std::string_view name) {
     return safe;
 }
 
+std::string folded(std::string path) {
+    std::ranges::transform(path, path.begin(), [](unsigned char c) { return std::tolower(c); });
+    return path;
+}
+
 std::string join_path(const std::string& one, const std::string& other) {
     return one.empty() || other.empty() ? one + other : one + "/" + other;
 }

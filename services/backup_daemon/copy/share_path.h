@@ -11,6 +11,9 @@ namespace services {
 /// valid UTF-8, never empty. What cannot stand becomes "_". A safe name stays as it is.
 std::string safe_name(std::string_view name);
 
+/// A name or path as a server sees it that does not tell upper case from lower case.
+std::string folded(std::string path);
+
 /// Joins two paths; either may be empty.
 std::string join_path(const std::string& one, const std::string& other);
 

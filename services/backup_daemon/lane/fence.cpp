@@ -13,6 +13,7 @@
 #include <memory>
 #include <system_error>
 
+#include "services/backup_daemon/lane/call_filter.h"
 #include "services/backup_daemon/lane/landlock.h"
 
 namespace services {
@@ -56,6 +57,14 @@ rlim_t mapped() {
     return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
+/// Where the machine itself runs out of memory, the kernel takes such a process first and not the
+/// daemon. No part of the fence: a process that may not say so of itself is as good as any.
+void be_taken_first() {
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen("/proc/self/oom_score_adj", "we"),
+                                                     std::fclose);
+    if (file) std::fputs("1000", file.get());
+}
+
 void set_limits(rlim_t memory) {
     limit(RLIMIT_AS, memory);
     limit(RLIMIT_NOFILE, DESCRIPTORS);
@@ -70,12 +79,14 @@ void set_limits(rlim_t memory) {
 
 }  // namespace
 
-void fence_in() {
+void fence_in(int port) {
     const rlim_t memory = mapped() + FENCED_MEMORY;
+    be_taken_first();
     drop_capabilities();
     require(prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) == 0, "PR_SET_DUMPABLE");
-    shut_off();
+    shut_off(port);
     set_limits(memory);
+    filter_calls();
 }
 
 }  // namespace services

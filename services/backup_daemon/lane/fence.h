@@ -11,9 +11,12 @@ inline constexpr unsigned long long FENCED_MEMORY = 512ULL * 1024 * 1024;
 ///   - no capability, and none by running a program; root without them is one more user;
 ///   - no way to write, make, rename or delete a file, and none to read one but the system's own
 ///     libraries and settings, where the kernel knows Landlock;
+///   - no connection over TCP but to the share's port, where the kernel is 6.7 or later;
+///   - no hold on other processes, nor on modes and times of files (lane/call_filter.h);
 ///   - no memory beyond FENCED_MEMORY, no further process unless it is root's, few descriptors;
 ///   - no dump of its memory, which holds passwords.
+/// @param port of the share; 0: none
 /// @throws std::system_error when a part of the fence does not stand
-void fence_in();
+void fence_in(int port);
 
 }  // namespace services

@@ -40,9 +40,9 @@ void become_worker(int socket, pid_t daemon) {
 
 /// The new process's life. Nothing may get out of here and run as a second daemon, and a process
 /// that cannot be fenced in does not live.
-[[noreturn]] void live(int socket, pid_t daemon, const Worker::Work& work) noexcept {
+[[noreturn]] void live(int socket, pid_t daemon, const Worker::Work& work, int port) noexcept {
     become_worker(socket, daemon);
-    fence_in();
+    fence_in(port);
     work(WORKERS_SOCKET);
     _exit(0);
 }
@@ -50,16 +50,18 @@ void become_worker(int socket, pid_t daemon) {
 }  // namespace
 
 Worker::Worker(const SmbLogin& login)
-    : Worker([&login](int socket) {
-          run_worker(socket, [&login] { return std::make_unique<SmbShare>(login); });
-      }) {}
+    : Worker(
+          [&login](int socket) {
+              run_worker(socket, [&login] { return std::make_unique<SmbShare>(login); });
+          },
+          login.port) {}
 
-Worker::Worker(const Work& work) {
+Worker::Worker(const Work& work, int port) {
     auto [ours, theirs] = connected_sockets();
     const pid_t daemon = getpid();
     process_ = fork();
     if (process_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
-    if (process_ == 0) live(theirs.get(), daemon, work);
+    if (process_ == 0) live(theirs.get(), daemon, work, port);
     socket_ = std::move(ours);
 }
 

@@ -27,8 +27,9 @@ public:
     /// Starts a process that does this work, fenced in (lane/fence.h). It has none of the daemon's
     /// descriptors but the socket and the standard ones, is killed when the daemon ends, and hears
     /// no SIGTERM or SIGINT.
+    /// @param port to which it may connect, on whatever machine; 0: none
     /// @throws std::runtime_error when there is no process to be had
-    explicit Worker(const Work& work);
+    explicit Worker(const Work& work, int port = 0);
     ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;

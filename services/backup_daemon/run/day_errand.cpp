@@ -2,6 +2,7 @@
 #include "services/backup_daemon/run/day_errand.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "platform/standalone/store/recording_folder.h"
@@ -26,7 +27,12 @@ bool is_size(long long size) {
 }  // namespace
 
 Step DayErrand::begin() {
-    list();
+    try {
+        list();
+    } catch (const std::length_error& error) {
+        const std::string folder = order_.recordings + "/" + order_.day;
+        return {.tell = {Failed{FailureKind::source, folder + ": " + error.what()}}, .over = true};
+    }
     if (order_.ask_share) {
         ask_for(false, order_.remote);
         ask_for(true, join_path(order_.remote, "alarm"));
@@ -37,7 +43,7 @@ Step DayErrand::begin() {
 /// The loop waits for the disk. One day's folder is read at a time, and the disk is one that spins
 /// for the recorder all day long.
 void DayErrand::list() {
-    for (const auto& file : standalone::recordings_of_day(order_.recordings, order_.day))
+    for (const auto& file : standalone::recordings_of_day(order_.recordings, order_.day, most_))
         if (file.alarm ? order_.alarm : order_.normal)
             found_.entries.push_back({.name = file.name,
                                       .alarm = file.alarm,

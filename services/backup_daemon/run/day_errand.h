@@ -4,6 +4,7 @@
 #include <deque>
 #include <string>
 
+#include "platform/standalone/store/recording_folder.h"
 #include "services/backup_daemon/run/errand.h"
 
 namespace services {
@@ -12,7 +13,9 @@ namespace services {
 /// a day may have more names than a packet has room for.
 class DayErrand : public Errand {
 public:
-    explicit DayErrand(ListDay order) : order_(std::move(order)) {}
+    /// @param most recordings that a day may have
+    explicit DayErrand(ListDay order, std::size_t most = standalone::MOST_OF_A_DAY)
+        : order_(std::move(order)), most_(most) {}
 
     Step begin() override;
 
@@ -28,6 +31,7 @@ private:
     Step next();
 
     const ListDay order_;
+    const std::size_t most_;
     Entries found_;
     std::deque<Question> questions_;  ///< the first has been asked
 };

@@ -15,7 +15,9 @@ struct OpenRecording {
 };
 
 /// Opens a regular file for reading. Below the channel's folder no symbolic link is followed, and
-/// nothing leads out of it: whoever may write there shall not have others' files read for him.
+/// nothing leads out of it. A file is left alone that the owner of the folder in which it lies
+/// could not read, as owner, by the folder's group or as anybody: whoever may write there shall not
+/// have others' files read for him.
 /// @param recordings the channel's folder, where it is configured to be
 /// @param path of the recording below it
 /// @throws CopyFailure gone: nothing has that name; source: it cannot be opened, or is no file

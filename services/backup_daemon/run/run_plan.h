@@ -120,6 +120,8 @@ private:
     Answer answer(CopyFile& copy, const Copied& copied);
     Answer answer(RemoveCopies& removal, const At&);
     Answer answer(RemoveCopies& removal, const Done&);
+    void give_up_doubles(LookAtDay& look);
+    void give_up_file(const FileCount& file, const std::string& why);
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
     FailureStep make_room(LaneId lane, const Failed& failed);

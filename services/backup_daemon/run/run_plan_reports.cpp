@@ -43,6 +43,7 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Entries& entries) {
 RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     Day& day = days_[look.day];
     const auto recorded = memory_.copied_in(ShareNames::day_folder(day.where) + "/");
+    give_up_doubles(look);
     long long files = 0;
     long long bytes = 0;
     for (const DayEntry& entry : look.found) {
@@ -59,6 +60,17 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     // What was measured gives way to what is found now.
     tally_.plan(files - std::exchange(day.files, files), bytes - std::exchange(day.bytes, bytes));
     return Answer::whole;
+}
+
+/// Of recordings that would get one name on the share, each would replace the one before.
+void RunPlan::give_up_doubles(LookAtDay& look) {
+    const ChannelDay& where = days_[look.day].where;
+    for (const DayEntry& entry : take_doubles(goal_, where, look.found)) {
+        if (!look.to_copy) continue;
+        tally_.plan(1, 0);
+        give_up_file({}, ShareNames::copy_path(where, entry) +
+                             ": another recording of the day has this name on the share");
+    }
 }
 
 RunPlan::Answer RunPlan::answer(CopyFile& copy, const At& at) {
@@ -145,11 +157,15 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     const auto* copy = std::get_if<CopyFile>(&given_.at(lane).what);
     if (!copy) return {FailureStep::Kind::end_run, failed.text};
-    tally_.gave_up(copy->count, failed.text);
+    give_up_file(copy->count, failed.text);
     given_.erase(lane);
-    if (tally_.files_failed() <= FAILURES_TOLD) notes_.push_back({FILE_NOT_COPIED, failed.text});
     if (failed.kind != FailureKind::denied || ++counts_.denied_in_a_row < MOST_DENIED) return {};
     return {FailureStep::Kind::end_run, tally_.failure()};
+}
+
+void RunPlan::give_up_file(const FileCount& file, const std::string& why) {
+    tally_.gave_up(file, why);
+    if (tally_.files_failed() <= FAILURES_TOLD) notes_.push_back({FILE_NOT_COPIED, why});
 }
 
 /// The share is full. The file waits until there is room; room that has been made since its order

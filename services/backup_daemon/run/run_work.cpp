@@ -1,6 +1,7 @@
 // The pieces of work that a run consists of, each carried out by one order to a lane.
 #include "services/backup_daemon/run/run_work.h"
 
+#include <algorithm>
 #include <set>
 
 #include "platform/standalone/store/recording_folder.h"
@@ -24,6 +25,14 @@ std::vector<std::string> folders_of(const std::vector<CopiedFile>& files, const 
     return ordered;
 }
 
+/// The names that a recording's copy and its description take.
+std::vector<std::string> names_of(const RunGoal& goal, const ChannelDay& where,
+                                  const DayEntry& entry) {
+    const std::string copy = folded(ShareNames::copy_path(where, entry));
+    if (!goal.side_files) return {copy};
+    return {copy, side_file_path(copy)};
+}
+
 }  // namespace
 
 bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
@@ -33,6 +42,22 @@ bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* co
     if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return true;
     if (goal.side_files && !copy->side_file) return true;
     return asked_share && entry.remote_size != copy->size;
+}
+
+std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
+                                   std::vector<DayEntry>& entries) {
+    std::vector<DayEntry> left;
+    std::vector<DayEntry> doubles;
+    std::set<std::string> taken;
+    for (DayEntry& entry : entries) {
+        const auto names = names_of(goal, where, entry);
+        const auto is_taken = [&](const std::string& name) { return taken.contains(name); };
+        const bool is_double = std::ranges::any_of(names, is_taken);
+        (is_double ? doubles : left).push_back(std::move(entry));
+        if (!is_double) taken.insert(names.begin(), names.end());
+    }
+    entries = std::move(left);
+    return doubles;
 }
 
 CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDay& where,

@@ -52,6 +52,12 @@ struct Work {
 bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
                 bool asked_share);
 
+/// Takes out of a day's recordings those that cannot be copied as well: their copy or its
+/// description would have a name that one before them has, or has on servers that do not tell upper
+/// case from lower.
+std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
+                                   std::vector<DayEntry>& entries);
+
 /// @param copy what is recorded of an earlier copy; null when nothing is
 CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDay& where,
                    const DayEntry& entry, const CopiedFile* copy);

@@ -2,7 +2,6 @@
 #include "services/backup_daemon/run/selection.h"
 
 #include <algorithm>
-#include <cctype>
 #include <set>
 #include <sstream>
 
@@ -16,12 +15,6 @@ constexpr char LAST_OF_ALL_DAYS[] = "9999-12-31";
 std::string own_folder(const standalone::Channel& channel) {
     return safe_name(channel.name.empty() ? "Channel " + std::to_string(channel.index)
                                           : channel.name);
-}
-
-/// As a server that does not tell upper case from lower case sees it.
-std::string folded(std::string name) {
-    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
-    return name;
 }
 
 bool shares_its_name(const standalone::Channel& channel,

@@ -2,10 +2,15 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <linux/landlock.h>
 #include <poll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <functional>
 #include <optional>
+#include <vector>
 
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/backup_daemon/lane/worker.h"
@@ -32,4 +37,27 @@ inline std::optional<services::WorkerReport> next_report(services::Worker& worke
 inline pid_t process_of(services::Worker& worker) {
     const auto report = next_report(worker);
     return static_cast<pid_t>(std::get<services::At>(report.value()).offset);
+}
+
+/// errno of a call that gave this; 0 when it succeeded.
+inline long long error_of(long result) {
+    return result < 0 ? errno : 0;
+}
+
+/// What a process finds when it tries something.
+/// @param port that it may connect to
+inline std::vector<long long> found_by_a_process(
+    const std::function<std::vector<long long>()>& trying, int port = 0) {
+    services::Worker worker(
+        [&](int socket) {
+            say(socket, services::Sizes{trying()});
+            services::wait_for_packet(socket);
+        },
+        port);
+    return std::get<services::Sizes>(next_report(worker).value()).sizes;
+}
+
+/// Version of the kernel's Landlock; less than 1 when it has none.
+inline long landlock() {
+    return syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
 }

@@ -63,6 +63,16 @@ Texts entries_of(const Step& step) {
     return texts;
 }
 
+TEST_F(DayErrandTest, DayWithMoreRecordingsThanItMayHaveIsNotListed) {
+    record_both_kinds();
+    EXPECT_TRUE(DayErrand(order, 4).begin().ask);
+    const Step step = DayErrand(order, 3).begin();
+    EXPECT_TRUE(step.over && !step.ask);
+    const auto& failed = std::get<Failed>(step.tell.at(0));
+    EXPECT_EQ(failed.kind, FailureKind::source);
+    EXPECT_EQ(failed.text, folder.path() + "/" + DAY + ": too many recordings of a day");
+}
+
 TEST_F(DayErrandTest, ListsADayWithWhatTheShareHasOfIt) {
     record_both_kinds();
     DayErrand errand(order);

@@ -113,6 +113,33 @@ TEST_F(OpenRecordingTest, ChannelsFolderMayBeALinkOfTheAdministrators) {
     EXPECT_EQ(content_of(open_recording(link, RECORDING)), "0123456789");
 }
 
+TEST_F(OpenRecordingTest, FileThatTheFoldersOwnerMayNotReadIsNotReadForHim) {
+    constexpr uid_t SOMEBODY = 65534;
+    constexpr gid_t GROUP = 65533;
+    if (chown((day + "/alarm").c_str(), SOMEBODY, GROUP) != 0)
+        GTEST_SKIP() << "only root may do so";
+    // As a second name of /etc/shadow is, also when that has been replaced meanwhile.
+    ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+    EXPECT_EQ(failure_to_open(), FailureKind::source);
+    ASSERT_EQ(chown(path.c_str(), 0, GROUP), 0);
+    EXPECT_EQ(content_of(open_recording(folder.path(), RECORDING)), "0123456789");
+    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    EXPECT_EQ(failure_to_open(), FailureKind::source);
+    ASSERT_EQ(chown(path.c_str(), SOMEBODY, 0), 0);
+    EXPECT_EQ(content_of(open_recording(folder.path(), RECORDING)), "0123456789");
+    ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0604), 0);
+    EXPECT_EQ(content_of(open_recording(folder.path(), RECORDING)), "0123456789");
+}
+
+TEST_F(OpenRecordingTest, FolderOfRootsHoldsWhatItHolds) {
+    constexpr uid_t SOMEBODY = 65534;
+    if (geteuid() != 0) GTEST_SKIP() << "only root may give files away";
+    ASSERT_EQ(chown(path.c_str(), SOMEBODY, SOMEBODY), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    EXPECT_EQ(content_of(open_recording(folder.path(), RECORDING)), "0123456789");
+}
+
 TEST_F(OpenRecordingTest, FolderIsNoFile) {
     EXPECT_EQ(failure_to_open("2024-03-01/alarm"), FailureKind::source);
 }

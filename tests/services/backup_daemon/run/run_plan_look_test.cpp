@@ -31,6 +31,31 @@ TEST_F(RunPlanLookTest, WhatIsCopiedIsNotSentAgain) {
     EXPECT_EQ(counts(), "0 done, 0 failed, 0 left; 0 of 0 bytes");
 }
 
+TEST_F(RunPlanLookTest, RecordingsOfOneNameOnTheShareAreOneCopyAndAFailure) {
+    world.record("/rec/door", "2024-03-05", "09-00-00.\xfe", 10, 1000);
+    world.record("/rec/door", "2024-03-05", "09-00-00.\xff", 11, 1000);
+    world.record("/rec/door", "2024-03-05", "08-00-00.MP4", 12, 1000);
+    EXPECT_EQ(rest_that("copy").size(), 2U);
+    EXPECT_EQ(counts(), "2 done, 2 failed, 0 left; 22 of 22 bytes");
+    const Texts told = notes(FILE_NOT_COPIED);
+    ASSERT_EQ(told.size(), 2U);
+    for (const std::string& detail : told)
+        EXPECT_NE(detail.find("another recording of the day has this name"), std::string::npos);
+}
+
+TEST_F(RunPlanLookTest, RecordingOfADescriptionsNameIsAFailureWhereThereAreDescriptions) {
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4.json", 10, 1000);
+    goal.side_files = true;
+    EXPECT_EQ(rest_that("copy").size(), 1U);
+    EXPECT_EQ(notes(FILE_NOT_COPIED).size(), 1U);
+}
+
+TEST_F(RunPlanLookTest, RecordingOfADescriptionsNameIsARecordingWhereThereAreNone) {
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4.json", 10, 1000);
+    EXPECT_EQ(rest_that("copy").size(), 1U);
+    EXPECT_EQ(counts(), "1 done, 0 failed, 0 left; 10 of 10 bytes");
+}
+
 TEST_F(RunPlanLookTest, CopyOfAnotherTaskCountsTheSame) {
     ledger.foreign = {PATH};
     EXPECT_EQ(rest_that("copy"), Texts{});
