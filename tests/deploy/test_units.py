@@ -46,3 +46,10 @@ def test_the_web_servers_unit_lets_the_program_become_root_and_mount(units):
 def test_a_worker_without_memory_dies_alone(units):
     """By default systemd ends the whole service when the kernel has ended one process of it."""
     assert settings(units / "recording-backupd.service")["OOMPolicy"] == "continue"
+
+
+def test_workers_may_call_what_they_fence_themselves_in_with(units):
+    """Their own fence makes no noise where these are refused: it would just not stand."""
+    unit = settings(units / "recording-backupd.service")
+    assert {"capset", "landlock_create_ruleset", "landlock_add_rule", "landlock_restrict_self",
+            "seccomp"} <= set(unit["SystemCallFilter"].split())

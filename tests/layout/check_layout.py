@@ -20,6 +20,7 @@ LIBRARIES = [
     (r"sodium\.h|sodium/.*", "libsodium"),
     (r"libsmbclient\.h|samba-4\.0/.*", "libsmbclient"),
     (r"openssl/.*", "libcrypto"),
+    (r"seccomp\.h", "libseccomp"),
     (r"CLI/.*", "CLI11"),
 ]
 # C++'s own headers have no dot; these are C's and the system's.

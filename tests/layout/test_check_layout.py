@@ -61,6 +61,7 @@ AGAINST_THE_ARROWS = [
     (f"{DAEMON}/lane/worker.cpp", "#include <libsmbclient.h>"),
     (f"{DAEMON}/copy/resume.cpp", f'#include "{DAEMON}/lane/packet.h"'),
     (f"{DAEMON}/copy/resume.cpp", "#include <sodium.h>"),
+    (f"{DAEMON}/copy/resume.cpp", "#include <seccomp.h>"),
     (f"{DAEMON}/memory/copy_store.cpp", f'#include "{DAEMON}/run/destination.h"'),
     (f"{DAEMON}/memory/copy_store.cpp", "#include <sqlite3.h>"),
     (f"{DAEMON}/tell/run_events.cpp", f'#include "{DAEMON}/run/run_tally.h"'),
