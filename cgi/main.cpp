@@ -82,19 +82,19 @@ int serve(tagINPUT* input, Target& target) {
     char* body = buffer.empty() ? nullptr : buffer.data();
     const int length = buffer.empty() ? 0 : static_cast<int>(buffer.size() - 1);
 
-    auto& [method, tokens, is_split] = target;
-    if (!is_split) return refuse_request(CGI_URI_ERROR);
+    if (!target.is_split) return refuse_request(CGI_URI_ERROR);
 
+    const std::string_view method = target.method;
+    std::vector<std::string>* tokens = &target.tokens;
     // Never released: taking a long list apart would cost more than the process has left to do.
     static json_object* reply = nullptr;
-    if (method == "GET") return get_method_fun(&tokens, &reply, input);
+    if (method == "GET") return get_method_fun(tokens, &reply, input);
     if (method == "POST")
-        return answer(&reply,
-                      [&] { return post_method_fun(&tokens, &reply, body, length, input); });
+        return answer(&reply, [&] { return post_method_fun(tokens, &reply, body, length, input); });
     if (method == "PUT")
-        return answer(&reply, [&] { return put_method_fun(&tokens, &reply, body, input); });
+        return answer(&reply, [&] { return put_method_fun(tokens, &reply, body, input); });
     if (method == "DELETE")
-        return answer(&reply, [&] { return delete_method_fun(&tokens, &reply, body, input); });
+        return answer(&reply, [&] { return delete_method_fun(tokens, &reply, body, input); });
     return refuse_request(CGI_METHOD_ERROR);
 }
 

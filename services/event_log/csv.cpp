@@ -46,7 +46,7 @@ std::string disarmed(const std::string& text) {
 }
 
 std::string csv_field(const std::string& raw) {
-    const std::string text = disarmed(standalone::valid_utf8(raw));
+    std::string text = disarmed(standalone::valid_utf8(raw));
     if (text.find_first_of(QUOTED_CHARACTERS) == std::string::npos) return text;
     std::string quoted = "\"";
     for (const char c : text) {

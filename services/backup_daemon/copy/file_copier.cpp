@@ -27,7 +27,7 @@ std::string FileCopier::copy(const CopyJob& job, const SourceFile& source) {
         send_until_right(job, state);
         share_.rename(job.temporary, job.target);
     }
-    const std::string sha256 = state.hash.hex();
+    std::string sha256 = state.hash.hex();
     if (job.side_file)
         write_side_file(share_, job.target, job.temporary,
                         side_file_text(*job.side_file, source.size(), sha256));

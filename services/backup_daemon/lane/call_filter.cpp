@@ -93,6 +93,12 @@ void refuse(const Filter& filter, int call, const scmp_arg_cmp& when) {
             "seccomp_rule_add_array");
 }
 
+/// A call that names a process may name this one.
+void refuse_unless(const Filter& filter, int call, pid_t self) {
+    const auto value = static_cast<scmp_datum_t>(self);
+    refuse(filter, call, {.arg = 0, .op = SCMP_CMP_NE, .datum_a = value, .datum_b = 0});
+}
+
 }  // namespace
 
 void filter_calls() {
@@ -100,10 +106,10 @@ void filter_calls() {
     if (!filter) throw std::bad_alloc();
     for (const int call : REFUSED) refuse(filter, call);
     for (const auto& [call, argument, value, bits] : REFUSED_WITH)
-        refuse(filter, call, {argument, SCMP_CMP_MASKED_EQ, bits, value});
-    // Calls that name a process may name this one.
-    refuse(filter, SCMP_SYS(prlimit64), SCMP_A0(SCMP_CMP_NE, 0));
-    refuse(filter, SCMP_SYS(tgkill), SCMP_A0(SCMP_CMP_NE, static_cast<scmp_datum_t>(getpid())));
+        refuse(filter, call,
+               {.arg = argument, .op = SCMP_CMP_MASKED_EQ, .datum_a = bits, .datum_b = value});
+    refuse_unless(filter, SCMP_SYS(prlimit64), 0);
+    refuse_unless(filter, SCMP_SYS(tgkill), getpid());
     require(seccomp_load(filter.get()), "seccomp_load");
 }
 
