@@ -13,6 +13,7 @@ from pathlib import Path
 from cgi_program import CgiProgram
 from places import CREDENTIALS, DEBUG_FILE, STATE, STORAGE
 from processes import processes
+from repeating import Repeating
 from samba_server import PASSWORD, USER, SambaServer
 from waiting import SECONDS, wait_until
 
@@ -80,30 +81,21 @@ def sessions():
     return Path("/proc/fs/cifs/DebugData").read_text().count("SessionId")
 
 
-class Watch:
+class Watch(Repeating):
     """Sees what is mounted while a request is served: in the program's view, and in others'."""
+
+    pause = 0.01
 
     def __init__(self, command):
         self.command, self.seen, self.others = command, set(), []
 
-    def __enter__(self):
-        self.ended = threading.Event()
-        self.watcher = threading.Thread(target=self.watch)
-        self.watcher.start()
-        return self
+    def look(self):
+        self.others += mounts()
+        for pid, command in processes():
+            if command == self.command:
+                self.look_at(pid)
 
-    def __exit__(self, *unused):
-        self.ended.set()
-        self.watcher.join()
-
-    def watch(self):
-        while not self.ended.wait(0.01):
-            self.others += mounts()
-            for pid, command in processes():
-                if command == self.command:
-                    self.look(pid)
-
-    def look(self, pid):
+    def look_at(self, pid):
         try:
             lines = Path(f"/proc/{pid}/mounts").read_text().splitlines()
         except OSError:
