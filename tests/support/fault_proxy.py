@@ -23,7 +23,7 @@ class FaultProxy:
         self.connections = 0
         self.refusing = self.stalled = False
         self.rate = None
-        self.cut_at = None
+        self.cut_at = self.stall_at = None
         self.pairs = {}
         self.ended = False
         self.thread = threading.Thread(target=self.forward, daemon=True)
@@ -40,6 +40,10 @@ class FaultProxy:
         """Cuts all connections when so many more bytes have gone towards the server."""
         self.cut_at = self.sent + count
 
+    def stall_after(self, count):
+        """Stalls when so many more bytes have gone towards the server."""
+        self.stall_at = self.sent + count
+
     def forward(self):
         with selectors.DefaultSelector() as selector:
             self.selector = selector
@@ -49,7 +53,8 @@ class FaultProxy:
                     time.sleep(0.02)
                     continue
                 for key, _ in selector.select(0.05):
-                    self.handle(key.fileobj)
+                    if not self.stalled:
+                        self.handle(key.fileobj)
             for one in list(self.pairs):
                 self.close(one)
             self.listener.close()
@@ -95,6 +100,9 @@ class FaultProxy:
         if self.cut_at is not None and self.sent >= self.cut_at:
             self.cut_at = None
             self.cut()
+        if self.stall_at is not None and self.sent >= self.stall_at:
+            self.stall_at = None
+            self.stalled = True
 
     def cut(self):
         for one in list(self.pairs):
