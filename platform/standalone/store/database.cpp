@@ -3,6 +3,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <thread>
 
 namespace standalone {
@@ -31,6 +33,12 @@ void spare_start_up() {
 
 bool DatabaseError::is_busy() const {
     return code == SQLITE_BUSY;
+}
+
+bool DatabaseError::may_pass() const {
+    constexpr std::array PASSING = {SQLITE_BUSY,     SQLITE_LOCKED, SQLITE_FULL,    SQLITE_IOERR,
+                                    SQLITE_CANTOPEN, SQLITE_NOMEM,  SQLITE_READONLY};
+    return std::find(PASSING.begin(), PASSING.end(), code) != PASSING.end();
 }
 
 Statement::Statement(sqlite3* connection, std::string_view sql) {

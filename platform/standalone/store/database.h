@@ -19,6 +19,9 @@ public:
         : std::runtime_error(message), code(sqlite_code) {}
     /// Whether other connections held the database for longer than the busy time-out.
     bool is_busy() const;
+    /// Whether it may go by itself: somebody holds the database, the disk is full or fails. What is
+    /// damaged or wrong stays so.
+    bool may_pass() const;
     int code;  ///< SQLite's primary result code (sqlite.org/rescode.html)
 };
 
