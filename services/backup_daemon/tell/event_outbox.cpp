@@ -12,7 +12,7 @@ void EventOutbox::write(RunEvent event, const std::string& task_name, const std:
 }
 
 void EventOutbox::write_kept() {
-    while (!kept_.empty()) {
+    for (int count = 0; count < MOST_AT_ONCE && !kept_.empty(); ++count) {
         const Kept& first = kept_.front();
         if (!try_run_event(first.event, first.task_name, first.detail)) return;
         kept_.pop_front();
