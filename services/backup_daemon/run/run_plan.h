@@ -35,8 +35,9 @@ struct FailureStep {
 /// remove what is too old, remove temporary files that nothing will continue. An order that was
 /// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
 ///
-/// Any call may throw standalone::DatabaseError. A report that could not be taken counts as not
-/// given: lose() its lane, and the order is carried out again, which does no harm.
+/// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
+/// memory only towards what the call is for: the same call, with the same report, may be made again
+/// until it succeeds. A lane need not be lost for it.
 class RunPlan {
 public:
     /// `memory` and `tally` outlive the plan. Channels that there are not count as failed files.
