@@ -1,9 +1,13 @@
 // recording-backupd: takes the notices about backup tasks, keeps their queue and runs them.
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/one_line.h"
+#include "platform/standalone/store/recording_folder.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
@@ -26,6 +30,16 @@ using standalone::Database;
 // Progress is written, processes are looked after, schedules come due and what deleted tasks left
 // is forgotten once a second.
 constexpr std::chrono::seconds TICK(1);
+
+/// In the service's own log. Runs name these folders again, each of their own channels.
+void tell_unreadable_folders(Database& config) {
+    for (const auto& channel : standalone::ChannelStore(config).list())
+        if (const auto problem = standalone::recordings_problem(channel.recordings);
+            !problem.empty())
+            std::fprintf(stderr, "channel %d \"%s\": %s\n", channel.index,
+                         standalone::one_line(channel.name).c_str(),
+                         standalone::one_line(problem).c_str());
+}
 
 void serve() {
     const std::string path = standalone::config_database_path();
@@ -50,6 +64,7 @@ void serve() {
     });
     services::announce("recording-backupd: listening on " +
                        services::place_of({NOTICE_PORT, TASK_PORT}));
+    tell_unreadable_folders(config);
     service.run();
 }
 
