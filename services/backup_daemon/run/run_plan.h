@@ -130,6 +130,7 @@ private:
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
+    FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
     FailureStep make_room(LaneId lane, const Failed& failed);
@@ -146,6 +147,7 @@ private:
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;
     Room room_;
+    bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
 };
 
