@@ -1,10 +1,14 @@
 // recording-backupd: takes the notices about backup tasks, keeps their queue and runs them.
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/one_line.h"
+#include "platform/standalone/store/recording_folder.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
@@ -44,6 +48,16 @@ void limit_waiting(Database& config, services::Memory& memory) {
     memory.runs.limit_waiting(MEMORY_WAIT);
 }
 
+/// In the service's own log. Runs name these folders again, each of their own channels.
+void tell_unreadable_folders(Database& config) {
+    for (const auto& channel : standalone::ChannelStore(config).list())
+        if (const auto problem = standalone::recordings_problem(channel.recordings);
+            !problem.empty())
+            std::fprintf(stderr, "channel %d \"%s\": %s\n", channel.index,
+                         standalone::one_line(channel.name).c_str(),
+                         standalone::one_line(problem).c_str());
+}
+
 void serve() {
     standalone::limit_waiting(OTHER_WAIT);
     const std::string path = standalone::config_database_path();
@@ -72,6 +86,7 @@ void serve() {
     const auto waiting = each_second([&] { queue.look(); });
     services::announce("recording-backupd: listening on " +
                        services::place_of({NOTICE_PORT, TASK_PORT}));
+    tell_unreadable_folders(config);
     service.run();
 }
 

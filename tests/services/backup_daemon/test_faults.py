@@ -141,8 +141,8 @@ def test_deleted_running_task_ends_and_its_copies_stay(house, proxy):
 
 
 @pytest.mark.parametrize("changes, words", [
-    ({"password": "wrong"}, "Permission denied"),
-    ({"username": "nobody at all"}, "Permission denied"),
+    ({"password": "wrong"}, "or the password: The attempted logon is invalid"),
+    ({"username": "nobody at all"}, "or the password: The attempted logon is invalid"),
     ({"destPath": "/no such share/folder"}, "there is no such share"),
     ({"destPath": "/"}, "names no server and share")])
 def test_refused_login_and_unknown_share_fail_at_once(house, changes, words):
@@ -175,7 +175,7 @@ def test_password_changed_in_the_middle_fails_when_the_connection_is_made_anew(h
     proxy.cut()
     house.wait_for_end(task_id)
     assert house.status(task_id) == FAILED
-    assert "Permission denied" in house.last_event(RUN_FAILED)[0]
+    assert "or the password: The attempted logon is invalid" in house.last_event(RUN_FAILED)[0]
     house.check_records()
 
 
