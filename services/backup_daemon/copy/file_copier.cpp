@@ -54,7 +54,7 @@ void FileCopier::send_until_right(const CopyJob& job, CopyState& state) {
 
 /// Writes the temporary file, or what it lacks.
 void FileCopier::send(const CopyJob& job, CopyState& state) {
-    const long long there = share_.size(job.temporary).value_or(0);
+    const long long there = share_.look(job.temporary).value_or(FileState{}).size;
     const auto file = share_.open(job.temporary, Share::Open::write);
     const long long begin = resume_point(*file, there, job, state);
     if (there > state.source.size()) file->truncate(state.source.size());

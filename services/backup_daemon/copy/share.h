@@ -10,6 +10,20 @@
 
 namespace services {
 
+/// A file on a share, as the server tells of it.
+struct FileState {
+    long long size = 0;         ///< bytes, never negative
+    long long modified_ns = 0;  ///< last write, nanoseconds since the epoch
+
+    bool operator==(const FileState&) const = default;
+};
+
+/// Room on a share, for the user who is logged in.
+struct ShareRoom {
+    long long free = 0;   ///< bytes
+    long long total = 0;  ///< bytes
+};
+
 /// An open file on a share. Every call may throw CopyFailure.
 class ShareFile {
 public:
@@ -26,23 +40,30 @@ public:
 /// Paths are relative to the share, segments joined by "/". Every call may throw CopyFailure.
 class Share {
 public:
-    enum class Open { read, write };
+    enum class Open {
+        read,
+        write,   ///< and read; made when it does not exist, keeps its content
+        create,  ///< and read; occupied when there is anything of that name
+    };
 
     virtual ~Share() = default;
     /// Makes the connection. Once, before anything else.
     virtual void connect() = 0;
-    /// Those of the wanted files (no folders) that a folder has, with their sizes, which are never
-    /// negative; none when there is no such folder.
-    virtual std::map<std::string, long long> list(const std::string& folder,
+    /// Those of the wanted files (no folders) that a folder has; none when there is no such folder.
+    virtual std::map<std::string, FileState> list(const std::string& folder,
                                                   const std::set<std::string>& wanted) = 0;
-    /// Size of a file; nothing when there is none.
-    virtual std::optional<long long> size(const std::string& path) = 0;
+    /// Looks at a file; nothing when there is none.
+    virtual std::optional<FileState> look(const std::string& path) = 0;
+    /// Room that is left for files; nothing when the server does not tell.
+    virtual std::optional<ShareRoom> room() = 0;
     /// Makes a folder and those above it; it may exist.
     virtual void make_folders(const std::string& path) = 0;
-    /// Opens a file; for writing it is made when it does not exist, and keeps its content.
+    /// Opens a file.
     virtual std::unique_ptr<ShareFile> open(const std::string& path, Open mode) = 0;
     /// Gives a file its new name; a file of that name is replaced.
     virtual void rename(const std::string& from, const std::string& to) = 0;
+    /// Sets a file's time of last write, as finely as the server has it.
+    virtual void set_modified(const std::string& path, long long modified_ns) = 0;
     /// Deletes a file; there need not be one.
     virtual void remove(const std::string& path) = 0;
     /// Deletes a folder if it is empty.

@@ -6,6 +6,8 @@ extern "C" {
 }
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -19,6 +21,8 @@ extern "C" {
 
 namespace services {
 namespace {
+
+constexpr long long NANOSECONDS = 1'000'000'000;  // of a second
 
 [[noreturn]] void fail(const std::string& what) {
     const int error = errno;
@@ -41,9 +45,28 @@ void give_login(SMBCCTX* context, const char*, const char*, char* domain, int do
 }
 
 /// What no file can have counts as the largest that one can.
-long long size_of(const libsmb_file_info& entry) {
+long long no_more_than_can_be(std::uint64_t bytes) {
     constexpr std::uint64_t LARGEST = std::numeric_limits<long long>::max();
-    return static_cast<long long>(std::min<std::uint64_t>(entry.size, LARGEST));
+    return static_cast<long long>(std::min(bytes, LARGEST));
+}
+
+/// A server may tell times that fit no clock; they are as good as any that never was.
+long long nanoseconds(const timespec& time) {
+    long long all = 0;
+    if (__builtin_mul_overflow(time.tv_sec, NANOSECONDS, &all)) return 0;
+    return __builtin_add_overflow(all, time.tv_nsec, &all) ? 0 : all;
+}
+
+int flags_of(Share::Open mode) {
+    switch (mode) {
+        case Share::Open::read:
+            return O_RDONLY;
+        case Share::Open::write:
+            return O_RDWR | O_CREAT;
+        case Share::Open::create:
+            break;
+    }
+    return O_RDWR | O_CREAT | O_EXCL;
 }
 
 struct FreeContext {
@@ -144,29 +167,45 @@ void SmbShare::connect() {
 
 /// The library has the whole listing in memory by then, however long the server makes it: what ends
 /// that is the process's limit of memory.
-std::map<std::string, long long> SmbShare::list(const std::string& folder,
+std::map<std::string, FileState> SmbShare::list(const std::string& folder,
                                                 const std::set<std::string>& wanted) {
     SMBCCTX* context = context_->handle.get();
-    std::map<std::string, long long> files;
+    std::map<std::string, FileState> files;
     SMBCFILE* handle = smbc_getFunctionOpendir(context)(context, url(folder).c_str());
     if (!handle && errno == ENOENT) return files;
     if (!handle) fail(folder);
     while (const libsmb_file_info* entry = smbc_getFunctionReaddirPlus(context)(context, handle))
         if ((entry->attrs & SMBC_DOS_MODE_DIRECTORY) == 0 && wanted.contains(entry->name))
-            files.emplace(entry->name, size_of(*entry));
+            files[entry->name] = {no_more_than_can_be(entry->size), nanoseconds(entry->mtime_ts)};
     if (smbc_getFunctionClosedir(context)(context, handle) != 0) fail(folder);
     return files;
 }
 
-std::optional<long long> SmbShare::size(const std::string& path) {
+std::optional<FileState> SmbShare::look(const std::string& path) {
     SMBCCTX* context = context_->handle.get();
     struct stat found {};
     if (smbc_getFunctionStat(context)(context, url(path).c_str(), &found) == 0) {
         if (S_ISDIR(found.st_mode)) throw CopyFailure(FailureKind::denied, path + " is a folder");
-        return found.st_size;
+        return FileState{std::max<long long>(found.st_size, 0), nanoseconds(found.st_mtim)};
     }
     if (errno == ENOENT || errno == ENOTDIR) return {};
     fail(path);
+}
+
+std::optional<ShareRoom> SmbShare::room() {
+    SMBCCTX* context = context_->handle.get();
+    struct statvfs found {};
+    std::string root = url("");
+    if (smbc_getFunctionStatVFS(context)(context, root.data(), &found) != 0) {
+        if (meaning_of(errno) == FailureKind::lost) fail("room on the share");
+        return {};
+    }
+    // What the library calls fragments are the sectors of a block; 0 where there are none.
+    const std::uint64_t block = found.f_bsize * std::max<std::uint64_t>(found.f_frsize, 1);
+    if (block == 0) return {};
+    const std::uint64_t most = std::numeric_limits<long long>::max() / block;
+    return ShareRoom{no_more_than_can_be(std::min<std::uint64_t>(found.f_bavail, most) * block),
+                     no_more_than_can_be(std::min<std::uint64_t>(found.f_blocks, most) * block)};
 }
 
 void SmbShare::make_folders(const std::string& path) {
@@ -182,8 +221,10 @@ void SmbShare::make_folders(const std::string& path) {
 
 std::unique_ptr<ShareFile> SmbShare::open(const std::string& path, Open mode) {
     SMBCCTX* context = context_->handle.get();
-    const int flags = mode == Open::write ? O_RDWR | O_CREAT : O_RDONLY;
-    SMBCFILE* file = smbc_getFunctionOpen(context)(context, url(path).c_str(), flags, 0644);
+    SMBCFILE* file =
+        smbc_getFunctionOpen(context)(context, url(path).c_str(), flags_of(mode), 0644);
+    if (!file && errno == EEXIST && mode == Open::create)
+        throw CopyFailure(FailureKind::occupied, path + ": something has this name already");
     if (!file) fail(path);
     return std::make_unique<SmbFile>(context, file, path);
 }
@@ -192,6 +233,13 @@ void SmbShare::rename(const std::string& from, const std::string& to) {
     SMBCCTX* context = context_->handle.get();
     if (smbc_getFunctionRename(context)(context, url(from).c_str(), context, url(to).c_str()) != 0)
         fail(to);
+}
+
+void SmbShare::set_modified(const std::string& path, long long modified_ns) {
+    SMBCCTX* context = context_->handle.get();
+    const timeval modified{modified_ns / NANOSECONDS, modified_ns % NANOSECONDS / 1000};
+    timeval times[] = {modified, modified};
+    if (smbc_getFunctionUtimes(context)(context, url(path).c_str(), times) != 0) fail(path);
 }
 
 void SmbShare::remove(const std::string& path) {

@@ -20,12 +20,14 @@ public:
     ~SmbShare() override;
 
     void connect() override;
-    std::map<std::string, long long> list(const std::string& folder,
+    std::map<std::string, FileState> list(const std::string& folder,
                                           const std::set<std::string>& wanted) override;
-    std::optional<long long> size(const std::string& path) override;
+    std::optional<FileState> look(const std::string& path) override;
+    std::optional<ShareRoom> room() override;
     void make_folders(const std::string& path) override;
     std::unique_ptr<ShareFile> open(const std::string& path, Open mode) override;
     void rename(const std::string& from, const std::string& to) override;
+    void set_modified(const std::string& path, long long modified_ns) override;
     void remove(const std::string& path) override;
     void remove_folder(const std::string& path) override;
 

@@ -26,7 +26,7 @@ public:
 
     /// How many elements follow.
     template <typename Element>
-    void carry_size(const std::vector<Element>& elements) {
+    void carry_size(const std::vector<Element>& elements, std::size_t /*least*/ = 0) {
         carry(static_cast<long long>(elements.size()));
     }
 
@@ -67,10 +67,11 @@ public:
         value.assign(take(size), size);
     }
 
-    /// Makes room for as many elements as follow; each takes at least a number.
+    /// Makes room for as many elements as follow.
+    /// @param least bytes that each takes in the packet at least
     template <typename Element>
-    void carry_size(std::vector<Element>& elements) {
-        elements.resize(count(sizeof(long long)));
+    void carry_size(std::vector<Element>& elements, std::size_t least = sizeof(long long)) {
+        elements.resize(count(least));
     }
 
     template <typename Value>

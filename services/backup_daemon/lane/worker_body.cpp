@@ -72,12 +72,12 @@ private:
         report(Ready());
     }
 
-    void obey(const AskSizes& order) {
+    void obey(const AskFiles& order) {
         const auto there = share_.list(order.folder, {order.names.begin(), order.names.end()});
-        Sizes answer;
+        Files answer;
         for (const std::string& name : order.names) {
             const auto found = there.find(name);
-            answer.sizes.push_back(found == there.end() ? -1 : found->second);
+            answer.files.push_back(found == there.end() ? FileState{.size = -1} : found->second);
         }
         report(answer);
     }

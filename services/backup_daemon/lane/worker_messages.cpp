@@ -21,7 +21,7 @@ void carry_texts(auto& packet, Of<std::vector<std::string>> auto& texts) {
     for (auto& text : texts) packet.carry(text);
 }
 
-void carry(auto& packet, Of<AskSizes> auto& order) {
+void carry(auto& packet, Of<AskFiles> auto& order) {
     packet.carry(order.folder);
     carry_texts(packet, order.names);
 }
@@ -54,9 +54,14 @@ void carry(auto& packet, Of<RemoveFiles> auto& order) {
 
 void carry(auto&, Of<Ready> auto&) {}
 
-void carry(auto& packet, Of<Sizes> auto& report) {
-    packet.carry_size(report.sizes);
-    for (auto& size : report.sizes) packet.carry(size);
+void carry(auto& packet, Of<FileState> auto& file) {
+    packet.carry(file.size);
+    packet.carry(file.modified_ns);
+}
+
+void carry(auto& packet, Of<Files> auto& report) {
+    packet.carry_size(report.files, sizeof(FileState));
+    for (auto& file : report.files) carry(packet, file);
 }
 
 void carry(auto& packet, Of<At> auto& report) {

@@ -7,11 +7,12 @@
 
 #include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/copy_job.h"
+#include "services/backup_daemon/copy/share.h"
 
 namespace services {
 
-/// Order: tell the sizes that files of a folder on the share have.
-struct AskSizes {
+/// Order: look at files of a folder on the share.
+struct AskFiles {
     std::string folder;
     std::vector<std::string> names;
 };
@@ -28,14 +29,14 @@ struct RemoveFiles {
     std::vector<std::string> folders;
 };
 
-using WorkerOrder = std::variant<AskSizes, SendFile, RemoveFiles>;
+using WorkerOrder = std::variant<AskFiles, SendFile, RemoveFiles>;
 
 /// Report: connected, waiting for orders.
 struct Ready {};
 
-/// Report: the sizes of the files that were asked for, in the order of their names.
-struct Sizes {
-    std::vector<long long> sizes;  ///< -1: there is none
+/// Report: the files that were asked for, in the order of their names.
+struct Files {
+    std::vector<FileState> files;  ///< size -1: there is none
 };
 
 /// Report: so many bytes of the file are on the share.
@@ -63,7 +64,7 @@ struct Failed {
     std::string text;
 };
 
-using WorkerReport = std::variant<Ready, Sizes, At, Noted, Whole, Done, Failed>;
+using WorkerReport = std::variant<Ready, Files, At, Noted, Whole, Done, Failed>;
 
 std::string pack(const WorkerOrder& order);
 std::string pack(const WorkerReport& report);

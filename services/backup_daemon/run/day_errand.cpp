@@ -12,16 +12,17 @@
 namespace services {
 namespace {
 
-// What is left of a packet is for the folder's path.
-constexpr std::size_t LARGEST_QUESTION = LARGEST_PACKET / 4 * 3;
+// A name takes 18 bytes at least, and the answer 16: that one fits as well. What is left of the
+// question's packet is for the folder's path.
+constexpr std::size_t LARGEST_QUESTION = LARGEST_PACKET / 2;
 
 /// Bytes that a name takes in a packet, with its length.
 std::size_t packed_size(const std::string& name) {
     return name.size() + sizeof(long long);
 }
 
-bool is_size(long long size) {
-    return size >= -1;
+bool can_be(const FileState& file) {
+    return file.size >= -1;
 }
 
 }  // namespace
@@ -71,13 +72,13 @@ Step DayErrand::next() {
 }
 
 std::optional<Step> DayErrand::take(const WorkerReport& said) {
-    const auto* answer = std::get_if<Sizes>(&said);
+    const auto* answer = std::get_if<Files>(&said);
     if (!answer || questions_.empty()) return {};
     const Question& asked = questions_.front();
-    if (answer->sizes.size() != asked.order.names.size()) return {};
-    if (!std::ranges::all_of(answer->sizes, is_size)) return {};
-    for (std::size_t name = 0; name < answer->sizes.size(); ++name)
-        found_.entries[asked.first + name].remote_size = answer->sizes[name];
+    if (answer->files.size() != asked.order.names.size()) return {};
+    if (!std::ranges::all_of(answer->files, can_be)) return {};
+    for (std::size_t name = 0; name < answer->files.size(); ++name)
+        found_.entries[asked.first + name].remote = answer->files[name];
     questions_.pop_front();
     return next();
 }

@@ -21,7 +21,7 @@ public:
 
 private:
     struct Question {
-        AskSizes order;
+        AskFiles order;
         std::size_t first;  ///< entry that the first name is of; the others follow
     };
 

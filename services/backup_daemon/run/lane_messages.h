@@ -39,7 +39,7 @@ struct DayEntry {
     bool alarm = false;
     long long size = 0;
     long long modified_ns = 0;
-    long long remote_size = -1;  ///< -1: not there, or nobody looked
+    FileState remote{.size = -1};  ///< size -1: not there, or nobody looked
 };
 
 /// Report: a day's recordings, or a part of them; Done follows behind the last part.

@@ -41,7 +41,7 @@ bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* co
     if (copy->removed) return false;
     if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return true;
     if (goal.side_files && !copy->side_file) return true;
-    return asked_share && entry.remote_size != copy->size;
+    return asked_share && entry.remote.size != copy->size;
 }
 
 std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,

@@ -31,7 +31,7 @@ TEST_F(FileCopierTest, StepsComeInTheOrderThatLosesNothing) {
     const std::string description = part + ".json";
     const auto length = std::to_string(server.files.at(job.target + ".json").size());
     EXPECT_EQ(server.calls,
-              (Texts{"size a/b/file.mp4", "make_folders a/b", "size " + part, "open write " + part,
+              (Texts{"look a/b/file.mp4", "make_folders a/b", "look " + part, "open write " + part,
                      "write " + part + " 0 1048576", "write " + part + " 1048576 1",
                      "close " + part, "open read " + part, "read " + part + " 0 1048576",
                      "read " + part + " 1048576 1048576", "rename " + part + " -> a/b/file.mp4",

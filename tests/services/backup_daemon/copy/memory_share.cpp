@@ -37,6 +37,8 @@ private:
     std::optional<PlannedFailure> plan_;
 };
 
+const std::string MODES[] = {"open read ", "open write ", "create "};
+
 [[noreturn]] void fail(FailureKind kind, const Call& call, const std::string& why) {
     throw CopyFailure(kind, call.text() + ": " + why);
 }
@@ -113,6 +115,14 @@ void MemoryServer::put(const std::string& path, const std::string& content) {
         folders.insert(folder);
 }
 
+std::optional<services::FileState> MemoryServer::state(const std::string& path) const {
+    const auto file = files.find(path);
+    if (file == files.end()) return {};
+    const auto time = modified_ns.find(path);
+    return services::FileState{.size = static_cast<long long>(file->second.size()),
+                               .modified_ns = time == modified_ns.end() ? 0 : time->second};
+}
+
 std::vector<std::string> MemoryServer::calls_of(const std::string& beginning) const {
     std::vector<std::string> found;
     std::ranges::copy_if(calls, std::back_inserter(found),
@@ -124,24 +134,27 @@ void MemoryShare::connect() {
     Call(server_, "connect").done();
 }
 
-std::map<std::string, long long> MemoryShare::list(const std::string& folder,
-                                                   const std::set<std::string>& wanted) {
+std::map<std::string, services::FileState> MemoryShare::list(const std::string& folder,
+                                                             const std::set<std::string>& wanted) {
     const Call call(server_, "list " + folder);
-    std::map<std::string, long long> found;
-    for (const std::string& name : wanted) {
-        const auto file = server_.files.find(services::join_path(folder, name));
-        if (file != server_.files.end()) found[name] = static_cast<long long>(file->second.size());
-    }
+    std::map<std::string, services::FileState> found;
+    for (const std::string& name : wanted)
+        if (const auto file = server_.state(services::join_path(folder, name))) found[name] = *file;
     call.done();
     return found;
 }
 
-std::optional<long long> MemoryShare::size(const std::string& path) {
-    const Call call(server_, "size " + path);
-    const auto found = server_.files.find(path);
+std::optional<services::FileState> MemoryShare::look(const std::string& path) {
+    const Call call(server_, "look " + path);
+    const auto found = server_.state(path);
     call.done();
-    if (found == server_.files.end()) return {};
-    return static_cast<long long>(found->second.size());
+    return found;
+}
+
+std::optional<services::ShareRoom> MemoryShare::room() {
+    const Call call(server_, "room");
+    call.done();
+    return services::ShareRoom{server_.room, server_.room};
 }
 
 void MemoryShare::make_folders(const std::string& path) {
@@ -152,8 +165,10 @@ void MemoryShare::make_folders(const std::string& path) {
 }
 
 std::unique_ptr<services::ShareFile> MemoryShare::open(const std::string& path, Open mode) {
-    const Call call(server_, (mode == Open::read ? "open read " : "open write ") + path);
+    const Call call(server_, MODES[static_cast<std::size_t>(mode)] + path);
     require_folder(server_, call, path);
+    if (mode == Open::create && server_.files.contains(path))
+        fail(FailureKind::occupied, call, "something has this name already");
     if (mode == Open::read && !server_.files.contains(path))
         fail(FailureKind::other, call, "there is no such file");
     server_.files[path];
@@ -168,7 +183,15 @@ void MemoryShare::rename(const std::string& from, const std::string& to) {
     if (server_.open_files.contains(from) || server_.open_files.contains(to))
         fail(FailureKind::other, call, "it is open");
     server_.files[to] = server_.files.at(from);
+    server_.modified_ns[to] = server_.modified_ns[from];
     server_.files.erase(from);
+    call.done();
+}
+
+void MemoryShare::set_modified(const std::string& path, long long modified_ns) {
+    const Call call(server_, "set_modified " + path);
+    if (!server_.files.contains(path)) fail(FailureKind::other, call, "there is no such file");
+    server_.modified_ns[path] = modified_ns;
     call.done();
 }
 

@@ -27,11 +27,12 @@ struct PlannedFailure {
 /// in a folder that is not there, and renames no file that is open.
 struct MemoryServer {
     std::map<std::string, std::string> files;
+    std::map<std::string, long long> modified_ns;  ///< of files whose time was set; others have 0
     std::set<std::string> folders;
     long long room = 1LL << 40;  ///< the largest file that there is room for
     long long written = 0;       ///< bytes, in all
 
-    /// Every call as text: "size P", "open write P", "write P OFFSET SIZE", "rename P -> Q", ...
+    /// Every call as text: "look P", "open write P", "write P OFFSET SIZE", "rename P -> Q", ...
     std::vector<std::string> calls;
     std::optional<PlannedFailure> failure;
 
@@ -43,6 +44,9 @@ struct MemoryServer {
     Spoil spoil_read = [](const std::string&, std::string&) {};
 
     std::multiset<std::string> open_files;
+
+    /// The file as a server tells of it; nothing when there is none.
+    std::optional<services::FileState> state(const std::string& path) const;
 
     /// Puts a file there, with its folder.
     void put(const std::string& path, const std::string& content);
@@ -57,12 +61,14 @@ public:
     explicit MemoryShare(MemoryServer& server) : server_(server) {}
 
     void connect() override;
-    std::map<std::string, long long> list(const std::string& folder,
-                                          const std::set<std::string>& wanted) override;
-    std::optional<long long> size(const std::string& path) override;
+    std::map<std::string, services::FileState> list(const std::string& folder,
+                                                    const std::set<std::string>& wanted) override;
+    std::optional<services::FileState> look(const std::string& path) override;
+    std::optional<services::ShareRoom> room() override;
     void make_folders(const std::string& path) override;
     std::unique_ptr<services::ShareFile> open(const std::string& path, Open mode) override;
     void rename(const std::string& from, const std::string& to) override;
+    void set_modified(const std::string& path, long long modified_ns) override;
     void remove(const std::string& path) override;
     void remove_folder(const std::string& path) override;
 

@@ -37,7 +37,7 @@ protected:
 
 TEST_F(StandingTest, NameIsFree) {
     EXPECT_EQ(standing(), Standing::nothing);
-    EXPECT_EQ(server.calls, Texts{"size a/b/file.mp4"});
+    EXPECT_EQ(server.calls, Texts{"look a/b/file.mp4"});
 }
 
 TEST_F(StandingTest, WholeSourceIsEqualWhetherRecordedOrNot) {

@@ -185,25 +185,27 @@ TEST_F(WorkerBodyTest, FileOfOneOrderIsNotKeptForTheNext) {
     EXPECT_FALSE(server.files.contains("a/b/second"));
 }
 
-TEST_F(WorkerBodyTest, TellsTheSizesOfTheFilesThatItIsAskedFor) {
+TEST_F(WorkerBodyTest, TellsSizesAndTimesOfTheFilesThatItIsAskedFor) {
     server.put("a/b/one", "1");
     server.put("a/b/three", "333");
+    server.modified_ns["a/b/three"] = 33;
     server.put("a/b/foreign", "not asked for");
-    const Reports reports = work({AskSizes{"a/b", {"three", "two", "one"}}});
-    ASSERT_EQ(names_of(reports), (Texts{"ready", "sizes"}));
-    EXPECT_EQ(std::get<Sizes>(reports[1]).sizes, (std::vector<long long>{3, -1, 1}));
+    const Reports reports = work({AskFiles{"a/b", {"three", "two", "one"}}});
+    ASSERT_EQ(names_of(reports), (Texts{"ready", "files"}));
+    EXPECT_EQ(std::get<Files>(reports[1]).files,
+              (std::vector<FileState>{{3, 33}, {.size = -1}, {.size = 1}}));
     EXPECT_EQ(server.calls, (Texts{"connect", "list a/b"}));
 }
 
-TEST_F(WorkerBodyTest, TellsTheSizesOfAsManyFilesAsAnOrderCanName) {
-    AskSizes order{"a", {}};
-    for (std::size_t bytes = 0; bytes + 16 < LARGEST_PACKET; bytes += 8 + order.names.back().size())
-        order.names.push_back(std::to_string(order.names.size()));
-    order.names.resize(order.names.size() - 3);
-    server.put("a/7", "7777");
-    const auto sizes = std::get<Sizes>(work({order}).back()).sizes;
-    ASSERT_EQ(sizes.size(), order.names.size());
-    EXPECT_EQ(sizes[7], 4);
+TEST_F(WorkerBodyTest, TellsOfAsManyFilesAsAnOrderCanName) {
+    AskFiles order{"a", {}};
+    // Half a packet of the shortest names that recordings have.
+    for (std::size_t bytes = 0; bytes < LARGEST_PACKET / 2; bytes += 18)
+        order.names.push_back(std::to_string(1'000'000'000 + order.names.size()));
+    server.put("a/1000000007", "7777");
+    const auto files = std::get<Files>(work({order}).back()).files;
+    ASSERT_EQ(files.size(), order.names.size());
+    EXPECT_EQ(files[7].size, 4);
 }
 
 TEST_F(WorkerBodyTest, OrderThatCannotBeReadIsToldAndEndsTheWork) {

@@ -22,14 +22,16 @@ const CopyJob JOB{.recordings = "/r",
                   .check = false,
                   .side_file = SideFile{.channel = 3, .guid = "g", .start = -1}};
 
+const Files FILES{{{.size = 5, .modified_ns = -7}, {.size = -1}, {.size = 1LL << 40}}};
+
 std::vector<std::string> all_orders() {
-    return {pack(WorkerOrder(AskSizes{"a", {"b", "c"}})), pack(WorkerOrder(SendFile{JOB, 5})),
+    return {pack(WorkerOrder(AskFiles{"a", {"b", "c"}})), pack(WorkerOrder(SendFile{JOB, 5})),
             pack(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}}))};
 }
 
 std::vector<std::string> all_reports() {
     return {pack(WorkerReport(Ready())),
-            pack(WorkerReport(Sizes{{1LL << 40, -1}})),
+            pack(WorkerReport(FILES)),
             pack(WorkerReport(At{1LL << 40})),
             pack(WorkerReport(Noted{1LL << 40, "ab"})),
             pack(WorkerReport(Whole{"ab"})),
@@ -43,8 +45,8 @@ Message given_back(const Message& message) {
     if constexpr (std::is_same_v<Message, WorkerReport>) return unpack_report(pack(message));
 }
 
-TEST(WorkerMessages, OrderToAskForSizesArrivesWhole) {
-    const auto order = std::get<AskSizes>(given_back(WorkerOrder(AskSizes{"a", {"b", "c"}})));
+TEST(WorkerMessages, OrderToLookAtFilesArrivesWhole) {
+    const auto order = std::get<AskFiles>(given_back(WorkerOrder(AskFiles{"a", {"b", "c"}})));
     EXPECT_EQ(order.folder, "a");
     EXPECT_EQ(order.names, (std::vector<std::string>{"b", "c"}));
 }
@@ -79,10 +81,10 @@ TEST(WorkerMessages, OrderToRemoveArrivesWhole) {
     EXPECT_EQ(order.folders, std::vector<std::string>{"c"});
 }
 
-TEST(WorkerMessages, ReportOfSizesArrivesWhole) {
-    const auto report = std::get<Sizes>(given_back(WorkerReport(Sizes{{5, -1, 1LL << 40}})));
-    EXPECT_EQ(report.sizes, (std::vector<long long>{5, -1, 1LL << 40}));
-    EXPECT_TRUE(std::get<Sizes>(given_back(WorkerReport(Sizes()))).sizes.empty());
+TEST(WorkerMessages, ReportOfFilesArrivesWhole) {
+    const auto report = std::get<Files>(given_back(WorkerReport(FILES)));
+    EXPECT_EQ(report.files, FILES.files);
+    EXPECT_TRUE(std::get<Files>(given_back(WorkerReport(Files()))).files.empty());
 }
 
 TEST(WorkerMessages, ReportsOfACopyArriveWhole) {
@@ -101,20 +103,20 @@ std::string packet_of(const std::vector<long long>& numbers) {
 }
 
 TEST(WorkerMessages, CountsThatThePacketCannotFillAreRefused) {
-    constexpr long long SIZES = 1;  // number of the report
+    constexpr long long FILES_REPORT = 1;  // number of the report
     for (const long long claimed : {3LL, 1LL << 32, 1LL << 61, -1LL})
-        EXPECT_THROW(unpack_report(packet_of({SIZES, claimed, 7, 7})), std::runtime_error);
-    constexpr long long ASK_SIZES = 0;
+        EXPECT_THROW(unpack_report(packet_of({FILES_REPORT, claimed, 7, 7})), std::runtime_error);
+    constexpr long long ASK_FILES = 0;
     for (const long long claimed : {3LL, 1LL << 32, 1LL << 61, -1LL})
-        EXPECT_THROW(unpack_order(packet_of({ASK_SIZES, 0, claimed, 0, 0})), std::runtime_error);
+        EXPECT_THROW(unpack_order(packet_of({ASK_FILES, 0, claimed, 0, 0})), std::runtime_error);
 }
 
 TEST(WorkerMessages, LargestReportTakesNoMoreMemoryThanItsPacket) {
     std::vector<long long> numbers(LARGEST_PACKET / sizeof(long long), 7);
     numbers[0] = 1;
-    numbers[1] = static_cast<long long>(numbers.size()) - 2;
-    const auto sizes = std::get<Sizes>(unpack_report(packet_of(numbers))).sizes;
-    EXPECT_LE(sizes.capacity() * sizeof sizes[0], LARGEST_PACKET);
+    numbers[1] = (static_cast<long long>(numbers.size()) - 2) / 2;
+    const auto files = std::get<Files>(unpack_report(packet_of(numbers))).files;
+    EXPECT_LE(files.capacity() * sizeof files[0], LARGEST_PACKET);
     ++numbers[1];
     EXPECT_THROW(unpack_report(packet_of(numbers)), std::runtime_error);
 }

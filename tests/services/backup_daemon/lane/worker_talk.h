@@ -14,6 +14,7 @@
 
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/backup_daemon/lane/worker.h"
+#include "tests/services/backup_daemon/lane/file_answers.h"
 
 /// Sends a report from inside a process.
 inline void say(int socket, const services::WorkerReport& report) {
@@ -50,11 +51,11 @@ inline std::vector<long long> found_by_a_process(
     const std::function<std::vector<long long>()>& trying, int port = 0) {
     services::Worker worker(
         [&](int socket) {
-            say(socket, services::Sizes{trying()});
+            say(socket, files_of(trying()));
             services::wait_for_packet(socket);
         },
         port);
-    return std::get<services::Sizes>(next_report(worker).value()).sizes;
+    return sizes_of(std::get<services::Files>(next_report(worker).value()));
 }
 
 /// Version of the kernel's Landlock; less than 1 when it has none.

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "services/backup_daemon/lane/packet_socket.h"
+#include "tests/services/backup_daemon/lane/file_answers.h"
 #include "tests/support/temporary_state.h"
 
 using namespace services;
@@ -45,7 +46,7 @@ protected:
 
 /// What the process is asked for, as "folder: name name".
 std::string question_of(const Step& step) {
-    const auto& order = std::get<AskSizes>(step.ask.value());
+    const auto& order = std::get<AskFiles>(step.ask.value());
     std::string text = order.folder + ":";
     for (const std::string& name : order.names) text += " " + name;
     return text;
@@ -59,7 +60,7 @@ Texts entries_of(const Step& step) {
     Texts texts;
     for (const DayEntry& entry : std::get<Entries>(step.tell.at(0)).entries)
         texts.push_back(entry.name + (entry.alarm ? " alarm " : " normal ") +
-                        std::to_string(entry.size) + " " + std::to_string(entry.remote_size));
+                        std::to_string(entry.size) + " " + std::to_string(entry.remote.size));
     return texts;
 }
 
@@ -79,10 +80,10 @@ TEST_F(DayErrandTest, ListsADayWithWhatTheShareHasOfIt) {
     const Step first = errand.begin();
     EXPECT_EQ(question_of(first), "Door/2024-03-01: 01-00-00.mp4 02-00-00.mp4");
     EXPECT_TRUE(first.tell.empty() && !first.over);
-    const auto second = errand.hear(Sizes{{4, -1}});
+    const auto second = errand.hear(files_of({4, -1}));
     ASSERT_TRUE(second);
     EXPECT_EQ(question_of(*second), "Door/2024-03-01/alarm: 01-00-00.mp4 03-00-00.mp4");
-    const auto last = errand.hear(Sizes{{-1, 8}});
+    const auto last = errand.hear(files_of({-1, 8}));
     ASSERT_TRUE(last);
     EXPECT_EQ(entries_of(*last), (Texts{"01-00-00.mp4 normal 5 4", "02-00-00.mp4 normal 6 -1",
                                         "01-00-00.mp4 alarm 7 -1", "03-00-00.mp4 alarm 8 8"}));
@@ -104,7 +105,7 @@ TEST_F(DayErrandTest, AsksForWhatHasASafeNameOnTheShare) {
     record("01-00-00.a:b", 5);
     DayErrand errand(order);
     EXPECT_EQ(question_of(errand.begin()), "Door/2024-03-01: 01-00-00.a_b");
-    EXPECT_EQ(entries_of(*errand.hear(Sizes{{5}})), Texts{"01-00-00.a:b normal 5 5"});
+    EXPECT_EQ(entries_of(*errand.hear(files_of({5}))), Texts{"01-00-00.a:b normal 5 5"});
 }
 
 TEST_F(DayErrandTest, ListsAndAsksForTheKindsThatAreWanted) {
@@ -113,13 +114,13 @@ TEST_F(DayErrandTest, ListsAndAsksForTheKindsThatAreWanted) {
     normal.alarm = false;
     DayErrand one(normal);
     EXPECT_EQ(question_of(one.begin()), "Door/2024-03-01: 01-00-00.mp4 02-00-00.mp4");
-    EXPECT_EQ(entries_of(*one.hear(Sizes{{-1, 9}})),
+    EXPECT_EQ(entries_of(*one.hear(files_of({-1, 9}))),
               (Texts{"01-00-00.mp4 normal 5 -1", "02-00-00.mp4 normal 6 9"}));
     ListDay alarm = order;
     alarm.normal = false;
     DayErrand other(alarm);
     EXPECT_EQ(question_of(other.begin()), "Door/2024-03-01/alarm: 01-00-00.mp4 03-00-00.mp4");
-    EXPECT_EQ(entries_of(*other.hear(Sizes{{1, 2}})),
+    EXPECT_EQ(entries_of(*other.hear(files_of({1, 2}))),
               (Texts{"01-00-00.mp4 alarm 7 1", "03-00-00.mp4 alarm 8 2"}));
 }
 
@@ -137,16 +138,17 @@ TEST_F(DayErrandTest, DayWithoutRecordingsIsDoneToo) {
 
 TEST_F(DayErrandTest, AnswerThatIsNotToTheQuestionDoesNotFit) {
     record_both_kinds();
-    const WorkerReport others[] = {Ready(), Sizes{{4}},   Sizes{{4, 5, 6}}, Sizes{{4, -2}}, Sizes(),
-                                   At{0},   Noted{0, ""}, Whole(),          Done()};
+    const WorkerReport others[] = {Ready(),           files_of({4}), files_of({4, 5, 6}),
+                                   files_of({4, -2}), Files(),       At{0},
+                                   Noted{0, ""},      Whole(),       Done()};
     for (const WorkerReport& report : others) {
         DayErrand errand(order);
         errand.begin();
         EXPECT_FALSE(errand.hear(report)) << report.index();
-        EXPECT_TRUE(errand.hear(Sizes{{4, 5}}));
+        EXPECT_TRUE(errand.hear(files_of({4, 5})));
         EXPECT_FALSE(errand.hear(report)) << report.index();
-        EXPECT_TRUE(errand.hear(Sizes{{4, 5}})->over);
-        EXPECT_FALSE(errand.hear(Sizes{{4, 5}})) << "nothing is asked any more";
+        EXPECT_TRUE(errand.hear(files_of({4, 5}))->over);
+        EXPECT_FALSE(errand.hear(files_of({4, 5}))) << "nothing is asked any more";
     }
 }
 
@@ -166,11 +168,11 @@ TEST_F(DayErrandTest, DayOfVeryManyFilesIsAskedForInPartsThatFitAPacket) {
     long long asked = 0;
     int questions = 0;
     while (step.ask) {
-        const auto order = std::get<AskSizes>(*step.ask);
+        const auto order = std::get<AskFiles>(*step.ask);
         ASSERT_LE(pack(WorkerOrder(order)).size(), LARGEST_PACKET);
-        Sizes answer;
+        Files answer;
         for (std::size_t name = 0; name < order.names.size(); ++name)
-            answer.sizes.push_back(asked++);
+            answer.files.push_back({.size = asked++});
         ++questions;
         auto next = errand.hear(answer);
         ASSERT_TRUE(next);
@@ -180,7 +182,7 @@ TEST_F(DayErrandTest, DayOfVeryManyFilesIsAskedForInPartsThatFitAPacket) {
     const auto& entries = std::get<Entries>(step.tell.at(0)).entries;
     ASSERT_EQ(entries.size(), FILES + 1U);
     for (std::size_t entry = 0; entry < entries.size(); ++entry)
-        ASSERT_EQ(entries[entry].remote_size, static_cast<long long>(entry));
+        ASSERT_EQ(entries[entry].remote.size, static_cast<long long>(entry));
     for (int second = 0; second < FILES; ++second)
         ASSERT_EQ(entries[static_cast<std::size_t>(second)].name, name_of(second));
 }

@@ -55,7 +55,7 @@ std::vector<Report> RecordingWorld::obey(const ListDay& order) {
                                 .alarm = alarm,
                                 .size = recording.size,
                                 .modified_ns = recording.modified_ns,
-                                .remote_size = seen ? there->second : -1});
+                                .remote = {.size = seen ? there->second : -1}});
         if (part.entries.size() < ENTRIES) continue;
         reports.emplace_back(part);
         part.entries.clear();

@@ -17,6 +17,7 @@
 #include "platform/standalone/store/file_handle.h"
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/clock.h"
+#include "tests/services/backup_daemon/lane/file_answers.h"
 #include "tests/support/temporary_state.h"
 
 using namespace services;
@@ -333,7 +334,7 @@ protected:
 TEST_F(LyingProcessTest, SaysSomethingBeforeItIsConnected) {
     for (const WorkerReport& report :
          {WorkerReport(At{0}), WorkerReport(Done()), WorkerReport(Whole{hash}),
-          WorkerReport(Sizes()), WorkerReport(Noted{0, ""})}) {
+          WorkerReport(Files()), WorkerReport(Noted{0, ""})}) {
         said.clear();
         open_with({report});
         wait_for(1);
@@ -378,11 +379,11 @@ TEST_F(LyingProcessTest, AnswersAnOrderThatItHasNotGotYet) {
 
 TEST_F(LyingProcessTest, SaysWhatIsNoAnswerToItsOrder) {
     expect_lost({RemoveFiles(), {Whole{hash}}});
-    expect_lost({RemoveFiles(), {Sizes()}});
+    expect_lost({RemoveFiles(), {Files()}});
     expect_lost({RemoveFiles(), {At{1}}});
     expect_lost({RemoveFiles(), {Ready()}});
     expect_lost({copy(), {Done()}});
-    expect_lost({copy(), {Sizes{{1}}}});
+    expect_lost({copy(), {files_of({1})}});
     expect_lost({copy(), {Ready()}});
 }
 
@@ -410,11 +411,11 @@ TEST_F(LyingProcessTest, SaysOfADayWhatNobodyAskedFor) {
                       .alarm = true,
                       .remote = "door/2024-03-01",
                       .ask_share = true};
-    expect_lost({day, {Sizes{{1, 2}}}});
-    expect_lost({day, {Sizes()}});
-    expect_lost({day, {Sizes{{-2}}}});
+    expect_lost({day, {files_of({1, 2})}});
+    expect_lost({day, {Files()}});
+    expect_lost({day, {files_of({-2})}});
     expect_lost({day, {Done()}});
-    expect_lost({day, {Sizes{{7}}, Sizes{{7}}}, {"1 says 2", "1 says 6"}});
+    expect_lost({day, {files_of({7}), files_of({7})}, {"1 says 2", "1 says 6"}});
 }
 
 TEST_F(WorkerLanesTest, ProcessThatTalksWithoutEndKeepsNobodyElseFromBeingHeard) {
