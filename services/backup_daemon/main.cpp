@@ -3,7 +3,9 @@
 #include <ctime>
 
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/recorder_identity.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
@@ -11,6 +13,7 @@
 #include "services/backup_daemon/memory/memory_database.h"
 #include "services/backup_daemon/memory/take_over.h"
 #include "services/backup_daemon/run/backup_runner.h"
+#include "services/backup_daemon/run/older_folders.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -27,6 +30,14 @@ using standalone::Database;
 // is forgotten once a second.
 constexpr std::chrono::seconds TICK(1);
 
+/// Who this recorder is, as recorderctl init has made it known.
+std::string identity() {
+    const std::string path = standalone::registry_database_path();
+    Database registry(path, Database::Access::reading);
+    standalone::require_current(registry, path, standalone::registry_migrations());
+    return standalone::recorder_identity(registry);
+}
+
 void serve() {
     const std::string path = standalone::config_database_path();
     Database config(path, Database::Access::writing);
@@ -34,13 +45,14 @@ void serve() {
     services::Memory memory = services::open_memory();
     standalone::TaskStore store(config);
     services::HttpService service("retCode", services::trusted_users());
-    services::BackupRunner runner(service.loop(), config, memory.runs);
+    services::BackupRunner runner(service.loop(), config, memory.runs, identity());
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
     services::ScheduleKeeper schedules(store, memory.schedules, queue);
     services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
     services::take_over_from_config(services::memory_database_path(), path);
+    services::take_over_folders(memory.runs, standalone::ChannelStore(config).list());
     queue.take_over();
     const auto ticks = EventWatch::every(service.loop(), TICK, [&] {
         runner.tick();

@@ -31,7 +31,7 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the days, measure them, copy day by day, the oldest first,
+/// A run as a plan, phase by phase: find the place, find the days, measure them, copy day by day, the oldest first,
 /// remove what is too old, remove temporary files that nothing will continue. An order that was
 /// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
 ///
@@ -39,8 +39,9 @@ struct FailureStep {
 /// given: lose() its lane, and the order is carried out again, which does no harm.
 class RunPlan {
 public:
-    /// `memory` and `tally` outlive the plan. Channels that there are not count as failed files.
-    RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally);
+    /// `places`, `memory` and `tally` outlive the plan. Channels that there are not count as failed
+    /// files; without any others, there is nothing to do.
+    RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, RunTally& tally);
     RunPlan(const RunPlan&) = delete;
     RunPlan& operator=(const RunPlan&) = delete;
 
@@ -76,7 +77,15 @@ public:
     std::vector<RunNote> take_notes();
 
 private:
-    enum class Phase { finding_days, measuring, copying, retention, leftovers, over };
+    enum class Phase {
+        finding_place,
+        finding_days,
+        measuring,
+        copying,
+        retention,
+        leftovers,
+        over
+    };
 
     struct Day {
         ChannelDay where;
@@ -99,6 +108,7 @@ private:
     // Phases, in run_plan.cpp.
     bool is_idle() const { return ready_.empty() && given_.empty(); }
     void enter_next_phase();
+    void plan_finding_days();
     void plan_measuring();
     void look_ahead();
     bool plan_retention();
@@ -112,6 +122,8 @@ private:
     Answer answer(What&, const Said&) {
         return Answer::nonsense;
     }
+    Answer answer(SeekPlace& seek, const FoundPlace& place);
+    Answer answer(TellCameras& tell, const Done&);
     Answer answer(FindDays& find, const Days& days);
     Answer answer(LookAtDay& look, const Entries& entries);
     Answer answer(LookAtDay& look, const Done&);
@@ -120,6 +132,7 @@ private:
     Answer answer(CopyFile& copy, const Copied& copied);
     Answer answer(RemoveCopies& removal, const At&);
     Answer answer(RemoveCopies& removal, const Done&);
+    void tell_cameras(const FoundPlace& place);
     void give_up_doubles(LookAtDay& look);
     void give_up_file(const FileCount& file, const std::string& why);
     FailureStep try_again(LaneId lane, const Failed& failed);
@@ -127,11 +140,12 @@ private:
     FailureStep make_room(LaneId lane, const Failed& failed);
     bool request_room(const CopyFile& copy);
 
-    const RunGoal goal_;
-    const ShareNames names_;
+    RunGoal goal_;      ///< but for the channels' folders as it was given
+    ShareNames names_;  ///< of the place where copies go, once it is known
+    DestinationMemory& places_;
     CopyMemory& memory_;
     RunTally& tally_;
-    Phase phase_ = Phase::finding_days;
+    Phase phase_ = Phase::finding_place;
     std::vector<Day> days_;
     std::size_t next_day_ = 0;  ///< first day that has not been looked at for copying
     std::deque<Work> ready_;
