@@ -42,9 +42,13 @@ public:
     explicit DaysErrand(ListDays order) : order_(std::move(order)) {}
 
     Step begin() override {
-        return {.tell = {Days{
-                    standalone::recording_days(order_.recordings, order_.first, order_.last)}},
-                .over = true};
+        try {
+            return {.tell = {Days{
+                        standalone::recording_days(order_.recordings, order_.first, order_.last)}},
+                    .over = true};
+        } catch (const standalone::UnreadableFolder& error) {
+            return {.tell = {Failed{FailureKind::source, error.what()}}, .over = true};
+        }
     }
 
 private:

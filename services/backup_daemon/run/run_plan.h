@@ -35,12 +35,17 @@ struct FailureStep {
 /// remove what is too old, remove temporary files that nothing will continue. An order that was
 /// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
 ///
-/// Any call may throw standalone::DatabaseError. A report that could not be taken counts as not
-/// given: lose() its lane, and the order is carried out again, which does no harm.
+/// A run that could not read all recordings or copy all files removes no copy: neither those that
+/// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left.
+///
+/// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
+/// memory only towards what the call is for: the same call, with the same report, may be made again
+/// until it succeeds. A lane need not be lost for it.
 class RunPlan {
 public:
-    /// `places`, `memory` and `tally` outlive the plan. Channels that there are not count as failed
-    /// files; without any others, there is nothing to do.
+    /// `places`, `memory` and `tally` outlive the plan. What cannot be read counts as one failed file:
+    /// a channel that there is not, a channel's folder, a day. Without any channel there is nothing to
+    /// do.
     RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, RunTally& tally);
     RunPlan(const RunPlan&) = delete;
     RunPlan& operator=(const RunPlan&) = delete;
@@ -91,6 +96,7 @@ private:
         ChannelDay where;
         long long files = 0;  ///< counted among the planned ones so far
         long long bytes = 0;
+        bool unread = false;  ///< could not be listed, and counts as failed
     };
 
     struct Room {
@@ -107,6 +113,8 @@ private:
 
     // Phases, in run_plan.cpp.
     bool is_idle() const { return ready_.empty() && given_.empty(); }
+    bool may_remove_copies() const { return tally_.files_failed() == 0; }
+    void take_back_room();
     void enter_next_phase();
     void plan_finding_days();
     void plan_measuring();
@@ -134,7 +142,9 @@ private:
     Answer answer(RemoveCopies& removal, const Done&);
     void tell_cameras(const FoundPlace& place);
     void give_up_doubles(LookAtDay& look);
+    void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
+    FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
     FailureStep make_room(LaneId lane, const Failed& failed);
@@ -152,6 +162,7 @@ private:
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;
     Room room_;
+    bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
 };
 

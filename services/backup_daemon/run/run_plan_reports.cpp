@@ -20,6 +20,10 @@ constexpr int MOST_DENIED = 20;
 // Copies of a day that make room at one time.
 constexpr int ROOM_FILES = 100;
 
+bool is_removal(const Work& work) {
+    return std::holds_alternative<RemoveCopies>(work.what);
+}
+
 }  // namespace
 
 bool RunPlan::take(LaneId lane, const Report& report) {
@@ -35,7 +39,9 @@ bool RunPlan::take(LaneId lane, const Report& report) {
 RunPlan::Answer RunPlan::answer(SeekPlace&, const FoundPlace& place) {
     places_.settle(place.id, place.marked);
     memory_.move_to(place.id);
-    give_folders(goal_.channels, place.cameras, places_);
+    auto channels = goal_.channels;
+    give_folders(channels, place.cameras, places_);
+    goal_.channels = std::move(channels);
     names_ =
         ShareNames(join_path(goal_.destination.folder, place.below), goal_.recorder, goal_.task_id);
     if (place.marked) tell_cameras(place);
@@ -151,11 +157,10 @@ RunPlan::Answer RunPlan::answer(RemoveCopies& removal, const Done&) {
 
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     using Kind = FailureStep::Kind;
-    // A lane that cannot connect.
-    if (!is_busy(lane))
-        return {failed.kind == FailureKind::refused ? Kind::end_run : Kind::lose_lane, failed.text};
+    if (!is_busy(lane)) return fail_to_connect(failed);
     switch (failed.kind) {
         case FailureKind::lost:
+        case FailureKind::unknown:
             return {Kind::lose_lane, failed.text};
         case FailureKind::refused:
             break;
@@ -173,6 +178,13 @@ FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     return {Kind::end_run, failed.text};
 }
 
+/// A name that was known is known again when its service answers.
+FailureStep RunPlan::fail_to_connect(const Failed& failed) const {
+    const bool for_good = failed.kind == FailureKind::refused ||
+                          (failed.kind == FailureKind::unknown && !was_connected_);
+    return {for_good ? FailureStep::Kind::end_run : FailureStep::Kind::lose_lane, failed.text};
+}
+
 FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
     if (++given_.at(lane).attempts < ATTEMPTS) return {FailureStep::Kind::lose_lane, failed.text};
     FailureStep step = give_up(lane, failed);
@@ -180,14 +192,31 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
     return step;
 }
 
-/// A run goes on without a file, but not without anything else.
+/// A run goes on without a file, a day or a channel, but not when it cannot do anything else.
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
-    const auto* copy = std::get_if<CopyFile>(&given_.at(lane).what);
-    if (!copy) return {FailureStep::Kind::end_run, failed.text};
-    give_up_file(copy->count, failed.text);
+    const Work& work = given_.at(lane);
+    const auto* copy = std::get_if<CopyFile>(&work.what);
+    const bool unread = failed.kind == FailureKind::source && !is_removal(work);
+    if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
+    if (copy)
+        give_up_file(copy->count, failed.text);
+    else
+        give_up_source(work, failed.text);
     given_.erase(lane);
     if (failed.kind != FailureKind::denied || ++counts_.denied_in_a_row < MOST_DENIED) return {};
     return {FailureStep::Kind::end_run, tally_.failure()};
+}
+
+/// A day is looked at twice, and counts once.
+void RunPlan::give_up_source(const Work& work, const std::string& why) {
+    if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
+        Day& day = days_[look->day];
+        // What was measured of it is not to come any more.
+        tally_.plan(-std::exchange(day.files, 0), -std::exchange(day.bytes, 0));
+        if (std::exchange(day.unread, true)) return;
+    }
+    tally_.plan(1, 0);
+    give_up_file({}, why);
 }
 
 void RunPlan::give_up_file(const FileCount& file, const std::string& why) {
@@ -203,7 +232,8 @@ FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
     const bool on_its_way = room_.in_the_making || copy->rooms < room_.made;
     if (!on_its_way && !request_room(*copy)) {
         notes_.push_back({SHARE_FULL, failed.text});
-        return {FailureStep::Kind::end_run, "the share is full: " + failed.text};
+        const std::string before = may_remove_copies() ? "" : "; before that, " + tally_.failure();
+        return {FailureStep::Kind::end_run, "the share is full: " + failed.text + before};
     }
     lose(lane);
     return {};
@@ -214,7 +244,8 @@ FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
 bool RunPlan::request_room(const CopyFile& copy) {
     const std::string& day = days_[copy.day].where.day;
     const std::string oldest = memory_.oldest_day();
-    if (goal_.when_full == WhenFull::fail || oldest.empty() || oldest >= day) return false;
+    if (goal_.when_full == WhenFull::fail || !may_remove_copies()) return false;
+    if (oldest.empty() || oldest >= day) return false;
     auto copies = memory_.older_than(day, ROOM_FILES);
     std::erase_if(copies, [&](const CopiedFile& file) { return file.day != oldest; });
     ready_.push_front({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});

@@ -22,6 +22,7 @@ struct CopyLedger {
     int calls = 0;  ///< so far, refused ones too
     /// Whether a call, numbered from 1 on, fails; it has no effect then.
     std::function<bool(int call)> refuses = [](int) { return false; };
+    int code = 5;  ///< with which it fails; SQLITE_BUSY
 
     // What was answered and asked, for those who watch a run.
     std::vector<std::string> recorded;  ///< paths, one for each record
@@ -32,7 +33,7 @@ struct CopyLedger {
 
     /// Every call of a memory over this goes through here.
     void call() {
-        if (refuses(++calls)) throw standalone::DatabaseError("the memory does not answer", 5);
+        if (refuses(++calls)) throw standalone::DatabaseError("the memory does not answer", code);
     }
 
     /// Puts a copy in, as an earlier run would have.
