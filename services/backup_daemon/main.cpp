@@ -8,6 +8,7 @@
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/one_line.h"
+#include "platform/standalone/store/recorder_identity.h"
 #include "platform/standalone/store/recording_folder.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
@@ -16,6 +17,7 @@
 #include "services/backup_daemon/memory/memory_database.h"
 #include "services/backup_daemon/memory/take_over.h"
 #include "services/backup_daemon/run/backup_runner.h"
+#include "services/backup_daemon/run/older_folders.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -31,6 +33,14 @@ using standalone::Database;
 // Progress is written, processes are looked after, schedules come due and what deleted tasks left
 // is forgotten once a second.
 constexpr std::chrono::seconds TICK(1);
+
+/// Who this recorder is, as recorderctl init has made it known.
+std::string identity() {
+    const std::string path = standalone::registry_database_path();
+    Database registry(path, Database::Access::reading);
+    standalone::require_current(registry, path, standalone::registry_migrations());
+    return standalone::recorder_identity(registry);
+}
 
 // What each connection waits within a second for others that hold its database. Requests wait for
 // the loop, so all of it adds up to less than a second. Nobody else writes backupd.db; whatever
@@ -66,13 +76,14 @@ void serve() {
     services::Memory memory = services::open_memory();
     standalone::TaskStore store(config);
     services::HttpService service("retCode", services::trusted_users());
-    services::BackupRunner runner(service.loop(), config, memory.runs);
+    services::BackupRunner runner(service.loop(), config, memory.runs, identity());
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
     services::ScheduleKeeper schedules(store, memory.schedules, queue);
     services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
     services::take_over_from_config(services::memory_database_path(), path);
+    services::take_over_folders(memory.runs, standalone::ChannelStore(config).list());
     queue.take_over();
     limit_waiting(config, memory);
     const auto each_second = [&](auto step) {

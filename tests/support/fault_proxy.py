@@ -18,9 +18,9 @@ class FaultProxy:
     rate         bytes a second towards the server, of all connections together; None: no limit
     """
 
-    def __init__(self, target_port):
+    def __init__(self, target_port, listener=None):
         self.target = target_port
-        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.listener = listener or socket.create_server(("127.0.0.1", 0))
         self.port = self.listener.getsockname()[1]
         self.sent = 0  # bytes towards the server
         self.connections = 0

@@ -50,6 +50,7 @@ int run(int count, char** arguments) {
     app.parse_complete_callback(become_recorder);
     add_state_option(app);
     add_init_command(app);
+    add_info_command(app);
     add_user_commands(app);
     add_session_commands(app);
     add_config_commands(app);

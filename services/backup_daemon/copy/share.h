@@ -62,6 +62,9 @@ public:
     virtual std::unique_ptr<ShareFile> open(const std::string& path, Open mode) = 0;
     /// Gives a file its new name; a file of that name is replaced.
     virtual void rename(const std::string& from, const std::string& to) = 0;
+    /// Gives a folder that is not empty its new name.
+    /// @throws CopyFailure occupied when there is anything of that name; nothing has changed then
+    virtual void rename_folder(const std::string& from, const std::string& to) = 0;
     /// Sets a file's time of last write, as finely as the server has it.
     virtual void set_modified(const std::string& path, long long modified_ns) = 0;
     /// Deletes a file; there need not be one.

@@ -248,6 +248,24 @@ void SmbShare::rename(const std::string& from, const std::string& to) {
         fail(to);
 }
 
+/// Where something has the new name, the library deletes it and tries again. It cannot delete a
+/// folder that is not empty, so of several who want a name for theirs exactly one gets it; a file,
+/// and an empty folder, are looked for first.
+void SmbShare::rename_folder(const std::string& from, const std::string& to) {
+    SMBCCTX* context = context_->handle.get();
+    struct stat found {};
+    bool is_taken = smbc_getFunctionStat(context)(context, url(to).c_str(), &found) == 0;
+    if (!is_taken) {
+        if (errno != ENOENT) fail(to);
+        if (smbc_getFunctionRename(context)(context, url(from).c_str(), context, url(to).c_str()) ==
+            0)
+            return;
+        is_taken = errno == EEXIST || errno == ENOTEMPTY;
+    }
+    if (!is_taken) fail(to);
+    throw CopyFailure(FailureKind::occupied, to + ": something has this name already");
+}
+
 void SmbShare::set_modified(const std::string& path, long long modified_ns) {
     SMBCCTX* context = context_->handle.get();
     const timeval modified{modified_ns / NANOSECONDS, modified_ns % NANOSECONDS / 1000};

@@ -17,6 +17,8 @@ struct CopiedFile {
     std::string sha256;         ///< of the content, hexadecimal; "" when nobody reckoned it
     bool side_file = false;     ///< a description lies beside it
     bool removed = false;       ///< it made room on a full share, and is not to be sent again
+    /// The copy's modification time as the share told it; nothing when it is not known.
+    std::optional<long long> share_modified_ns{};
 };
 
 /// A file that has been begun.
@@ -33,6 +35,10 @@ struct Checkpoint {
 class CopyMemory {
 public:
     virtual ~CopyMemory() = default;
+
+    /// All that follows is about this destination.
+    /// @param destination its identifier (destination_memory.h)
+    virtual void move_to(const std::string& destination) = 0;
 
     /// The destination's copies below one folder ("Front door/2024-03-01/", with the slash at the
     /// end), whichever task made them, by path; those that made room among them.

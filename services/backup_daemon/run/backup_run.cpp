@@ -25,7 +25,7 @@ BackupRun::BackupRun(RunParts parts, TDataBackupConfig task, RunGoal goal, Liste
       task_(std::move(task)),
       listener_(std::move(listener)),
       tally_(parts_.clock),
-      plan_(std::move(goal), *parts_.memory, tally_),
+      plan_(std::move(goal), *parts_.places, *parts_.memory, tally_),
       connection_(now()) {}
 
 std::chrono::seconds BackupRun::now() const {

@@ -23,6 +23,7 @@ namespace services {
 struct RunParts {
     Clock& clock;  ///< outlives the run
     EventSink tell;
+    std::unique_ptr<DestinationMemory> places;
     std::unique_ptr<CopyMemory> memory;
     std::unique_ptr<LanePool> lanes;
 };

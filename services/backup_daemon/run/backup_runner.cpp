@@ -44,12 +44,18 @@ std::string detail_of(const RunFigures& figures, const std::string& why) {
 }  // namespace
 
 BackupRunner::BackupRunner(event_base* loop, standalone::Database& config,
-                           standalone::Database& memory)
-    : loop_(loop), clock_(loop), memory_(memory), progress_(memory), channels_(config) {}
+                           standalone::Database& memory, std::string identity)
+    : loop_(loop),
+      clock_(loop),
+      memory_(memory),
+      identity_(std::move(identity)),
+      progress_(memory),
+      channels_(config) {}
 
 RunGoal BackupRunner::goal(const TDataBackupConfig& task) {
     const DayNumber today = local_day(std::time(nullptr), machine_zone);
     RunGoal goal = goal_of(task, channels_.list(), today);
+    goal.recorder = identity_;
     goal.check = check_reading();
     goal.lanes = lanes_of_a_run();
     return goal;
@@ -64,7 +70,8 @@ RunParts BackupRunner::parts(const TDataBackupConfig& task, const Destination& d
     return {.clock = clock_,
             .tell = [this](RunEvent event, const std::string& task_name,
                            const std::string& detail) { events_.write(event, task_name, detail); },
-            .memory = std::make_unique<CopyStore>(memory_, task.taskID, destination.key()),
+            .places = std::make_unique<DestinationStore>(memory_, destination.key()),
+            .memory = std::make_unique<CopyStore>(memory_, task.taskID),
             .lanes = std::make_unique<WorkerLanes>(loop_, std::move(login))};
 }
 

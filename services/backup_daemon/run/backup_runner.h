@@ -6,6 +6,7 @@
 
 #include "platform/standalone/store/channel_store.h"
 #include "services/backup_daemon/memory/copy_store.h"
+#include "services/backup_daemon/memory/destination_store.h"
 #include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/run/task_runner.h"
@@ -24,9 +25,11 @@ struct RunningTask {
 class BackupRunner : public TaskRunner {
 public:
     /// All of it outlives the runner. Each database connection is this runner's own thread's.
-    /// @param config the configuration database
-    /// @param memory the daemon's own database, with deferred durability
-    BackupRunner(event_base* loop, standalone::Database& config, standalone::Database& memory);
+    /// @param config   the configuration database
+    /// @param memory   the daemon's own database, with deferred durability
+    /// @param identity this recorder's
+    BackupRunner(event_base* loop, standalone::Database& config, standalone::Database& memory,
+                 std::string identity);
 
     void begin(const TDataBackupConfig& task, bool resumed, Listener listener) override;
     void cancel(const std::string& task_id) override;
@@ -54,6 +57,7 @@ private:
     event_base* loop_;
     LoopClock clock_;
     standalone::Database& memory_;
+    const std::string identity_;
     ProgressStore progress_;
     standalone::ChannelStore channels_;
     std::map<std::string, Entry> runs_;

@@ -27,7 +27,7 @@ std::string ShareNames::copy_path(const ChannelDay& where, const DayEntry& entry
 std::string ShareNames::temporary_path(const std::string& copy) const {
     const std::string folder = folder_of(copy);
     const std::string name = copy.substr(folder.empty() ? 0 : folder.size() + 1);
-    return join_path(folder, "." + name + "." + task_id_ + ".part");
+    return join_path(folder, "." + name + "." + writer_ + ".part");
 }
 
 std::string ShareNames::on_share(const std::string& path) const {

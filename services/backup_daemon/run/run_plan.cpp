@@ -21,16 +21,17 @@ bool is_listing(const Work& work) {
 
 }  // namespace
 
-RunPlan::RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally)
+RunPlan::RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, RunTally& tally)
     : goal_(std::move(goal)),
-      names_(goal_.destination.folder, goal_.task_id),
+      names_(goal_.destination.folder, goal_.recorder, goal_.task_id),
+      places_(places),
       memory_(memory),
       tally_(tally) {
     for (const std::string& index : goal_.missing_channels) {
         tally_.plan(1, 0);
         tally_.gave_up({}, "there is no channel " + index);
     }
-    for (const SelectedChannel& channel : goal_.channels) ready_.push_back({FindDays{&channel}});
+    if (!goal_.channels.empty()) ready_.emplace_back().what = SeekPlace();
 }
 
 void RunPlan::settle() {
@@ -45,6 +46,10 @@ void RunPlan::settle() {
 /// Called when nothing of the phase is left.
 void RunPlan::enter_next_phase() {
     switch (phase_) {
+        case Phase::finding_place:
+            plan_finding_days();
+            phase_ = Phase::finding_days;
+            return;
         case Phase::finding_days:
             plan_measuring();
             phase_ = Phase::measuring;
@@ -69,6 +74,11 @@ void RunPlan::enter_next_phase() {
         case Phase::over:
             return;
     }
+}
+
+void RunPlan::plan_finding_days() {
+    for (const SelectedChannel& channel : goal_.channels)
+        ready_.emplace_back().what = FindDays{&channel};
 }
 
 /// Counts first: people want to know how much there is to do.
@@ -129,6 +139,12 @@ std::optional<Order> RunPlan::next(LaneId lane) {
 }
 
 Order RunPlan::order_of(Work& work) {
+    if (std::holds_alternative<SeekPlace>(work.what))
+        return FindPlace{.folder = goal_.destination.folder,
+                         .recorder = goal_.recorder,
+                         .task_id = goal_.task_id,
+                         .known = places_.known()};
+    if (const auto* tell = std::get_if<TellCameras>(&work.what)) return tell->order;
     if (const auto* find = std::get_if<FindDays>(&work.what))
         return ListDays{find->channel->recordings, goal_.selection.first_day,
                         goal_.selection.last_day};
@@ -148,11 +164,13 @@ Order RunPlan::order_of(Work& work) {
     return copy.job;
 }
 
-/// A file that was begun before goes on where it stopped; of another one the temporary file is
-/// known to the memory before it is made.
+/// A file that was begun before goes on where it stopped, under whatever name; of another one the
+/// temporary file is known to the memory before it is made.
 void RunPlan::resume(CopyFile& copy) {
     const auto known = memory_.checkpoint(copy.path);
-    if (!known) memory_.save({copy.path, names_.temporary_path(copy.path), 0, ""});
+    copy.temporary = known ? known->temporary : names_.temporary_path(copy.path);
+    if (!known) memory_.save({copy.path, copy.temporary, 0, ""});
+    copy.job.temporary = names_.on_share(copy.temporary);
     copy.job.offset = known ? known->offset : 0;
     copy.job.prefix_sha256 = known ? known->sha256 : "";
 }

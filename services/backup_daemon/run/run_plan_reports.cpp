@@ -1,6 +1,8 @@
 // What a run's plan makes of the lanes' reports and failures.
 #include <utility>
 
+#include "services/backup_daemon/copy/share_path.h"
+#include "services/backup_daemon/run/camera_folders.h"
 #include "services/backup_daemon/run/run_plan.h"
 
 namespace services {
@@ -32,6 +34,33 @@ bool RunPlan::take(LaneId lane, const Report& report) {
                    found->second.what, report);
     if (made == Answer::whole) given_.erase(found);
     return made != Answer::nonsense;
+}
+
+RunPlan::Answer RunPlan::answer(SeekPlace&, const FoundPlace& place) {
+    places_.settle(place.id, place.marked);
+    memory_.move_to(place.id);
+    auto channels = goal_.channels;
+    give_folders(channels, place.cameras, places_);
+    goal_.channels = std::move(channels);
+    names_ =
+        ShareNames(join_path(goal_.destination.folder, place.below), goal_.recorder, goal_.task_id);
+    if (place.marked) tell_cameras(place);
+    if (place.is_new && !place.below.empty())
+        notes_.push_back({OWN_FOLDER_MADE, names_.on_share("")});
+    return Answer::whole;
+}
+
+/// Written only where it says something else.
+void RunPlan::tell_cameras(const FoundPlace& place) {
+    const std::string text = cameras_text(folders_to_tell(place.cameras, places_), LONGEST_TEXT);
+    if (text == cameras_text(place.cameras, LONGEST_TEXT)) return;
+    const std::string path = cameras_path(names_.on_share(""));
+    ready_.push_back({TellCameras{
+        {.path = path, .temporary = path + "." + goal_.task_id + ".part", .text = text}}});
+}
+
+RunPlan::Answer RunPlan::answer(TellCameras&, const Done&) {
+    return Answer::whole;
 }
 
 RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
@@ -83,7 +112,7 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const At& at) {
 }
 
 RunPlan::Answer RunPlan::answer(CopyFile& copy, const Noted& noted) {
-    memory_.save({copy.path, names_.temporary_path(copy.path), noted.offset, noted.sha256});
+    memory_.save({copy.path, copy.temporary, noted.offset, noted.sha256});
     tally_.reached(copy.count, noted.offset);
     return Answer::part;
 }

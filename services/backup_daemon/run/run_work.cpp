@@ -68,7 +68,6 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
     work.job.recordings = where.channel->recordings;
     work.job.source = source_path(where, entry);
     work.job.target = names.on_share(work.path);
-    work.job.temporary = names.on_share(names.temporary_path(work.path));
     if (copy) work.job.recorded_size = copy->size;
     work.job.check = goal.check;
     if (goal.side_files)

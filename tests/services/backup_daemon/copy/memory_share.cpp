@@ -188,6 +188,23 @@ void MemoryShare::rename(const std::string& from, const std::string& to) {
     call.done();
 }
 
+void MemoryShare::rename_folder(const std::string& from, const std::string& to) {
+    const Call call(server_, "rename_folder " + from + " -> " + to);
+    require_folder(server_, call, to);
+    if (!server_.folders.contains(from)) fail(FailureKind::other, call, "there is no such folder");
+    if (server_.folders.contains(to) || server_.files.contains(to))
+        fail(FailureKind::occupied, call, "something has this name already");
+    std::map<std::string, std::string> files;
+    for (auto& [path, content] : server_.files) {
+        const bool moves = path.starts_with(from + "/");
+        files[moves ? to + path.substr(from.size()) : path] = std::move(content);
+    }
+    server_.files = std::move(files);
+    server_.folders.erase(from);
+    server_.folders.insert(to);
+    call.done();
+}
+
 void MemoryShare::set_modified(const std::string& path, long long modified_ns) {
     const Call call(server_, "set_modified " + path);
     if (!server_.files.contains(path)) fail(FailureKind::other, call, "there is no such file");

@@ -39,6 +39,8 @@ Report report_of_kind(int kind) {
             return Noted{77, "abc"};
         case 5:
             return Copied{{77, 7, "abc"}};
+        case 6:
+            return FoundPlace{.below = "elsewhere", .id = "other"};
         default:
             return Done();
     }
@@ -46,6 +48,7 @@ Report report_of_kind(int kind) {
 
 /// Whether a report could be an answer to an order; only its time tells then that it is none.
 bool may_answer(const Order& order, const Report& report) {
+    if (std::holds_alternative<FindPlace>(order)) return std::holds_alternative<FoundPlace>(report);
     if (std::holds_alternative<ListDays>(order)) return std::holds_alternative<Days>(report);
     if (std::holds_alternative<ListDay>(order))
         return std::holds_alternative<Entries>(report) || std::holds_alternative<Done>(report);
@@ -185,7 +188,7 @@ void RandomRun::trouble_lane(LaneId lane) {
 /// A lane carries out one order at a time, so nothing tells a report that comes twice from the
 /// answer to its next order: only what cannot be meant so is nonsense.
 void RandomRun::say_nonsense(LaneId lane) {
-    const Report report = report_of_kind(below(7));
+    const Report report = report_of_kind(below(8));
     const Order* order = scene_.lanes.order(lane);
     if (std::holds_alternative<Ready>(report) && !scene_.lanes.is_ready(lane)) return;
     if (!order || !may_answer(*order, report)) scene_.lanes.report(lane, report);
