@@ -145,6 +145,8 @@ Order RunPlan::order_of(Work& work) {
 void RunPlan::resume(CopyFile& copy) {
     const auto known = memory_.checkpoint(copy.path);
     if (!known) memory_.save({copy.path, names_.temporary_path(copy.path), 0, ""});
+    // An attempt of which no answer came may have been the last one.
+    if (known) copy.job.fresh = false;
     copy.job.offset = known ? known->offset : 0;
     copy.job.prefix_sha256 = known ? known->sha256 : "";
 }
