@@ -31,9 +31,10 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the place, find the days, measure them, copy day by day, the
-/// oldest first, remove what is too old, remove temporary files that nothing will continue. An order
-/// that was given waits for its lane's reports; of a lane that is lost it goes back into the plan.
+/// A run as a plan, phase by phase: find the place, find the days, measure them, copy day by day,
+/// the oldest first, remove what is too old, remove temporary files that nothing will continue. An
+/// order that was given waits for its lane's reports; of a lane that is lost it goes back into the
+/// plan.
 ///
 /// A run that could not read all recordings or copy all files removes no copy: neither those that
 /// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left.

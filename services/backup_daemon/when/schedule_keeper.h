@@ -22,7 +22,7 @@ public:
 
     /// Looks at all tasks; the more often, the more punctual they are.
     /// @param now seconds since the epoch
-    /// @throws standalone::DatabaseError; the tasks that are left have their turn with the next look
+    /// @throws standalone::DatabaseError; whatever is left has its turn with the next look
     void look(long long now, const TimeZone& zone);
 
 private:

@@ -1,14 +1,18 @@
 """What a run makes of recordings that cannot be read: never a success, and no copy is removed."""
+import os
 import shutil
+import stat
 import subprocess
 from pathlib import Path
 
 import pytest
 
-from backup_house import FAILED, MIB, House
+from backup_house import FAILED, MIB, House, noise
 from event_ids import FILE_NOT_COPIED, ROOM_MADE, RUN_FAILED, RUN_SUCCEEDED, SHARE_FULL
+from fault_proxy import FaultProxy
 from places import LOGS, STORAGE
 from recorder_clock import day_name
+from waiting import wait_until
 
 
 def record_old_and_new(house, **settings):
@@ -75,6 +79,38 @@ def test_missing_folder_makes_no_room_on_a_full_share(tmp_path):
         (STORAGE / "1").mkdir()
         house.run(task_id)
         assert house.last_event(ROOM_MADE)
+
+
+def take_its_place(path, kind):
+    path.unlink()
+    if kind == "pipe":
+        os.mkfifo(path)
+    elif kind == "device":
+        os.mknod(path, 0o666 | stat.S_IFCHR, os.makedev(1, 5))  # zeros without end
+    else:
+        path.symlink_to("/etc/passwd")
+
+
+@pytest.mark.parametrize("kind, words", [("pipe", "is not a file"), ("device", "is not a file"),
+                                         ("link", "Too many levels of symbolic links")])
+def test_what_takes_a_recordings_place_behind_its_listing_hangs_nobody(house, kind, words):
+    house.record(0, 2, "01-00-00.mp4", noise(8 * MIB, "first"))
+    swapped = house.record(0, 2, "02-00-00.mp4", b"second")
+    house.record(0, 2, "03-00-00.mp4", b"third")
+    with FaultProxy(house.samba.port) as proxy:
+        proxy.rate = 4 * MIB
+        house.recorder.ctl("config", "set", "backup", "max_parallel", "6")  # so one lane
+        task_id = house.create(port=proxy.port)
+        house.force(task_id)
+        wait_until(lambda: proxy.sent > 2 * MIB, "the first file's start")
+        take_its_place(swapped, kind)
+        proxy.rate = None
+        house.wait_for_end(task_id)
+    assert house.status(task_id) == FAILED
+    assert swapped.name in house.last_event(FILE_NOT_COPIED)[0]
+    assert words in house.last_event(FILE_NOT_COPIED)[0]
+    assert sorted(path.split("/")[-1] for path in house.shared()) == ["01-00-00.mp4",
+                                                                      "03-00-00.mp4"]
 
 
 def test_daemon_names_missing_folders_when_it_starts(house):

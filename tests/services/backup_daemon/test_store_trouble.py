@@ -32,10 +32,12 @@ def check_success(house, task_id, proxy):
     house.wait_for_end(task_id)
     assert house.status(task_id) == SUCCESS
     assert house.shared() == house.sources()
+    assert len(house.copied()) == FILES
     house.check_records()
     assert house.database("SELECT * FROM checkpoint") == []
     assert run_events(house) == [RUN_STARTED, RUN_SUCCEEDED]
-    wait_until(lambda: house.progress(task_id)[0]["percent"] == 100, "the last figures")
+    wait_until(lambda: [row["percent"] for row in house.progress(task_id)] == [100],
+               "the last figures")
     assert proxy.connections <= 3
     assert proxy.sent < FILES * SIZE + 2 * MIB
 
@@ -69,12 +71,15 @@ def test_run_gets_over_a_locked_store(house, proxy, database, moment):
 def test_message_tells_what_a_run_waits_for(house, proxy):
     task_id = bring_to("connecting", house, proxy)
     lock = Lock("config.db")
+
+    def message():
+        return [row["message"] for row in house.progress(task_id)]
+
     proxy.stalled = False
-    wait_until(lambda: any(row["message"] for row in house.progress(task_id)), "the message")
-    assert house.progress(task_id)[0]["message"] == MESSAGE
+    wait_until(lambda: message() == [MESSAGE], "the message")
     lock.release()
     house.wait_for(task_id, RUNNING)
-    wait_until(lambda: house.progress(task_id)[0]["message"] == "", "the end of the message")
+    wait_until(lambda: message() == [""], "the end of the message")
     check_success(house, task_id, proxy)
 
 
