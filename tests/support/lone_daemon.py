@@ -9,9 +9,12 @@ from fault_proxy import FaultProxy
 from places import PROGRAMS
 from service_process import end, start
 from state_folder import StateFolder
-from sample_task import NEVER
 from samba_server import USER
 from waiting import SECONDS, wait_until
+
+# As stored.
+LAST_DAYS = 0
+NORMAL_AND_ALARM = 2
 
 LISTEN = """
 import array, socket, sys
@@ -83,13 +86,15 @@ class LoneDaemon(StateFolder):
 
     def add_task(self, **changes):
         """Gives the new task's identifier."""
-        self.store_task(**{
-            "taskName": "copy", "enable": True, "status": 1, "serverIP": "127.0.0.1",
-            "port": self.proxy.port, "username": USER, "password": self.server.password,
-            "destPath": "/backup/recorder", "chIdxList": "0", "backupType": 1, "backupDays": 3000,
-            "recordingType": 2, "recordingFormat": 0, "remoteKeepRec": False,
-            "remoteOverwriteType": 0, "scheduleHour": NEVER["scheduleHour"], **changes})
-        return self.stored_tasks()[-1]["taskID"]
+        self.add_tasks(1)
+        task_id = self.stored_tasks()[-1]["taskID"]
+        fields = {"serverIP": "127.0.0.1", "port": self.proxy.port, "username": USER,
+                  "password": "-", "destPath": "/backup/recorder",
+                  "chIdxList": "0", "backupType": LAST_DAYS, "backupDays": 3000,
+                  "recordingType": NORMAL_AND_ALARM, **changes}
+        self.ctl("task", "set", task_id, *(f"{key}={value}" for key, value in fields.items()),
+                 given=self.server.password)
+        return task_id
 
     # --- its life -------------------------------------------------------------------------------
 

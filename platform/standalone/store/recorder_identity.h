@@ -8,7 +8,7 @@
 namespace standalone {
 
 /// The identity that the registry got when it was made, or brought up to the schema that has it: 32
-/// lower-case hexadecimal digits, at random, never changed. A copy of a state folder has it as well.
+/// lower-case hexadecimal digits, at random, never changed. A copy of a state folder has it, too.
 /// @throws std::runtime_error with one line for the user when there is none
 std::string recorder_identity(Database& registry);
 

@@ -1,11 +1,10 @@
 // Names and paths on a share: what an SMB server takes as a name, and how names are joined.
 #include "services/backup_daemon/copy/share_path.h"
 
-#include <locale.h>
-#include <wctype.h>
-
 #include <algorithm>
 #include <cctype>
+#include <clocale>
+#include <cwctype>
 #include <stdexcept>
 
 #include "platform/standalone/store/utf8.h"

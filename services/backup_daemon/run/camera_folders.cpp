@@ -36,8 +36,9 @@ private:
     std::string choose(const std::string& guid, const std::string& wish) {
         const auto told = told_.find(guid);
         if (told != told_.end() && !cameras_.contains(folded(told->second))) return told->second;
-        std::string folder = wish;
-        for (int attempt = 1; !is_free(folder); ++attempt) folder = longer(wish, guid, attempt);
+        const std::string name = is_reserved(wish) ? safe_name("_" + wish) : wish;
+        std::string folder = name;
+        for (int attempt = 1; !is_free(folder); ++attempt) folder = longer(name, guid, attempt);
         return folder;
     }
 
@@ -47,10 +48,10 @@ private:
     }
 
     /// Room for what is behind the name is made in the name.
-    static std::string longer(const std::string& wish, const std::string& guid, int attempt) {
+    static std::string longer(const std::string& name, const std::string& guid, int attempt) {
         std::string ending = " " + safe_name(standalone::cut_utf8(guid, LONGEST_ENDING));
         if (attempt > 1) ending += " " + std::to_string(attempt);
-        const auto beginning = standalone::cut_utf8(wish, LONGEST_NAME - ending.size());
+        const auto beginning = standalone::cut_utf8(name, LONGEST_NAME - ending.size());
         return safe_name(std::string(beginning) + ending);
     }
 

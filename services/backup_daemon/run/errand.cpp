@@ -74,8 +74,7 @@ private:
     const RemoveFiles order_;
 };
 
-/// What nobody but people reads, and the next run writes again: a failure does not matter as long as
-/// the connection is good.
+/// What the next run writes again: a failure does not matter as long as the connection is good.
 class TextErrand : public Errand {
 public:
     explicit TextErrand(WriteText order) : order_(std::move(order)) {}

@@ -31,9 +31,10 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the place, find the days, measure them, copy day by day, the oldest first,
-/// remove what is too old, remove temporary files that nothing will continue. An order that was
-/// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
+/// A run as a plan, phase by phase: find the place, find the days, measure them, copy day by day,
+/// the oldest first, remove what is too old, remove temporary files that nothing will continue. An
+/// order that was given waits for its lane's reports; of a lane that is lost it goes back into the
+/// plan.
 ///
 /// A run that could not read all recordings or copy all files removes no copy: neither those that
 /// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left.
@@ -43,9 +44,9 @@ struct FailureStep {
 /// until it succeeds. A lane need not be lost for it.
 class RunPlan {
 public:
-    /// `places`, `memory` and `tally` outlive the plan. What cannot be read counts as one failed file:
-    /// a channel that there is not, a channel's folder, a day. Without any channel there is nothing to
-    /// do.
+    /// `places`, `memory` and `tally` outlive the plan. What cannot be read counts as one failed
+    /// file: a channel that there is not, a channel's folder, a day. Without any channel there is
+    /// nothing to do.
     RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, RunTally& tally);
     RunPlan(const RunPlan&) = delete;
     RunPlan& operator=(const RunPlan&) = delete;

@@ -20,8 +20,9 @@ constexpr int MOST_DENIED = 20;
 // Copies of a day that make room at one time.
 constexpr int ROOM_FILES = 100;
 
-bool is_removal(const Work& work) {
-    return std::holds_alternative<RemoveCopies>(work.what);
+bool reads_recordings(const Work& work) {
+    return std::holds_alternative<FindDays>(work.what) ||
+           std::holds_alternative<LookAtDay>(work.what);
 }
 
 }  // namespace
@@ -197,7 +198,7 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     const Work& work = given_.at(lane);
     const auto* copy = std::get_if<CopyFile>(&work.what);
-    const bool unread = failed.kind == FailureKind::source && !is_removal(work);
+    const bool unread = failed.kind == FailureKind::source && reads_recordings(work);
     if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
     if (copy)
         give_up_file(copy->count, failed.text);

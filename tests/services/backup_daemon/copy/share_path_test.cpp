@@ -2,9 +2,9 @@
 #include "services/backup_daemon/copy/share_path.h"
 
 #include <gtest/gtest.h>
-#include <wctype.h>
 
 #include <codecvt>
+#include <cwctype>
 #include <locale>
 #include <string>
 #include <vector>

@@ -54,7 +54,7 @@ protected:
     std::unique_ptr<event_base, FreeLoop> loop{event_base_new()};
     Database config{standalone::config_database_path(), Database::Access::writing};
     Memory memory = open_memory();
-    BackupRunner runner{loop.get(), config, memory.runs, "0123456789abcdef0123456789abcdef"};
+    BackupRunner runner{loop.get(), config, memory.runs, std::string(32, 'a')};
     std::vector<RunOutcome> ends;
 };
 

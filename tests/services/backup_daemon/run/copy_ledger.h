@@ -68,7 +68,10 @@ public:
 
     std::set<std::string> folders_of_copies() override {
         ledger_.call();
-        return {};
+        std::set<std::string> folders;
+        for (const auto& [path, copy] : ledger_.copies)
+            folders.insert(path.substr(0, path.find('/')));
+        return folders;
     }
 
     void add_camera_folder(const std::string& guid, const std::string& folder,

@@ -122,10 +122,10 @@ TEST_F(RunPlanFailuresTest, DayThatCanBeReadNoMoreTakesBackWhatWasMeasured) {
 }
 
 TEST_F(RunPlanFailuresTest, OfALaneThatCannotConnect) {
-    record(1);
+    RunPlan fresh(goal, places, memory, tally);
     for (int number = 0; number < KINDS; ++number) {
         const auto kind = static_cast<FailureKind>(number);
-        const FailureStep step = fail(kind, 4, "the words");
+        const FailureStep step = fresh.fail(4, {kind, "the words"});
         const bool for_good = kind == FailureKind::refused || kind == FailureKind::unknown;
         EXPECT_EQ(step.kind, for_good ? Kind::end_run : Kind::lose_lane);
         EXPECT_EQ(step.why, "the words");
@@ -195,7 +195,8 @@ TEST_F(RunPlanFailuresTest, TemporaryFileOfAFailedFileIsRemovedInTheEnd) {
     record(1);
     ASSERT_NE(next_that("copy"), "");
     EXPECT_EQ(fail(FailureKind::mismatch).kind, Kind::go_on);
-    EXPECT_EQ(rest(), Texts{"remove store/Door/2024-03-05/." + file_name(0) + ".7.part, folders "});
+    EXPECT_EQ(rest(), Texts{"remove store/Door/2024-03-05/." + file_name(0) +
+                            ".01234567-7.part, folders "});
     EXPECT_TRUE(ledger.checkpoints.empty());
 }
 

@@ -26,6 +26,7 @@ protected:
         for (const auto& channel : goal.channels)
             world.place.cameras.emplace(channel.guid, channel.folder);
         plan_.emplace(goal, places, memory, tally);
+        if (goal.channels.empty()) return *plan_;
         next();
         carry_out();
         return *plan_;

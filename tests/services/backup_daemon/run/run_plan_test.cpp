@@ -63,7 +63,7 @@ TEST_F(RunPlanTest, CopiesDayByDayFromTheOldestAcrossChannels) {
         world.record("/rec/door", day, "09-00-00.mp4", 100);
     }
     goal.check = false;
-    const std::string made = ".mp4.7.part recorded -1 from 0 \"\"";
+    const std::string made = ".mp4.01234567-7.part recorded -1 from 0 \"\"";
     const auto copy = [&](const std::string& from, const std::string& to, const std::string& day,
                           const std::string& time) {
         return "copy /rec/" + from + "/" + day + "/" + time + ".mp4 -> store/" + to + "/" + day +
