@@ -17,6 +17,8 @@ struct CopiedFile {
     std::string sha256;         ///< of the content, hexadecimal; "" when nobody reckoned it
     bool side_file = false;     ///< a description lies beside it
     bool removed = false;       ///< it made room on a full share, and is not to be sent again
+    /// The copy's modification time as the share told it; nothing when it is not known.
+    std::optional<long long> share_modified_ns{};
 };
 
 /// A file that has been begun.

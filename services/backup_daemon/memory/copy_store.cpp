@@ -5,17 +5,20 @@ namespace services {
 namespace {
 
 constexpr char COPIED[] =
-    "SELECT path, day, size, modified_ns, sha256, side_file, removed FROM copied_file ";
+    "SELECT path, day, size, modified_ns, sha256, side_file, removed, share_modified_ns "
+    "FROM copied_file ";
 constexpr char CHECKPOINT[] = "SELECT path, temporary, offset, sha256 FROM checkpoint ";
 
 CopiedFile load_copied(standalone::Statement& row) {
-    return {.path = row.text(0),
-            .day = row.text(1),
-            .size = row.integer(2),
-            .modified_ns = row.integer(3),
-            .sha256 = row.text(4),
-            .side_file = row.integer(5) != 0,
-            .removed = row.integer(6) != 0};
+    CopiedFile file{.path = row.text(0),
+                    .day = row.text(1),
+                    .size = row.integer(2),
+                    .modified_ns = row.integer(3),
+                    .sha256 = row.text(4),
+                    .side_file = row.integer(5) != 0,
+                    .removed = row.integer(6) != 0};
+    if (!row.is_null(7)) file.share_modified_ns = row.integer(7);
+    return file;
 }
 
 Checkpoint load_checkpoint(standalone::Statement& row) {
@@ -96,9 +99,15 @@ void CopyStore::record(const CopiedFile& file) {
     standalone::Transaction transaction(database_);
     standalone::Statement insert = of_task(
         "INSERT OR REPLACE INTO copied_file (destination, taskID, path, day, size, "
-        "modified_ns, sha256, side_file, removed) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        "modified_ns, sha256, side_file, removed, share_modified_ns) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     insert.bind(3, file.path).bind(4, file.day).bind(5, file.size).bind(6, file.modified_ns);
-    insert.bind(7, file.sha256).bind(8, file.side_file).bind(9, file.removed).step();
+    insert.bind(7, file.sha256).bind(8, file.side_file).bind(9, file.removed);
+    if (file.share_modified_ns)
+        insert.bind(10, *file.share_modified_ns);
+    else
+        insert.bind_null(10);
+    insert.step();
     drop_checkpoint(file.path);
     transaction.commit();
 }

@@ -12,12 +12,13 @@ namespace {
 
 using standalone::Database;
 
-constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1};
+constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1, MEMORY_SCHEMA_2};
 
 constexpr std::array FORGET = {
     "DELETE FROM next_run WHERE taskID NOT IN (SELECT value FROM json_each(?))",
     "DELETE FROM run_progress WHERE taskID NOT IN (SELECT value FROM json_each(?))",
-    "DELETE FROM checkpoint WHERE taskID NOT IN (SELECT value FROM json_each(?))"};
+    "DELETE FROM checkpoint WHERE taskID NOT IN (SELECT value FROM json_each(?))",
+    "DELETE FROM task_date WHERE taskID NOT IN (SELECT value FROM json_each(?))"};
 
 /// The tasks' identifiers as a JSON array of numbers.
 std::string json_array(const std::list<TDataBackupConfig>& tasks) {

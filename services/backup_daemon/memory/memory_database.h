@@ -25,7 +25,8 @@ struct Memory {
 ///         program
 Memory open_memory();
 
-/// Forgets next runs, progress and checkpoints of all tasks but these; copies outlive their task.
+/// Forgets next runs, progress, checkpoints and dates of all tasks but these; copies outlive their
+/// task.
 ///
 /// Tasks are in another database, which no foreign key reaches. Looking at the list of those that
 /// are left, once a second, needs nobody who remembers to tell of a deletion; and it reaches what a

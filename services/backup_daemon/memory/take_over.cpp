@@ -16,12 +16,19 @@ INSERT OR IGNORE INTO main.run_progress (taskID, bytes_planned, bytes_done, perc
     SELECT taskID, bytes_planned, bytes_done, percent, rate,
         files_done, files_left, files_failed, seconds_left, message, time_ms
     FROM config.run_progress;
+INSERT OR IGNORE INTO main.destination_address (address, id)
+    SELECT address, lower(hex(randomblob(16))) FROM (
+        SELECT destination AS address FROM config.copied_file
+        UNION SELECT destination FROM config.checkpoint
+    );
+INSERT OR IGNORE INTO main.destination (id) SELECT id FROM main.destination_address;
 INSERT OR IGNORE INTO main.copied_file (destination, path, taskID, day, size, modified_ns, sha256,
         side_file, removed)
-    SELECT destination, path, taskID, day, size, modified_ns, sha256, side_file, removed
-    FROM config.copied_file;
+    SELECT id, path, taskID, day, size, modified_ns, sha256, side_file, removed
+    FROM config.copied_file JOIN main.destination_address ON address = destination;
 INSERT OR IGNORE INTO main.checkpoint (taskID, destination, path, temporary, offset, sha256)
-    SELECT taskID, destination, path, temporary, offset, sha256 FROM config.checkpoint;
+    SELECT taskID, id, path, temporary, offset, sha256
+    FROM config.checkpoint JOIN main.destination_address ON address = destination;
 )";
 
 constexpr char DROP_TABLES[] = R"(

@@ -14,7 +14,8 @@ CopiedFile file_of(const std::string& path, const std::string& day) {
             .modified_ns = 1'709'297'110'123'456'789,
             .sha256 = "ab",
             .side_file = true,
-            .removed = false};
+            .removed = false,
+            .share_modified_ns = 1'709'297'120'000'000'000};
 }
 
 std::vector<std::string> paths_of(const std::vector<CopiedFile>& files) {
@@ -46,6 +47,15 @@ TEST_F(CopyStoreTest, CopyComesBackAsItWasRecorded) {
     EXPECT_EQ(found.sha256, "ab");
     EXPECT_TRUE(found.side_file);
     EXPECT_FALSE(found.removed);
+    EXPECT_EQ(found.share_modified_ns, 1'709'297'120'000'000'000);
+}
+
+TEST_F(CopyStoreTest, TimeThatTheShareDidNotTellStaysUnknown) {
+    CopiedFile file = file_of("Door/2024-03-01/1.mp4", "2024-03-01");
+    file.share_modified_ns = {};
+    store_.record(file);
+    EXPECT_FALSE(store_.copied_in("Door/2024-03-01/").at(file.path).share_modified_ns);
+    EXPECT_EQ(count("copied_file WHERE share_modified_ns IS NULL"), 1);
 }
 
 TEST_F(CopyStoreTest, TellsTheCopiesOfOneFolderAndOfNoneThatIsNamedAlike) {

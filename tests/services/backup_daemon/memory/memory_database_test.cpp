@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include "platform/standalone/store/schema.h"
 #include "services/backup_daemon/memory/copy_store.h"
 #include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/memory/schedule_store.h"
@@ -29,12 +30,17 @@ protected:
         CopiedFile file;
         file.path = "copied by " + task_id;
         copies.record(file);
+        memory_.runs
+            .prepare("INSERT OR REPLACE INTO task_date (taskID, trusted_day) VALUES (?, '')")
+            .bind(1, std::stoll(task_id))
+            .step();
     }
 
     /// Tasks that are remembered in each table; copied_file comes last.
     std::string remembered() {
         std::string text;
-        for (const char* table : {"next_run", "run_progress", "checkpoint", "copied_file"}) {
+        for (const char* table :
+             {"next_run", "run_progress", "checkpoint", "task_date", "copied_file"}) {
             standalone::Statement row = memory_.runs.prepare(std::string("SELECT taskID FROM ") +
                                                              table + " ORDER BY taskID");
             while (row.step()) text += row.text(0) + ' ';
@@ -67,20 +73,74 @@ TEST_F(MemoryDatabaseTest, SchedulesAreOnDiskAtOnceAndWhatRunsNoteLater) {
 TEST_F(MemoryDatabaseTest, KeepsWhatItHoldsWhenMadeAgain) {
     remember("1");
     open_memory();
-    EXPECT_EQ(remembered(), "1 | 1 | 1 | 1 | ");
+    EXPECT_EQ(remembered(), "1 | 1 | 1 | 1 | 1 | ");
 }
 
 TEST_F(MemoryDatabaseTest, IsRefusedWhenANewerProgramMadeIt) {
-    memory_.runs.run("PRAGMA user_version = 2");
+    memory_.runs.run("PRAGMA user_version = 3");
     EXPECT_THROW(open_memory(), std::runtime_error);
+}
+
+/// backupd.db as the first schema has it, with copies at two addresses.
+class FirstSchema : public StateTest {
+protected:
+    FirstSchema() {
+        const std::string sql = read_file(FIRST_MEMORY_SCHEMA);
+        standalone::migrate(memory_database_path(), std::array{sql.c_str()});
+        Database old(memory_database_path(), Database::Access::writing);
+        old.run(
+            "INSERT INTO copied_file (destination, path, taskID, day, size, modified_ns, sha256, "
+            "side_file, removed) VALUES "
+            "('//nas:445/a', 'Door/2024-03-01/1.mp4', 1, '2024-03-01', 5, 6, 'ab', 1, 0), "
+            "('//nas:445/a', 'Door/2024-03-01/2.mp4', 2, '2024-03-01', 7, 8, '', 0, 1), "
+            "('//nas:445/b', 'Door/2024-03-01/1.mp4', 1, '2024-03-01', 5, 6, '', 0, 0); "
+            "INSERT INTO checkpoint (taskID, destination, path, temporary, offset, sha256) VALUES "
+            "(1, '//nas:445/a', 'p', 't', 9, 'cd'), (1, '//nas:445/c', 'q', 'u', 0, '')");
+    }
+
+    /// The identifier that an address has got.
+    static std::string destination(Database& database, const std::string& address) {
+        standalone::Statement row = database.prepare(
+            "SELECT id FROM destination_address JOIN destination USING (id) "
+            "WHERE address = ? AND marked = 0 AND folders_known = 0");
+        return row.bind(1, address).step() ? row.text(0) : "";
+    }
+};
+
+TEST_F(FirstSchema, EveryAddressBecomesADestinationThatKeepsItsCopiesAndCheckpoints) {
+    Memory memory = open_memory();
+    const std::string a = destination(memory.runs, "//nas:445/a");
+    const std::string b = destination(memory.runs, "//nas:445/b");
+    EXPECT_EQ(a.size(), 32U);
+    EXPECT_EQ(a.find_first_not_of("0123456789abcdef"), std::string::npos);
+    EXPECT_NE(a, b);
+    CopyStore store(memory.runs, "1", a);
+    const auto copies = store.copied_in("Door/2024-03-01/");
+    ASSERT_EQ(copies.size(), 2U);
+    EXPECT_EQ(copies.at("Door/2024-03-01/1.mp4").size, 5);
+    EXPECT_EQ(copies.at("Door/2024-03-01/1.mp4").sha256, "ab");
+    EXPECT_TRUE(copies.at("Door/2024-03-01/2.mp4").removed);
+    EXPECT_FALSE(copies.at("Door/2024-03-01/1.mp4").share_modified_ns);
+    EXPECT_EQ(store.checkpoint("p")->temporary, "t");
+    EXPECT_EQ(CopyStore(memory.runs, "1", b).copied_in("Door/2024-03-01/").size(), 1U);
+    const std::string c = destination(memory.runs, "//nas:445/c");
+    EXPECT_TRUE(CopyStore(memory.runs, "1", c).checkpoint("q")) << "begun, and nothing copied";
+}
+
+TEST_F(FirstSchema, IsBroughtUpToDateOnce) {
+    Memory memory = open_memory();
+    const std::string a = destination(memory.runs, "//nas:445/a");
+    EXPECT_NE(a, "");
+    open_memory();
+    EXPECT_EQ(destination(memory.runs, "//nas:445/a"), a);
 }
 
 TEST_F(MemoryDatabaseTest, WhatIsRememberedOfATaskThatIsGoneGoesButItsCopies) {
     for (const char* task_id : {"1", "2", "12"}) remember(task_id);
     keep_only(memory_, tasks({"12", "1", "7"}));
-    EXPECT_EQ(remembered(), "1 12 | 1 12 | 1 12 | 1 2 12 | ");
+    EXPECT_EQ(remembered(), "1 12 | 1 12 | 1 12 | 1 12 | 1 2 12 | ");
     keep_only(memory_, {});
-    EXPECT_EQ(remembered(), "| | | 1 2 12 | ");
+    EXPECT_EQ(remembered(), "| | | | 1 2 12 | ");
 }
 
 TEST_F(MemoryDatabaseTest, WhatARunWritesAfterItsTaskIsGoneGoesTheNextTime) {
@@ -89,7 +149,7 @@ TEST_F(MemoryDatabaseTest, WhatARunWritesAfterItsTaskIsGoneGoesTheNextTime) {
     CopyStore(memory_.runs, "1", "//d").save({"late", "t", 1, ""});
     ProgressStore(memory_.runs).set("1", {});
     keep_only(memory_, {});
-    EXPECT_EQ(remembered(), "| | | 1 | ");
+    EXPECT_EQ(remembered(), "| | | | 1 | ");
 }
 
 TEST_F(MemoryDatabaseTest, NothingIsWrittenWhenNoTaskIsGone) {
