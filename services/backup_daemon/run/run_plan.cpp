@@ -34,6 +34,7 @@ RunPlan::RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally)
 }
 
 void RunPlan::settle() {
+    take_back_room();
     for (;;) {
         look_ahead();
         if (!is_idle() || is_over()) return;
@@ -90,7 +91,7 @@ void RunPlan::look_ahead() {
 
 /// @return whether something is to be removed
 bool RunPlan::plan_retention() {
-    if (goal_.first_kept_day.empty()) return false;
+    if (goal_.first_kept_day.empty() || !may_remove_copies()) return false;
     auto copies = memory_.older_than(goal_.first_kept_day, REMOVED_AT_ONCE);
     if (copies.empty()) return false;
     ready_.push_back({removal_work(RemoveCopies::Why::retention, std::move(copies), names_)});
@@ -99,14 +100,20 @@ bool RunPlan::plan_retention() {
 
 void RunPlan::tell_retention() {
     if (goal_.first_kept_day.empty()) return;
+    const std::string why = may_remove_copies() ? "" : ": a run that has failed removes none";
     notes_.push_back({RETENTION_PASS, std::to_string(counts_.removed) + " files of days before " +
-                                          goal_.first_kept_day + " removed"});
+                                          goal_.first_kept_day + " removed" + why});
 }
 
 /// Temporary files whose recording is gone or no longer wanted.
 void RunPlan::plan_leftovers() {
     for (const Checkpoint& checkpoint : memory_.checkpoints())
         ready_.push_back({leftover_work(checkpoint, names_)});
+}
+
+/// Something failed behind the request for room: what no lane has begun to remove stays.
+void RunPlan::take_back_room() {
+    if (!may_remove_copies() && std::erase_if(ready_, makes_room) > 0) room_.in_the_making = false;
 }
 
 std::optional<Order> RunPlan::next(LaneId lane) {

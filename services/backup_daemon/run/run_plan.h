@@ -35,11 +35,15 @@ struct FailureStep {
 /// remove what is too old, remove temporary files that nothing will continue. An order that was
 /// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
 ///
+/// A run that could not read all recordings or copy all files removes no copy: neither those that
+/// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left.
+///
 /// Any call may throw standalone::DatabaseError. A report that could not be taken counts as not
 /// given: lose() its lane, and the order is carried out again, which does no harm.
 class RunPlan {
 public:
-    /// `memory` and `tally` outlive the plan. Channels that there are not count as failed files.
+    /// `memory` and `tally` outlive the plan. What cannot be read counts as one failed file: a
+    /// channel that there is not, a channel's folder, a day.
     RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally);
     RunPlan(const RunPlan&) = delete;
     RunPlan& operator=(const RunPlan&) = delete;
@@ -82,6 +86,7 @@ private:
         ChannelDay where;
         long long files = 0;  ///< counted among the planned ones so far
         long long bytes = 0;
+        bool unread = false;  ///< could not be listed, and counts as failed
     };
 
     struct Room {
@@ -98,6 +103,8 @@ private:
 
     // Phases, in run_plan.cpp.
     bool is_idle() const { return ready_.empty() && given_.empty(); }
+    bool may_remove_copies() const { return tally_.files_failed() == 0; }
+    void take_back_room();
     void enter_next_phase();
     void plan_measuring();
     void look_ahead();
@@ -121,6 +128,7 @@ private:
     Answer answer(RemoveCopies& removal, const At&);
     Answer answer(RemoveCopies& removal, const Done&);
     void give_up_doubles(LookAtDay& look);
+    void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);

@@ -18,6 +18,10 @@ constexpr int MOST_DENIED = 20;
 // Copies of a day that make room at one time.
 constexpr int ROOM_FILES = 100;
 
+bool is_removal(const Work& work) {
+    return std::holds_alternative<RemoveCopies>(work.what);
+}
+
 }  // namespace
 
 bool RunPlan::take(LaneId lane, const Report& report) {
@@ -153,14 +157,31 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
     return step;
 }
 
-/// A run goes on without a file, but not without anything else.
+/// A run goes on without a file, a day or a channel, but not when it cannot do anything else.
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
-    const auto* copy = std::get_if<CopyFile>(&given_.at(lane).what);
-    if (!copy) return {FailureStep::Kind::end_run, failed.text};
-    give_up_file(copy->count, failed.text);
+    const Work& work = given_.at(lane);
+    const auto* copy = std::get_if<CopyFile>(&work.what);
+    const bool unread = failed.kind == FailureKind::source && !is_removal(work);
+    if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
+    if (copy)
+        give_up_file(copy->count, failed.text);
+    else
+        give_up_source(work, failed.text);
     given_.erase(lane);
     if (failed.kind != FailureKind::denied || ++counts_.denied_in_a_row < MOST_DENIED) return {};
     return {FailureStep::Kind::end_run, tally_.failure()};
+}
+
+/// A day is looked at twice, and counts once.
+void RunPlan::give_up_source(const Work& work, const std::string& why) {
+    if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
+        Day& day = days_[look->day];
+        // What was measured of it is not to come any more.
+        tally_.plan(-std::exchange(day.files, 0), -std::exchange(day.bytes, 0));
+        if (std::exchange(day.unread, true)) return;
+    }
+    tally_.plan(1, 0);
+    give_up_file({}, why);
 }
 
 void RunPlan::give_up_file(const FileCount& file, const std::string& why) {
@@ -176,7 +197,8 @@ FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
     const bool on_its_way = room_.in_the_making || copy->rooms < room_.made;
     if (!on_its_way && !request_room(*copy)) {
         notes_.push_back({SHARE_FULL, failed.text});
-        return {FailureStep::Kind::end_run, "the share is full: " + failed.text};
+        const std::string before = may_remove_copies() ? "" : "; before that, " + tally_.failure();
+        return {FailureStep::Kind::end_run, "the share is full: " + failed.text + before};
     }
     lose(lane);
     return {};
@@ -187,7 +209,8 @@ FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
 bool RunPlan::request_room(const CopyFile& copy) {
     const std::string& day = days_[copy.day].where.day;
     const std::string oldest = memory_.oldest_day();
-    if (goal_.when_full == WhenFull::fail || oldest.empty() || oldest >= day) return false;
+    if (goal_.when_full == WhenFull::fail || !may_remove_copies()) return false;
+    if (oldest.empty() || oldest >= day) return false;
     auto copies = memory_.older_than(day, ROOM_FILES);
     std::erase_if(copies, [&](const CopiedFile& file) { return file.day != oldest; });
     ready_.push_front({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});

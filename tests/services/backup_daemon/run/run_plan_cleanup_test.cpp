@@ -50,6 +50,28 @@ TEST_F(RunPlanCleanupTest, PassIsToldAlsoWhenNothingWasTooOld) {
     EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed"});
 }
 
+TEST_F(RunPlanCleanupTest, RunThatCouldNotReadAChannelRemovesNoCopy) {
+    add_old("a.mp4");
+    begin_file("2023-11-11", "09-00-00.mp4");
+    ASSERT_TRUE(next().starts_with("days /rec/door"));
+    fail(FailureKind::source);
+    EXPECT_EQ(rest_that("remove"), Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.7.part, "
+                                         "folders "});
+    EXPECT_TRUE(ledger.gone.empty());
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed: a run that "
+                                           "has failed removes none"});
+}
+
+TEST_F(RunPlanCleanupTest, RunThatCouldNotCopyAFileRemovesNoCopy) {
+    add_old("a.mp4");
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
+    ASSERT_NE(next_that("copy"), "");
+    fail(FailureKind::occupied);
+    rest();
+    EXPECT_TRUE(ledger.gone.empty());
+    EXPECT_TRUE(plan().is_over());
+}
+
 TEST_F(RunPlanCleanupTest, NothingIsTooOldWithoutRetention) {
     goal.first_kept_day = "";
     add_old("a.mp4");
