@@ -34,6 +34,8 @@ constexpr EventText EVENT_TEXTS[] = {
     {events::RETENTION_PASS, "Old copies removed"},
     {events::ROOM_MADE, "Oldest day removed from the full share"},
     {events::SHARE_FULL, "Share is full"},
+    {events::WILL_NOT_FIT, "Run will not fit on the share"},
+    {events::COPY_NOT_REMOVED, "Copy not removed"},
     {events::ACTIVATION_REFUSED, "Activation refused: file explorer is off"},
 };
 

@@ -21,6 +21,11 @@ std::string side_file_text(const SideFile& side_file, long long length, const st
     return standalone::print_json(object.get()) + "\n";
 }
 
+std::string side_file_end(long long length, const std::string& sha256) {
+    const std::string text = side_file_text({}, length, sha256);
+    return text.substr(text.find("\"length\""));
+}
+
 void write_side_file(Share& share, const std::string& target, const std::string& temporary,
                      const std::string& text) {
     const std::string unfinished = side_file_path(temporary);

@@ -1,6 +1,7 @@
 // What the daemon and its copying processes say to each other.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -23,13 +24,24 @@ struct SendFile {
     long long size = 0;  ///< bytes of the file to copy; what it has grown by since is left out
 };
 
+/// A file that is to go if it still is what it was: a copy can have made way for somebody's file.
+struct DoomedFile {
+    std::string path;
+    long long size = -1;                      ///< bytes; -1: it goes whatever it is
+    std::optional<long long> modified_ns{};   ///< last write; nothing when it is not known
+    std::string description_end{};            ///< its description ends so; "": it has none
+};
+
 /// Order: delete files, then those of the folders that are empty.
 struct RemoveFiles {
-    std::vector<std::string> files;
+    std::vector<DoomedFile> files;
     std::vector<std::string> folders;
 };
 
-using WorkerOrder = std::variant<AskFiles, SendFile, RemoveFiles>;
+/// Order: tell how much room there is on the share.
+struct AskRoom {};
+
+using WorkerOrder = std::variant<AskFiles, SendFile, RemoveFiles, AskRoom>;
 
 /// Report: connected, waiting for orders.
 struct Ready {};
@@ -55,8 +67,22 @@ struct Whole {
     std::string sha256;  ///< "" when nothing asked for it
 };
 
-/// Report: the order is carried out, and this is the last of it.
-struct Done {};
+/// What became of a file that was to go. A description goes behind its copy and never without it.
+enum class Fate {
+    gone,                ///< now or before, its description too
+    description_stayed,  ///< it is gone; what lies at its description's place is another file
+    stayed,              ///< what lies there is another file
+};
+
+/// Report: the files were removed as far as they were what the order said, in the order of theirs.
+struct Removed {
+    std::vector<Fate> files;
+};
+
+/// Report: the room that was asked for; nothing when the server does not tell.
+struct Room {
+    std::optional<ShareRoom> room;
+};
 
 /// Report: the order could not be carried out. A process that reports lost or refused has ended.
 struct Failed {
@@ -64,7 +90,7 @@ struct Failed {
     std::string text;
 };
 
-using WorkerReport = std::variant<Ready, Files, At, Noted, Whole, Done, Failed>;
+using WorkerReport = std::variant<Ready, Files, At, Noted, Whole, Removed, Failed, Room>;
 
 std::string pack(const WorkerOrder& order);
 std::string pack(const WorkerReport& report);

@@ -13,6 +13,8 @@
 namespace services {
 namespace {
 
+constexpr char LAST_OF_ALL_DAYS[] = "9999-12-31";
+
 // Longer than the longest path with what went wrong there.
 constexpr std::size_t LONGEST_WORDS = 6000;
 
@@ -41,9 +43,12 @@ public:
     explicit DaysErrand(ListDays order) : order_(std::move(order)) {}
 
     Step begin() override {
-        return {.tell = {Days{
-                    standalone::recording_days(order_.recordings, order_.first, order_.last)}},
-                .over = true};
+        Days days{standalone::recording_days(order_.recordings, "", LAST_OF_ALL_DAYS)};
+        if (!days.names.empty()) days.newest = days.names.back();
+        std::erase_if(days.names, [this](const std::string& day) {
+            return day < order_.first || day > order_.last;
+        });
+        return {.tell = {std::move(days)}, .over = true};
     }
 
 private:
@@ -60,14 +65,39 @@ public:
 
 private:
     std::optional<Step> take(const WorkerReport& said) override {
-        if (std::holds_alternative<Done>(said)) return Step{.tell = {Done()}, .over = true};
+        if (const auto* removed = std::get_if<Removed>(&said)) return finish(*removed);
         const auto* alive = std::get_if<At>(&said);
         if (!alive || alive->offset != 0) return {};
         return Step{.tell = {*alive}};
     }
 
+    std::optional<Step> finish(const Removed& removed) const {
+        if (removed.files.size() != order_.files.size()) return {};
+        return Step{.tell = {removed}, .over = true};
+    }
+
     const RemoveFiles order_;
 };
+
+class RoomErrand : public Errand {
+public:
+    Step begin() override { return {.ask = AskRoom()}; }
+
+private:
+    std::optional<Step> take(const WorkerReport& said) override {
+        const auto* found = std::get_if<Room>(&said);
+        if (!found || !can_be(*found)) return {};
+        return Step{.tell = {*found}, .over = true};
+    }
+
+    static bool can_be(const Room& found) {
+        return !found.room || (found.room->free >= 0 && found.room->total >= 0);
+    }
+};
+
+std::unique_ptr<Errand> make(const AskRoom&) {
+    return std::make_unique<RoomErrand>();
+}
 
 std::unique_ptr<Errand> make(const ListDays& order) {
     return std::make_unique<DaysErrand>(order);

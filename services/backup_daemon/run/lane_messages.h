@@ -26,11 +26,12 @@ struct ListDay {
     bool ask_share = false;  ///< otherwise nobody looks at the share
 };
 
-using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles>;
+using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles, AskRoom>;
 
 /// Report: the days that were asked for, oldest first.
 struct Days {
     std::vector<std::string> names;
+    std::string newest{};  ///< that the channel has recordings of, asked for or not; "": none
 };
 
 /// A recording of a day.
@@ -59,6 +60,9 @@ struct Copied {
     CopyResult result;
 };
 
-using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Done, Failed>;
+/// Report: all that was asked for has been told.
+struct Done {};
+
+using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Removed, Room, Done, Failed>;
 
 }  // namespace services

@@ -4,10 +4,12 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "services/backup_daemon/run/lane_pool.h"
+#include "services/backup_daemon/run/run_preview.h"
 #include "services/backup_daemon/run/run_work.h"
 #include "services/backup_daemon/tell/run_events.h"
 
@@ -31,12 +33,20 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the days, measure them, copy day by day, the oldest first,
-/// remove what is too old, remove temporary files that nothing will continue. An order that was
-/// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
+/// A run as a plan, phase by phase: find the days, measure them, see whether there is room, copy day
+/// by day, the oldest first, remove what is too old, remove temporary files that nothing will
+/// continue. An order that was given waits for its lane's reports; of a lane that is lost it goes
+/// back into the plan.
 ///
 /// A run that could not read all recordings or copy all files removes no copy: neither those that
-/// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left.
+/// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left. No
+/// more does one whose date is not to be believed (date_trust.h).
+///
+/// A plan whose goal is a preview asks the share what it has while it measures, and is over when it
+/// knows what there is to do. It gives no order that changes anything and writes nothing down.
+///
+/// A file that finds the share full ends the copying, unless room can be made for it: what other
+/// lanes are at goes on, and of what was begun and has no room nothing stays on the share.
 ///
 /// Any call may throw standalone::DatabaseError. A report that could not be taken counts as not
 /// given: lose() its lane, and the order is carried out again, which does no harm.
@@ -57,6 +67,9 @@ public:
     /// Nothing is left to do.
     bool is_over() const { return phase_ == Phase::over; }
 
+    /// Why the run has failed; "" when it has not, as far as it has come.
+    std::string failure() const { return stopped_.empty() ? tally_.failure() : stopped_; }
+
     /// Orders wait for a lane.
     bool has_orders() const { return !ready_.empty(); }
 
@@ -76,11 +89,14 @@ public:
     /// A lane is gone; its order, if it had one, waits for another.
     void lose(LaneId lane);
 
+    /// What the run would do: when a plan whose goal is a preview is over.
+    RunPreview preview();
+
     /// What people should read of, since the last call.
     std::vector<RunNote> take_notes();
 
 private:
-    enum class Phase { finding_days, measuring, copying, retention, leftovers, over };
+    enum class Phase { finding_days, measuring, weighing, copying, retention, leftovers, over };
 
     struct Day {
         ChannelDay where;
@@ -89,13 +105,15 @@ private:
         bool unread = false;  ///< could not be listed, and counts as failed
     };
 
-    struct Room {
+    struct RoomMaking {
         int made = 0;                ///< how often room was made on a full share
         bool in_the_making = false;  ///< nothing else goes on then
+        bool full_was_told = false;
     };
 
     struct Counts {
-        long long removed = 0;  ///< copies that retention has removed
+        long long removed = 0;    ///< copies that retention has removed
+        long long not_ours = 0;   ///< that were to go, and another file stood in their place
         int denied_in_a_row = 0;
     };
 
@@ -103,10 +121,12 @@ private:
 
     // Phases, in run_plan.cpp.
     bool is_idle() const { return ready_.empty() && given_.empty(); }
-    bool may_remove_copies() const { return tally_.files_failed() == 0; }
+    std::string why_copies_stay() const;
     void take_back_room();
     void enter_next_phase();
+    void judge_the_date();
     void plan_measuring();
+    bool plan_half_removed();
     void look_ahead();
     bool plan_retention();
     void tell_retention();
@@ -126,14 +146,23 @@ private:
     Answer answer(CopyFile& copy, const Noted& noted);
     Answer answer(CopyFile& copy, const Copied& copied);
     Answer answer(RemoveCopies& removal, const At&);
-    Answer answer(RemoveCopies& removal, const Done&);
+    Answer answer(RemoveCopies& removal, const Removed& removed);
+    Answer answer(WeighRun&, const Room& found);
+    Answer answer(SeekRoom& seek, const Room& found);
+    void note_fate(const CopiedFile& copy, Fate fate);
+    void finish_removal(const CopiedFile& copy, RemoveCopies::Why why);
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
-    FailureStep make_room(LaneId lane, const Failed& failed);
-    bool request_room(const CopyFile& copy);
+    FailureStep find_full(LaneId lane, const Failed& failed);
+    std::string why_nothing_makes_way() const;
+    bool has_older_copies(const CopyFile& copy);
+    void make_room(const std::string& day);
+    void give_up_for_room(const SeekRoom& seek, const std::string& why);
+    void tell_full(const std::string& why);
+    void stop(const std::string& why);
 
     const RunGoal goal_;
     const ShareNames names_;
@@ -145,8 +174,13 @@ private:
     std::deque<Work> ready_;
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;
-    Room room_;
+    RoomMaking room_;
     Counts counts_;
+    std::string newest_recording_;     ///< its day; "": none was found
+    std::string date_doubt_;           ///< "" when the date is believed
+    std::set<std::string> kept_days_;  ///< that retention leaves alone: each camera's newest
+    RunPreview weighed_;               ///< room and what may make way, once they were asked for
+    std::string stopped_;              ///< why nothing more is copied; "" when nothing keeps it
 };
 
 }  // namespace services

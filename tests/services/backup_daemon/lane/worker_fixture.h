@@ -66,7 +66,7 @@ inline std::string failed(services::FailureKind kind) {
 /// A report in a word, with its kind when something failed.
 inline std::string name_of(const services::WorkerReport& report) {
     static constexpr const char* NAMES[] = {"ready", "files", "at",    "noted",
-                                            "whole", "done",  "failed"};
+                                            "whole", "removed", "failed", "room"};
     if (const auto* failure = std::get_if<services::Failed>(&report)) return failed(failure->kind);
     return NAMES[report.index()];
 }

@@ -22,6 +22,8 @@ public:
     std::map<std::string, long long> share;
     /// How many bytes the share has room for.
     long long room = 1LL << 50;
+    /// Whether the server tells how much of it is left.
+    bool tells_room = true;
 
 private:
     struct Recording {
@@ -33,6 +35,8 @@ private:
     std::vector<services::Report> obey(const services::ListDay& order);
     std::vector<services::Report> obey(const services::CopyJob& order);
     std::vector<services::Report> obey(const services::RemoveFiles& order);
+    std::vector<services::Report> obey(const services::AskRoom& order);
+    services::Fate remove(const services::DoomedFile& file);
 
     long long free_room() const;
 
