@@ -1,16 +1,23 @@
 // recording-backupd: takes the notices about backup tasks, keeps their queue and runs them.
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/channel_store.h"
+#include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/one_line.h"
+#include "platform/standalone/store/recording_folder.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
 #include "services/backup_daemon/front/daemon_routes.h"
+#include "services/backup_daemon/front/preview_text.h"
 #include "services/backup_daemon/memory/memory_database.h"
 #include "services/backup_daemon/memory/take_over.h"
 #include "services/backup_daemon/run/backup_runner.h"
+#include "services/backup_daemon/run/preview.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -27,7 +34,34 @@ using standalone::Database;
 // is forgotten once a second.
 constexpr std::chrono::seconds TICK(1);
 
+// What each connection waits within a second for others that hold its database. Requests wait for
+// the loop, so all of it adds up to less than a second. Nobody else writes backupd.db; whatever
+// others write into the other databases is done in much less.
+constexpr std::chrono::milliseconds CONFIG_WAIT(300);
+constexpr std::chrono::milliseconds MEMORY_WAIT(50);
+constexpr std::chrono::milliseconds OTHER_WAIT(100);
+constexpr int OTHERS = 2;  // registry and events
+static_assert(CONFIG_WAIT + 2 * MEMORY_WAIT + OTHERS * OTHER_WAIT < std::chrono::seconds(1));
+
+/// Not before the start is over, which nobody waits for on HTTP.
+void limit_waiting(Database& config, services::Memory& memory) {
+    config.limit_waiting(CONFIG_WAIT);
+    memory.schedules.limit_waiting(MEMORY_WAIT);
+    memory.runs.limit_waiting(MEMORY_WAIT);
+}
+
+/// In the service's own log. Runs name these folders again, each of their own channels.
+void tell_unreadable_folders(Database& config) {
+    for (const auto& channel : standalone::ChannelStore(config).list())
+        if (const auto problem = standalone::recordings_problem(channel.recordings);
+            !problem.empty())
+            std::fprintf(stderr, "channel %d \"%s\": %s\n", channel.index,
+                         standalone::one_line(channel.name).c_str(),
+                         standalone::one_line(problem).c_str());
+}
+
 void serve() {
+    standalone::limit_waiting(OTHER_WAIT);
     const std::string path = standalone::config_database_path();
     Database config(path, Database::Access::writing);
     standalone::require_current(config, path, standalone::config_migrations());
@@ -42,15 +76,29 @@ void serve() {
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
     services::take_over_from_config(services::memory_database_path(), path);
     queue.take_over();
-    const auto ticks = EventWatch::every(service.loop(), TICK, [&] {
-        runner.tick();
-        schedules.look(std::time(nullptr), services::machine_zone);
-        services::keep_only(memory, store.list());
-        queue.look();
-    });
+    limit_waiting(config, memory);
+    const auto each_second = [&](auto step) {
+        return EventWatch::every(service.loop(), TICK, step);
+    };
+    // Four watches, so that a step which cannot be done keeps none of the others.
+    const auto runs = each_second([&] { runner.tick(); });
+    const auto due =
+        each_second([&] { schedules.look(std::time(nullptr), services::machine_zone); });
+    const auto deleted = each_second([&] { services::keep_only(memory, store.list()); });
+    const auto waiting = each_second([&] { queue.look(); });
     services::announce("recording-backupd: listening on " +
                        services::place_of({NOTICE_PORT, TASK_PORT}));
+    tell_unreadable_folders(config);
     service.run();
+}
+
+/// Nothing is written: the connections only read.
+void tell_plan(const std::string& task_id) {
+    const std::string path = standalone::config_database_path();
+    Database config(path, Database::Access::reading);
+    standalone::require_current(config, path, standalone::config_migrations());
+    Database memory = services::read_memory();
+    std::puts(services::preview_text(services::preview_of(task_id, config, memory)).c_str());
 }
 
 }  // namespace
@@ -61,5 +109,7 @@ int main(int argc, char** argv) {
         "Serves the backup tasks' notices and queries on " +
             services::place_of({NOTICE_PORT, TASK_PORT}) +
             ".\nState folder: environment RECORDER_STATE, otherwise /var/lib/recorder.",
-        argc, argv, serve);
+        argc, argv, serve,
+        {{"--plan", "TASK", "Tell in JSON what a run of the task would do, and do nothing",
+          tell_plan}});
 }

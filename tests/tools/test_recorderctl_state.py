@@ -19,7 +19,7 @@ COMMANDS = [
     ("registry.db", ["config", "get", "s", "k"]), ("registry.db", ["config", "set", "s", "k", "v"]),
     ("registry.db", ["config", "unset", "s", "k"]),
     ("config.db", ["channel", "add", "--index", "0", "--guid", "g", "--ip", "i", "--name", "n",
-                   "--brand", "b", "--model", "m", "--streams", "1", "--recordings", "/r"]),
+                   "--brand", "b", "--model", "m", "--streams", "1", "--recordings", "/"]),
     ("config.db", ["channel", "remove", "0"]), ("config.db", ["channel", "list"]),
     ("config.db", ["channel", "state", "0", "0"]), ("config.db", ["task", "list"]),
     ("config.db", ["task", "set", "1", "status=1"]), ("events.db", ["event", "list"]),
@@ -55,7 +55,7 @@ def test_what_root_makes_in_another_users_folder_is_that_users():
         # A sanitizer cannot look for leaks in a process that has changed its user.
         state.environment["ASAN_OPTIONS"] = "detect_leaks=0"
         state.init().add_user("admin")
-        state.add_channel(1, "Front door", "/storage/front-door")
+        state.add_channel(1, "Front door", "/")
         owners = {(found.st_uid, found.st_gid) for found in map(os.lstat, state.path.iterdir())}
     assert owners == {(4711, 4712)}
 

@@ -17,6 +17,8 @@ extern "C" {
 #include <utility>
 
 #include "platform/standalone/store/text_buffer.h"
+#include "services/backup_daemon/copy/host_name.h"
+#include "services/backup_daemon/copy/login_words.h"
 #include "services/backup_daemon/copy/smb_failure.h"
 
 namespace services {
@@ -132,18 +134,20 @@ private:
 }  // namespace
 
 struct SmbShare::Context {
+    explicit Context(SMBCCTX* made) : words(made), handle(made) {}
+    LoginWords words;  // outlives what it hears
     std::unique_ptr<SMBCCTX, FreeContext> handle;
 };
 
-SmbShare::SmbShare(SmbLogin login)
-    : login_(std::move(login)), context_(std::make_unique<Context>()) {
+SmbShare::SmbShare(SmbLogin login) : login_(std::move(login)) {
     SMBCCTX* context = smbc_new_context();
     if (!context) throw std::bad_alloc();
-    context_->handle.reset(context);
-    smbc_setDebug(context, 0);
+    context_ = std::make_unique<Context>(context);
     smbc_setOptionUserData(context, &login_);
     smbc_setFunctionAuthDataWithContext(context, give_login);
     smbc_setOptionNoAutoAnonymousLogin(context, 1);
+    // Otherwise an empty password means that another program of the machine's knows it.
+    smbc_setOptionUseCCache(context, 0);
     smbc_setTimeout(context, TIMEOUT_MS);
     if (!smbc_init_context(context))
         throw CopyFailure(FailureKind::other,
@@ -159,10 +163,19 @@ std::string SmbShare::url(const std::string& path) const {
 }
 
 void SmbShare::connect() {
+    if (const std::string problem = login_problem(login_); !problem.empty())
+        throw CopyFailure(FailureKind::refused, problem + " cannot be used");
     SMBCCTX* context = context_->handle.get();
     struct stat root {};
-    if (smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0) return;
-    throw connection_failure(login_, errno);
+    context_->words.start();
+    const bool connected = smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0;
+    const int error = errno;
+    const std::string login = context_->words.stop();
+    if (connected) return;
+    // The library has one number for a name that nobody knows and for all that it has none for.
+    throw connection_failure(
+        login_,
+        {.error = error, .login = login, .name = error == EINVAL ? look_up(login_.server) : 0});
 }
 
 /// The library has the whole listing in memory by then, however long the server makes it: what ends

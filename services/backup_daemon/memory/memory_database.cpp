@@ -43,6 +43,13 @@ Memory open_memory() {
             Database(path, Database::Access::writing, Database::Durability::deferred)};
 }
 
+Database read_memory() {
+    const std::string path = memory_database_path();
+    Database memory(path, Database::Access::reading);
+    standalone::require_current(memory, path, MEMORY_STEPS);
+    return memory;
+}
+
 void keep_only(Memory& memory, const std::list<TDataBackupConfig>& tasks) {
     const std::string kept = json_array(tasks);
     for (const char* sql : FORGET) memory.runs.prepare(sql).bind(1, kept).step();

@@ -9,6 +9,8 @@
 #include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/run/task_runner.h"
+#include "services/backup_daemon/tell/event_outbox.h"
+#include "services/complaints.h"
 
 namespace services {
 
@@ -29,7 +31,11 @@ public:
     void begin(const TDataBackupConfig& task, bool resumed, Listener listener) override;
     void cancel(const std::string& task_id) override;
 
-    /// Looks after the runs and writes their progress; once a second.
+    /// Not while figures of runs cannot be written: neither could what a new run copies.
+    bool can_begin() override { return unwritten_.empty(); }
+
+    /// Looks after the runs, writes their progress and whatever could not be written before; once a
+    /// second.
     void tick();
 
     std::vector<RunningTask> running();
@@ -41,7 +47,7 @@ private:
     };
 
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
-    void note_progress(const std::string& task_id, const RunFigures& figures);
+    void write_figures();
     RunGoal goal(const TDataBackupConfig& task);
     RunParts parts(const TDataBackupConfig& task, const Destination& destination);
 
@@ -51,6 +57,9 @@ private:
     ProgressStore progress_;
     standalone::ChannelStore channels_;
     std::map<std::string, Entry> runs_;
+    std::map<std::string, RunFigures> unwritten_;  ///< the newest of each task
+    EventOutbox events_;
+    Complaints complaints_;
 };
 
 }  // namespace services

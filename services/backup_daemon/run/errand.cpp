@@ -43,16 +43,24 @@ public:
     explicit DaysErrand(ListDays order) : order_(std::move(order)) {}
 
     Step begin() override {
+        try {
+            return {.tell = {list()}, .over = true};
+        } catch (const standalone::UnreadableFolder& error) {
+            return {.tell = {Failed{FailureKind::source, error.what()}}, .over = true};
+        }
+    }
+
+private:
+    std::optional<Step> take(const WorkerReport&) override { return {}; }
+
+    Days list() const {
         Days days{standalone::recording_days(order_.recordings, "", LAST_OF_ALL_DAYS)};
         if (!days.names.empty()) days.newest = days.names.back();
         std::erase_if(days.names, [this](const std::string& day) {
             return day < order_.first || day > order_.last;
         });
-        return {.tell = {std::move(days)}, .over = true};
+        return days;
     }
-
-private:
-    std::optional<Step> take(const WorkerReport&) override { return {}; }
 
     const ListDays order_;
 };

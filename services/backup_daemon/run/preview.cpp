@@ -37,7 +37,13 @@ class Look {
 public:
     Look(EventLoop& loop, RunPlan& plan, LanePool& lanes)
         : loop_(loop), plan_(plan), lanes_(lanes) {
-        lanes_.listen({[this](LaneId lane, const Report& report) { hear(lane, report); },
+        lanes_.listen({[this](LaneId lane, const Report& report) {
+                           try {
+                               hear(lane, report);
+                           } catch (const std::exception& error) {
+                               give_up(error.what());
+                           }
+                       },
                        [this](LaneId, const std::string& why) { give_up(why); }});
     }
 

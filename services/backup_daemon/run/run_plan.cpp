@@ -171,6 +171,7 @@ std::optional<Order> RunPlan::next(LaneId lane) {
     // While room is being made, only that goes on.
     if (room_.in_the_making) place = std::ranges::find_if(ready_, is_for_room);
     if (place == ready_.end() || is_busy(lane)) return {};
+    was_connected_ = true;
     Order order = order_of(*place);
     given_.emplace(lane, std::move(*place));
     ready_.erase(place);

@@ -48,8 +48,9 @@ struct FailureStep {
 /// A file that finds the share full ends the copying, unless room can be made for it: what other
 /// lanes are at goes on, and of what was begun and has no room nothing stays on the share.
 ///
-/// Any call may throw standalone::DatabaseError. A report that could not be taken counts as not
-/// given: lose() its lane, and the order is carried out again, which does no harm.
+/// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
+/// memory only towards what the call is for: the same call, with the same report, may be made again
+/// until it succeeds. A lane need not be lost for it.
 class RunPlan {
 public:
     /// `memory` and `tally` outlive the plan. What cannot be read counts as one failed file: a
@@ -154,6 +155,7 @@ private:
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
+    FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
     FailureStep find_full(LaneId lane, const Failed& failed);
@@ -175,6 +177,7 @@ private:
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;
     RoomMaking room_;
+    bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
     std::string newest_recording_;     ///< its day; "": none was found
     std::string date_doubt_;           ///< "" when the date is believed

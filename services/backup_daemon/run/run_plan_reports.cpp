@@ -102,11 +102,10 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
 
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     using Kind = FailureStep::Kind;
-    // A lane that cannot connect.
-    if (!is_busy(lane))
-        return {failed.kind == FailureKind::refused ? Kind::end_run : Kind::lose_lane, failed.text};
+    if (!is_busy(lane)) return fail_to_connect(failed);
     switch (failed.kind) {
         case FailureKind::lost:
+        case FailureKind::unknown:
             return {Kind::lose_lane, failed.text};
         case FailureKind::refused:
             break;
@@ -122,6 +121,13 @@ FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
             return give_up(lane, failed);
     }
     return {Kind::end_run, failed.text};
+}
+
+/// A name that was known is known again when its service answers.
+FailureStep RunPlan::fail_to_connect(const Failed& failed) const {
+    const bool for_good = failed.kind == FailureKind::refused ||
+                          (failed.kind == FailureKind::unknown && !was_connected_);
+    return {for_good ? FailureStep::Kind::end_run : FailureStep::Kind::lose_lane, failed.text};
 }
 
 FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {

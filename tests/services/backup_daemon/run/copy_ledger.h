@@ -19,6 +19,7 @@ struct CopyLedger {
     int calls = 0;  ///< so far, refused ones too
     /// Whether a call, numbered from 1 on, fails; it has no effect then.
     std::function<bool(int call)> refuses = [](int) { return false; };
+    int code = 5;  ///< with which it fails; SQLITE_BUSY
 
     // What was answered and asked, for those who watch a run.
     std::vector<std::string> recorded;  ///< paths, one for each record
@@ -166,7 +167,7 @@ public:
 private:
     void call() {
         if (ledger_.refuses(++ledger_.calls))
-            throw standalone::DatabaseError("the memory does not answer", 5);
+            throw standalone::DatabaseError("the memory does not answer", ledger_.code);
     }
 
     static std::string camera(const std::string& path) { return path.substr(0, path.find('/') + 1); }

@@ -64,6 +64,10 @@ RandomRun::RandomRun(unsigned seed) : random_(seed), scene_(goal_of(random_)), c
     record_days();
     add_old_copies();
     if (chance(30)) scene_.world.room = below(20'000);
+    // Where the run is stored is as troubled as its memory.
+    scene_.when_connected = [this] {
+        if (scene_.ledger.refuses(0)) throw standalone::DatabaseError("it cannot be stored", 5);
+    };
     scene_.begin();
     checker_.check();
 }
@@ -246,7 +250,8 @@ void RandomRun::lose_server() {
 
 void RandomRun::lose_memory() {
     scene_.ledger.refuses = [](int) { return true; };
-    expect_end_within(33min, [this] {
+    // A pause before a connection, and the minute in which the same thing is refused.
+    expect_end_within(5min, [this] {
         // Lanes are quick: what they are at may be long, but it is no failure.
         for (int report = 0; report < 20; ++report)
             if (const LaneId lane = random_lane(); lane != 0) scene_.play_lane(lane);

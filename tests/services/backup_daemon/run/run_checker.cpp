@@ -124,7 +124,9 @@ void RunChecker::check_end(const std::set<std::string>& wanted) {
     ASSERT_EQ(scene_.ends.size(), 1U);
     EXPECT_TRUE(scene_.lanes.pool_is_gone());
     EXPECT_EQ(scene_.figures().message, scene_.why());
-    EXPECT_EQ(scene_.outcome() == RunOutcome::failed, !scene_.why().empty());
+    const bool needs_reason =
+        scene_.outcome() == RunOutcome::failed || scene_.outcome() == RunOutcome::interrupted;
+    EXPECT_EQ(needs_reason, !scene_.why().empty());
     if (scene_.outcome() == RunOutcome::success) check_success(wanted);
 }
 

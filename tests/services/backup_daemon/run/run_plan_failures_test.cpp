@@ -36,10 +36,11 @@ protected:
 TEST_F(RunPlanFailuresTest, OfAFileByKind) {
     record(KINDS);
     const std::map<FailureKind, Kind> steps{
-        {FailureKind::lost, Kind::lose_lane},  {FailureKind::refused, Kind::end_run},
-        {FailureKind::denied, Kind::go_on},    {FailureKind::other, Kind::lose_lane},
-        {FailureKind::gone, Kind::go_on},      {FailureKind::source, Kind::go_on},
-        {FailureKind::occupied, Kind::go_on},  {FailureKind::mismatch, Kind::go_on}};
+        {FailureKind::lost, Kind::lose_lane},    {FailureKind::refused, Kind::end_run},
+        {FailureKind::unknown, Kind::lose_lane}, {FailureKind::denied, Kind::go_on},
+        {FailureKind::other, Kind::lose_lane},   {FailureKind::gone, Kind::go_on},
+        {FailureKind::source, Kind::go_on},      {FailureKind::occupied, Kind::go_on},
+        {FailureKind::mismatch, Kind::go_on}};
     // What a full share does is a test of its own (run_plan_room_test.cpp).
     ASSERT_EQ(steps.size(), static_cast<std::size_t>(KINDS) - 1);
     int failed = 0;
@@ -76,7 +77,8 @@ TEST_F(RunPlanFailuresTest, OfAnyOtherOrderEndTheRunUnlessALaneMayHelp) {
                 continue;
             }
             const FailureStep step = fail(kind, 1, "the words");
-            const bool lane = kind == FailureKind::lost || kind == FailureKind::other;
+            const bool lane = kind == FailureKind::lost || kind == FailureKind::unknown ||
+                              kind == FailureKind::other;
             EXPECT_EQ(step.kind, lane ? Kind::lose_lane : Kind::end_run);
             EXPECT_EQ(step.why, "the words");
             EXPECT_EQ(tally.files_failed(), 0);
@@ -124,10 +126,17 @@ TEST_F(RunPlanFailuresTest, OfALaneThatCannotConnect) {
     for (int number = 0; number < KINDS; ++number) {
         const auto kind = static_cast<FailureKind>(number);
         const FailureStep step = fail(kind, 4, "the words");
-        EXPECT_EQ(step.kind, kind == FailureKind::refused ? Kind::end_run : Kind::lose_lane);
+        const bool for_good = kind == FailureKind::refused || kind == FailureKind::unknown;
+        EXPECT_EQ(step.kind, for_good ? Kind::end_run : Kind::lose_lane);
         EXPECT_EQ(step.why, "the words");
     }
     EXPECT_EQ(tally.files_failed(), 0);
+}
+
+TEST_F(RunPlanFailuresTest, ServersNameThatWasKnownBeforeMayBeKnownAgain) {
+    ASSERT_NE(next(), "");
+    EXPECT_EQ(fail(FailureKind::unknown, 4).kind, Kind::lose_lane);
+    EXPECT_EQ(fail(FailureKind::refused, 4).kind, Kind::end_run);
 }
 
 TEST_F(RunPlanFailuresTest, FileThatNobodyCanTellAboutIsTriedThreeTimes) {
