@@ -70,7 +70,8 @@ void add_backup_commands(CLI::App& app) {
     const auto task_id = std::make_shared<std::string>();
     const auto json = std::make_shared<bool>(false);
     CLI::App* plan = group->add_subcommand(
-        "plan", "Tell what a run of the task would do if it began now; nothing is written anywhere");
+        "plan",
+        "Tell what a run of the task would do if it began now; nothing is written anywhere");
     plan->add_option("TASK", *task_id, "Identifier of the task")->required();
     plan->add_flag("--json", *json, "One JSON object");
     plan->callback([task_id, json] { print_plan(*task_id, *json); });

@@ -50,8 +50,7 @@ bool is_it(const DoomedFile& file, const FileState& there) {
     return apart >= -TOLERANCE_NS && apart <= TOLERANCE_NS;
 }
 
-bool is_description(Share& share, const std::string& path, long long size,
-                    const std::string& end) {
+bool is_description(Share& share, const std::string& path, long long size, const std::string& end) {
     if (size > LONGEST_DESCRIPTION) return false;
     std::string text(static_cast<std::size_t>(size), 0);
     const auto file = share.open(path, Share::Open::read);
@@ -74,8 +73,7 @@ bool stays(Share& share, const Found& found, const DoomedFile& file) {
 bool description_stays(Share& share, const Found& found, const DoomedFile& file) {
     const auto there = found.find(side_file_path(file.path));
     if (file.description_end.empty() || there == found.end()) return false;
-    if (!is_description(share, there->first, there->second.size, file.description_end))
-        return true;
+    if (!is_description(share, there->first, there->second.size, file.description_end)) return true;
     share.remove(there->first);
     return false;
 }

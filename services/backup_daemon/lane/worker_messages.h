@@ -27,9 +27,9 @@ struct SendFile {
 /// A file that is to go if it still is what it was: a copy can have made way for somebody's file.
 struct DoomedFile {
     std::string path;
-    long long size = -1;                      ///< bytes; -1: it goes whatever it is
-    std::optional<long long> modified_ns{};   ///< last write; nothing when it is not known
-    std::string description_end{};            ///< its description ends so; "": it has none
+    long long size = -1;                     ///< bytes; -1: it goes whatever it is
+    std::optional<long long> modified_ns{};  ///< last write; nothing when it is not known
+    std::string description_end{};           ///< its description ends so; "": it has none
 };
 
 /// Order: delete files, then those of the folders that are empty.

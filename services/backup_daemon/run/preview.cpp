@@ -64,8 +64,8 @@ private:
 
     /// What this machine cannot read the preview tells; a run would go on without it, too.
     void fail(LaneId lane, const Failed& failed) {
-        const bool go = plan_.is_busy(lane) &&
-                        plan_.fail(lane, failed).kind == FailureStep::Kind::go_on;
+        const bool go =
+            plan_.is_busy(lane) && plan_.fail(lane, failed).kind == FailureStep::Kind::go_on;
         if (!go) return give_up(failed.text);
         go_on(lane);
     }

@@ -98,8 +98,9 @@ void RunPlan::enter_next_phase() {
 }
 
 void RunPlan::judge_the_date() {
-    DateJudgement judgement = judge_date(memory_.date(), newest_recording_, goal_.today);
-    if (!goal_.preview) memory_.set_date(judgement.known);
+    const auto known = memory_.date();
+    DateJudgement judgement = judge_date(known, newest_recording_, goal_.today);
+    if (!goal_.preview && known != judgement.known) memory_.set_date(judgement.known);
     date_doubt_ = std::move(judgement.doubt);
 }
 

@@ -33,8 +33,8 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the days, measure them, see whether there is room, copy day
-/// by day, the oldest first, remove what is too old, remove temporary files that nothing will
+/// A run as a plan, phase by phase: find the days, measure them, see whether there is room, copy
+/// day by day, the oldest first, remove what is too old, remove temporary files that nothing will
 /// continue. An order that was given waits for its lane's reports; of a lane that is lost it goes
 /// back into the plan.
 ///
@@ -113,8 +113,8 @@ private:
     };
 
     struct Counts {
-        long long removed = 0;    ///< copies that retention has removed
-        long long not_ours = 0;   ///< that were to go, and another file stood in their place
+        long long removed = 0;   ///< copies that retention has removed
+        long long not_ours = 0;  ///< that were to go, and another file stood in their place
         int denied_in_a_row = 0;
     };
 

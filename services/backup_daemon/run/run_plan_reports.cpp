@@ -16,8 +16,9 @@ constexpr long long FAILURES_TOLD = 10;
 // So many files refused one after the other: it is the share, not the files.
 constexpr int MOST_DENIED = 20;
 
-bool is_removal(const Work& work) {
-    return std::holds_alternative<RemoveCopies>(work.what);
+bool is_listing(const Work& work) {
+    return std::holds_alternative<FindDays>(work.what) ||
+           std::holds_alternative<LookAtDay>(work.what);
 }
 
 }  // namespace
@@ -141,7 +142,7 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     const Work& work = given_.at(lane);
     const auto* copy = std::get_if<CopyFile>(&work.what);
-    const bool unread = failed.kind == FailureKind::source && !is_removal(work);
+    const bool unread = failed.kind == FailureKind::source && is_listing(work);
     if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
     if (copy)
         give_up_file(copy->count, failed.text);

@@ -159,8 +159,7 @@ void RunPlan::finish_removal(const CopiedFile& copy, RemoveCopies::Why why) {
 void RunPlan::note_fate(const CopiedFile& copy, Fate fate) {
     if (fate == Fate::gone || ++counts_.not_ours > NOT_OURS_TOLD) return;
     const std::string which = fate == Fate::stayed ? "" : "the description of ";
-    notes_.push_back(
-        {COPY_NOT_REMOVED, which + copy.path + " is not as it was copied, and stays"});
+    notes_.push_back({COPY_NOT_REMOVED, which + copy.path + " is not as it was copied, and stays"});
 }
 
 }  // namespace services

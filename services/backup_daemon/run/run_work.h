@@ -44,7 +44,7 @@ struct RemoveCopies {
 /// Is there room on the share for all that was measured?
 struct WeighRun {};
 
-/// A file has found the share full: can there be room for it at all? It waits in the plan meanwhile.
+/// A file has found the share full: can there be room for it at all? It waits in the plan.
 struct SeekRoom {
     std::size_t day = 0;   ///< the file's, a place among the plan's days
     std::string path;      ///< its copy's

@@ -1,4 +1,4 @@
-"""What a run removes from a share and what it leaves: foreign files, doubted dates, a full share."""
+"""What a run removes from a share and what it leaves, and the plan that tells so beforehand."""
 import json
 import os
 import sqlite3
@@ -213,5 +213,5 @@ def test_plan_sees_that_a_run_will_not_fit(small):
 
 def test_plan_of_what_cannot_be_fails_with_one_line(house):
     task_id = house.create(password="wrong")
-    for task, words in [(str(task_id), "denied"), ("99", "there is no task 99")]:
+    for task, words in [(str(task_id), "refuses user"), ("99", "there is no task 99")]:
         assert words in house.recorder.refusal("recorderctl", "backup", "plan", task)

@@ -65,8 +65,7 @@ TEST_F(FileRemovalTest, FileThatIsNotThereIsGoneAndNothingIsAskedOfIt) {
 TEST_F(FileRemovalTest, EachFolderIsListedOnceBeforeAnythingGoes) {
     for (const char* path : {"a/1", "a/2", "b/1"}) server.put(path, "12345");
     remove({{"a/1", 5}, {"b/1", 5}, {"a/2", 5}});
-    EXPECT_EQ(server.calls,
-              (Texts{"list a", "list b", "remove a/1", "remove b/1", "remove a/2"}));
+    EXPECT_EQ(server.calls, (Texts{"list a", "list b", "remove a/1", "remove b/1", "remove a/2"}));
     EXPECT_EQ(signs_of_life, 5);
 }
 

@@ -138,8 +138,8 @@ TEST_F(WorkerBodyTest, FailureOfTheShareIsToldAndOnlySomeEndTheWork) {
         ASSERT_GE(reports.size(), 2U);
         const bool ends = kind == FailureKind::lost || kind == FailureKind::refused ||
                           kind == FailureKind::unknown;
-        EXPECT_EQ(names_of(reports),
-                  ends ? (Texts{"ready", failed(kind)}) : (Texts{"ready", failed(kind), "removed"}));
+        EXPECT_EQ(names_of(reports), ends ? (Texts{"ready", failed(kind)})
+                                          : (Texts{"ready", failed(kind), "removed"}));
         EXPECT_EQ(std::get<Failed>(reports[1]).text, "remove a: planned");
     }
 }

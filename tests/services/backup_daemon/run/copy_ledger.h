@@ -11,7 +11,7 @@
 struct CopyLedger {
     std::map<std::string, services::CopiedFile> copies;       ///< by path
     std::map<std::string, services::Checkpoint> checkpoints;  ///< by path, the task's own
-    std::set<std::string> foreign;  ///< paths of copies that another task has made
+    std::set<std::string> foreign;       ///< paths of copies that another task has made
     std::set<std::string> half_removed;  ///< paths, while they are being removed to make room
     /// What is known of the date: by default it is believed for years.
     std::optional<services::TaskDate> date = services::TaskDate{.trusted = "2030-01-01"};
@@ -170,7 +170,9 @@ private:
             throw standalone::DatabaseError("the memory does not answer", ledger_.code);
     }
 
-    static std::string camera(const std::string& path) { return path.substr(0, path.find('/') + 1); }
+    static std::string camera(const std::string& path) {
+        return path.substr(0, path.find('/') + 1);
+    }
 
     std::multimap<std::string, services::CopiedFile> older(
         const std::string& day, const std::set<std::string>& kept) const {

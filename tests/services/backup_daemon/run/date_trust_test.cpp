@@ -33,8 +33,9 @@ TEST(DateTrust, DateIsBelievedUpTo31DaysAfterTheLastRun) {
         EXPECT_EQ(made.known, TaskDate{.trusted = day(number)});
     }
     const DateJudgement jumped = runs_on({32});
-    EXPECT_TRUE(jumped.doubt.starts_with("the date 2024-02-02 is doubted: it is 32 days after the "
-                                         "last run's, 2024-01-01; "))
+    EXPECT_TRUE(
+        jumped.doubt.starts_with("the date 2024-02-02 is doubted: it is 32 days after the "
+                                 "last run's, 2024-01-01; "))
         << jumped.doubt;
     EXPECT_TRUE(jumped.doubt.ends_with("until 2024-03-05")) << jumped.doubt;
     EXPECT_EQ(jumped.known, (TaskDate{day(0), day(32), day(32)}));

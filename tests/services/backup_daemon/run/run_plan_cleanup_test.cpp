@@ -105,9 +105,10 @@ TEST_F(RunPlanCleanupTest, FileInThePlaceOfACopyStaysIsToldAndForgotten) {
     for (const char* name : {"a.mp4", "b.mp4", "c.mp4"}) add_old(name);
     ASSERT_NE(next_that("remove"), "");
     say(Removed{{Fate::stayed, Fate::gone, Fate::description_stayed}});
-    EXPECT_EQ(notes(COPY_NOT_REMOVED),
-              (Texts{"Door/2024-02-01/a.mp4 is not as it was copied, and stays",
-                     "the description of Door/2024-02-01/c.mp4 is not as it was copied, and stays"}));
+    EXPECT_EQ(
+        notes(COPY_NOT_REMOVED),
+        (Texts{"Door/2024-02-01/a.mp4 is not as it was copied, and stays",
+               "the description of Door/2024-02-01/c.mp4 is not as it was copied, and stays"}));
     EXPECT_EQ(ledger.copies.size(), 2U) << "it is never looked for again";
     rest();
     EXPECT_EQ(notes(RETENTION_PASS), Texts{"2 files of days before 2024-03-01 removed"});
@@ -130,6 +131,44 @@ TEST_F(RunPlanCleanupTest, NewestDayOfACameraStaysHoweverOldItIs) {
     EXPECT_EQ(ledger.gone, (Texts{"Door/2023-01-01/a.mp4", "Yard/2023-01-02/d.mp4"}));
 }
 
+TEST_F(RunPlanCleanupTest, PreviewTellsWhatARunWouldDoAndOrdersAndWritesNothing) {
+    goal.preview = true;
+    add_old("a.mp4");
+    add_old("b.mp4", "2024-02-02");
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
+    world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 1000);
+    world.record("/rec/yard", "2024-03-05", "08-00-00.mp4", 50, 500);
+    ledger.add("Yard/2024-03-05/08-00-00.mp4", "2024-03-05", 50);
+    world.share["store/Yard/2024-03-05/08-00-00.mp4"] = 50;
+    ledger.date = TaskDate{.trusted = "2024-03-01"};
+    world.room = 1000;
+    for (const std::string& order : rest())
+        EXPECT_TRUE(order.starts_with("days") || order.ends_with("asked") || order == "room")
+            << order;
+    const RunPreview seen = plan().preview();
+    EXPECT_EQ(seen.to_copy.files, 2);
+    EXPECT_EQ(seen.to_copy.bytes, 1100);
+    EXPECT_EQ(seen.cameras, 1);
+    EXPECT_EQ(seen.days, 2);
+    EXPECT_EQ(seen.first_day, "2024-03-05");
+    EXPECT_EQ(seen.last_day, "2024-03-06");
+    EXPECT_EQ(seen.too_old.files, 2);
+    EXPECT_EQ(seen.too_old.bytes, 200);
+    EXPECT_EQ(seen.room->free, 950);
+    EXPECT_FALSE(seen.fits);
+    EXPECT_EQ(seen.failure, "");
+    EXPECT_EQ(ledger.date, TaskDate{.trusted = "2024-03-01"});
+    EXPECT_TRUE(ledger.checkpoints.empty() && ledger.recorded.empty() && ledger.gone.empty());
+}
+
+TEST_F(RunPlanCleanupTest, PreviewSeesThatACopyIsGoneFromTheShare) {
+    goal.preview = true;
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 50, 500);
+    ledger.add("Door/2024-03-05/08-00-00.mp4", "2024-03-05", 50);
+    rest();
+    EXPECT_EQ(plan().preview().to_copy.files, 1);
+}
+
 TEST_F(RunPlanCleanupTest, NothingGoesByADateThatIsDoubted) {
     add_old("a.mp4");
     goal.today = "2029-03-20";
@@ -137,9 +176,10 @@ TEST_F(RunPlanCleanupTest, NothingGoesByADateThatIsDoubted) {
     EXPECT_EQ(rest_that("remove"), Texts{});
     const Texts told = notes(RETENTION_PASS);
     ASSERT_EQ(told.size(), 1U);
-    EXPECT_TRUE(told[0].starts_with("0 files of days before 2024-03-01 removed: the date "
-                                    "2029-03-20 is doubted: it is 1827 days after the last "
-                                    "run's, 2024-03-19"))
+    EXPECT_TRUE(
+        told[0].starts_with("0 files of days before 2024-03-01 removed: the date "
+                            "2029-03-20 is doubted: it is 1827 days after the last "
+                            "run's, 2024-03-19"))
         << told[0];
     EXPECT_EQ(ledger.date, (TaskDate{"2024-03-19", "2029-03-20", "2029-03-20"}));
 }
