@@ -28,7 +28,9 @@ enum Id : unsigned {
     RETENTION_PASS = 0x23150017,
     ROOM_MADE = 0x23150018,  ///< a day was removed from a full share
     SHARE_FULL = 0x23150019,
-    OWN_FOLDER_MADE = 0x2315001F,  ///< the task's folder is another recorder's
+    OWN_FOLDER_MADE = 0x2315001F,   ///< the task's folder is another recorder's
+    WILL_NOT_FIT = 0x23150020,      ///< there is less room than a run is about to need
+    COPY_NOT_REMOVED = 0x23150021,  ///< another file stands in its place
 
     // A user asked for a start while the file explorer was off.
     ACTIVATION_REFUSED = 0x23170001,

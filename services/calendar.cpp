@@ -2,6 +2,7 @@
 #include "services/calendar.h"
 
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 
 namespace services {
@@ -49,6 +50,16 @@ std::string day_text(DayNumber day) {
     std::snprintf(text, sizeof text, "%04d-%02u-%02u", static_cast<int>(date.year()),
                   static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
     return text;
+}
+
+DayNumber day_number(const std::string& text) {
+    int year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    std::sscanf(text.c_str(), "%d-%u-%u", &year, &month, &day);
+    const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                           std::chrono::day(day)};
+    return std::chrono::sys_days(date).time_since_epoch().count();
 }
 
 long long instant_of(DayNumber day, int hour, int minute, const TimeZone& zone) {

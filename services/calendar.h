@@ -23,6 +23,10 @@ int weekday_of(DayNumber day);
 /// "2024-03-01".
 std::string day_text(DayNumber day);
 
+/// The day of "2024-03-01": the way back.
+/// @param text day_text() has written it, or a folder of recordings has it for its name
+DayNumber day_number(const std::string& text);
+
 /// The first instant at which local clocks show this time of that day or, where they skip it, a
 /// later one.
 long long instant_of(DayNumber day, int hour, int minute, const TimeZone& zone);

@@ -26,14 +26,23 @@ void require_state_folder() {
 }  // namespace
 
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
-                 const std::function<void()>& serve) {
+                 const std::function<void()>& serve, const std::vector<OtherUse>& others) {
     CLI::App arguments(description, name);
+    std::function<void()> wanted = serve;
+    for (const OtherUse& other : others)
+        arguments
+            .add_option_function<std::string>(
+                other.option,
+                [&](const std::string& value) { wanted = [&, value] { other.run(value); }; },
+                other.help)
+            ->type_name(other.value);
+
     arguments.set_version_flag("--version", name + ' ' + RECORDER_VERSION);
     CLI11_PARSE(arguments, argc, argv);
     umask(S_IRWXG | S_IRWXO);
     try {
         require_state_folder();
-        serve();
+        wanted();
         return 0;
     } catch (const std::exception& error) {
         std::cerr << name << ": " << error.what() << '\n';

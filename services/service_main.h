@@ -4,16 +4,26 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace services {
+
+/// Something else that a service's program does instead of serving.
+struct OtherUse {
+    std::string option;  ///< "--plan"
+    std::string value;   ///< what its value is called in --help: "TASK"
+    std::string help;
+    std::function<void(const std::string&)> run;
+};
 
 /// Handles --help and --version, checks that the state folder is there, and calls `serve`.
 /// @param name        the program's name
 /// @param description what --help says
+/// @param others     what it can be called for otherwise, one at a time
 /// @return exit status: 0; 1 with one line on standard error when the folder is missing or `serve`
 ///         throws; CLI11's for arguments that nobody knows
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
-                 const std::function<void()>& serve);
+                 const std::function<void()>& serve, const std::vector<OtherUse>& others = {});
 
 /// Where a service listens, for people: "127.0.0.1, ports 10205 and 10141".
 /// @param ports one or two

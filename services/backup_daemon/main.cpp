@@ -14,10 +14,12 @@
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
 #include "services/backup_daemon/front/daemon_routes.h"
+#include "services/backup_daemon/front/preview_text.h"
 #include "services/backup_daemon/memory/memory_database.h"
 #include "services/backup_daemon/memory/take_over.h"
 #include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/run/older_folders.h"
+#include "services/backup_daemon/run/preview.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -101,6 +103,16 @@ void serve() {
     service.run();
 }
 
+/// Nothing is written: the connections only read.
+void tell_plan(const std::string& task_id) {
+    const std::string path = standalone::config_database_path();
+    Database config(path, Database::Access::reading);
+    standalone::require_current(config, path, standalone::config_migrations());
+    Database memory = services::read_memory();
+    std::puts(
+        services::preview_text(services::preview_of(task_id, identity(), config, memory)).c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -109,5 +121,7 @@ int main(int argc, char** argv) {
         "Serves the backup tasks' notices and queries on " +
             services::place_of({NOTICE_PORT, TASK_PORT}) +
             ".\nState folder: environment RECORDER_STATE, otherwise /var/lib/recorder.",
-        argc, argv, serve);
+        argc, argv, serve,
+        {{"--plan", "TASK", "Tell in JSON what a run of the task would do, and do nothing",
+          tell_plan}});
 }

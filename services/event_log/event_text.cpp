@@ -35,6 +35,8 @@ constexpr EventText EVENT_TEXTS[] = {
     {events::ROOM_MADE, "Oldest day removed from the full share"},
     {events::SHARE_FULL, "Share is full"},
     {events::OWN_FOLDER_MADE, "Own folder made beside another recorder's copies"},
+    {events::WILL_NOT_FIT, "Run will not fit on the share"},
+    {events::COPY_NOT_REMOVED, "Copy not removed"},
     {events::ACTIVATION_REFUSED, "Activation refused: file explorer is off"},
 };
 

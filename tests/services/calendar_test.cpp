@@ -37,6 +37,12 @@ TEST(LocalDay, BeginsAtLocalMidnight) {
     EXPECT_EQ(local_day(DAY - HOUR, berlin), 1);
 }
 
+TEST(DayText, IsReadBack) {
+    for (const DayNumber day : {-800'000LL, -1LL, 0LL, 59LL, 60LL, 19'782LL, 2'932'896LL})
+        EXPECT_EQ(day_number(day_text(day)), day);
+    EXPECT_EQ(day_number("1970-01-02"), 1);
+}
+
 TEST(LocalDay, CountsBackFromTheEpoch) {
     EXPECT_EQ(local_day(-1, utc), -1);
     EXPECT_EQ(local_day(-DAY, utc), -1);

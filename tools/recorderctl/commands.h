@@ -24,6 +24,7 @@ void add_session_commands(CLI::App& app);
 void add_config_commands(CLI::App& app);
 void add_channel_commands(CLI::App& app);
 void add_task_commands(CLI::App& app);
+void add_backup_commands(CLI::App& app);
 void add_event_commands(CLI::App& app);
 
 }  // namespace recorderctl

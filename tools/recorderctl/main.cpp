@@ -56,6 +56,7 @@ int run(int count, char** arguments) {
     add_config_commands(app);
     add_channel_commands(app);
     add_task_commands(app);
+    add_backup_commands(app);
     add_event_commands(app);
     CLI11_PARSE(app, count, arguments);
     return EXIT_SUCCESS;

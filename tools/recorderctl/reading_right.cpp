@@ -39,6 +39,13 @@ void become_recorder() {
     rights.take();
 }
 
+void hand_down_reading_right() {
+    Rights rights;
+    rights.sets[0].inheritable |= rights.sets[0].permitted & RIGHT;
+    rights.take();
+    prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_DAC_READ_SEARCH, 0, 0);
+}
+
 ReadingRight::ReadingRight() {
     Rights rights;
     rights.sets[0].effective |= rights.sets[0].permitted & RIGHT;

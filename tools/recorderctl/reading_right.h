@@ -7,6 +7,9 @@ namespace recorderctl {
 /// put to use by a ReadingRight. Others stay who they are, without it.
 void become_recorder();
 
+/// In a process that is about to run another program: that has the right, too, and may use it.
+void hand_down_reading_right();
+
 /// As long as it lives, folders and files are open to this process as they are to the daemon, which
 /// runs as the recorder's user and may read everything. Without effect where nobody gave the right.
 class ReadingRight {

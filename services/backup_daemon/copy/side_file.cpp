@@ -53,6 +53,11 @@ std::string side_file_text(const SideFile& side_file, long long length, const st
     return standalone::print_json(object.get()) + "\n";
 }
 
+std::string side_file_end(long long length, const std::string& sha256) {
+    const std::string text = side_file_text({}, length, sha256);
+    return text.substr(text.find("\"length\""));
+}
+
 void write_side_file(Share& share, const Naming& naming, const SideFile& described,
                      const std::string& text) {
     write(share, naming.temporary, text);

@@ -23,6 +23,9 @@ std::string side_file_path(const std::string& path);
 /// @param sha256 of its content, hexadecimal
 std::string side_file_text(const SideFile& side_file, long long length, const std::string& sha256);
 
+/// How the description of a copy of that length and content ends, and no other one's.
+std::string side_file_end(long long length, const std::string& sha256);
+
 /// Puts a description beside a copy, in the place of an older one of the same recording. It gets its
 /// name when it is whole.
 /// @param naming the description's own names

@@ -7,6 +7,7 @@
 
 #include "services/backup_daemon/copy/file_copier.h"
 #include "services/backup_daemon/copy/share_path.h"
+#include "services/backup_daemon/lane/file_removal.h"
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/backup_daemon/lane/worker_messages.h"
 
@@ -91,13 +92,10 @@ private:
     }
 
     void obey(const RemoveFiles& order) {
-        for (const std::string& file : order.files) {
-            share_.remove(file);
-            at(0);
-        }
-        for (const std::string& folder : order.folders) share_.remove_folder(folder);
-        report(Done());
+        report(Removed{remove_files(share_, order, [this] { at(0); })});
     }
+
+    void obey(const AskRoom&) { report(Room{share_.room()}); }
 
     void obey(const ReadTexts& order) {
         Contents answer;

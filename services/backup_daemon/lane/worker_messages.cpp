@@ -10,6 +10,9 @@
 namespace services {
 namespace {
 
+// Two lengths of texts, a size, and whether a time follows.
+constexpr std::size_t LEAST_OF_A_DOOMED_FILE = 4 * sizeof(long long);
+
 /// A message, constant when it is written.
 template <typename Given, typename Message>
 concept Of = std::same_as<std::remove_const_t<Given>, Message>;
@@ -58,10 +61,21 @@ void carry(auto& packet, Of<SendFile> auto& order) {
     packet.carry(order.modified_ns);
 }
 
+void carry(auto& packet, Of<DoomedFile> auto& file) {
+    packet.carry(file.path);
+    packet.carry(file.size);
+    packet.carry_presence(file.modified_ns);
+    if (file.modified_ns) packet.carry(*file.modified_ns);
+    packet.carry(file.description_end);
+}
+
 void carry(auto& packet, Of<RemoveFiles> auto& order) {
-    carry_texts(packet, order.files);
+    packet.carry_size(order.files, LEAST_OF_A_DOOMED_FILE);
+    for (auto& file : order.files) carry(packet, file);
     carry_texts(packet, order.folders);
 }
+
+void carry(auto&, Of<AskRoom> auto&) {}
 
 void carry(auto& packet, Of<ReadTexts> auto& order) {
     carry_texts(packet, order.paths);
@@ -107,6 +121,18 @@ void carry(auto& packet, Of<Whole> auto& report) {
 }
 
 void carry(auto&, Of<Done> auto&) {}
+
+void carry(auto& packet, Of<Removed> auto& report) {
+    packet.carry_size(report.files);
+    for (auto& fate : report.files) packet.carry_choice(fate, Fate::stayed);
+}
+
+void carry(auto& packet, Of<Room> auto& report) {
+    packet.carry_presence(report.room);
+    if (!report.room) return;
+    packet.carry(report.room->free);
+    packet.carry(report.room->total);
+}
 
 void carry(auto& packet, Of<Failed> auto& report) {
     packet.carry_choice(report.kind, LAST_FAILURE_KIND);

@@ -26,11 +26,22 @@ struct SendFile {
     long long modified_ns = 0;  ///< its last write
 };
 
+/// A file that is to go if it still is what it was: a copy can have made way for somebody's file.
+struct DoomedFile {
+    std::string path;
+    long long size = -1;                     ///< bytes; -1: it goes whatever it is
+    std::optional<long long> modified_ns{};  ///< last write; nothing when it is not known
+    std::string description_end{};           ///< its description ends so; "": it has none
+};
+
 /// Order: delete files, then those of the folders that are empty.
 struct RemoveFiles {
-    std::vector<std::string> files;
+    std::vector<DoomedFile> files;
     std::vector<std::string> folders;
 };
+
+/// Order: tell how much room there is on the share.
+struct AskRoom {};
 
 /// Order: read small texts on the share.
 struct ReadTexts {
@@ -45,7 +56,7 @@ struct WriteText {
 };
 
 using WorkerOrder =
-    std::variant<AskFiles, SendFile, RemoveFiles, ReadTexts, WriteText, FolderClaim>;
+    std::variant<AskFiles, SendFile, RemoveFiles, AskRoom, ReadTexts, WriteText, FolderClaim>;
 
 /// Report: connected, waiting for orders.
 struct Ready {};
@@ -75,6 +86,23 @@ struct Whole {
 /// Report: the order is carried out, and this is the last of it.
 struct Done {};
 
+/// What became of a file that was to go. A description goes behind its copy and never without it.
+enum class Fate {
+    gone,                ///< now or before, its description too
+    description_stayed,  ///< it is gone; what lies at its description's place is another file
+    stayed,              ///< what lies there is another file
+};
+
+/// Report: the files were removed as far as they were what the order said, in the order of theirs.
+struct Removed {
+    std::vector<Fate> files;
+};
+
+/// Report: the room that was asked for; nothing when the server does not tell.
+struct Room {
+    std::optional<ShareRoom> room;
+};
+
 /// Report: the texts that were asked for, in the order of their paths.
 struct Contents {
     std::vector<std::optional<std::string>> texts;  ///< as read_text() gives them
@@ -86,7 +114,8 @@ struct Failed {
     std::string text;
 };
 
-using WorkerReport = std::variant<Ready, Files, At, Noted, Whole, Done, Failed, Contents>;
+using WorkerReport =
+    std::variant<Ready, Files, At, Noted, Whole, Removed, Failed, Room, Contents, Done>;
 
 std::string pack(const WorkerOrder& order);
 std::string pack(const WorkerReport& report);

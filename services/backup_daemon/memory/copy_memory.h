@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,7 @@ struct CopiedFile {
     long long modified_ns = 0;  ///< the source's modification time when it was read
     std::string sha256;         ///< of the content, hexadecimal; "" when nobody reckoned it
     bool side_file = false;     ///< a description lies beside it
-    bool removed = false;       ///< it made room on a full share, and is not to be sent again
+    bool removed = false;       ///< it made or makes room on a full share: not to be sent again
     /// The copy's modification time as the share told it; nothing when it is not known.
     std::optional<long long> share_modified_ns{};
 };
@@ -27,6 +28,21 @@ struct Checkpoint {
     std::string temporary;  ///< the unfinished file on the share, below the destination's folder
     long long offset = 0;   ///< so many of its bytes are right
     std::string sha256;     ///< of those bytes; "" when nobody reckoned it
+};
+
+/// What is known of the dates on which a task has run. Days are texts; "" is none.
+struct TaskDate {
+    std::string trusted{};        ///< the newest that was believed
+    std::string doubted_from{};   ///< the first of those that have been doubted since ...
+    std::string doubted_until{};  ///< ... and the last
+
+    bool operator==(const TaskDate&) const = default;
+};
+
+/// A number of files with their bytes.
+struct Amount {
+    long long files = 0;
+    long long bytes = 0;
 };
 
 /// The memory of one task's copies on one destination. Copies belong to the destination: another
@@ -63,14 +79,37 @@ public:
     /// The oldest day of which the task has copies on the share; "" when there is none.
     virtual std::string oldest_day() = 0;
 
-    /// The task's copies on the share of days before `day`, oldest day first, at most `limit`.
-    virtual std::vector<CopiedFile> older_than(const std::string& day, int limit) = 0;
+    /// The newest day of each camera that the task has copies of on the share: "Door/2024-03-01".
+    virtual std::set<std::string> newest_days() = 0;
 
-    /// A copy is gone from the share because it was too old.
+    /// The task's copies on the share of days before `day`, oldest day first, at most `limit`.
+    /// @param kept days of cameras to leave out, as newest_days() has them
+    virtual std::vector<CopiedFile> older_than(const std::string& day, int limit,
+                                               const std::set<std::string>& kept) = 0;
+
+    /// How much older_than() could tell of in all, counted oldest day first until it has `enough`
+    /// bytes.
+    virtual Amount amount_older_than(const std::string& day, const std::set<std::string>& kept,
+                                     long long enough) = 0;
+
+    /// A copy is no longer this recorder's: it was too old and is gone from the share, or another
+    /// file stands in its place.
     virtual void forget(const std::string& path) = 0;
 
-    /// A copy is gone from the share to make room; it is not to be sent again.
+    /// Copies are about to be removed to make room, all of them or none. From now on they count as
+    /// gone: are not sent again and not listed as old.
+    virtual void begin_removal(const std::vector<CopiedFile>& copies) = 0;
+
+    /// The task's copies whose removal was begun and has not been told as done, at most `limit`.
+    virtual std::vector<CopiedFile> half_removed(int limit) = 0;
+
+    /// A copy is gone from the share to make room, or another file stands in its place; it is not
+    /// to be sent again.
     virtual void mark_removed(const std::string& path) = 0;
+
+    /// What set_date() has kept of the task; nothing when it has not.
+    virtual std::optional<TaskDate> date() = 0;
+    virtual void set_date(const TaskDate& date) = 0;
 };
 
 }  // namespace services

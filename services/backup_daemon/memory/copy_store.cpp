@@ -9,6 +9,10 @@ constexpr char COPIED[] =
     "FROM copied_file ";
 constexpr char CHECKPOINT[] = "SELECT path, temporary, offset, sha256 FROM checkpoint ";
 
+// What column "removed" says.
+constexpr int REMOVED = 1;
+constexpr int BEING_REMOVED = 2;
+
 CopiedFile load_copied(standalone::Statement& row) {
     CopiedFile file{.path = row.text(0),
                     .day = row.text(1),
@@ -26,6 +30,11 @@ Checkpoint load_checkpoint(standalone::Statement& row) {
             .temporary = row.text(1),
             .offset = row.integer(2),
             .sha256 = row.text(3)};
+}
+
+/// As newest_days() names it.
+std::string day_of_camera(const CopiedFile& file) {
+    return file.path.substr(0, file.path.find('/') + 1) + file.day;
 }
 
 /// The first text behind all those that begin with `folder`, which ends with a slash.
@@ -119,15 +128,46 @@ std::string CopyStore::oldest_day() {
     return row.text(0);
 }
 
-std::vector<CopiedFile> CopyStore::older_than(const std::string& day, int limit) {
-    standalone::Statement row =
+std::set<std::string> CopyStore::newest_days() {
+    standalone::Statement row = of_task(
+        "SELECT substr(path, 1, instr(path, '/')) || max(day) FROM copied_file "
+        "WHERE destination = ? AND taskID = ? AND removed = 0 "
+        "GROUP BY substr(path, 1, instr(path, '/'))");
+    std::set<std::string> days;
+    while (row.step()) days.insert(row.text(0));
+    return days;
+}
+
+/// Prepares the look at copies that are older than a day.
+standalone::Statement CopyStore::older(const std::string& day) {
+    standalone::Statement rows =
         of_task(std::string(COPIED) +
-                "WHERE destination = ? AND taskID = ? AND removed = 0 AND day < ? "
-                "ORDER BY day LIMIT ?");
-    row.bind(3, day).bind(4, limit);
+                "WHERE destination = ? AND taskID = ? AND removed = 0 AND day < ? ORDER BY day");
+    rows.bind(3, day);
+    return rows;
+}
+
+std::vector<CopiedFile> CopyStore::older_than(const std::string& day, int limit,
+                                              const std::set<std::string>& kept) {
+    standalone::Statement row = older(day);
     std::vector<CopiedFile> files;
-    while (row.step()) files.push_back(load_copied(row));
+    while (files.size() < static_cast<std::size_t>(limit) && row.step())
+        if (CopiedFile file = load_copied(row); !kept.contains(day_of_camera(file)))
+            files.push_back(std::move(file));
     return files;
+}
+
+Amount CopyStore::amount_older_than(const std::string& day, const std::set<std::string>& kept,
+                                    long long enough) {
+    standalone::Statement row = older(day);
+    Amount amount;
+    while (amount.bytes < enough && row.step()) {
+        const CopiedFile file = load_copied(row);
+        if (kept.contains(day_of_camera(file))) continue;
+        ++amount.files;
+        amount.bytes += file.size;
+    }
+    return amount;
 }
 
 void CopyStore::forget(const std::string& path) {
@@ -136,9 +176,49 @@ void CopyStore::forget(const std::string& path) {
         .step();
 }
 
+void CopyStore::begin_removal(const std::vector<CopiedFile>& copies) {
+    standalone::Transaction transaction(database_);
+    for (const CopiedFile& copy : copies) set_removed(copy.path, BEING_REMOVED);
+    transaction.commit();
+}
+
+std::vector<CopiedFile> CopyStore::half_removed(int limit) {
+    standalone::Statement row =
+        of_task(std::string(COPIED) +
+                "WHERE destination = ? AND taskID = ? AND removed = ? ORDER BY day LIMIT ?");
+    row.bind(3, BEING_REMOVED).bind(4, limit);
+    std::vector<CopiedFile> files;
+    while (row.step()) files.push_back(load_copied(row));
+    return files;
+}
+
 void CopyStore::mark_removed(const std::string& path) {
-    of_destination("UPDATE copied_file SET removed = 1 WHERE destination = ? AND path = ?")
+    set_removed(path, REMOVED);
+}
+
+void CopyStore::set_removed(const std::string& path, int removed) {
+    of_destination("UPDATE copied_file SET removed = ?3 WHERE destination = ?1 AND path = ?2")
         .bind(2, path)
+        .bind(3, removed)
+        .step();
+}
+
+std::optional<TaskDate> CopyStore::date() {
+    standalone::Statement row = database_.prepare(
+        "SELECT trusted_day, doubted_day, doubted_until FROM task_date WHERE taskID = ?");
+    if (!row.bind(1, task_).step()) return {};
+    return TaskDate{row.text(0), row.text(1), row.text(2)};
+}
+
+void CopyStore::set_date(const TaskDate& date) {
+    database_
+        .prepare(
+            "INSERT OR REPLACE INTO task_date (taskID, trusted_day, doubted_day, doubted_until) "
+            "VALUES (?, ?, nullif(?, ''), nullif(?, ''))")
+        .bind(1, task_)
+        .bind(2, date.trusted)
+        .bind(3, date.doubted_from)
+        .bind(4, date.doubted_until)
         .step();
 }
 

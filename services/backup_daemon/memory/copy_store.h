@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,13 +31,23 @@ public:
     void drop_checkpoint(const std::string& path) override;
     void record(const CopiedFile& file) override;
     std::string oldest_day() override;
-    std::vector<CopiedFile> older_than(const std::string& day, int limit) override;
+    std::set<std::string> newest_days() override;
+    std::vector<CopiedFile> older_than(const std::string& day, int limit,
+                                       const std::set<std::string>& kept) override;
+    Amount amount_older_than(const std::string& day, const std::set<std::string>& kept,
+                             long long enough) override;
     void forget(const std::string& path) override;
+    void begin_removal(const std::vector<CopiedFile>& copies) override;
+    std::vector<CopiedFile> half_removed(int limit) override;
     void mark_removed(const std::string& path) override;
+    std::optional<TaskDate> date() override;
+    void set_date(const TaskDate& date) override;
 
 private:
     standalone::Statement of_task(const std::string& sql);
     standalone::Statement of_destination(const std::string& sql);
+    standalone::Statement older(const std::string& day);
+    void set_removed(const std::string& path, int removed);
 
     standalone::Database& database_;
     long long task_;

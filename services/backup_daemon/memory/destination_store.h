@@ -33,12 +33,39 @@ public:
     /// Whatever folders there are to be known, are.
     void folders_are_known();
 
+protected:
+    /// All that follows is about the destination `id`.
+    void turn_to(const std::string& id) { id_ = id; }
+
 private:
     void take_in(const std::string& other);
 
     standalone::Database& database_;
     std::string address_;
     std::string id_;
+};
+
+/// The same without writing: what is to be remembered is, as long as the object lives. What a
+/// version without markers has recorded under another address is not taken in.
+class UnwrittenDestinations : public DestinationStore {
+public:
+    using DestinationStore::DestinationStore;
+
+    void settle(const std::string& id, bool /*marked*/) override { turn_to(id); }
+
+    std::map<std::string, std::string> camera_folders() override {
+        auto folders = DestinationStore::camera_folders();
+        folders.insert(added_.begin(), added_.end());
+        return folders;
+    }
+
+    void add_camera_folder(const std::string& guid, const std::string& folder,
+                           const std::string& /*folded*/) override {
+        added_.emplace(guid, folder);
+    }
+
+private:
+    std::map<std::string, std::string> added_;
 };
 
 }  // namespace services

@@ -2,6 +2,8 @@
 #include "services/backup_daemon/memory/memory_database.h"
 
 #include <array>
+#include <filesystem>
+#include <stdexcept>
 
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
@@ -41,6 +43,15 @@ Memory open_memory() {
     standalone::migrate(path, MEMORY_STEPS);
     return {Database(path, Database::Access::writing),
             Database(path, Database::Access::writing, Database::Durability::deferred)};
+}
+
+Database read_memory() {
+    const std::string path = memory_database_path();
+    if (!std::filesystem::exists(path))
+        throw std::runtime_error("there is no " + path + "; the daemon makes it when it starts");
+    Database memory(path, Database::Access::reading);
+    standalone::require_current(memory, path, MEMORY_STEPS);
+    return memory;
 }
 
 void keep_only(Memory& memory, const std::list<TDataBackupConfig>& tasks) {

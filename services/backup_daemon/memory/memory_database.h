@@ -25,6 +25,11 @@ struct Memory {
 ///         program
 Memory open_memory();
 
+/// Opens it, to read and never to write.
+/// @throws std::runtime_error when there is none, or when its schema is another one than this
+///         program's; the daemon brings it up to date when it starts
+standalone::Database read_memory();
+
 /// Forgets next runs, progress, checkpoints and dates of all tasks but these; copies outlive their
 /// task.
 ///

@@ -26,11 +26,14 @@ CREATE TABLE camera_folder (
     UNIQUE (destination, folded)
 ) WITHOUT ROWID;
 
--- How far the date may be trusted when a task's old copies are to go.
+-- How far the date may be trusted when a task's old copies are to go: the newest day that was, and
+-- the first and the last one of those that have been doubted since ("doubted_until" is NULL with
+-- "doubted_day").
 CREATE TABLE task_date (
     taskID INTEGER PRIMARY KEY,
     trusted_day TEXT NOT NULL,
-    doubted_day TEXT
+    doubted_day TEXT,
+    doubted_until TEXT
 );
 
 -- The modification time that the share told for the copy; NULL when it is not known. "removed" is

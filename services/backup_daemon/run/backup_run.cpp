@@ -226,8 +226,8 @@ void BackupRun::wait(const std::string& why) {
 }
 
 void BackupRun::finish() {
-    const bool failed = tally_.files_failed() > 0;
-    end(failed ? RunOutcome::failed : RunOutcome::success, tally_.failure());
+    const std::string why = plan_.failure();
+    end(why.empty() ? RunOutcome::success : RunOutcome::failed, why);
 }
 
 /// The listener hears of it when nothing of the run is being executed.

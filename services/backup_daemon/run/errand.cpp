@@ -14,6 +14,8 @@
 namespace services {
 namespace {
 
+constexpr char LAST_OF_ALL_DAYS[] = "9999-12-31";
+
 // Longer than the longest path with what went wrong there.
 constexpr std::size_t LONGEST_WORDS = 6000;
 
@@ -43,9 +45,7 @@ public:
 
     Step begin() override {
         try {
-            return {.tell = {Days{
-                        standalone::recording_days(order_.recordings, order_.first, order_.last)}},
-                    .over = true};
+            return {.tell = {list()}, .over = true};
         } catch (const standalone::UnreadableFolder& error) {
             return {.tell = {Failed{FailureKind::source, error.what()}}, .over = true};
         }
@@ -53,6 +53,15 @@ public:
 
 private:
     std::optional<Step> take(const WorkerReport&) override { return {}; }
+
+    Days list() const {
+        Days days{standalone::recording_days(order_.recordings, "", LAST_OF_ALL_DAYS)};
+        if (!days.names.empty()) days.newest = days.names.back();
+        std::erase_if(days.names, [this](const std::string& day) {
+            return day < order_.first || day > order_.last;
+        });
+        return days;
+    }
 
     const ListDays order_;
 };
@@ -65,13 +74,34 @@ public:
 
 private:
     std::optional<Step> take(const WorkerReport& said) override {
-        if (std::holds_alternative<Done>(said)) return Step{.tell = {Done()}, .over = true};
+        if (const auto* removed = std::get_if<Removed>(&said)) return finish(*removed);
         const auto* alive = std::get_if<At>(&said);
         if (!alive || alive->offset != 0) return {};
         return Step{.tell = {*alive}};
     }
 
+    std::optional<Step> finish(const Removed& removed) const {
+        if (removed.files.size() != order_.files.size()) return {};
+        return Step{.tell = {removed}, .over = true};
+    }
+
     const RemoveFiles order_;
+};
+
+class RoomErrand : public Errand {
+public:
+    Step begin() override { return {.ask = AskRoom()}; }
+
+private:
+    std::optional<Step> take(const WorkerReport& said) override {
+        const auto* found = std::get_if<Room>(&said);
+        if (!found || !can_be(*found)) return {};
+        return Step{.tell = {*found}, .over = true};
+    }
+
+    static bool can_be(const Room& found) {
+        return !found.room || (found.room->free >= 0 && found.room->total >= 0);
+    }
 };
 
 /// What the next run writes again: a failure does not matter as long as the connection is good.
@@ -101,6 +131,10 @@ std::unique_ptr<Errand> make(const FindPlace& order) {
 
 std::unique_ptr<Errand> make(const WriteText& order) {
     return std::make_unique<TextErrand>(order);
+}
+
+std::unique_ptr<Errand> make(const AskRoom&) {
+    return std::make_unique<RoomErrand>();
 }
 
 std::unique_ptr<Errand> make(const ListDays& order) {

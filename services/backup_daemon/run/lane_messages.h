@@ -18,6 +18,7 @@ struct FindPlace {
     std::string recorder;  ///< this recorder's identity
     std::string task_id;
     KnownPlace known;
+    bool only_look = false;  ///< nothing may be made on the share
 };
 
 /// Order: name the days that a channel has recordings of.
@@ -37,7 +38,7 @@ struct ListDay {
     bool ask_share = false;  ///< otherwise nobody looks at the share
 };
 
-using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles, FindPlace, WriteText>;
+using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles, AskRoom, FindPlace, WriteText>;
 
 /// Report: where copies go.
 struct FoundPlace {
@@ -51,6 +52,7 @@ struct FoundPlace {
 /// Report: the days that were asked for, oldest first.
 struct Days {
     std::vector<std::string> names;
+    std::string newest{};  ///< that the channel has recordings of, asked for or not; "": none
 };
 
 /// A recording of a day.
@@ -81,6 +83,7 @@ struct Copied {
     CopyResult result;
 };
 
-using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Done, Failed, FoundPlace>;
+using Report =
+    std::variant<Ready, Days, Entries, At, Noted, Copied, Removed, Room, Done, Failed, FoundPlace>;
 
 }  // namespace services

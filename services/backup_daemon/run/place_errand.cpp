@@ -80,6 +80,7 @@ Step PlaceErrand::settle_at(const std::string& below, const std::string& id) {
 }
 
 Step PlaceErrand::claim(const std::string& below) {
+    if (order_.only_look) return go_unmarked(below);
     place_ = {.below = below, .id = order_.known.id, .marked = true, .is_new = true};
     asked_ = Asked::claim;
     const std::string marker = join_path(folder(below), MARKER_FOLDER);
@@ -91,6 +92,7 @@ Step PlaceErrand::claim(const std::string& below) {
 }
 
 Step PlaceErrand::mend(const std::string& below) {
+    if (order_.only_look) return go_unmarked(below);
     place_ = {.below = below, .id = order_.known.id, .marked = true};
     asked_ = Asked::mending;
     const std::string path = marker_path(folder(below));
@@ -108,16 +110,17 @@ Step PlaceErrand::fail(Failed failed) {
         return look();
     }
     const bool may_not = failed.kind == FailureKind::full || failed.kind == FailureKind::denied;
-    if (may_not && order_.known.is_known && place_.below.empty()) return go_unmarked();
+    if (may_not && order_.known.is_known && place_.below.empty()) return go_unmarked("");
     // Somebody who just looks for viruses in the new folder keeps some servers from renaming it.
     if (failed.kind == FailureKind::denied) failed.kind = FailureKind::other;
     return Errand::fail(std::move(failed));
 }
 
 /// A place that is known needs no marker in this very run: a full share gets one when room has been
-/// made, and of one that may not be written to the run tells better itself.
-Step PlaceErrand::go_unmarked() {
-    place_ = {.below = "", .id = order_.known.id};
+/// made, and of one that may not be written to the run tells better itself. Who only looks makes
+/// none.
+Step PlaceErrand::go_unmarked(const std::string& below) {
+    place_ = {.below = below, .id = order_.known.id};
     return {.tell = {place_}, .over = true};
 }
 

@@ -30,7 +30,7 @@ private:
     Step claim(const std::string& below);
     Step mend(const std::string& below);
     Step is_marked() const;
-    Step go_unmarked();
+    Step go_unmarked(const std::string& below);
 
     std::string folder(const std::string& below) const;
     std::string text() const;

@@ -21,11 +21,13 @@ struct RunGoal {
     Selection selection;
     std::vector<SelectedChannel> channels;
     std::vector<std::string> missing_channels;  ///< indexes that no channel has
+    std::string today;                          ///< "2024-03-01"
     std::string first_kept_day;                 ///< retention removes what is older; "": nothing
     WhenFull when_full = WhenFull::fail;
     bool side_files = false;  ///< a description goes beside every copy
     bool check = true;        ///< every file is read back before it gets its name
     int lanes = 1;            ///< files on their way at one time, at most
+    bool preview = false;     ///< to see what there is to do, and to do nothing
 };
 
 /// Reads a task on the local day `today`. `recorder`, `check` and `lanes` are the caller's to fill

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "services/backup_daemon/run/date_trust.h"
+
 namespace services {
 namespace {
 
@@ -15,8 +17,21 @@ bool makes_room(const Work& work) {
     return removal && removal->why == RemoveCopies::Why::room;
 }
 
+bool is_for_room(const Work& work) {
+    return makes_room(work) || std::holds_alternative<SeekRoom>(work.what);
+}
+
+bool is_question_of_room(const Work& work) {
+    return std::holds_alternative<SeekRoom>(work.what) ||
+           std::holds_alternative<WeighRun>(work.what);
+}
+
 bool is_listing(const Work& work) {
     return std::holds_alternative<LookAtDay>(work.what);
+}
+
+bool is_copying(const Work& work) {
+    return is_listing(work) || std::holds_alternative<CopyFile>(work.what);
 }
 
 }  // namespace
@@ -51,14 +66,25 @@ void RunPlan::enter_next_phase() {
             phase_ = Phase::finding_days;
             return;
         case Phase::finding_days:
+            judge_the_date();
             plan_measuring();
             phase_ = Phase::measuring;
             return;
         case Phase::measuring:
-            phase_ = Phase::copying;
+            if (goal_.preview || tally_.bytes_left() > 0) ready_.push_back({WeighRun()});
+            phase_ = Phase::weighing;
+            return;
+        case Phase::weighing:
+            if (goal_.preview) {
+                phase_ = Phase::over;
+                return;
+            }
+            // In steps, until nothing is found.
+            if (!plan_half_removed()) phase_ = Phase::copying;
             return;
         case Phase::copying:
-            tally_.all_planned();
+            if (!goal_.first_kept_day.empty()) kept_days_ = memory_.newest_days();
+            if (stopped_.empty()) tally_.all_planned();
             phase_ = Phase::retention;
             return;
         case Phase::retention:
@@ -81,6 +107,29 @@ void RunPlan::plan_finding_days() {
         ready_.emplace_back().what = FindDays{&channel};
 }
 
+void RunPlan::judge_the_date() {
+    const auto known = memory_.date();
+    DateJudgement judgement = judge_date(known, newest_recording_, goal_.today);
+    if (!goal_.preview && known != judgement.known) memory_.set_date(judgement.known);
+    date_doubt_ = std::move(judgement.doubt);
+}
+
+/// Why this run removes no copy; "" when it may.
+std::string RunPlan::why_copies_stay() const {
+    if (!failure().empty()) return "a run that has failed removes none";
+    return date_doubt_;
+}
+
+/// Completes what a run that was killed had begun to remove.
+/// @return whether there is something
+bool RunPlan::plan_half_removed() {
+    if (!why_copies_stay().empty()) return false;
+    auto copies = memory_.half_removed(REMOVED_AT_ONCE);
+    if (copies.empty()) return false;
+    ready_.push_back({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});
+    return true;
+}
+
 /// Counts first: people want to know how much there is to do.
 void RunPlan::plan_measuring() {
     std::ranges::stable_sort(days_, {}, [](const Day& day) { return day.where.day; });
@@ -101,8 +150,8 @@ void RunPlan::look_ahead() {
 
 /// @return whether something is to be removed
 bool RunPlan::plan_retention() {
-    if (goal_.first_kept_day.empty() || !may_remove_copies()) return false;
-    auto copies = memory_.older_than(goal_.first_kept_day, REMOVED_AT_ONCE);
+    if (goal_.first_kept_day.empty() || !why_copies_stay().empty()) return false;
+    auto copies = memory_.older_than(goal_.first_kept_day, REMOVED_AT_ONCE, kept_days_);
     if (copies.empty()) return false;
     ready_.push_back({removal_work(RemoveCopies::Why::retention, std::move(copies), names_)});
     return true;
@@ -110,26 +159,28 @@ bool RunPlan::plan_retention() {
 
 void RunPlan::tell_retention() {
     if (goal_.first_kept_day.empty()) return;
-    const std::string why = may_remove_copies() ? "" : ": a run that has failed removes none";
+    const std::string why = why_copies_stay();
     notes_.push_back({RETENTION_PASS, std::to_string(counts_.removed) + " files of days before " +
-                                          goal_.first_kept_day + " removed" + why});
+                                          goal_.first_kept_day + " removed" +
+                                          (why.empty() ? "" : ": " + why)});
 }
 
 /// Temporary files whose recording is gone or no longer wanted.
 void RunPlan::plan_leftovers() {
     for (const Checkpoint& checkpoint : memory_.checkpoints())
-        ready_.push_back({leftover_work(checkpoint, names_)});
+        ready_.push_back({leftover_work(goal_, names_, checkpoint)});
 }
 
 /// Something failed behind the request for room: what no lane has begun to remove stays.
 void RunPlan::take_back_room() {
-    if (!may_remove_copies() && std::erase_if(ready_, makes_room) > 0) room_.in_the_making = false;
+    if (!why_copies_stay().empty() && std::erase_if(ready_, is_for_room) > 0)
+        room_.in_the_making = false;
 }
 
 std::optional<Order> RunPlan::next(LaneId lane) {
     auto place = ready_.begin();
     // While room is being made, only that goes on.
-    if (room_.in_the_making) place = std::ranges::find_if(ready_, makes_room);
+    if (room_.in_the_making) place = std::ranges::find_if(ready_, is_for_room);
     if (place == ready_.end() || is_busy(lane)) return {};
     was_connected_ = true;
     Order order = order_of(*place);
@@ -143,7 +194,8 @@ Order RunPlan::order_of(Work& work) {
         return FindPlace{.folder = goal_.destination.folder,
                          .recorder = goal_.recorder,
                          .task_id = goal_.task_id,
-                         .known = places_.known()};
+                         .known = places_.known(),
+                         .only_look = goal_.preview};
     if (const auto* tell = std::get_if<TellCameras>(&work.what)) return tell->order;
     if (const auto* find = std::get_if<FindDays>(&work.what))
         return ListDays{find->channel->recordings, goal_.selection.first_day,
@@ -155,9 +207,15 @@ Order RunPlan::order_of(Work& work) {
                        .normal = goal_.selection.normal,
                        .alarm = goal_.selection.alarm,
                        .remote = names_.on_share(ShareNames::day_folder(where)),
-                       .ask_share = look->to_copy};
+                       .ask_share = look->to_copy || goal_.preview};
     }
-    if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) return removal->order;
+    if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) {
+        // Known to the memory before the first of them goes: a run after a kill must not send it
+        // again, to be in want of the room that it made.
+        if (makes_room(work)) memory_.begin_removal(removal->copies);
+        return removal->order;
+    }
+    if (is_question_of_room(work)) return AskRoom();
     auto& copy = std::get<CopyFile>(work.what);
     resume(copy);
     copy.rooms = room_.made;
@@ -181,8 +239,16 @@ void RunPlan::lose(LaneId lane) {
     const auto found = given_.find(lane);
     if (found == given_.end()) return;
     if (auto* look = std::get_if<LookAtDay>(&found->second.what)) look->found.clear();
-    ready_.push_front(std::move(found->second));
+    const bool is_wanted = stopped_.empty() || !is_copying(found->second);
+    if (is_wanted) ready_.push_front(std::move(found->second));
     given_.erase(found);
+}
+
+/// Nothing more is copied but what lanes are at.
+void RunPlan::stop(const std::string& why) {
+    std::erase_if(ready_, is_copying);
+    next_day_ = days_.size();
+    stopped_ = why;
 }
 
 std::vector<RunNote> RunPlan::take_notes() {

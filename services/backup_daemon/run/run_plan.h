@@ -4,10 +4,12 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "services/backup_daemon/run/lane_pool.h"
+#include "services/backup_daemon/run/run_preview.h"
 #include "services/backup_daemon/run/run_work.h"
 #include "services/backup_daemon/tell/run_events.h"
 
@@ -31,13 +33,20 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the place, find the days, measure them, copy day by day,
-/// the oldest first, remove what is too old, remove temporary files that nothing will continue. An
-/// order that was given waits for its lane's reports; of a lane that is lost it goes back into the
-/// plan.
+/// A run as a plan, phase by phase: find the place, find the days, measure them, see whether there is
+/// room, copy day by day, the oldest first, remove what is too old, remove temporary files that
+/// nothing will continue. An order that was given waits for its lane's reports; of a lane that is
+/// lost it goes back into the plan.
 ///
 /// A run that could not read all recordings or copy all files removes no copy: neither those that
-/// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left.
+/// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left. No
+/// more does one whose date is not to be believed (date_trust.h).
+///
+/// A plan whose goal is a preview asks the share what it has while it measures, and is over when it
+/// knows what there is to do. It gives no order that changes anything and writes nothing down.
+///
+/// A file that finds the share full ends the copying, unless room can be made for it: what other
+/// lanes are at goes on, and of what was begun and has no room nothing stays on the share.
 ///
 /// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
 /// memory only towards what the call is for: the same call, with the same report, may be made again
@@ -60,6 +69,9 @@ public:
     /// Nothing is left to do.
     bool is_over() const { return phase_ == Phase::over; }
 
+    /// Why the run has failed; "" when it has not, as far as it has come.
+    std::string failure() const { return stopped_.empty() ? tally_.failure() : stopped_; }
+
     /// Orders wait for a lane.
     bool has_orders() const { return !ready_.empty(); }
 
@@ -79,6 +91,9 @@ public:
     /// A lane is gone; its order, if it had one, waits for another.
     void lose(LaneId lane);
 
+    /// What the run would do: when a plan whose goal is a preview is over.
+    RunPreview preview();
+
     /// What people should read of, since the last call.
     std::vector<RunNote> take_notes();
 
@@ -87,6 +102,7 @@ private:
         finding_place,
         finding_days,
         measuring,
+        weighing,
         copying,
         retention,
         leftovers,
@@ -100,13 +116,15 @@ private:
         bool unread = false;  ///< could not be listed, and counts as failed
     };
 
-    struct Room {
+    struct RoomMaking {
         int made = 0;                ///< how often room was made on a full share
         bool in_the_making = false;  ///< nothing else goes on then
+        bool full_was_told = false;
     };
 
     struct Counts {
-        long long removed = 0;  ///< copies that retention has removed
+        long long removed = 0;   ///< copies that retention has removed
+        long long not_ours = 0;  ///< that were to go, and another file stood in their place
         int denied_in_a_row = 0;
     };
 
@@ -114,11 +132,13 @@ private:
 
     // Phases, in run_plan.cpp.
     bool is_idle() const { return ready_.empty() && given_.empty(); }
-    bool may_remove_copies() const { return tally_.files_failed() == 0; }
+    std::string why_copies_stay() const;
     void take_back_room();
     void enter_next_phase();
     void plan_finding_days();
+    void judge_the_date();
     void plan_measuring();
+    bool plan_half_removed();
     void look_ahead();
     bool plan_retention();
     void tell_retention();
@@ -140,16 +160,25 @@ private:
     Answer answer(CopyFile& copy, const Noted& noted);
     Answer answer(CopyFile& copy, const Copied& copied);
     Answer answer(RemoveCopies& removal, const At&);
-    Answer answer(RemoveCopies& removal, const Done&);
     void tell_cameras(const FoundPlace& place);
+    Answer answer(RemoveCopies& removal, const Removed& removed);
+    Answer answer(WeighRun&, const Room& found);
+    Answer answer(SeekRoom& seek, const Room& found);
+    void note_fate(const CopiedFile& copy, Fate fate);
+    void finish_removal(const CopiedFile& copy, RemoveCopies::Why why);
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
     FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
-    FailureStep make_room(LaneId lane, const Failed& failed);
-    bool request_room(const CopyFile& copy);
+    FailureStep find_full(LaneId lane, const Failed& failed);
+    std::string why_nothing_makes_way() const;
+    bool has_older_copies(const CopyFile& copy);
+    void make_room(const std::string& day);
+    void give_up_for_room(const SeekRoom& seek, const std::string& why);
+    void tell_full(const std::string& why);
+    void stop(const std::string& why);
 
     RunGoal goal_;      ///< but for the channels' folders as it was given
     ShareNames names_;  ///< of the place where copies go, once it is known
@@ -162,9 +191,14 @@ private:
     std::deque<Work> ready_;
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;
-    Room room_;
+    RoomMaking room_;
     bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
+    std::string newest_recording_;     ///< its day; "": none was found
+    std::string date_doubt_;           ///< "" when the date is believed
+    std::set<std::string> kept_days_;  ///< that retention leaves alone: each camera's newest
+    RunPreview weighed_;               ///< room and what may make way, once they were asked for
+    std::string stopped_;              ///< why nothing more is copied; "" when nothing keeps it
 };
 
 }  // namespace services

@@ -1,4 +1,5 @@
 // What a run's plan makes of the lanes' reports and failures.
+#include <algorithm>
 #include <utility>
 
 #include "services/backup_daemon/copy/share_path.h"
@@ -17,10 +18,7 @@ constexpr long long FAILURES_TOLD = 10;
 // So many files refused one after the other: it is the share, not the files.
 constexpr int MOST_DENIED = 20;
 
-// Copies of a day that make room at one time.
-constexpr int ROOM_FILES = 100;
-
-bool reads_recordings(const Work& work) {
+bool is_listing(const Work& work) {
     return std::holds_alternative<FindDays>(work.what) ||
            std::holds_alternative<LookAtDay>(work.what);
 }
@@ -45,7 +43,7 @@ RunPlan::Answer RunPlan::answer(SeekPlace&, const FoundPlace& place) {
     goal_.channels = std::move(channels);
     names_ =
         ShareNames(join_path(goal_.destination.folder, place.below), goal_.recorder, goal_.task_id);
-    if (place.marked) tell_cameras(place);
+    if (place.marked && !goal_.preview) tell_cameras(place);
     if (place.is_new && !place.below.empty())
         notes_.push_back({OWN_FOLDER_MADE, names_.on_share("")});
     return Answer::whole;
@@ -66,6 +64,7 @@ RunPlan::Answer RunPlan::answer(TellCameras&, const Done&) {
 
 RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
     for (const std::string& day : days.names) days_.push_back({{find.channel, day}});
+    newest_recording_ = std::max(newest_recording_, days.newest);
     return Answer::whole;
 }
 
@@ -75,6 +74,7 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Entries& entries) {
 }
 
 RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
+    if (!stopped_.empty()) return Answer::whole;
     Day& day = days_[look.day];
     const auto recorded = memory_.copied_in(ShareNames::day_folder(day.where) + "/");
     give_up_doubles(look);
@@ -83,7 +83,7 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     for (const DayEntry& entry : look.found) {
         const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
         const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
-        if (!needs_copy(goal_, entry, copy, look.to_copy)) continue;
+        if (!needs_copy(goal_, entry, copy, look.to_copy || goal_.preview)) continue;
         ++files;
         bytes += entry.size;
         if (!look.to_copy) continue;
@@ -131,32 +131,6 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
     return Answer::whole;
 }
 
-/// A sign of life between two files.
-RunPlan::Answer RunPlan::answer(RemoveCopies&, const At&) {
-    return Answer::part;
-}
-
-RunPlan::Answer RunPlan::answer(RemoveCopies& removal, const Done&) {
-    const auto& copies = removal.copies;
-    switch (removal.why) {
-        case RemoveCopies::Why::leftover:
-            for (const CopiedFile& file : copies) memory_.drop_checkpoint(file.path);
-            break;
-        case RemoveCopies::Why::retention:
-            for (const CopiedFile& file : copies) memory_.forget(file.path);
-            counts_.removed += static_cast<long long>(copies.size());
-            break;
-        case RemoveCopies::Why::room:
-            for (const CopiedFile& file : copies) memory_.mark_removed(file.path);
-            room_.in_the_making = false;
-            ++room_.made;
-            notes_.push_back(
-                {ROOM_MADE, copies.front().day + ", " + std::to_string(copies.size()) + " files"});
-            break;
-    }
-    return Answer::whole;
-}
-
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     using Kind = FailureStep::Kind;
     if (!is_busy(lane)) return fail_to_connect(failed);
@@ -169,7 +143,7 @@ FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
         case FailureKind::other:
             return try_again(lane, failed);
         case FailureKind::full:
-            return make_room(lane, failed);
+            return find_full(lane, failed);
         case FailureKind::denied:
         case FailureKind::gone:
         case FailureKind::source:
@@ -198,7 +172,7 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     const Work& work = given_.at(lane);
     const auto* copy = std::get_if<CopyFile>(&work.what);
-    const bool unread = failed.kind == FailureKind::source && reads_recordings(work);
+    const bool unread = failed.kind == FailureKind::source && is_listing(work);
     if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
     if (copy)
         give_up_file(copy->count, failed.text);
@@ -224,35 +198,6 @@ void RunPlan::give_up_source(const Work& work, const std::string& why) {
 void RunPlan::give_up_file(const FileCount& file, const std::string& why) {
     tally_.gave_up(file, why);
     if (tally_.files_failed() <= FAILURES_TOLD) notes_.push_back({FILE_NOT_COPIED, why});
-}
-
-/// The share is full. The file waits until there is room; room that has been made since its order
-/// was given is tried first.
-FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
-    const auto* copy = std::get_if<CopyFile>(&given_.at(lane).what);
-    if (!copy) return {FailureStep::Kind::end_run, failed.text};
-    const bool on_its_way = room_.in_the_making || copy->rooms < room_.made;
-    if (!on_its_way && !request_room(*copy)) {
-        notes_.push_back({SHARE_FULL, failed.text});
-        const std::string before = may_remove_copies() ? "" : "; before that, " + tally_.failure();
-        return {FailureStep::Kind::end_run, "the share is full: " + failed.text + before};
-    }
-    lose(lane);
-    return {};
-}
-
-/// The oldest copied day goes, as long as it is older than what is to come.
-/// @return whether there is one
-bool RunPlan::request_room(const CopyFile& copy) {
-    const std::string& day = days_[copy.day].where.day;
-    const std::string oldest = memory_.oldest_day();
-    if (goal_.when_full == WhenFull::fail || !may_remove_copies()) return false;
-    if (oldest.empty() || oldest >= day) return false;
-    auto copies = memory_.older_than(day, ROOM_FILES);
-    std::erase_if(copies, [&](const CopiedFile& file) { return file.day != oldest; });
-    ready_.push_front({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});
-    room_.in_the_making = true;
-    return true;
 }
 
 }  // namespace services

@@ -49,6 +49,9 @@ public:
 
     long long files_failed() const { return files_failed_; }
 
+    /// Bytes that are planned and not on the share.
+    long long bytes_left() const { return bytes_planned_ - bytes_done_; }
+
     /// How many files were given up, and why the first; "" when none was.
     std::string failure() const;
 

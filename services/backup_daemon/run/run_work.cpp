@@ -86,18 +86,23 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
 RemoveCopies removal_work(RemoveCopies::Why why, std::vector<CopiedFile> copies,
                           const ShareNames& names) {
     RemoveCopies work{why, std::move(copies), {}};
-    for (const CopiedFile& file : work.copies) {
-        work.order.files.push_back(names.on_share(file.path));
-        if (file.side_file) work.order.files.push_back(side_file_path(names.on_share(file.path)));
-    }
+    for (const CopiedFile& file : work.copies)
+        work.order.files.push_back(
+            {.path = names.on_share(file.path),
+             .size = file.size,
+             .modified_ns = file.share_modified_ns,
+             .description_end = file.side_file ? side_file_end(file.size, file.sha256) : ""});
     work.order.folders = folders_of(work.copies, names);
     return work;
 }
 
-RemoveCopies leftover_work(const Checkpoint& checkpoint, const ShareNames& names) {
+RemoveCopies leftover_work(const RunGoal& goal, const ShareNames& names,
+                           const Checkpoint& checkpoint) {
     RemoveCopies work{RemoveCopies::Why::leftover, {}, {}};
     work.copies.emplace_back().path = checkpoint.path;
-    work.order.files.push_back(names.on_share(checkpoint.temporary));
+    const std::string temporary = names.on_share(checkpoint.temporary);
+    work.order.files.push_back({.path = temporary});
+    if (goal.side_files) work.order.files.push_back({.path = side_file_path(temporary)});
     return work;
 }
 

@@ -28,7 +28,7 @@ struct FindDays {
 /// right before its files are copied.
 struct LookAtDay {
     std::size_t day = 0;          ///< place among the plan's days
-    bool to_copy = false;         ///< otherwise to measure
+    bool to_copy = false;         ///< otherwise to measure, which no look at the share is for
     std::vector<DayEntry> found;  ///< as far as it has been told
 };
 
@@ -50,8 +50,20 @@ struct RemoveCopies {
     RemoveFiles order;
 };
 
+/// Is there room on the share for all that was measured?
+struct WeighRun {};
+
+/// A file has found the share full: can there be room for it at all? It waits in the plan.
+struct SeekRoom {
+    std::size_t day = 0;   ///< the file's, a place among the plan's days
+    std::string path;      ///< its copy's
+    long long needed = 0;  ///< bytes of it that are not on the share yet
+};
+
 struct Work {
-    std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies> what;
+    std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies, WeighRun,
+                 SeekRoom>
+        what;
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of
 };
 
@@ -76,7 +88,8 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
 RemoveCopies removal_work(RemoveCopies::Why why, std::vector<CopiedFile> copies,
                           const ShareNames& names);
 
-/// A temporary file that nothing will continue.
-RemoveCopies leftover_work(const Checkpoint& checkpoint, const ShareNames& names);
+/// A temporary file that nothing will continue, and where copies are described its description's.
+RemoveCopies leftover_work(const RunGoal& goal, const ShareNames& names,
+                           const Checkpoint& checkpoint);
 
 }  // namespace services

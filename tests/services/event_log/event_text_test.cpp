@@ -46,7 +46,9 @@ TEST(EventText, SaysWhatHappenedInARun) {
         {0x23150016, "Connection lost"},
         {0x23150017, "Old copies removed"},
         {0x23150018, "Oldest day removed from the full share"},
-        {0x23150019, "Share is full"}};
+        {0x23150019, "Share is full"},
+        {0x23150020, "Run will not fit on the share"},
+        {0x23150021, "Copy not removed"}};
     for (const auto& [id, text] : rows) EXPECT_EQ(event_text(event(id)), text);
 }
 

@@ -114,15 +114,15 @@ TEST_F(WorkerBodyTest, OffsetIsThatOfTheFileInHand) {
 
 TEST_F(WorkerBodyTest, SlowRemovalTellsThatItIsAlive) {
     slow_down(server, "remove");
-    EXPECT_GE(offsets_of(work({RemoveFiles{{"a", "b"}, {}}})).size(), 2U);
+    EXPECT_GE(offsets_of(work({RemoveFiles{{{"a"}, {"b"}}, {}}})).size(), 2U);
 }
 
 TEST_F(WorkerBodyTest, RemovesFilesThenTheFoldersThatAreEmpty) {
     server.put("a/b/1", "");
     server.put("a/b/2", "");
     server.put("a/c/foreign", "");
-    const Reports reports = work({RemoveFiles{{"a/b/1", "a/b/2", "a/gone"}, {"a/b", "a/c"}}});
-    EXPECT_EQ(names_of(reports), (Texts{"ready", "done"}));
+    const Reports reports = work({RemoveFiles{{{"a/b/1"}, {"a/b/2"}, {"a/gone"}}, {"a/b", "a/c"}}});
+    EXPECT_EQ(names_of(reports), (Texts{"ready", "removed"}));
     EXPECT_EQ(server.calls, (Texts{"connect", "remove a/b/1", "remove a/b/2", "remove a/gone",
                                    "remove_folder a/b", "remove_folder a/c"}));
     EXPECT_EQ(server.folders, (std::set<std::string>{"a", "a/c"}));
@@ -134,12 +134,12 @@ TEST_F(WorkerBodyTest, FailureOfTheShareIsToldAndOnlySomeEndTheWork) {
         const auto kind = static_cast<FailureKind>(number);
         server = {};
         server.failure = PlannedFailure{.call = 1, .when = Break::before, .kind = kind};
-        const Reports reports = work({RemoveFiles{{"a"}, {}}, RemoveFiles{{"b"}, {}}});
+        const Reports reports = work({RemoveFiles{{{"a"}}, {}}, RemoveFiles{{{"b"}}, {}}});
         ASSERT_GE(reports.size(), 2U);
         const bool ends = kind == FailureKind::lost || kind == FailureKind::refused ||
                           kind == FailureKind::unknown;
-        EXPECT_EQ(names_of(reports),
-                  ends ? (Texts{"ready", failed(kind)}) : (Texts{"ready", failed(kind), "done"}));
+        EXPECT_EQ(names_of(reports), ends ? (Texts{"ready", failed(kind)})
+                                          : (Texts{"ready", failed(kind), "removed"}));
         EXPECT_EQ(std::get<Failed>(reports[1]).text, "remove a: planned");
     }
 }
@@ -211,7 +211,7 @@ TEST_F(WorkerBodyTest, TellsOfAsManyFilesAsAnOrderCanName) {
 
 TEST_F(WorkerBodyTest, OrderThatCannotBeReadIsToldAndEndsTheWork) {
     server.put("a", "");
-    const std::string order = pack(WorkerOrder(RemoveFiles{{"a"}, {}}));
+    const std::string order = pack(WorkerOrder(RemoveFiles{{{"a"}}, {}}));
     for (const std::string& garbage :
          {std::string("garbage"), order.substr(0, order.size() - 1), order + '\0'}) {
         EXPECT_EQ(names_of(work_on({garbage, order})),
@@ -223,14 +223,14 @@ TEST_F(WorkerBodyTest, OrderThatCannotBeReadIsToldAndEndsTheWork) {
 TEST_F(WorkerBodyTest, OrderOfAHundredLongNamesIsUnderstood) {
     RemoveFiles order;
     for (int number = 0; number < 200; ++number)
-        order.files.push_back(std::to_string(number) + std::string(1000, 'x'));
-    EXPECT_EQ(names_of(work({order})), (Texts{"ready", "done"}));
+        order.files.push_back({std::to_string(number) + std::string(1000, 'x')});
+    EXPECT_EQ(names_of(work({order})), (Texts{"ready", "removed"}));
     EXPECT_EQ(server.calls_of("remove").size(), 200U);
 }
 
 TEST_F(WorkerBodyTest, WithoutTheDaemonNoWorkIsDone) {
     auto [daemon, process] = connected_sockets();
-    EXPECT_TRUE(send_packet(daemon.get(), pack(WorkerOrder(RemoveFiles{{"a"}, {}}))));
+    EXPECT_TRUE(send_packet(daemon.get(), pack(WorkerOrder(RemoveFiles{{{"a"}}, {}}))));
     daemon.close();
     run_worker(process.get(), make_share);
     EXPECT_EQ(server.calls, Texts{"connect"}) << "Ready reached nobody";

@@ -65,8 +65,8 @@ inline std::string failed(services::FailureKind kind) {
 
 /// A report in a word, with its kind when something failed.
 inline std::string name_of(const services::WorkerReport& report) {
-    static constexpr const char* NAMES[] = {"ready", "files", "at",    "noted",
-                                            "whole", "done",  "failed"};
+    static constexpr const char* NAMES[] = {"ready", "files",   "at",     "noted",
+                                            "whole", "removed", "failed", "room"};
     if (const auto* failure = std::get_if<services::Failed>(&report)) return failed(failure->kind);
     return NAMES[report.index()];
 }

@@ -28,7 +28,8 @@ const Files FILES{{{.size = 5, .modified_ns = -7}, {.size = -1}, {.size = 1LL <<
 
 std::vector<std::string> all_orders() {
     return {pack(WorkerOrder(AskFiles{"a", {"b", "c"}})), pack(WorkerOrder(SendFile{JOB, 5, 6})),
-            pack(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}}))};
+            pack(WorkerOrder(RemoveFiles{{{"a", 5, 6, "end"}, {"b"}}, {"c"}})),
+            pack(WorkerOrder(AskRoom()))};
 }
 
 std::vector<std::string> all_reports() {
@@ -37,8 +38,10 @@ std::vector<std::string> all_reports() {
             pack(WorkerReport(At{1LL << 40})),
             pack(WorkerReport(Noted{1LL << 40, "ab"})),
             pack(WorkerReport(Whole{"ab", 8})),
-            pack(WorkerReport(Done())),
-            pack(WorkerReport(Failed{FailureKind::full, "no room"}))};
+            pack(WorkerReport(Removed{{Fate::gone, Fate::stayed}})),
+            pack(WorkerReport(Failed{FailureKind::full, "no room"})),
+            pack(WorkerReport(Room{ShareRoom{5, 6}})),
+            pack(WorkerReport(Done()))};
 }
 
 template <typename Message>
@@ -88,9 +91,32 @@ TEST(WorkerMessages, OrderToCopyArrivesWhole) {
 
 TEST(WorkerMessages, OrderToRemoveArrivesWhole) {
     const auto order =
-        std::get<RemoveFiles>(given_back(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}})));
-    EXPECT_EQ(order.files, (std::vector<std::string>{"a", "b"}));
+        std::get<RemoveFiles>(given_back(WorkerOrder(RemoveFiles{{{"a"}, {"b"}}, {"c"}})));
+    ASSERT_EQ(order.files.size(), 2U);
+    EXPECT_EQ(order.files[0].path, "a");
+    EXPECT_EQ(order.files[0].size, -1);
+    EXPECT_FALSE(order.files[0].modified_ns);
+    EXPECT_EQ(order.files[0].description_end, "");
+    EXPECT_EQ(order.files[1].path, "b");
     EXPECT_EQ(order.folders, std::vector<std::string>{"c"});
+}
+
+TEST(WorkerMessages, WhatAFileWasArrivesWithTheOrderToRemoveIt) {
+    const auto order = std::get<RemoveFiles>(
+        given_back(WorkerOrder(RemoveFiles{{{"a", 1LL << 40, -7, "end"}}, {}})));
+    EXPECT_EQ(order.files.at(0).size, 1LL << 40);
+    EXPECT_EQ(order.files.at(0).modified_ns, -7);
+    EXPECT_EQ(order.files.at(0).description_end, "end");
+}
+
+TEST(WorkerMessages, FatesAndRoomArriveWhole) {
+    const Removed removed{{Fate::gone, Fate::stayed, Fate::description_stayed}};
+    EXPECT_EQ(std::get<Removed>(given_back(WorkerReport(removed))).files, removed.files);
+    const Room room{ShareRoom{.free = 5, .total = 1LL << 50}};
+    EXPECT_EQ(std::get<Room>(given_back(WorkerReport(room))).room->free, 5);
+    EXPECT_EQ(std::get<Room>(given_back(WorkerReport(room))).room->total, 1LL << 50);
+    EXPECT_FALSE(std::get<Room>(given_back(WorkerReport(Room()))).room);
+    EXPECT_TRUE(std::holds_alternative<AskRoom>(given_back(WorkerOrder(AskRoom()))));
 }
 
 TEST(WorkerMessages, ReportOfFilesArrivesWhole) {
@@ -109,6 +135,7 @@ TEST(WorkerMessages, ReportsOfACopyArriveWhole) {
     EXPECT_EQ(whole.sha256, "cd");
     EXPECT_EQ(whole.share_modified_ns, -5);
     EXPECT_TRUE(std::holds_alternative<Done>(given_back(WorkerReport(Done()))));
+    EXPECT_TRUE(std::holds_alternative<Removed>(given_back(WorkerReport(Removed()))));
 }
 
 /// A packet of numbers.
@@ -170,9 +197,9 @@ TEST(WorkerMessages, PacketWithMoreBehindItIsRefused) {
 }
 
 TEST(WorkerMessages, MessageOfNoKnownKindIsRefused) {
-    EXPECT_THROW(unpack_order(pack(WorkerReport(Done()))), std::runtime_error);
+    EXPECT_THROW(unpack_order(pack(WorkerReport(Removed()))), std::runtime_error);
     std::string packet = pack(WorkerReport(Ready()));
-    for (const long long number : {7LL, -1LL, 1LL << 32}) {
+    for (const long long number : {8LL, -1LL, 1LL << 32}) {
         packet.assign(reinterpret_cast<const char*>(&number), sizeof number);
         EXPECT_THROW(unpack_report(packet), std::runtime_error);
     }
@@ -183,7 +210,7 @@ TEST(WorkerMessages, SpoiledPacketIsReadOrRefusedAndNothingElse) {
     const auto orders = all_orders();
     const auto reports = all_reports();
     for (int round = 0; round < 20'000; ++round)
-        for (std::string packet : {orders[round % 3], reports[round % 7]}) {
+        for (std::string packet : {orders[round % 4], reports[round % 8]}) {
             for (int times = 0; times < 3; ++times)
                 packet[random() % packet.size()] = static_cast<char>(random());
             try {

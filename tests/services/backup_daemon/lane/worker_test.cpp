@@ -43,13 +43,13 @@ TEST(Worker, GivesOrdersAndHearsReports) {
     Worker worker([](int socket) {
         say(socket, Ready());
         const auto order = std::get<RemoveFiles>(unpack_order(*wait_for_packet(socket)));
-        say(socket, Failed{FailureKind::other, order.files.at(0) + order.files.at(1)});
+        say(socket, Failed{FailureKind::other, order.files.at(0).path + order.files.at(1).path});
         wait_for_packet(socket);
     });
     EXPECT_TRUE(std::holds_alternative<Ready>(next_report(worker).value()));
     EXPECT_FALSE(worker.receive()) << "nothing has been said yet";
     EXPECT_FALSE(worker.ended());
-    worker.send(RemoveFiles{{"a", "b"}, {}});
+    worker.send(RemoveFiles{{{"a"}, {"b"}}, {}});
     EXPECT_EQ(std::get<Failed>(next_report(worker).value()).text, "ab");
     EXPECT_FALSE(worker.ended());
 }
@@ -75,7 +75,7 @@ TEST(Worker, OrderToAProcessThatHasEndedShowsAsEnded) {
 
 TEST(Worker, OrderThatIsTooLargeShowsAsEnded) {
     Worker worker(stay);
-    worker.send(RemoveFiles{{std::string(LARGEST_PACKET, 'x')}, {}});
+    worker.send(RemoveFiles{{{std::string(LARGEST_PACKET, 'x')}}, {}});
     EXPECT_TRUE(worker.ended());
 }
 
@@ -87,7 +87,7 @@ TEST(Worker, DaemonDoesNotWaitForAProcessThatTakesNoOrders) {
 
 TEST(Worker, ProcessThatSpeaksNonsenseHasEnded) {
     for (const std::string& nonsense :
-         {std::string("x"), std::string(100, '\xff'), pack(WorkerReport(Done())) + "x"}) {
+         {std::string("x"), std::string(100, '\xff'), pack(WorkerReport(Removed())) + "x"}) {
         Worker worker([&](int socket) {
             send_packet(socket, nonsense);
             wait_for_packet(socket);

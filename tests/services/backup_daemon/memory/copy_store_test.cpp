@@ -115,19 +115,19 @@ TEST_F(CopyStoreTest, OlderCopiesAreTheTasksOwnOnTheDestinationOldestDayFirst) {
     record(other_task_, "2024-02-28");
     record(other_place_, "2024-02-27");
     store_.mark_removed("Door/2024-03-01/1.mp4");
-    EXPECT_EQ(paths_of(store_.older_than("2024-03-04", 10)),
+    EXPECT_EQ(paths_of(store_.older_than("2024-03-04", 10, {})),
               (Paths{"Door/2024-03-02/1.mp4", "Door/2024-03-03/1.mp4"}));
-    EXPECT_EQ(paths_of(store_.older_than("2024-03-04", 1)), Paths{"Door/2024-03-02/1.mp4"});
-    EXPECT_TRUE(store_.older_than("2024-03-02", 10).empty());
-    EXPECT_TRUE(store_.older_than("2024-03-04", 0).empty());
+    EXPECT_EQ(paths_of(store_.older_than("2024-03-04", 1, {})), Paths{"Door/2024-03-02/1.mp4"});
+    EXPECT_TRUE(store_.older_than("2024-03-02", 10, {}).empty());
+    EXPECT_TRUE(store_.older_than("2024-03-04", 0, {}).empty());
 }
 
 TEST_F(CopyStoreTest, OlderCopiesComeInStepsOfTheLimitUntilNoneIsLeft) {
     for (int number = 0; number < 25; ++number)
         record(store_, "2024-03-01", std::to_string(number));
     std::size_t removed = 0;
-    for (auto step = store_.older_than("2024-03-02", 10); !step.empty();
-         step = store_.older_than("2024-03-02", 10)) {
+    for (auto step = store_.older_than("2024-03-02", 10, {}); !step.empty();
+         step = store_.older_than("2024-03-02", 10, {})) {
         EXPECT_LE(step.size(), 10U);
         removed += step.size();
         for (const CopiedFile& file : step) store_.forget(file.path);
@@ -154,6 +154,64 @@ TEST_F(CopyStoreTest, CopyThatIsRecordedAgainIsThereAgain) {
     store_.mark_removed("Door/2024-03-01/1.mp4");
     record(store_, "2024-03-01");
     EXPECT_EQ(store_.oldest_day(), "2024-03-01");
+}
+
+TEST_F(CopyStoreTest, NewestDayOfEachCameraIsToldAndCanBeLeftOut) {
+    record(store_, "2024-03-01");
+    record(store_, "2024-03-02");
+    store_.record(file_of("Yard/2024-02-01/1.mp4", "2024-02-01"));
+    store_.record(file_of("Yard/2024-02-01/alarm/2.mp4", "2024-02-01"));
+    record(other_task_, "2024-03-03");
+    record(other_place_, "2024-03-04");
+    const auto newest = store_.newest_days();
+    EXPECT_EQ(newest, (std::set<std::string>{"Door/2024-03-02", "Yard/2024-02-01"}));
+    EXPECT_EQ(paths_of(store_.older_than("2025-01-01", 10, newest)),
+              Paths{"Door/2024-03-01/1.mp4"});
+    EXPECT_EQ(store_.older_than("2025-01-01", 10, {}).size(), 4U);
+    EXPECT_EQ(paths_of(store_.older_than("2025-01-01", 1, {"Yard/2024-02-01"})),
+              Paths{"Door/2024-03-01/1.mp4"});
+}
+
+TEST_F(CopyStoreTest, AmountOfOlderCopiesIsCountedOldestDayFirstUntilItIsEnough) {
+    constexpr long long SIZE = 5'000'000'000;
+    for (const char* day : {"2024-03-03", "2024-03-01", "2024-03-02"}) record(store_, day);
+    const auto amount = [&](const std::string& day, long long enough) {
+        const Amount found = store_.amount_older_than(day, {"Door/2024-03-01"}, enough);
+        EXPECT_EQ(found.bytes, found.files * SIZE);
+        return found.files;
+    };
+    EXPECT_EQ(amount("2024-03-04", 100 * SIZE), 2);
+    EXPECT_EQ(amount("2024-03-04", SIZE + 1), 2);
+    EXPECT_EQ(amount("2024-03-04", SIZE), 1);
+    EXPECT_EQ(amount("2024-03-04", 0), 0);
+    EXPECT_EQ(amount("2024-03-03", 100 * SIZE), 1);
+    EXPECT_EQ(amount("2024-03-02", 100 * SIZE), 0);
+}
+
+TEST_F(CopyStoreTest, CopyWhoseRemovalIsBegunCountsAsGoneUntilItIsDone) {
+    record(store_, "2024-03-01");
+    record(store_, "2024-03-02");
+    record(other_task_, "2024-03-03");
+    store_.begin_removal(store_.older_than("2024-03-02", 10, {}));
+    EXPECT_EQ(store_.oldest_day(), "2024-03-02");
+    EXPECT_TRUE(store_.copied_in("Door/2024-03-01/").begin()->second.removed);
+    EXPECT_EQ(paths_of(store_.half_removed(10)), Paths{"Door/2024-03-01/1.mp4"});
+    EXPECT_TRUE(store_.half_removed(0).empty());
+    EXPECT_TRUE(other_task_.half_removed(10).empty());
+    store_.mark_removed("Door/2024-03-01/1.mp4");
+    EXPECT_TRUE(store_.half_removed(10).empty());
+    EXPECT_TRUE(store_.copied_in("Door/2024-03-01/").begin()->second.removed);
+}
+
+TEST_F(CopyStoreTest, DateIsTheTasksOwnAndComesBackAsItWasKept) {
+    EXPECT_FALSE(store_.date());
+    store_.set_date({.trusted = "2024-03-01"});
+    EXPECT_EQ(store_.date(), TaskDate{.trusted = "2024-03-01"});
+    store_.set_date({"2024-03-01", "2026-01-01", "2026-01-02"});
+    EXPECT_EQ(store_.date(), (TaskDate{"2024-03-01", "2026-01-01", "2026-01-02"}));
+    EXPECT_EQ(other_place_.date(), store_.date());
+    EXPECT_FALSE(other_task_.date());
+    EXPECT_EQ(count("task_date"), 1);
 }
 
 TEST_F(CopyStoreTest, NewerCheckpointTakesThePlaceOfTheOlder) {

@@ -14,7 +14,10 @@
 struct CopyLedger {
     std::map<std::string, services::CopiedFile> copies;       ///< by path
     std::map<std::string, services::Checkpoint> checkpoints;  ///< by path, the task's own
-    std::set<std::string> foreign;               ///< paths of copies that another task has made
+    std::set<std::string> foreign;       ///< paths of copies that another task has made
+    std::set<std::string> half_removed;  ///< paths, while they are being removed to make room
+    /// What is known of the date: by default it is believed for years.
+    std::optional<services::TaskDate> date = services::TaskDate{.trusted = "2030-01-01"};
     std::string destination;                     ///< the last that was settled; "" before
     bool marked = false;                         ///< as it was settled
     std::map<std::string, std::string> folders;  ///< by the camera's guid
@@ -140,12 +143,21 @@ public:
         return oldest_own_day();
     }
 
-    std::vector<services::CopiedFile> older_than(const std::string& day, int limit) override {
+    std::set<std::string> newest_days() override {
         call();
-        std::multimap<std::string, services::CopiedFile> by_day;
+        std::map<std::string, std::string> newest;
         for (const auto& [path, copy] : ledger_.copies)
-            if (is_own(copy) && copy.day < day) by_day.emplace(copy.day, copy);
+            if (is_own(copy)) newest[camera(path)] = std::max(newest[camera(path)], copy.day);
+        std::set<std::string> days;
+        for (const auto& [of, day] : newest) days.insert(of + day);
+        return days;
+    }
+
+    std::vector<services::CopiedFile> older_than(const std::string& day, int limit,
+                                                 const std::set<std::string>& kept) override {
+        call();
         std::vector<services::CopiedFile> files;
+        const auto by_day = older(day, kept);
         for (const auto& [of_day, copy] : by_day) {
             if (files.size() == static_cast<std::size_t>(limit)) break;
             files.push_back(copy);
@@ -153,6 +165,46 @@ public:
             if (of_day == oldest_own_day()) ledger_.of_oldest_day.insert(copy.path);
         }
         return files;
+    }
+
+    services::Amount amount_older_than(const std::string& day, const std::set<std::string>& kept,
+                                       long long enough) override {
+        call();
+        services::Amount amount;
+        for (const auto& [of_day, copy] : older(day, kept)) {
+            if (amount.bytes >= enough) break;
+            ++amount.files;
+            amount.bytes += copy.size;
+        }
+        return amount;
+    }
+
+    void begin_removal(const std::vector<services::CopiedFile>& copies) override {
+        call();
+        for (const services::CopiedFile& copy : copies) {
+            ledger_.copies.at(copy.path).removed = true;
+            ledger_.half_removed.insert(copy.path);
+        }
+    }
+
+    std::vector<services::CopiedFile> half_removed(int limit) override {
+        call();
+        std::vector<services::CopiedFile> files;
+        for (const std::string& path : ledger_.half_removed) {
+            if (files.size() == static_cast<std::size_t>(limit)) break;
+            if (!ledger_.foreign.contains(path)) files.push_back(ledger_.copies.at(path));
+        }
+        return files;
+    }
+
+    std::optional<services::TaskDate> date() override {
+        call();
+        return ledger_.date;
+    }
+
+    void set_date(const services::TaskDate& date) override {
+        call();
+        ledger_.date = date;
     }
 
     void forget(const std::string& path) override {
@@ -165,11 +217,25 @@ public:
         call();
         if (const auto copy = ledger_.copies.find(path); copy != ledger_.copies.end())
             copy->second.removed = true;
+        ledger_.half_removed.erase(path);
         ledger_.gone.push_back(path);
     }
 
 private:
     void call() { ledger_.call(); }
+
+    static std::string camera(const std::string& path) {
+        return path.substr(0, path.find('/') + 1);
+    }
+
+    std::multimap<std::string, services::CopiedFile> older(
+        const std::string& day, const std::set<std::string>& kept) const {
+        std::multimap<std::string, services::CopiedFile> by_day;
+        for (const auto& [path, copy] : ledger_.copies)
+            if (is_own(copy) && copy.day < day && !kept.contains(camera(path) + copy.day))
+                by_day.emplace(copy.day, copy);
+        return by_day;
+    }
 
     bool is_own(const services::CopiedFile& copy) const {
         return !copy.removed && !ledger_.foreign.contains(copy.path);

@@ -154,7 +154,7 @@ TEST_F(DayErrandTest, AnswerThatIsNotToTheQuestionDoesNotFit) {
     record_both_kinds();
     const WorkerReport others[] = {Ready(),           files_of({4}), files_of({4, 5, 6}),
                                    files_of({4, -2}), Files(),       At{0},
-                                   Noted{0, ""},      Whole(),       Done()};
+                                   Noted{0, ""},      Whole(),       Removed()};
     for (const WorkerReport& report : others) {
         DayErrand errand(order);
         errand.begin();

@@ -21,8 +21,8 @@ using Texts = std::vector<std::string>;
 constexpr char DAY[] = "2024-03-01";
 const std::string HASH(64, 'a');
 
-const WorkerReport EVERY_REPORT[] = {Ready(),        Files(), files_of({5}),  At{0},
-                                     Noted{0, HASH}, Whole(), Whole{HASH, 0}, Done()};
+const WorkerReport EVERY_REPORT[] = {Ready(), Files(),        files_of({5}), At{0},  Noted{0, HASH},
+                                     Whole(), Whole{HASH, 0}, Removed(),     Room(), Done()};
 
 /// Whether an errand takes none of the reports but those named by their places.
 void expect_only(const std::function<std::unique_ptr<Errand>()>& begun,
@@ -105,17 +105,46 @@ TEST_F(ErrandTest, DaysAreListedHereAndTheProcessIsAskedNothing) {
 }
 
 TEST_F(ErrandTest, FilesAreRemovedByTheProcessWhichTellsThatItIsAlive) {
-    const Order order = RemoveFiles{{"a", "b"}, {"c"}};
+    const Order order = RemoveFiles{{{"a"}, {"b"}}, {"c"}};
     const Step step = errand_of(order)->begin();
     ASSERT_TRUE(step.ask);
-    EXPECT_EQ(std::get<RemoveFiles>(*step.ask).files, (Texts{"a", "b"}));
+    ASSERT_EQ(std::get<RemoveFiles>(*step.ask).files.size(), 2U);
+    EXPECT_EQ(std::get<RemoveFiles>(*step.ask).files[1].path, "b");
     EXPECT_EQ(std::get<RemoveFiles>(*step.ask).folders, Texts{"c"});
     EXPECT_TRUE(step.tell.empty());
-    expect_only([&] { return begun(order); }, {3, 7});
+    expect_only([&] { return begun(order); }, {3});
+    expect_only([&] { return begun(RemoveFiles()); }, {3, 7});
     EXPECT_FALSE(begun(order)->hear(At{1}));
     EXPECT_FALSE(begun(order)->hear(At{-1}));
     EXPECT_FALSE(begun(order)->hear(At{0})->over);
-    EXPECT_TRUE(begun(order)->hear(Done())->over);
+    for (const std::size_t fates : {0U, 1U, 3U})
+        EXPECT_FALSE(begun(order)->hear(Removed{std::vector<Fate>(fates)}));
+    const auto last = begun(order)->hear(Removed{{Fate::gone, Fate::stayed}});
+    ASSERT_TRUE(last && last->over);
+    EXPECT_EQ(std::get<Removed>(last->tell.at(0)).files,
+              (std::vector<Fate>{Fate::gone, Fate::stayed}));
+}
+
+TEST_F(ErrandTest, NewestDayIsToldThoughItIsNotAskedFor) {
+    for (const char* day : {"2024-02-29", "2024-03-01", "2026-01-01"})
+        std::filesystem::create_directories(folder.path() + "/" + day);
+    const auto told = [&](const std::string& first, const std::string& last) {
+        return std::get<Days>(errand_of(ListDays{folder.path(), first, last})->begin().tell.at(0));
+    };
+    EXPECT_EQ(told("2024-03-01", "2024-03-31").newest, "2026-01-01");
+    EXPECT_EQ(told("2024-03-01", "2024-03-31").names, Texts{"2024-03-01"});
+    EXPECT_EQ(told("2030-01-01", "2030-01-01").newest, "2026-01-01");
+}
+
+TEST_F(ErrandTest, RoomIsAskedForAndBelievedWithinWhatCanBe) {
+    const Step step = errand_of(AskRoom())->begin();
+    EXPECT_TRUE(step.ask && std::holds_alternative<AskRoom>(*step.ask));
+    expect_only([&] { return begun(AskRoom()); }, {8});
+    EXPECT_FALSE(begun(AskRoom())->hear(Room{ShareRoom{-1, 5}}));
+    EXPECT_FALSE(begun(AskRoom())->hear(Room{ShareRoom{5, -1}}));
+    const auto told = begun(AskRoom())->hear(Room{ShareRoom{5, 9}});
+    ASSERT_TRUE(told && told->over);
+    EXPECT_EQ(std::get<Room>(told->tell.at(0)).room->free, 5);
 }
 
 TEST_F(ErrandTest, CopyIsAskedForWithTheOpenRecording) {

@@ -12,7 +12,8 @@ namespace {
 
 bool ends_an_order(const Report& report) {
     return std::holds_alternative<FoundPlace>(report) || std::holds_alternative<Days>(report) ||
-           std::holds_alternative<Copied>(report) || std::holds_alternative<Done>(report) ||
+           std::holds_alternative<Copied>(report) || std::holds_alternative<Removed>(report) ||
+           std::holds_alternative<Room>(report) || std::holds_alternative<Done>(report) ||
            std::holds_alternative<Failed>(report);
 }
 
@@ -77,8 +78,8 @@ void FakeLanes::note_answer(const Order& order, const Report& report) {
     if (const auto* copy = std::get_if<CopyJob>(&order))
         copied_[copy->target] += std::holds_alternative<Copied>(report) ? 1 : 0;
     if (const auto* removal = std::get_if<RemoveFiles>(&order);
-        removal && std::holds_alternative<Done>(report))
-        removed_.insert(removal->files.begin(), removal->files.end());
+        removal && std::holds_alternative<Removed>(report))
+        for (const DoomedFile& file : removal->files) removed_.insert(file.path);
 }
 
 void FakeLanes::fail(LaneId lane, FailureKind kind, const std::string& text) {

@@ -40,8 +40,21 @@ std::string print(const CopyJob& order) {
            order.side_file->guid + " " + std::to_string(order.side_file->start);
 }
 
+std::string print(const DoomedFile& file) {
+    std::string text = file.path;
+    if (file.size >= 0) text += "=" + std::to_string(file.size);
+    if (file.modified_ns) text += "@" + std::to_string(*file.modified_ns);
+    return file.description_end.empty() ? text : text + "+" + file.description_end;
+}
+
 std::string print(const RemoveFiles& order) {
-    return "remove " + joined(order.files) + ", folders " + joined(order.folders);
+    std::vector<std::string> files;
+    for (const DoomedFile& file : order.files) files.push_back(print(file));
+    return "remove " + joined(files) + ", folders " + joined(order.folders);
+}
+
+std::string print(const AskRoom&) {
+    return "room";
 }
 
 }  // namespace

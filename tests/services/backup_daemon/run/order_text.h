@@ -7,5 +7,6 @@
 
 /// "days FOLDER FIRST..LAST", "look FOLDER DAY [normal] [alarm] REMOTE [asked]",
 /// "copy SOURCE -> TARGET via TEMPORARY recorded SIZE from OFFSET HASH [checked] [side FILE]" or
-/// "remove FILES, folders FOLDERS".
+/// "remove FILES, folders FOLDERS", a file being "PATH[=SIZE][@TIME][+END OF ITS DESCRIPTION]", or
+/// "room".
 std::string text_of(const services::Order& order);

@@ -40,6 +40,10 @@ Report report_of_kind(int kind) {
         case 5:
             return Copied{{77, 7, "abc"}};
         case 6:
+            return Removed();
+        case 7:
+            return Room();
+        case 8:
             return FoundPlace{.below = "elsewhere", .id = "other"};
         default:
             return Done();
@@ -53,7 +57,8 @@ bool may_answer(const Order& order, const Report& report) {
     if (std::holds_alternative<ListDay>(order))
         return std::holds_alternative<Entries>(report) || std::holds_alternative<Done>(report);
     if (std::holds_alternative<CopyJob>(order)) return std::holds_alternative<Copied>(report);
-    return std::holds_alternative<Done>(report);
+    if (std::holds_alternative<AskRoom>(order)) return std::holds_alternative<Room>(report);
+    return std::holds_alternative<Removed>(report);
 }
 
 }  // namespace
@@ -188,7 +193,7 @@ void RandomRun::trouble_lane(LaneId lane) {
 /// A lane carries out one order at a time, so nothing tells a report that comes twice from the
 /// answer to its next order: only what cannot be meant so is nonsense.
 void RandomRun::say_nonsense(LaneId lane) {
-    const Report report = report_of_kind(below(8));
+    const Report report = report_of_kind(below(10));
     const Order* order = scene_.lanes.order(lane);
     if (std::holds_alternative<Ready>(report) && !scene_.lanes.is_ready(lane)) return;
     if (!order || !may_answer(*order, report)) scene_.lanes.report(lane, report);

@@ -42,12 +42,14 @@ std::vector<Report> RecordingWorld::obey(const WriteText& order) {
 
 std::vector<Report> RecordingWorld::obey(const ListDays& order) {
     std::set<std::string> days;
+    std::string newest;
     for (const auto& [path, recording] : recordings_) {
         if (!path.starts_with(order.recordings + "/")) continue;
         const std::string day = path.substr(order.recordings.size() + 1, 10);
         if (day >= order.first && day <= order.last) days.insert(day);
+        newest = std::max(newest, day);
     }
-    return {Days{{days.begin(), days.end()}}};
+    return {Days{{days.begin(), days.end()}, newest}};
 }
 
 std::vector<Report> RecordingWorld::obey(const ListDay& order) {
@@ -100,12 +102,27 @@ std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
 
 std::vector<Report> RecordingWorld::obey(const RemoveFiles& order) {
     std::vector<Report> reports;
-    for (const std::string& file : order.files) {
-        share.erase(file);
+    Removed removed;
+    for (const DoomedFile& file : order.files) {
+        removed.files.push_back(remove(file));
         reports.emplace_back(At{0});
     }
-    reports.emplace_back(Done());
+    reports.emplace_back(removed);
     return reports;
+}
+
+Fate RecordingWorld::remove(const DoomedFile& file) {
+    const auto there = share.find(file.path);
+    if (there == share.end()) return Fate::gone;
+    if (file.size >= 0 && there->second != file.size) return Fate::stayed;
+    share.erase(there);
+    if (!file.description_end.empty()) share.erase(file.path + ".json");
+    return Fate::gone;
+}
+
+std::vector<Report> RecordingWorld::obey(const AskRoom&) {
+    if (!tells_room) return {Room()};
+    return {Room{ShareRoom{std::max(free_room(), 0LL), room}}};
 }
 
 long long RecordingWorld::free_room() const {

@@ -24,6 +24,8 @@ public:
     services::FoundPlace place{.below = "", .id = "place", .marked = true};
     /// How many bytes the share has room for.
     long long room = 1LL << 50;
+    /// Whether the server tells how much of it is left.
+    bool tells_room = true;
 
 private:
     struct Recording {
@@ -37,6 +39,8 @@ private:
     std::vector<services::Report> obey(const services::ListDay& order);
     std::vector<services::Report> obey(const services::CopyJob& order);
     std::vector<services::Report> obey(const services::RemoveFiles& order);
+    std::vector<services::Report> obey(const services::AskRoom& order);
+    services::Fate remove(const services::DoomedFile& file);
 
     long long free_room() const;
 

@@ -81,26 +81,34 @@ void RunChecker::check_order(const CopyJob& order) {
 }
 
 void RunChecker::check_order(const RemoveFiles& order) {
-    for (const std::string& file : order.files) EXPECT_TRUE(may_go(below_folder(file))) << file;
+    for (const DoomedFile& file : order.files)
+        EXPECT_TRUE(may_go(below_folder(file.path))) << file.path;
     for (const std::string& folder : order.folders)
-        EXPECT_TRUE(std::ranges::any_of(order.files, [&](const std::string& file) {
-            return file.starts_with(folder + "/");
+        EXPECT_TRUE(std::ranges::any_of(order.files, [&](const DoomedFile& file) {
+            return file.path.starts_with(folder + "/");
         })) << folder;
 }
 
 /// Only what the memory listed: the oldest day as long as there is something to copy, and what is
-/// too old or left over when there is nothing any more. No copy goes when anything has failed.
+/// too old or left over when there is nothing any more. No copy goes when anything has failed or
+/// the share was found full for good.
 bool RunChecker::may_go(const std::string& path) const {
     const CopyLedger& ledger = scene_.ledger;
-    const bool describes = path.ends_with(".json");
-    const std::string copy = describes ? path.substr(0, path.size() - 5) : path;
-    if (scene_.figures().files_failed > 0) return ledger.begun.contains(path);
+    const bool full = !scene_.told(SHARE_FULL).empty();
+    if (is_begun(path)) return full || scene_.figures().files_left == 0;
+    if (full || scene_.figures().files_failed > 0) return false;
     if (scene_.figures().files_left > 0)
         return scene_.goal.when_full == WhenFull::remove_oldest &&
-               ledger.of_oldest_day.contains(copy);
-    if (ledger.begun.contains(path)) return true;
+               ledger.of_oldest_day.contains(path) && ledger.half_removed.contains(path);
     const auto too_old = ledger.older_than.find(scene_.goal.first_kept_day);
-    return too_old != ledger.older_than.end() && too_old->second.contains(copy);
+    return too_old != ledger.older_than.end() && too_old->second.contains(path);
+}
+
+/// A temporary file, or its description's.
+bool RunChecker::is_begun(const std::string& path) const {
+    return std::ranges::any_of(scene_.ledger.checkpoints, [&](const auto& one) {
+        return path == one.second.temporary || path == one.second.temporary + ".json";
+    });
 }
 
 void RunChecker::check_events() {
@@ -134,11 +142,21 @@ void RunChecker::check_success(const std::set<std::string>& wanted) {
     EXPECT_TRUE(ledger.checkpoints.empty());
     for (const std::string& path : wanted) EXPECT_TRUE(ledger.copies.contains(path)) << path;
     for (const auto& [path, copy] : ledger.copies)
-        EXPECT_TRUE(copy.removed || ledger.foreign.contains(path) ||
+        EXPECT_TRUE(copy.removed || ledger.foreign.contains(path) || is_newest(copy) ||
                     copy.day >= scene_.goal.first_kept_day)
             << path << " is too old";
     const bool retains = !scene_.goal.first_kept_day.empty();
     EXPECT_EQ(scene_.told(RETENTION_PASS).size(), retains ? 1U : 0U);
+}
+
+/// Whether the task has no newer copy of the camera.
+bool RunChecker::is_newest(const CopiedFile& copy) const {
+    const std::string camera = copy.path.substr(0, copy.path.find('/') + 1);
+    return std::ranges::none_of(scene_.ledger.copies, [&](const auto& one) {
+        const auto& [path, other] = one;
+        return path.starts_with(camera) && other.day > copy.day && !other.removed &&
+               !scene_.ledger.foreign.contains(path);
+    });
 }
 
 std::string RunChecker::on_share(const std::string& path) const {

@@ -28,6 +28,8 @@ private:
     void check_order(const services::CopyJob& order);
     void check_order(const services::RemoveFiles& order);
     bool may_go(const std::string& path) const;
+    bool is_begun(const std::string& path) const;
+    bool is_newest(const services::CopiedFile& copy) const;
     void check_events();
     void check_success(const std::set<std::string>& wanted);
 

@@ -15,12 +15,15 @@ constexpr std::size_t ENTRIES = 2;
 constexpr std::size_t AT = 3;
 constexpr std::size_t NOTED = 4;
 constexpr std::size_t COPIED = 5;
-constexpr std::size_t DONE = 6;
+constexpr std::size_t REMOVED = 6;
+constexpr std::size_t ROOM = 7;
+constexpr std::size_t DONE = 8;
 
 const Case CASES[] = {{"days", {DAYS}},
                       {"look", {ENTRIES, DONE}},
+                      {"room", {ROOM}},
                       {"copy", {AT, NOTED, COPIED}},
-                      {"remove", {AT, DONE}}};
+                      {"remove", {AT, REMOVED}}};
 
 /// One of every kind, in their sequence.
 std::vector<Report> reports_of_every_kind() {
@@ -30,6 +33,8 @@ std::vector<Report> reports_of_every_kind() {
             At{50},
             Noted{50, "abc"},
             Copied{{50, 5, "abc"}},
+            Removed{},
+            Room{},
             Done{},
             Failed{FailureKind::other, "it failed"},
             FoundPlace{.below = "elsewhere", .id = "other"}};

@@ -7,7 +7,11 @@ namespace {
 
 class RunPlanCleanupTest : public RunPlanTest {
 protected:
-    RunPlanCleanupTest() { goal.first_kept_day = "2024-03-01"; }
+    RunPlanCleanupTest() {
+        goal.first_kept_day = "2024-03-01";
+        for (const char* camera : {"Door", "Yard"})
+            ledger.add(camera + std::string("/2024-03-19/newest.mp4"), "2024-03-19");
+    }
 
     void add_old(const std::string& name, const std::string& day = "2024-02-01") {
         ledger.add("Door/" + day + "/" + name, day);
@@ -15,7 +19,8 @@ protected:
 
     void begin_file(const std::string& day, const std::string& name) {
         const std::string path = "Door/" + day + "/" + name;
-        ledger.checkpoints[path] = {path, "Door/" + day + "/." + name + ".01234567-7.part", 50, "abc"};
+        ledger.checkpoints[path] = {path, "Door/" + day + "/." + name + ".01234567-7.part", 50,
+                                    "abc"};
     }
 };
 
@@ -23,7 +28,7 @@ TEST_F(RunPlanCleanupTest, CopiesOfDaysBeforeTheFirstKeptOneGo) {
     add_old("a.mp4", "2024-02-29");
     add_old("b.mp4", "2024-03-01");
     EXPECT_EQ(rest_that("remove"),
-              Texts{"remove store/Door/2024-02-29/a.mp4, folders store/Door/2024-02-29"});
+              Texts{"remove store/Door/2024-02-29/a.mp4=100, folders store/Door/2024-02-29"});
     EXPECT_EQ(ledger.gone, Texts{"Door/2024-02-29/a.mp4"});
     EXPECT_TRUE(ledger.copies.contains("Door/2024-03-01/b.mp4"));
     EXPECT_FALSE(ledger.copies.contains("Door/2024-02-29/a.mp4"));
@@ -40,7 +45,7 @@ TEST_F(RunPlanCleanupTest, ManyGoByTheHundredUntilNoneIsLeft) {
         sizes.push_back(ledger.gone.size() - before);
     }
     EXPECT_EQ(sizes, (std::vector<std::size_t>{100, 100, 50}));
-    EXPECT_TRUE(ledger.copies.empty());
+    EXPECT_EQ(ledger.copies.size(), 2U) << "the newest of each camera";
     EXPECT_EQ(notes(RETENTION_PASS), Texts{"250 files of days before 2024-03-01 removed"});
     EXPECT_TRUE(plan().is_over());
 }
@@ -55,8 +60,9 @@ TEST_F(RunPlanCleanupTest, RunThatCouldNotReadAChannelRemovesNoCopy) {
     begin_file("2023-11-11", "09-00-00.mp4");
     ASSERT_TRUE(next().starts_with("days /rec/door"));
     fail(FailureKind::source);
-    EXPECT_EQ(rest_that("remove"), Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.01234567-7.part, "
-                                         "folders "});
+    EXPECT_EQ(rest_that("remove"),
+              Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.01234567-7.part, "
+                    "folders "});
     EXPECT_TRUE(ledger.gone.empty());
     EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed: a run that "
                                            "has failed removes none"});
@@ -83,10 +89,118 @@ TEST_F(RunPlanCleanupTest, NothingIsTooOldWithoutRetention) {
 TEST_F(RunPlanCleanupTest, DescriptionsGoWithTheirCopies) {
     add_old("a.mp4");
     add_old("b.mp4");
-    ledger.copies.at("Door/2024-02-01/a.mp4").side_file = true;
+    CopiedFile& described = ledger.copies.at("Door/2024-02-01/a.mp4");
+    described.side_file = true;
+    described.sha256 = "abc";
     EXPECT_EQ(rest_that("remove"),
-              Texts{"remove store/Door/2024-02-01/a.mp4 store/Door/2024-02-01/a.mp4.json "
-                    "store/Door/2024-02-01/b.mp4, folders store/Door/2024-02-01"});
+              Texts{"remove store/Door/2024-02-01/a.mp4=100+\"length\":100,\"sha256\":\"abc\"}\n "
+                    "store/Door/2024-02-01/b.mp4=100, folders store/Door/2024-02-01"});
+}
+
+TEST_F(RunPlanCleanupTest, TimeThatTheShareToldForACopyIsLookedFor) {
+    add_old("a.mp4");
+    ledger.copies.at("Door/2024-02-01/a.mp4").share_modified_ns = 77;
+    EXPECT_TRUE(next_that("remove").starts_with("remove store/Door/2024-02-01/a.mp4=100@77,"));
+}
+
+TEST_F(RunPlanCleanupTest, FileInThePlaceOfACopyStaysIsToldAndForgotten) {
+    for (const char* name : {"a.mp4", "b.mp4", "c.mp4"}) add_old(name);
+    ASSERT_NE(next_that("remove"), "");
+    say(Removed{{Fate::stayed, Fate::gone, Fate::description_stayed}});
+    EXPECT_EQ(
+        notes(COPY_NOT_REMOVED),
+        (Texts{"Door/2024-02-01/a.mp4 is not as it was copied, and stays",
+               "the description of Door/2024-02-01/c.mp4 is not as it was copied, and stays"}));
+    EXPECT_EQ(ledger.copies.size(), 2U) << "it is never looked for again";
+    rest();
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"2 files of days before 2024-03-01 removed"});
+}
+
+TEST_F(RunPlanCleanupTest, OfManyFilesInThePlaceOfCopiesTheFirstTenAreTold) {
+    for (int number = 0; number < 30; ++number) add_old(std::to_string(10 + number) + ".mp4");
+    ASSERT_NE(next_that("remove"), "");
+    say(Removed{std::vector<Fate>(30, Fate::stayed)});
+    EXPECT_EQ(notes(COPY_NOT_REMOVED).size(), 10U);
+}
+
+TEST_F(RunPlanCleanupTest, NewestDayOfACameraStaysHoweverOldItIs) {
+    ledger.copies.erase("Door/2024-03-19/newest.mp4");
+    add_old("a.mp4", "2023-01-01");
+    add_old("b.mp4", "2023-01-02");
+    add_old("c.mp4", "2023-01-02");
+    ledger.add("Yard/2023-01-02/d.mp4", "2023-01-02");
+    rest();
+    EXPECT_EQ(ledger.gone, (Texts{"Door/2023-01-01/a.mp4", "Yard/2023-01-02/d.mp4"}));
+}
+
+TEST_F(RunPlanCleanupTest, PreviewTellsWhatARunWouldDoAndOrdersAndWritesNothing) {
+    goal.preview = true;
+    add_old("a.mp4");
+    add_old("b.mp4", "2024-02-02");
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
+    world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 1000);
+    world.record("/rec/yard", "2024-03-05", "08-00-00.mp4", 50, 500);
+    ledger.add("Yard/2024-03-05/08-00-00.mp4", "2024-03-05", 50);
+    world.share["store/Yard/2024-03-05/08-00-00.mp4"] = 50;
+    ledger.date = TaskDate{.trusted = "2024-03-01"};
+    world.room = 1000;
+    for (const std::string& order : rest())
+        EXPECT_TRUE(order.starts_with("days") || order.ends_with("asked") || order == "room")
+            << order;
+    const RunPreview seen = plan().preview();
+    EXPECT_EQ(seen.to_copy.files, 2);
+    EXPECT_EQ(seen.to_copy.bytes, 1100);
+    EXPECT_EQ(seen.cameras, 1);
+    EXPECT_EQ(seen.days, 2);
+    EXPECT_EQ(seen.first_day, "2024-03-05");
+    EXPECT_EQ(seen.last_day, "2024-03-06");
+    EXPECT_EQ(seen.too_old.files, 2);
+    EXPECT_EQ(seen.too_old.bytes, 200);
+    EXPECT_EQ(seen.room->free, 950);
+    EXPECT_FALSE(seen.fits);
+    EXPECT_EQ(seen.failure, "");
+    EXPECT_EQ(ledger.date, TaskDate{.trusted = "2024-03-01"});
+    EXPECT_TRUE(ledger.checkpoints.empty() && ledger.recorded.empty() && ledger.gone.empty());
+}
+
+TEST_F(RunPlanCleanupTest, PreviewSeesThatACopyIsGoneFromTheShare) {
+    goal.preview = true;
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 50, 500);
+    ledger.add("Door/2024-03-05/08-00-00.mp4", "2024-03-05", 50);
+    rest();
+    EXPECT_EQ(plan().preview().to_copy.files, 1);
+}
+
+TEST_F(RunPlanCleanupTest, NothingGoesByADateThatIsDoubted) {
+    add_old("a.mp4");
+    goal.today = "2029-03-20";
+    ledger.date = TaskDate{.trusted = "2024-03-19"};
+    EXPECT_EQ(rest_that("remove"), Texts{});
+    const Texts told = notes(RETENTION_PASS);
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_TRUE(
+        told[0].starts_with("0 files of days before 2024-03-01 removed: the date "
+                            "2029-03-20 is doubted: it is 1827 days after the last "
+                            "run's, 2024-03-19"))
+        << told[0];
+    EXPECT_EQ(ledger.date, (TaskDate{"2024-03-19", "2029-03-20", "2029-03-20"}));
+}
+
+TEST_F(RunPlanCleanupTest, DateOfTheFirstRunIsToldByTheNewestRecordingOfWhateverDay) {
+    add_old("a.mp4");
+    ledger.date.reset();
+    world.record("/rec/yard", "2024-04-05", "08-00-00.mp4", 100);
+    goal.today = "2024-05-06";
+    EXPECT_EQ(rest_that("remove").size(), 1U);
+    EXPECT_EQ(ledger.date, TaskDate{"2024-05-06"});
+}
+
+TEST_F(RunPlanCleanupTest, DateOfTheFirstRunIsDoubtedLongAfterTheNewestRecording) {
+    add_old("a.mp4");
+    ledger.date.reset();
+    world.record("/rec/yard", "2024-04-05", "08-00-00.mp4", 100);
+    goal.today = "2024-05-07";
+    EXPECT_EQ(rest_that("remove"), Texts{});
 }
 
 TEST_F(RunPlanCleanupTest, InnerFoldersGoBeforeThoseThatHoldThem) {

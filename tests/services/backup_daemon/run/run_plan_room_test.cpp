@@ -31,19 +31,31 @@ protected:
         return fail(FailureKind::full, lane, "no room");
     }
 
+    /// A lane is asked how much room there is; gives the order that it gets then.
+    std::string next_removal(LaneId lane = 1) {
+        EXPECT_EQ(next(lane), "room");
+        carry_out(lane);
+        return next(lane);
+    }
+
     /// A lane is told to make room; gives how many files go.
     std::size_t make_room(LaneId lane = 1) {
-        const std::string order = next(lane);
+        const std::string order = next_removal(lane);
         EXPECT_TRUE(order.starts_with("remove")) << order;
         const auto before = ledger.gone.size();
         carry_out(lane);
         return ledger.gone.size() - before;
     }
 
+    /// Nothing more is copied then, and what was begun goes.
     void expect_full(const FailureStep& step) {
-        EXPECT_EQ(step.kind, Kind::end_run);
-        EXPECT_EQ(step.why, "the share is full: no room");
+        EXPECT_EQ(step.kind, Kind::go_on);
+        EXPECT_EQ(plan().failure(), "the share is full: no room");
         EXPECT_EQ(notes(SHARE_FULL), Texts{"no room"});
+        for (const std::string& order : rest())
+            EXPECT_NE(order.find(".7.part"), std::string::npos) << order;
+        EXPECT_TRUE(ledger.checkpoints.empty());
+        EXPECT_TRUE(plan().is_over());
     }
 };
 
@@ -52,8 +64,8 @@ TEST_F(RunPlanRoomTest, OldestDayGoesAndTheFileIsTriedAgain) {
     add_day("2024-02-01", 2);
     const std::string file = next_that("copy");
     EXPECT_EQ(fail(FailureKind::full).kind, Kind::go_on);
-    EXPECT_EQ(next(),
-              "remove store/Door/2024-02-01/1000.mp4 store/Door/2024-02-01/1001.mp4, "
+    EXPECT_EQ(next_removal(),
+              "remove store/Door/2024-02-01/1000.mp4=100 store/Door/2024-02-01/1001.mp4=100, "
               "folders store/Door/2024-02-01");
     carry_out();
     EXPECT_TRUE(ledger.copies.at(numbered("2024-02-01", 0)).removed);
@@ -104,8 +116,8 @@ TEST_F(RunPlanRoomTest, NothingGoesInARunThatHasFailedAlready) {
     ASSERT_NE(next_that("copy"), "");
     fail(FailureKind::occupied, 1, "the words");
     const FailureStep step = run_full();
-    EXPECT_EQ(step.kind, Kind::end_run);
-    EXPECT_EQ(step.why,
+    EXPECT_EQ(step.kind, Kind::go_on);
+    EXPECT_EQ(plan().failure(),
               "the share is full: no room; before that, 1 of 3 files could not be copied; the "
               "first: the words");
     EXPECT_TRUE(ledger.gone.empty());
@@ -118,7 +130,8 @@ TEST_F(RunPlanRoomTest, RoomThatNobodyHasBegunToMakeIsNotMadeWhenAFileFails) {
     EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
     EXPECT_EQ(fail(FailureKind::occupied, 2).kind, Kind::go_on);
     EXPECT_TRUE(next(1).starts_with("copy"));
-    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::end_run);
+    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
+    EXPECT_TRUE(plan().failure().starts_with("the share is full"));
     EXPECT_TRUE(ledger.gone.empty());
 }
 
@@ -151,7 +164,7 @@ TEST_F(RunPlanRoomTest, NothingElseIsGivenWhileRoomIsMade) {
     add_day("2024-02-01", 1);
     world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 100);
     ASSERT_EQ(run_full(1).kind, Kind::go_on);
-    EXPECT_TRUE(next(1).starts_with("remove"));
+    EXPECT_TRUE(next_removal(1).starts_with("remove"));
     EXPECT_EQ(next(2), "");
     EXPECT_TRUE(plan().has_orders());
     carry_out(1);
@@ -161,7 +174,7 @@ TEST_F(RunPlanRoomTest, NothingElseIsGivenWhileRoomIsMade) {
 TEST_F(RunPlanRoomTest, OrderToMakeRoomOutlivesItsLane) {
     add_day("2024-02-01", 1);
     ASSERT_EQ(run_full(1).kind, Kind::go_on);
-    const std::string order = next(1);
+    const std::string order = next_removal(1);
     plan().lose(1);
     EXPECT_EQ(next(2), order);
     EXPECT_EQ(next(3), "");
@@ -173,7 +186,7 @@ TEST_F(RunPlanRoomTest, FilesThatFindNoRoomMeanwhileWaitForIt) {
     for (const LaneId lane : {1, 2, 3}) ASSERT_NE(next_that("copy", lane), "");
     EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
     EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on);
-    EXPECT_TRUE(next(1).starts_with("remove"));
+    EXPECT_TRUE(next_removal(1).starts_with("remove"));
     EXPECT_EQ(fail(FailureKind::full, 3).kind, Kind::go_on);
     carry_out(1);
     for (const LaneId lane : {1, 2, 3}) EXPECT_TRUE(next(lane).starts_with("copy"));
@@ -189,7 +202,7 @@ TEST_F(RunPlanRoomTest, RoomMadeSinceTheOrderIsTriedFirst) {
     EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on);
     EXPECT_TRUE(next(2).starts_with("copy"));
     EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on);
-    EXPECT_TRUE(next(2).starts_with("remove store/Door/2024-02-02"));
+    EXPECT_TRUE(next_removal(2).starts_with("remove store/Door/2024-02-02"));
 }
 
 TEST_F(RunPlanRoomTest, WhatMadeRoomIsNotSentAgainInTheSameRun) {
@@ -202,10 +215,134 @@ TEST_F(RunPlanRoomTest, WhatMadeRoomIsNotSentAgainInTheSameRun) {
     EXPECT_EQ(rest_that("copy").size(), 3U);
 }
 
+TEST_F(RunPlanRoomTest, NothingGoesForAFileThatCannotHaveRoomEvenThen) {
+    add_day("2024-02-01", 2);
+    add_day("2024-02-02", 1);
+    world.record("/rec/door", "2024-03-05", "09-00-00.mp4", 5000);
+    ledger.checkpoints["Door/2024-03-05/09-00-00.mp4"] = {
+        "Door/2024-03-05/09-00-00.mp4", "Door/2024-03-05/.09-00-00.mp4.7.part", 0, ""};
+    world.room = 1000;
+    ASSERT_NE(next_that("copy /rec/door/2024-03-05/09"), "");
+    EXPECT_EQ(fail(FailureKind::full, 1, "no room").kind, Kind::go_on);
+    EXPECT_EQ(next(), "room");
+    EXPECT_EQ(next(2), "") << "nothing else goes on meanwhile";
+    carry_out();
+    const std::string why =
+        "Door/2024-03-05/09-00-00.mp4: needs 5000 bytes, the share has 900 bytes free and 300 "
+        "bytes could be removed";
+    EXPECT_EQ(notes(SHARE_FULL), Texts{why});
+    EXPECT_EQ(next(), "remove store/Door/2024-03-05/.09-00-00.mp4.7.part, folders ");
+    carry_out();
+    rest();
+    EXPECT_TRUE(ledger.gone.empty());
+    EXPECT_EQ(counts(), "2 done, 1 failed, 0 left; 200 of 200 bytes") << "others have room";
+    EXPECT_EQ(plan().failure(), "1 of 3 files could not be copied; the first: " + why);
+}
+
+TEST_F(RunPlanRoomTest, WhatIsOnTheShareAlreadyNeedsNoRoom) {
+    add_day("2024-02-01", 3);
+    world.record("/rec/door", "2024-03-05", "07-00-00.mp4", 5000);
+    world.room = 400;
+    ASSERT_NE(next_that("copy /rec/door/2024-03-05/07"), "");
+    say(At{4600});
+    EXPECT_EQ(fail(FailureKind::full).kind, Kind::go_on);
+    EXPECT_TRUE(next_removal().starts_with("remove"));
+}
+
+TEST_F(RunPlanRoomTest, ServerThatDoesNotTellItsRoomIsTakenAtItsWordThatItIsFull) {
+    add_day("2024-02-01", 1);
+    world.tells_room = false;
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    EXPECT_EQ(make_room(), 1U);
+}
+
+TEST_F(RunPlanRoomTest, NothingGoesByADateThatIsDoubted) {
+    add_day("2024-02-01", 1);
+    ledger.date = TaskDate{.trusted = "2023-01-01"};
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    EXPECT_TRUE(plan().failure().starts_with("the share is full: no room; the date 2024-03-20"))
+        << plan().failure();
+    rest();
+    EXPECT_TRUE(ledger.gone.empty());
+}
+
+TEST_F(RunPlanRoomTest, WhatOtherLanesAreAtGoesOnWhenTheShareIsFullForGood) {
+    for (const LaneId lane : {1, 2, 3}) ASSERT_NE(next_that("copy", lane), "");
+    EXPECT_EQ(fail(FailureKind::full, 1, "no room").kind, Kind::go_on);
+    EXPECT_EQ(fail(FailureKind::full, 2, "none here either").kind, Kind::go_on);
+    EXPECT_EQ(next(1), "");
+    carry_out(3);
+    const Texts orders = rest();
+    EXPECT_EQ(orders.size(), 2U) << "the two that were begun";
+    EXPECT_EQ(ledger.recorded.size(), 1U);
+    EXPECT_TRUE(ledger.checkpoints.empty());
+    EXPECT_EQ(plan().failure(), "the share is full: no room");
+    EXPECT_EQ(notes(SHARE_FULL), Texts{"no room"});
+}
+
+TEST_F(RunPlanRoomTest, FileOfALostLaneIsNotCopiedWhenTheShareIsFullForGood) {
+    for (const LaneId lane : {1, 2}) ASSERT_NE(next_that("copy", lane), "");
+    fail(FailureKind::full, 1);
+    plan().lose(2);
+    for (const std::string& order : rest()) EXPECT_TRUE(order.starts_with("remove")) << order;
+    EXPECT_TRUE(plan().is_over());
+}
+
+TEST_F(RunPlanRoomTest, RemovalIsKnownBeforeItIsOrdered) {
+    add_day("2024-02-01", 2);
+    ASSERT_EQ(run_full().kind, Kind::go_on);
+    ASSERT_EQ(next(), "room");
+    carry_out();
+    EXPECT_TRUE(ledger.half_removed.empty());
+    ASSERT_TRUE(next().starts_with("remove"));
+    EXPECT_EQ(ledger.half_removed.size(), 2U);
+    carry_out();
+    EXPECT_TRUE(ledger.half_removed.empty());
+}
+
+TEST_F(RunPlanRoomTest, RemovalThatAKillInterruptedIsCompletedBeforeAnythingIsCopied) {
+    add_day("2024-02-01", 2);
+    for (auto& [path, copy] : ledger.copies) copy.removed = true;
+    ledger.half_removed = {numbered("2024-02-01", 0), numbered("2024-02-01", 1)};
+    world.record("/rec/door", "2024-02-01", "1000.mp4", 100);
+    goal.selection.first_day = "2024-01-01";
+    const Texts orders = rest();
+    const auto removal = std::ranges::find_if(
+        orders, [](const std::string& order) { return order.starts_with("remove"); });
+    const auto copy = std::ranges::find_if(
+        orders, [](const std::string& order) { return order.starts_with("copy"); });
+    EXPECT_LT(removal, copy);
+    EXPECT_TRUE(ledger.half_removed.empty());
+    EXPECT_EQ(ledger.recorded.size(), 3U) << "what made room is not sent again";
+}
+
+TEST_F(RunPlanRoomTest, RunThatWillNotFitSaysSoBeforeItCopies) {
+    world.room = 250;
+    const std::string first = next_that("copy");
+    ASSERT_NE(first, "");
+    EXPECT_EQ(notes(WILL_NOT_FIT),
+              Texts{"300 bytes are to be copied, the share has 250 bytes free"});
+}
+
+TEST_F(RunPlanRoomTest, OldCopiesThatMayGoCountAsRoom) {
+    add_day("2024-02-01", 1);
+    world.room = 250;
+    ASSERT_NE(next_that("copy"), "");
+    EXPECT_EQ(notes(WILL_NOT_FIT), Texts{});
+}
+
+TEST_F(RunPlanRoomTest, OldCopiesThatMustStayDoNot) {
+    add_day("2024-02-01", 1);
+    goal.when_full = WhenFull::fail;
+    world.room = 250;
+    ASSERT_NE(next_that("copy"), "");
+    EXPECT_EQ(notes(WILL_NOT_FIT).size(), 1U);
+}
+
 TEST_F(RunPlanRoomTest, RoomThatCannotBeMadeEndsTheRun) {
     add_day("2024-02-01", 1);
     ASSERT_EQ(run_full(1).kind, Kind::go_on);
-    ASSERT_TRUE(next(1).starts_with("remove"));
+    ASSERT_TRUE(next_removal(1).starts_with("remove"));
     const FailureStep step = fail(FailureKind::denied, 1, "the words");
     EXPECT_EQ(step.kind, Kind::end_run);
     EXPECT_EQ(step.why, "the words");
@@ -215,10 +352,10 @@ TEST_F(RunPlanRoomTest, RoomThatCannotBeMadeEndsTheRun) {
 TEST_F(RunPlanRoomTest, MemoryThatFailsHalfWayHasTheRemovalDoneAgain) {
     add_day("2024-02-01", 2);
     ASSERT_EQ(run_full(1).kind, Kind::go_on);
-    const std::string order = next(1);
+    const std::string order = next_removal(1);
     const int second = ledger.calls + 2;
     ledger.refuses = [second](int call) { return call == second; };
-    EXPECT_THROW(plan().take(1, Done()), standalone::DatabaseError);
+    EXPECT_THROW(plan().take(1, Removed{{Fate::gone, Fate::gone}}), standalone::DatabaseError);
     plan().lose(1);
     EXPECT_EQ(next(2), order);
     carry_out(2);

@@ -36,13 +36,14 @@ TEST_F(RunPlanTest, MeasuresAllDaysFromTheOldestAcrossChannelsBeforeAnyIsCopied)
     world.record("/rec/yard", "2024-03-01", "08-00-00.mp4", 1);
     world.record("/rec/yard", "2024-03-02", "08-00-00.mp4", 1000);
     const Texts orders = rest();
-    ASSERT_EQ(orders.size(), 14U);
+    ASSERT_EQ(orders.size(), 15U);
     const Texts measuring(orders.begin() + 2, orders.begin() + 6);
     EXPECT_EQ(measuring, (Texts{"look /rec/door 2024-03-01 normal alarm store/Door/2024-03-01",
                                 "look /rec/yard 2024-03-01 normal alarm store/Yard/2024-03-01",
                                 "look /rec/yard 2024-03-02 normal alarm store/Yard/2024-03-02",
                                 "look /rec/door 2024-03-03 normal alarm store/Door/2024-03-03"}));
-    EXPECT_EQ(orders[6], measuring[0] + " asked");
+    EXPECT_EQ(orders[6], "room");
+    EXPECT_EQ(orders[7], measuring[0] + " asked");
     EXPECT_EQ(counts(), "4 done, 0 failed, 0 left; 1111 of 1111 bytes");
     for (const auto& [path, copy] : ledger.copies) EXPECT_EQ(copy.day, path.substr(5, 10));
 }
@@ -84,11 +85,12 @@ TEST_F(RunPlanTest, SelectionGoesIntoTheOrders) {
     goal.selection = {
         .first_day = "2024-03-05", .last_day = "2024-03-06", .normal = false, .alarm = true};
     const Texts orders = rest();
-    ASSERT_EQ(orders.size(), 4U);
+    ASSERT_EQ(orders.size(), 5U);
     EXPECT_EQ(orders[0], "days /rec/door 2024-03-05..2024-03-06");
     EXPECT_EQ(orders[1], "look /rec/door 2024-03-05 alarm store/Door/2024-03-05");
-    EXPECT_EQ(orders[2], "look /rec/door 2024-03-05 alarm store/Door/2024-03-05 asked");
-    EXPECT_EQ(orders[3],
+    EXPECT_EQ(orders[2], "room");
+    EXPECT_EQ(orders[3], "look /rec/door 2024-03-05 alarm store/Door/2024-03-05 asked");
+    EXPECT_EQ(orders[4],
               "copy /rec/door/2024-03-05/alarm/09-00-00.mp4 -> "
               "store/Door/2024-03-05/alarm/09-00-00.mp4 via "
               "store/Door/2024-03-05/alarm/.09-00-00.mp4.01234567-7.part recorded -1 from 0 \"\" "

@@ -10,6 +10,7 @@ inline services::RunGoal sample_goal() {
     goal.destination = {.server = "nas", .port = 445, .share = "backup", .folder = "store"};
     goal.selection = {
         .first_day = "2024-03-01", .last_day = "2024-03-31", .normal = true, .alarm = true};
+    goal.today = "2024-03-20";
     goal.channels = {{.index = 1, .guid = "g1", .recordings = "/rec/door", .folder = "Door"},
                      {.index = 2, .guid = "g2", .recordings = "/rec/yard", .folder = "Yard"}};
     return goal;

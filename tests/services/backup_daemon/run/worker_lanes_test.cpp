@@ -145,16 +145,16 @@ TEST_F(WorkerLanesTest, LaneGetsItsOwnOrdersAndItsReportsAreTold) {
         say(socket, Ready());
         while (const auto packet = wait_for_packet(socket)) {
             const auto order = std::get<RemoveFiles>(unpack_order(*packet));
-            say(socket, Failed{FailureKind::other, order.files.at(0)});
+            say(socket, Failed{FailureKind::other, order.files.at(0).path});
         }
     });
     EXPECT_EQ(lanes->open(), 1);
     wait_for(1);
     EXPECT_EQ(lanes->open(), 2);
     wait_for(2);
-    lanes->give(2, RemoveFiles{{"yard"}, {}});
+    lanes->give(2, RemoveFiles{{{"yard"}}, {}});
     wait_for(3);
-    lanes->give(1, RemoveFiles{{"door"}, {}});
+    lanes->give(1, RemoveFiles{{{"door"}}, {}});
     wait_for(4);
     EXPECT_EQ(said, (Texts{"1 says 0", "2 says 0", "2 says yard", "1 says door"}));
 }
@@ -164,7 +164,7 @@ TEST_F(WorkerLanesTest, AllThatALaneSaidIsToldBeforeItsEnd) {
         say(socket, Ready());
         wait_for_packet(socket);
         for (int times = 0; times < 50; ++times) say(socket, At{0});
-        say(socket, Done());
+        say(socket, Removed());
     });
     lanes->open();
     EXPECT_TRUE(said.empty()) << "nothing is told from inside a call";
@@ -240,7 +240,7 @@ TEST_F(WorkerLanesTest, WhatThisMachineHasIsToldWithoutTheProcessAndFromTheLoop)
     lanes->give(1, copy_of(folder, "2024-03-01/01-00-00.mp4"));
     wait_for(5);
     said.back().resize(std::string("1 says /").size());
-    EXPECT_EQ(said, (Texts{"1 says 0", "1 says 2024-03-01", "1 says 2", "1 says 6", "1 says /"}));
+    EXPECT_EQ(said, (Texts{"1 says 0", "1 says 2024-03-01", "1 says 2", "1 says 8", "1 says /"}));
 }
 
 TEST_F(WorkerLanesTest, NothingBeginsOnALaneThatWasDroppedMeanwhile) {
@@ -256,7 +256,7 @@ TEST_F(WorkerLanesTest, NothingBeginsOnALaneThatWasDroppedMeanwhile) {
 TEST_F(WorkerLanesTest, OrderThatTheListenerGivesAtOnceIsCarriedOut) {
     make_pool([](int socket) {
         say(socket, Ready());
-        while (wait_for_packet(socket)) say(socket, Done());
+        while (wait_for_packet(socket)) say(socket, Removed());
     });
     lanes->listen({[this](LaneId lane, const Report& report) {
                        note(lane, report);
@@ -335,7 +335,7 @@ protected:
 
 TEST_F(LyingProcessTest, SaysSomethingBeforeItIsConnected) {
     for (const WorkerReport& report :
-         {WorkerReport(At{0}), WorkerReport(Done()), WorkerReport(Whole{hash, 0}),
+         {WorkerReport(At{0}), WorkerReport(Removed()), WorkerReport(Whole{hash, 0}),
           WorkerReport(Files()), WorkerReport(Noted{0, ""})}) {
         said.clear();
         open_with({report});
@@ -346,7 +346,7 @@ TEST_F(LyingProcessTest, SaysSomethingBeforeItIsConnected) {
 
 TEST_F(LyingProcessTest, SaysSomethingWithoutAnOrder) {
     for (const WorkerReport& report :
-         {WorkerReport(Ready()), WorkerReport(At{0}), WorkerReport(Done()),
+         {WorkerReport(Ready()), WorkerReport(At{0}), WorkerReport(Removed()),
           WorkerReport(Whole{hash, 0}), WorkerReport(Failed{FailureKind::full, "no room"})}) {
         said.clear();
         open_with({Ready(), report});
@@ -404,13 +404,13 @@ TEST_F(LyingProcessTest, SaysWhatIsNoAnswerToItsOrder) {
     expect_lost({RemoveFiles(), {Files()}});
     expect_lost({RemoveFiles(), {At{1}}});
     expect_lost({RemoveFiles(), {Ready()}});
-    expect_lost({copy(), {Done()}});
+    expect_lost({copy(), {Removed()}});
     expect_lost({copy(), {files_of({1})}});
     expect_lost({copy(), {Ready()}});
 }
 
 TEST_F(LyingProcessTest, EndsItsOrderTwice) {
-    expect_lost({RemoveFiles(), {Done(), Done()}, {"1 says 6"}});
+    expect_lost({RemoveFiles(), {Removed(), Removed()}, {"1 says 6"}});
     expect_lost({copy(), {Whole{hash, 0}, Whole{hash, 0}}, {"1 says 5"}});
     expect_lost({copy(), {Failed{FailureKind::other, "once"}, Failed()}, {"1 says once"}});
 }
@@ -436,8 +436,8 @@ TEST_F(LyingProcessTest, SaysOfADayWhatNobodyAskedFor) {
     expect_lost({day, {files_of({1, 2})}});
     expect_lost({day, {Files()}});
     expect_lost({day, {files_of({-2})}});
-    expect_lost({day, {Done()}});
-    expect_lost({day, {files_of({7}), files_of({7})}, {"1 says 2", "1 says 6"}});
+    expect_lost({day, {Removed()}});
+    expect_lost({day, {files_of({7}), files_of({7})}, {"1 says 2", "1 says 8"}});
 }
 
 TEST_F(WorkerLanesTest, ProcessThatTalksWithoutEndKeepsNobodyElseFromBeingHeard) {
@@ -464,20 +464,20 @@ TEST_F(WorkerLanesTest, ProcessThatTakesAllMemoryIsLostAlone) {
         say(socket, Ready());
         const auto order = std::get<RemoveFiles>(unpack_order(*wait_for_packet(socket)));
         // Not by way of the allocator: a sanitizer's waits for itself when there is no memory left.
-        while (order.files.at(0) == "greedy")
+        while (order.files.at(0).path == "greedy")
             if (mmap(nullptr, MEBIBYTE, PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) ==
                 MAP_FAILED)
                 std::abort();
-        say(socket, Done());
+        say(socket, Removed{{Fate::gone}});
         wait_for_packet(socket);
     });
     lanes->open();
     lanes->open();
     wait_for(2);
     said.clear();
-    lanes->give(2, RemoveFiles{{"greedy"}, {}});
+    lanes->give(2, RemoveFiles{{{"greedy"}}, {}});
     wait_for(1);
-    lanes->give(1, RemoveFiles{{"modest"}, {}});
+    lanes->give(1, RemoveFiles{{{"modest"}}, {}});
     wait_for(2);
     EXPECT_EQ(said, (Texts{"2 is lost: the copying process ended", "1 says 6"}));
 }

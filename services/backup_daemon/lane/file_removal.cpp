@@ -1,0 +1,100 @@
+// Removes files from a share that still are what they were, and leaves all others where they lie.
+#include "services/backup_daemon/lane/file_removal.h"
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "services/backup_daemon/copy/share_path.h"
+#include "services/backup_daemon/copy/side_file.h"
+
+namespace services {
+namespace {
+
+constexpr long long TOLERANCE_NS = 2'000'000'000;
+
+// Far more than a description has.
+constexpr long long LONGEST_DESCRIPTION = 64LL * 1024;
+
+using Found = std::map<std::string, FileState>;  // by path
+
+std::string name_of(const std::string& path) {
+    const std::string folder = folder_of(path);
+    return path.substr(folder.empty() ? 0 : folder.size() + 1);
+}
+
+/// What there is of the files that have to be looked at, and of their descriptions.
+Found look_at(Share& share, const std::vector<DoomedFile>& files,
+              const std::function<void()>& alive) {
+    std::map<std::string, std::set<std::string>> wanted;
+    for (const DoomedFile& file : files) {
+        if (file.size < 0) continue;
+        auto& names = wanted[folder_of(file.path)];
+        names.insert(name_of(file.path));
+        if (!file.description_end.empty()) names.insert(side_file_path(name_of(file.path)));
+    }
+    Found found;
+    for (const auto& [folder, names] : wanted) {
+        for (const auto& [name, state] : share.list(folder, names))
+            found.emplace(join_path(folder, name), state);
+        alive();
+    }
+    return found;
+}
+
+bool is_it(const DoomedFile& file, const FileState& there) {
+    if (there.size != file.size) return false;
+    if (!file.modified_ns) return true;
+    long long apart = 0;
+    if (__builtin_sub_overflow(there.modified_ns, *file.modified_ns, &apart)) return false;
+    return apart >= -TOLERANCE_NS && apart <= TOLERANCE_NS;
+}
+
+bool is_description(Share& share, const std::string& path, long long size, const std::string& end) {
+    if (size > LONGEST_DESCRIPTION) return false;
+    std::string text(static_cast<std::size_t>(size), 0);
+    const auto file = share.open(path, Share::Open::read);
+    text.resize(file->read(0, text.data(), text.size()));
+    return text.ends_with(end);
+}
+
+/// A file that is there goes, if it is the one that is meant.
+/// @return whether something else stayed in its place
+bool stays(Share& share, const Found& found, const DoomedFile& file) {
+    const auto there = found.find(file.path);
+    const bool is_there = file.size < 0 || there != found.end();
+    if (!is_there) return false;
+    if (file.size >= 0 && !is_it(file, there->second)) return true;
+    share.remove(file.path);
+    return false;
+}
+
+/// The same for its description.
+bool description_stays(Share& share, const Found& found, const DoomedFile& file) {
+    const auto there = found.find(side_file_path(file.path));
+    if (file.description_end.empty() || there == found.end()) return false;
+    if (!is_description(share, there->first, there->second.size, file.description_end)) return true;
+    share.remove(there->first);
+    return false;
+}
+
+Fate remove_file(Share& share, const Found& found, const DoomedFile& file) {
+    if (stays(share, found, file)) return Fate::stayed;
+    return description_stays(share, found, file) ? Fate::description_stayed : Fate::gone;
+}
+
+}  // namespace
+
+std::vector<Fate> remove_files(Share& share, const RemoveFiles& order,
+                               const std::function<void()>& alive) {
+    const auto there = look_at(share, order.files, alive);
+    std::vector<Fate> fates;
+    for (const DoomedFile& file : order.files) {
+        fates.push_back(remove_file(share, there, file));
+        alive();
+    }
+    for (const std::string& folder : order.folders) share.remove_folder(folder);
+    return fates;
+}
+
+}  // namespace services

@@ -1,0 +1,37 @@
+// What a run's plan tells of a run that is not to happen yet.
+#include <algorithm>
+#include <limits>
+#include <set>
+
+#include "services/backup_daemon/run/run_plan.h"
+
+namespace services {
+namespace {
+
+constexpr long long ALL = std::numeric_limits<long long>::max();
+
+}  // namespace
+
+RunPreview RunPlan::preview() {
+    RunPreview seen = weighed_;
+    std::set<const SelectedChannel*> cameras;
+    std::set<std::string> days;
+    for (const Day& day : days_) {
+        if (day.files == 0) continue;
+        seen.to_copy.files += day.files;
+        seen.to_copy.bytes += day.bytes;
+        cameras.insert(day.where.channel);
+        days.insert(day.where.day);
+    }
+    seen.cameras = static_cast<long long>(cameras.size());
+    seen.days = static_cast<long long>(days.size());
+    if (!days.empty()) seen.first_day = *days.begin();
+    if (!days.empty()) seen.last_day = *days.rbegin();
+    seen.failure = failure();
+    seen.why_copies_stay = why_copies_stay();
+    if (!goal_.first_kept_day.empty() && seen.why_copies_stay.empty())
+        seen.too_old = memory_.amount_older_than(goal_.first_kept_day, memory_.newest_days(), ALL);
+    return seen;
+}
+
+}  // namespace services
