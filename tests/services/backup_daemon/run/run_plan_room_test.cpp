@@ -53,7 +53,7 @@ protected:
         EXPECT_EQ(plan().failure(), "the share is full: no room");
         EXPECT_EQ(notes(SHARE_FULL), Texts{"no room"});
         for (const std::string& order : rest())
-            EXPECT_NE(order.find(".7.part"), std::string::npos) << order;
+            EXPECT_NE(order.find("-7.part"), std::string::npos) << order;
         EXPECT_TRUE(ledger.checkpoints.empty());
         EXPECT_TRUE(plan().is_over());
     }
