@@ -77,8 +77,9 @@ private:
         if (const auto order = plan_.next(lane)) lanes_.give(lane, *order);
     }
 
+    /// The first reason counts: a process that has failed ends behind it.
     void give_up(const std::string& why) {
-        failure_ = why;
+        if (!failure_) failure_ = why;
         loop_.stop();
     }
 
