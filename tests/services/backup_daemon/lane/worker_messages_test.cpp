@@ -25,8 +25,12 @@ const CopyJob JOB{.recordings = "/r",
 const Files FILES{{{.size = 5, .modified_ns = -7}, {.size = -1}, {.size = 1LL << 40}}};
 
 std::vector<std::string> all_orders() {
-    return {pack(WorkerOrder(AskFiles{"a", {"b", "c"}})), pack(WorkerOrder(SendFile{JOB, 5})),
-            pack(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}}))};
+    return {pack(WorkerOrder(AskFiles{"a", {"b", "c"}})),
+            pack(WorkerOrder(SendFile{JOB, 5})),
+            pack(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}})),
+            pack(WorkerOrder(ReadTexts{{"a"}})),
+            pack(WorkerOrder(WriteText{"a", "b", "c"})),
+            pack(WorkerOrder(FolderClaim{"a", "b", "c", "d"}))};
 }
 
 std::vector<std::string> all_reports() {
@@ -36,7 +40,8 @@ std::vector<std::string> all_reports() {
             pack(WorkerReport(Noted{1LL << 40, "ab"})),
             pack(WorkerReport(Whole{"ab"})),
             pack(WorkerReport(Done())),
-            pack(WorkerReport(Failed{FailureKind::full, "no room"}))};
+            pack(WorkerReport(Failed{FailureKind::full, "no room"})),
+            pack(WorkerReport(Contents{{"text", {}, ""}}))};
 }
 
 template <typename Message>
@@ -79,6 +84,21 @@ TEST(WorkerMessages, OrderToRemoveArrivesWhole) {
         std::get<RemoveFiles>(given_back(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}})));
     EXPECT_EQ(order.files, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(order.folders, std::vector<std::string>{"c"});
+}
+
+TEST(WorkerMessages, OrdersAboutTextsArriveWhole) {
+    const auto read = std::get<ReadTexts>(given_back(WorkerOrder(ReadTexts{{"a", "b"}})));
+    EXPECT_EQ(read.paths, (std::vector<std::string>{"a", "b"}));
+    const auto write = std::get<WriteText>(given_back(WorkerOrder(WriteText{"a", "b", "c"})));
+    EXPECT_EQ(write.path + write.temporary + write.text, "abc");
+    const FolderClaim wanted{.folder = "a", .temporary = "b", .file = "c", .text = "d"};
+    const auto claim = std::get<FolderClaim>(given_back(WorkerOrder(wanted)));
+    EXPECT_EQ(claim.folder + claim.temporary + claim.file + claim.text, "abcd");
+}
+
+TEST(WorkerMessages, ReportOfTextsArrivesWholeAndTellsNoneFromAnEmptyOne) {
+    const Contents contents{{"text", {}, ""}};
+    EXPECT_EQ(std::get<Contents>(given_back(WorkerReport(contents))).texts, contents.texts);
 }
 
 TEST(WorkerMessages, ReportOfFilesArrivesWhole) {
