@@ -16,6 +16,8 @@ class FaultProxy:
     refusing     new connections are closed at once
     stalled      nothing is forwarded any more, connections stay open
     rate         bytes a second towards the server, of all connections together; None: no limit
+    spoil_up     piece -> piece, of what goes towards the server
+    spoil_down   the same, of what comes from it
     """
 
     def __init__(self, target_port, listener=None):
@@ -27,6 +29,7 @@ class FaultProxy:
         self.refusing = self.stalled = False
         self.rate = None
         self.cut_at = self.stall_at = self.crawl_at = None
+        self.spoil_up = self.spoil_down = bytes
         self.pairs = {}
         self.ended = False
         self.thread = threading.Thread(target=self.forward, daemon=True)
@@ -94,14 +97,19 @@ class FaultProxy:
         other, up = self.pairs[source]
         try:
             data = source.recv(PIECE)
+            if up:
+                self.watch(source, data)
             if data:
-                other.sendall(data)
+                other.sendall(self.spoil_up(data) if up else self.spoil_down(data))
         except OSError:
             data = b""
         if not data:
             self.close(source)
         elif up:
             self.count(len(data))
+
+    def watch(self, source, data):
+        """Sees what a client sends before it goes on; for those who derive from this."""
 
     def count(self, size):
         self.sent += size

@@ -8,12 +8,10 @@
 #include <vector>
 
 #include "services/backup_daemon/copy/content_hash.h"
+#include "services/backup_daemon/copy/pace.h"
 #include "services/backup_daemon/copy/source_file.h"
 
 namespace services {
-
-/// Bytes that are on their way at one time, and all that a killed copier sends twice.
-inline constexpr std::size_t CHUNK = 1024UL * 1024;
 
 /// Who wants to know how a copy goes on.
 struct CopyWatcher {
@@ -26,6 +24,12 @@ struct CopyWatcher {
 struct ChunkBuffers {
     std::vector<char> mine = std::vector<char>(CHUNK);
     std::vector<char> theirs = std::vector<char>(CHUNK);
+
+    /// Makes them larger where a chunk asks for it.
+    void hold(std::size_t chunk) {
+        mine.resize(std::max(mine.size(), chunk));
+        theirs.resize(std::max(theirs.size(), chunk));
+    }
 };
 
 /// One file's copy. All but the hash outlives it.
@@ -33,12 +37,17 @@ struct CopyState {
     const SourceFile& source;
     ChunkBuffers& buffers;
     const CopyWatcher& watcher;
+    Pace& pace;
     ContentHash hash;  ///< of the source, up to where the step before has come
-};
 
-/// Bytes of the chunk that begins at `offset` of something that ends at `end`.
-inline std::size_t chunk_at(long long offset, long long end) {
-    return static_cast<std::size_t>(std::min<long long>(CHUNK, end - offset));
-}
+    /// Bytes of the chunk that begins at `offset` of something that ends at `end`. The buffers have
+    /// room for it.
+    std::size_t chunk_at(long long offset, long long end) {
+        const auto left = static_cast<std::size_t>(end - offset);
+        const std::size_t chunk = std::min(pace.chunk(), left);
+        buffers.hold(chunk);
+        return chunk;
+    }
+};
 
 }  // namespace services

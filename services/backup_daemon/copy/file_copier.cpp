@@ -3,35 +3,68 @@
 
 #include <utility>
 
+#include "services/backup_daemon/copy/compare.h"
+#include "services/backup_daemon/copy/final_name.h"
 #include "services/backup_daemon/copy/resume.h"
 #include "services/backup_daemon/copy/share_path.h"
-#include "services/backup_daemon/copy/standing.h"
 #include "services/backup_daemon/copy/transfer.h"
 
 namespace services {
+namespace {
 
-FileCopier::FileCopier(Share& share, CopyWatcher watcher)
-    : share_(share), watcher_(std::move(watcher)) {}
+using Kind = Standing::Kind;
 
-std::string FileCopier::copy(const CopyJob& job, const SourceFile& source) {
+// How often the target may turn out to be another one than it was a moment ago.
+constexpr int NAMING_ATTEMPTS = 3;
+
+CopyFailure occupied_target(const CopyJob& job) {
+    const char* const why =
+        job.recorded ? ": the copy there was changed by somebody else, and stays as it is"
+                     : ": another file, not of this recorder, has this name";
+    return {FailureKind::occupied, job.target + why};
+}
+
+/// Whether the server shall make the beginning of the new copy from the one that stands there.
+bool has_grown(const CopyJob& job, const Standing& standing, const SourceFile& source) {
+    return standing.kind == Kind::recorded && !job.recorded->sha256.empty() && job.offset == 0 &&
+           job.recorded->size >= static_cast<long long>(CHUNK) &&
+           job.recorded->size < source.size();
+}
+
+}  // namespace
+
+FileCopier::FileCopier(Share& share, CopyWatcher watcher, Pace pace)
+    : share_(share), watcher_(std::move(watcher)), pace_(std::move(pace)), kept_time_(share) {}
+
+WholeCopy FileCopier::copy(const CopyJob& job, const SourceFile& source) {
     CopyState state{.source = source,
                     .buffers = buffers_,
                     .watcher = watcher_,
+                    .pace = pace_,
                     .hash = ContentHash(job.check || job.side_file)};
-    const Standing standing = what_stands_there(share_, job, state);
-    if (standing == Standing::foreign)
-        throw CopyFailure(FailureKind::occupied,
-                          job.target + ": another file, not of this recorder, has this name");
-    if (standing != Standing::equal) {
-        make_folder(folder_of(job.target));
-        send_until_right(job, state);
-        share_.rename(job.temporary, job.target);
-    }
-    std::string sha256 = state.hash.hex();
+    const Standing standing = job.fresh ? Standing{} : what_stands_there(share_, job, state);
+    if (standing.kind == Kind::foreign) throw occupied_target(job);
+    // A claim that was cut before its text equals a recording of no bytes.
+    if (standing.kind == Kind::equal && source.size() == 0) share_.remove(job.temporary);
+    const WholeCopy whole = standing.kind == Kind::equal
+                                ? WholeCopy{state.hash.hex(), standing.seen.modified_ns}
+                                : send_and_name(job, standing, state);
     if (job.side_file)
-        write_side_file(share_, job.target, job.temporary,
-                        side_file_text(*job.side_file, source.size(), sha256));
-    return sha256;
+        write_side_file(
+            share_, {side_file_path(job.temporary), side_file_path(job.target), job.claim},
+            *job.side_file, side_file_text(*job.side_file, source.size(), whole.sha256));
+    return whole;
+}
+
+WholeCopy FileCopier::send_and_name(const CopyJob& job, const Standing& standing,
+                                    CopyState& state) {
+    make_folder(folder_of(job.target));
+    send_until_right(job, has_grown(job, standing, state.source), state);
+    WholeCopy whole{state.hash.hex(), 0};
+    whole.share_modified_ns = kept_time_.keep(job.temporary, state.source.modified_ns());
+    const Standing named = take_name(job, standing, state);
+    if (named.kind == Kind::equal) whole.share_modified_ns = named.seen.modified_ns;
+    return whole;
 }
 
 void FileCopier::make_folder(const std::string& folder) {
@@ -40,11 +73,11 @@ void FileCopier::make_folder(const std::string& folder) {
     made_folder_ = folder;
 }
 
-/// A temporary file that is not right goes: none of its bytes can be trusted.
-void FileCopier::send_until_right(const CopyJob& job, CopyState& state) {
+/// A temporary file that is not right goes: none of its bytes can be trusted, nor those of a copy
+/// that some of them came from.
+void FileCopier::send_until_right(const CopyJob& job, bool from_copy, CopyState& state) {
     for (int attempt = 0; attempt < COPY_ATTEMPTS; ++attempt) {
-        send(job, state);
-        if (!job.check || is_right(job, state)) return;
+        if (send(job, from_copy && attempt == 0, state)) return;
         share_.remove(job.temporary);
         watcher_.checkpoint(0, "");
     }
@@ -52,20 +85,66 @@ void FileCopier::send_until_right(const CopyJob& job, CopyState& state) {
                       job.target + ": the share gives back other bytes than it got");
 }
 
-/// Writes the temporary file, or what it lacks.
-void FileCopier::send(const CopyJob& job, CopyState& state) {
-    const long long there = share_.look(job.temporary).value_or(FileState{}).size;
-    const auto file = share_.open(job.temporary, Share::Open::write);
-    const long long begin = resume_point(*file, there, job, state);
+/// Writes the temporary file, or what it lacks. It is read back through the same opening: the
+/// library keeps nothing of what it has written.
+/// @return whether it is right, as far as it is to be checked
+bool FileCopier::send(const CopyJob& job, bool from_copy, CopyState& state) {
+    const bool begun = from_copy && begin_from_copy(job, state);
+    const auto [file, there] = open_temporary(job);
+    const long long begin = begun ? job.recorded->size : resume_point(*file, there, job, state);
     if (there > state.source.size()) file->truncate(state.source.size());
     watcher_.at(begin);
     write_from(*file, begin, state);
+    const bool is_right = !job.check || reads_back(*file, state);
     file->close();
+    return is_right;
 }
 
-bool FileCopier::is_right(const CopyJob& job, CopyState& state) {
-    const auto file = share_.open(job.temporary, Share::Open::read);
-    return reads_back(*file, state);
+/// A recording that has grown since it was copied: only what is new goes over the line.
+/// @return false: everything is to be sent
+bool FileCopier::begin_from_copy(const CopyJob& job, CopyState& state) {
+    const RecordedCopy& copy = *job.recorded;
+    if (!begins_with(copy.sha256, copy.size, state)) return false;
+    try {
+        share_.copy_beginning(job.target, job.temporary, copy.size, watcher_.alive);
+    } catch (const CopyFailure& failure) {
+        if (ends_connection(failure.kind)) throw;
+        if (failure.kind != FailureKind::occupied) share_.remove(job.temporary);
+        return false;
+    }
+    watcher_.checkpoint(copy.size, copy.sha256);
+    return true;
+}
+
+/// Of a fresh copy there should be no temporary file; one whose record was lost is gone on with.
+FileCopier::Unfinished FileCopier::open_temporary(const CopyJob& job) {
+    const auto open = [&](Share::Open mode) {
+        return pace_.ask([&] { return share_.open(job.temporary, mode); });
+    };
+    try {
+        if (job.fresh) return {open(Share::Open::create), 0};
+    } catch (const CopyFailure& failure) {
+        if (failure.kind != FailureKind::occupied) throw;
+    }
+    const long long there = share_.look(job.temporary).value_or(FileState{}).size;
+    return {open(Share::Open::write), there};
+}
+
+/// What stands there may have changed since it was looked at, which was before the file was sent.
+/// @return what stood there at last; the temporary file has its name if that is not equal
+Standing FileCopier::take_name(const CopyJob& job, Standing standing, CopyState& state) {
+    const Naming naming{job.temporary, job.target, job.claim};
+    for (int attempt = 0; attempt < NAMING_ATTEMPTS; ++attempt) {
+        const bool taken = standing.kind == Kind::nothing
+                               ? take_free_name(share_, naming)
+                               : take_over_name(share_, naming, standing.seen);
+        if (taken) return standing;
+        standing = what_stands_there(share_, job, state);
+        if (standing.kind == Kind::foreign || standing.kind == Kind::equal) break;
+    }
+    share_.remove(job.temporary);
+    if (standing.kind != Kind::equal) throw occupied_target(job);
+    return standing;
 }
 
 }  // namespace services

@@ -7,33 +7,29 @@
 #include "services/backup_daemon/copy/compare.h"
 
 namespace services {
-namespace {
 
-/// The hash of the source's first `end` bytes.
-Sha256 hash_of_beginning(long long end, const CopyState& state) {
-    char* const mine = state.buffers.mine.data();
+bool begins_with(const std::string& sha256, long long end, CopyState& state) {
     Sha256 hash;
     for (long long at = 0; at < end;) {
-        const std::size_t size = chunk_at(at, end);
+        const std::size_t size = state.chunk_at(at, end);
+        char* const mine = state.buffers.mine.data();
         state.source.read(at, mine, size);
         hash.add(mine, size);
         at += static_cast<long long>(size);
         state.watcher.alive();
     }
-    return hash;
+    if (hash.hex() != sha256) return false;
+    state.hash.go_on_from(std::move(hash));
+    return true;
 }
-
-}  // namespace
 
 long long resume_point(ShareFile& file, long long there, const CopyJob& job, CopyState& state) {
     state.hash.restart();
     const long long end = std::min(there, state.source.size());
     const bool has_checkpoint = job.offset > 0 && !job.prefix_sha256.empty();
-    if (!has_checkpoint || job.offset > end) return equal_until(file, 0, end, state);
-    Sha256 beginning = hash_of_beginning(job.offset, state);
-    if (beginning.hex() != job.prefix_sha256) return equal_until(file, 0, end, state);
-    state.hash.go_on_from(std::move(beginning));
-    return equal_until(file, job.offset, end, state);
+    const bool vouched =
+        has_checkpoint && job.offset <= end && begins_with(job.prefix_sha256, job.offset, state);
+    return equal_until(file, vouched ? job.offset : 0, end, state);
 }
 
 }  // namespace services

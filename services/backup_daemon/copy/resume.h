@@ -7,6 +7,11 @@
 
 namespace services {
 
+/// Whether the source's first `end` bytes have this hash. Then the state's hash is theirs.
+/// @param end at most the source's size
+/// @throws CopyFailure
+bool begins_with(const std::string& sha256, long long end, CopyState& state);
+
 /// Compares an unfinished file with the source. What the job's checkpoint vouches for is not read
 /// from the share, as long as the source still has the hash that was noted then; without such a
 /// checkpoint everything is compared. Leaves the hash of what can stay.

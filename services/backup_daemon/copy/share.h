@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +19,13 @@ struct FileState {
 
     bool operator==(const FileState&) const = default;
 };
+
+/// Whether two times that a server told are one: file systems round, the roughest to two seconds.
+inline bool same_time(long long one_ns, long long other_ns) {
+    constexpr long long ROUGHEST_NS = 2'000'000'000;
+    long long apart = 0;
+    return !__builtin_sub_overflow(one_ns, other_ns, &apart) && std::llabs(apart) <= ROUGHEST_NS;
+}
 
 /// Room on a share, for the user who is logged in.
 struct ShareRoom {
@@ -65,6 +74,12 @@ public:
     /// Gives a folder that is not empty its new name.
     /// @throws CopyFailure occupied when there is anything of that name; nothing has changed then
     virtual void rename_folder(const std::string& from, const std::string& to) = 0;
+    /// Makes a new file of the first `size` bytes of another one; the server copies them, as far as
+    /// it can. Occupied when there is anything of the new name. What has been made when it fails
+    /// stays.
+    /// @param alive called every now and then meanwhile
+    virtual void copy_beginning(const std::string& from, const std::string& to, long long size,
+                                const std::function<void()>& alive) = 0;
     /// Sets a file's time of last write, as finely as the server has it.
     virtual void set_modified(const std::string& path, long long modified_ns) = 0;
     /// Deletes a file; there need not be one.

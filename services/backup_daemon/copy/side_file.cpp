@@ -4,8 +4,40 @@
 #include <json-c/json.h>
 
 #include "platform/standalone/store/strict_json.h"
+#include "services/backup_daemon/copy/copy_failure.h"
 
 namespace services {
+namespace {
+
+// No description comes near it.
+constexpr long long LARGEST_DESCRIPTION = 64LL * 1024;
+
+/// Whether a text is a description of the recording, of whatever length that had then.
+bool describes(const std::string& text, const SideFile& described) {
+    const JsonPtr object = standalone::parse_strict_object(text);
+    json_object* guid = nullptr;
+    json_object* start = nullptr;
+    return json_object_object_get_ex(object.get(), "guid", &guid) &&
+           json_object_object_get_ex(object.get(), "start", &start) &&
+           json_object_is_type(start, json_type_int) &&
+           json_object_get_string(guid) == described.guid &&
+           json_object_get_int64(start) == described.start;
+}
+
+void write(Share& share, const std::string& path, const std::string& text) {
+    const auto file = share.open(path, Share::Open::write);
+    file->truncate(0);
+    file->write(0, text.data(), text.size());
+    file->close();
+}
+
+std::string content_of(Share& share, const std::string& path, long long size) {
+    std::string content(static_cast<std::size_t>(size), '\0');
+    content.resize(share.open(path, Share::Open::read)->read(0, content.data(), content.size()));
+    return content;
+}
+
+}  // namespace
 
 std::string side_file_path(const std::string& path) {
     return path + ".json";
@@ -21,14 +53,20 @@ std::string side_file_text(const SideFile& side_file, long long length, const st
     return standalone::print_json(object.get()) + "\n";
 }
 
-void write_side_file(Share& share, const std::string& target, const std::string& temporary,
+void write_side_file(Share& share, const Naming& naming, const SideFile& described,
                      const std::string& text) {
-    const std::string unfinished = side_file_path(temporary);
-    const auto file = share.open(unfinished, Share::Open::write);
-    file->truncate(0);
-    file->write(0, text.data(), text.size());
-    file->close();
-    share.rename(unfinished, side_file_path(target));
+    write(share, naming.temporary, text);
+    if (take_free_name(share, naming)) return;
+    const auto there = share.look(naming.target);
+    if (there && there->size <= LARGEST_DESCRIPTION) {
+        const std::string content = content_of(share, naming.target, there->size);
+        const bool ours = naming.claim.starts_with(content) || text.starts_with(content) ||
+                          describes(content, described);
+        if (ours && take_over_name(share, naming, *there)) return;
+    }
+    share.remove(naming.temporary);
+    throw CopyFailure(FailureKind::occupied,
+                      naming.target + ": another file, not of this recorder, has this name");
 }
 
 }  // namespace services

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "services/backup_daemon/copy/final_name.h"
 #include "services/backup_daemon/copy/share.h"
 
 namespace services {
@@ -22,10 +23,12 @@ std::string side_file_path(const std::string& path);
 /// @param sha256 of its content, hexadecimal
 std::string side_file_text(const SideFile& side_file, long long length, const std::string& sha256);
 
-/// Puts a description beside the copy `target`, in the place of one that is there. It gets its name
-/// when it is whole; until then it lies beside `temporary`.
-/// @throws CopyFailure
-void write_side_file(Share& share, const std::string& target, const std::string& temporary,
+/// Puts a description beside a copy, in the place of an older one of the same recording. It gets its
+/// name when it is whole.
+/// @param naming the description's own names
+/// @param text   what side_file_text() makes of `described`
+/// @throws CopyFailure, occupied when a file of that name is no description of the recording
+void write_side_file(Share& share, const Naming& naming, const SideFile& described,
                      const std::string& text);
 
 }  // namespace services

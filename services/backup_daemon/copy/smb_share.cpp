@@ -13,6 +13,7 @@ extern "C" {
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -71,6 +72,23 @@ int flags_of(Share::Open mode) {
     return O_RDWR | O_CREAT | O_EXCL;
 }
 
+/// Who is told that a long call goes on. What he throws must not go through the library.
+struct Liveliness {
+    const std::function<void()>& alive;
+    std::exception_ptr failure{};
+};
+
+int show_life(off_t, void* liveliness) {
+    auto& told = *static_cast<Liveliness*>(liveliness);
+    try {
+        told.alive();
+        return 1;
+    } catch (...) {
+        told.failure = std::current_exception();
+        return 0;
+    }
+}
+
 struct FreeContext {
     void operator()(SMBCCTX* context) const { smbc_free_context(context, 1); }
 };
@@ -93,6 +111,7 @@ public:
         }
     }
 
+    /// Asked at once, the library sends several requests side by side where one does not do.
     std::size_t read(long long offset, char* data, std::size_t size) override {
         seek(offset);
         std::size_t total = 0;
@@ -113,6 +132,16 @@ public:
     void close() override {
         SMBCFILE* file = std::exchange(file_, nullptr);
         if (smbc_getFunctionClose(context_)(context_, file) != 0) fail(path_);
+    }
+
+    /// Has the server copy the first `size` bytes of another file. Where it cannot, the library reads
+    /// and writes them.
+    void take_beginning(SmbFile& other, long long size, Liveliness& liveliness) {
+        const off_t copied = smbc_getFunctionSplice(context_)(context_, other.file_, file_, size,
+                                                              show_life, &liveliness);
+        if (liveliness.failure) std::rethrow_exception(liveliness.failure);
+        if (copied < 0) give_up();
+        if (copied != size) throw CopyFailure(FailureKind::other, path_ + ": copied by halves");
     }
 
 private:
@@ -264,6 +293,15 @@ void SmbShare::rename_folder(const std::string& from, const std::string& to) {
     }
     if (!is_taken) fail(to);
     throw CopyFailure(FailureKind::occupied, to + ": something has this name already");
+}
+
+void SmbShare::copy_beginning(const std::string& from, const std::string& to, long long size,
+                              const std::function<void()>& alive) {
+    Liveliness liveliness{alive};
+    const auto source = open(from, Open::read);
+    const auto copy = open(to, Open::create);
+    static_cast<SmbFile&>(*copy).take_beginning(static_cast<SmbFile&>(*source), size, liveliness);
+    copy->close();
 }
 
 void SmbShare::set_modified(const std::string& path, long long modified_ns) {

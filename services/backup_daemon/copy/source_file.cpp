@@ -11,8 +11,9 @@
 
 namespace services {
 
-SourceFile::SourceFile(standalone::FileHandle file, std::string name, long long size)
-    : file_(std::move(file)), name_(std::move(name)), size_(size) {
+SourceFile::SourceFile(standalone::FileHandle file, std::string name, long long size,
+                       long long modified_ns)
+    : file_(std::move(file)), name_(std::move(name)), size_(size), modified_ns_(modified_ns) {
     posix_fadvise(file_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 

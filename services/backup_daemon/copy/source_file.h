@@ -15,9 +15,12 @@ public:
     /// @param file open for reading, a regular file
     /// @param name for the words of a failure
     /// @param size bytes that it had when it was opened
-    SourceFile(standalone::FileHandle file, std::string name, long long size);
+    /// @param modified_ns its last write then, nanoseconds since the epoch
+    SourceFile(standalone::FileHandle file, std::string name, long long size,
+               long long modified_ns);
 
     long long size() const { return size_; }
+    long long modified_ns() const { return modified_ns_; }
 
     /// Reads exactly `size` bytes at `offset`.
     /// @throws CopyFailure source: they cannot be read, or the file has become shorter
@@ -27,6 +30,7 @@ private:
     standalone::FileHandle file_;
     std::string name_;
     long long size_;
+    long long modified_ns_;
 };
 
 }  // namespace services

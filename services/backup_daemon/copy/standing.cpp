@@ -1,23 +1,47 @@
 // What has the target's name on the share before a file is copied.
 #include "services/backup_daemon/copy/standing.h"
 
+#include <algorithm>
+
 #include "services/backup_daemon/copy/compare.h"
+#include "services/backup_daemon/copy/final_name.h"
 
 namespace services {
+namespace {
+
+using Kind = Standing::Kind;
+
+bool is_as_recorded(const FileState& there, const CopyJob& job) {
+    if (!job.recorded || job.recorded->size != there.size) return false;
+    const auto& modified_ns = job.recorded->modified_ns;
+    return !modified_ns || same_time(*modified_ns, there.modified_ns);
+}
+
+/// @param otherwise what a file is whose content tells nothing
+Kind kind_of_content(ShareFile& file, const FileState& there, Kind otherwise, const CopyJob& job,
+                     CopyState& state) {
+    const long long size = state.source.size();
+    const bool may_be_beginning = there.size < size && otherwise == Kind::foreign;
+    if ((there.size == size || may_be_beginning) &&
+        equal_until(file, 0, there.size, state) == there.size)
+        return there.size == size ? Kind::equal : Kind::beginning;
+    return is_claim(file, there.size, job.claim) ? Kind::claim : otherwise;
+}
+
+}  // namespace
 
 Standing what_stands_there(Share& share, const CopyJob& job, CopyState& state) {
-    const auto there = share.look(job.target);
-    if (!there) return Standing::nothing;
-    const bool recorded = job.recorded_size >= 0;
-    const bool as_long = there->size == state.source.size();
-    const bool may_be_beginning = there->size < state.source.size() && !recorded;
     state.hash.restart();
-    if (as_long || may_be_beginning) {
-        const auto file = share.open(job.target, Share::Open::read);
-        if (equal_until(*file, 0, there->size, state) == there->size)
-            return as_long ? Standing::equal : Standing::ours;
-    }
-    return recorded ? Standing::ours : Standing::foreign;
+    const auto there = share.look(job.target);
+    if (!there) return {};
+    const bool recorded = is_as_recorded(*there, job);
+    const Kind otherwise = recorded ? Kind::recorded : Kind::foreign;
+    // A content that decides is not longer than what it is compared with.
+    const auto longest = std::max<long long>(state.source.size(), job.claim.size());
+    const bool decides = recorded ? there->size == state.source.size() : there->size <= longest;
+    if (!decides) return {otherwise, *there};
+    const auto file = share.open(job.target, Share::Open::read);
+    return {kind_of_content(*file, *there, otherwise, job, state), *there};
 }
 
 }  // namespace services

@@ -7,16 +7,24 @@
 
 namespace services {
 
-enum class Standing {
-    nothing,  ///< the name is free
-    equal,    ///< the whole source, byte for byte: there is nothing to send
-    ours,     ///< a copy of an earlier state of the source: it is to be replaced
-    foreign,  ///< somebody else's file: it must stay as it is
+struct Standing {
+    enum class Kind {
+        nothing,    ///< the name is free
+        equal,      ///< the whole source, byte for byte: there is nothing to send
+        recorded,   ///< the copy that is recorded, as it was recorded: it may be replaced
+        beginning,  ///< nothing that the source has not: it may be replaced
+        claim,      ///< the name was claimed by this recorder, which was stopped then
+        foreign,    ///< somebody else's file: it must stay as it is
+    };
+
+    Kind kind = Kind::nothing;
+    FileState seen{};  ///< what was looked at; meaningless for `nothing`
 };
 
-/// Looks at the target. A file that is recorded is ours whatever it holds. One that is not was left
-/// by a daemon that was killed between naming and recording, and then it is the beginning of the
-/// source; otherwise it is foreign. Content is read only where the sizes allow one or the other.
+/// Looks at the target. A copy that is recorded is ours for as long as it has the size, and the time
+/// where one is known, that were recorded. The beginning of the source is what a cut left of a copy,
+/// and nothing is lost with it. Anything else is foreign: somebody has changed it, or put it there.
+/// Content is read only where the sizes leave the question open.
 /// Restarts the hash; where the answer is `equal` it is the whole source's.
 /// @throws CopyFailure
 Standing what_stands_there(Share& share, const CopyJob& job, CopyState& state);

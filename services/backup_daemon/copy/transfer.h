@@ -1,4 +1,4 @@
-// Sends a file's bytes to the share, and reads back what arrived.
+// Sends a file's bytes to the share.
 #pragma once
 
 #include "services/backup_daemon/copy/copy_state.h"
@@ -14,12 +14,5 @@ inline constexpr long long CHECKPOINT_BYTES = 8LL * 1024 * 1024;
 /// @param state its hash is that of the source up to `offset`; afterwards, of the whole source
 /// @throws CopyFailure
 void write_from(ShareFile& file, long long offset, CopyState& state);
-
-/// Whether the share gives back what has the hash that the source had when it was read. Reads to
-/// the file's end, but not on when there is more than the source has: a file on a strange server
-/// need not have an end. Tells the watcher of each chunk that it is alive.
-/// @param state its hash is the whole source's
-/// @throws CopyFailure
-bool reads_back(ShareFile& file, CopyState& state);
 
 }  // namespace services

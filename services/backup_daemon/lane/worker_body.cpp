@@ -85,8 +85,9 @@ private:
     void obey(const SendFile& order) {
         offset_ = 0;
         const SourceFile source(std::move(file_), join_path(order.job.recordings, order.job.source),
-                                order.size);
-        report(Whole{copier_.copy(order.job, source)});
+                                order.size, order.modified_ns);
+        const WholeCopy copy = copier_.copy(order.job, source);
+        report(Whole{copy.sha256, copy.share_modified_ns});
     }
 
     void obey(const RemoveFiles& order) {

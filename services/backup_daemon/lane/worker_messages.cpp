@@ -26,12 +26,22 @@ void carry(auto& packet, Of<AskFiles> auto& order) {
     carry_texts(packet, order.names);
 }
 
+void carry(auto& packet, Of<RecordedCopy> auto& copy) {
+    packet.carry(copy.size);
+    packet.carry_presence(copy.modified_ns);
+    if (copy.modified_ns) packet.carry(*copy.modified_ns);
+    packet.carry(copy.sha256);
+}
+
 void carry(auto& packet, Of<CopyJob> auto& job) {
     packet.carry(job.recordings);
     packet.carry(job.source);
     packet.carry(job.target);
     packet.carry(job.temporary);
-    packet.carry(job.recorded_size);
+    packet.carry(job.claim);
+    packet.carry(job.fresh);
+    packet.carry_presence(job.recorded);
+    if (job.recorded) carry(packet, *job.recorded);
     packet.carry(job.offset);
     packet.carry(job.prefix_sha256);
     packet.carry(job.check);
@@ -45,6 +55,7 @@ void carry(auto& packet, Of<CopyJob> auto& job) {
 void carry(auto& packet, Of<SendFile> auto& order) {
     carry(packet, order.job);
     packet.carry(order.size);
+    packet.carry(order.modified_ns);
 }
 
 void carry(auto& packet, Of<RemoveFiles> auto& order) {
@@ -92,6 +103,7 @@ void carry(auto& packet, Of<Noted> auto& report) {
 
 void carry(auto& packet, Of<Whole> auto& report) {
     packet.carry(report.sha256);
+    packet.carry(report.share_modified_ns);
 }
 
 void carry(auto&, Of<Done> auto&) {}

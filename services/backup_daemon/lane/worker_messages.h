@@ -23,6 +23,7 @@ struct AskFiles {
 struct SendFile {
     CopyJob job;
     long long size = 0;  ///< bytes of the file to copy; what it has grown by since is left out
+    long long modified_ns = 0;  ///< its last write
 };
 
 /// Order: delete files, then those of the folders that are empty.
@@ -67,7 +68,8 @@ struct Noted {
 
 /// Report: the file is whole on the share, and has its name.
 struct Whole {
-    std::string sha256;  ///< "" when nothing asked for it
+    std::string sha256;               ///< "" when nothing asked for it
+    long long share_modified_ns = 0;  ///< its time there, as far as the server rounds it
 };
 
 /// Report: the order is carried out, and this is the last of it.

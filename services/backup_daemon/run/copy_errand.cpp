@@ -25,14 +25,16 @@ Step CopyErrand::begin() {
         size_ = recording.size;
         modified_ns_ = recording.modified_ns;
         notes_left_ = COPY_ATTEMPTS * (size_ / CHECKPOINT_BYTES + 1);
-        return {.ask = SendFile{job_, size_}, .file = std::move(recording.file)};
+        // The server may copy the beginning of what is there.
+        if (job_.recorded) ++notes_left_;
+        return {.ask = SendFile{job_, size_, modified_ns_}, .file = std::move(recording.file)};
     } catch (const CopyFailure& failure) {
         return {.tell = {Failed{failure.kind, failure.what()}}, .over = true};
     }
 }
 
 std::optional<Step> CopyErrand::take(const WorkerReport& said) {
-    if (const auto* whole = std::get_if<Whole>(&said)) return finish(whole->sha256);
+    if (const auto* whole = std::get_if<Whole>(&said)) return finish(*whole);
     if (const auto* at = std::get_if<At>(&said); at && is_inside(at->offset))
         return Step{.tell = {*at}};
     if (const auto* noted = std::get_if<Noted>(&said); noted && may_note(*noted))
@@ -45,11 +47,16 @@ bool CopyErrand::may_note(const Noted& noted) {
     return says_a_hash && is_inside(noted.offset) && notes_left_-- > 0;
 }
 
-/// A hash is told where one was asked for, and nowhere else.
-std::optional<Step> CopyErrand::finish(const std::string& sha256) const {
+/// A hash is told where one was asked for, and nowhere else. The copy's time may be any: the server
+/// tells it, and what stood there already may have been touched by anybody.
+std::optional<Step> CopyErrand::finish(const Whole& whole) const {
     const bool hashed = job_.check || job_.side_file;
-    if (hashed ? !is_hash(sha256) : !sha256.empty()) return {};
-    return Step{.tell = {Copied{{size_, modified_ns_, sha256}}}, .over = true};
+    if (hashed ? !is_hash(whole.sha256) : !whole.sha256.empty()) return {};
+    return Step{.tell = {Copied{{.size = size_,
+                                 .modified_ns = modified_ns_,
+                                 .sha256 = whole.sha256,
+                                 .share_modified_ns = whole.share_modified_ns}}},
+                .over = true};
 }
 
 }  // namespace services

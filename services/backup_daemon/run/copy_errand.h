@@ -15,7 +15,7 @@ private:
     std::optional<Step> take(const WorkerReport& said) override;
     bool is_inside(long long offset) const { return offset >= 0 && offset <= size_; }
     bool may_note(const Noted& noted);
-    std::optional<Step> finish(const std::string& sha256) const;
+    std::optional<Step> finish(const Whole& whole) const;
 
     const CopyJob job_;
     long long size_ = 0;

@@ -1,6 +1,7 @@
 // What a run and its lanes say to each other.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -71,6 +72,8 @@ struct CopyResult {
     long long size = 0;         ///< bytes of the copy: the source's size when it was opened
     long long modified_ns = 0;  ///< the source's modification time then
     std::string sha256;         ///< "" when nothing asked for it
+    /// The copy's modification time as the share told it; nothing when it is not known.
+    std::optional<long long> share_modified_ns{};
 };
 
 /// Report: the file is whole on the share, and has its name.

@@ -30,6 +30,10 @@ std::string ShareNames::temporary_path(const std::string& copy) const {
     return join_path(folder, "." + name + "." + writer_ + ".part");
 }
 
+std::string ShareNames::claim() const {
+    return "This name is taken by a recording's copy, " + writer_ + ".\n";
+}
+
 std::string ShareNames::on_share(const std::string& path) const {
     return join_path(folder_, path);
 }

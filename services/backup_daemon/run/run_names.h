@@ -36,6 +36,9 @@ public:
     /// task's.
     std::string temporary_path(const std::string& copy) const;
 
+    /// What stands in a file that only holds a name for a copy of this recorder's.
+    std::string claim() const;
+
     std::string on_share(const std::string& path) const;
 
 private:

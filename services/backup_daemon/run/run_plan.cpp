@@ -171,6 +171,8 @@ void RunPlan::resume(CopyFile& copy) {
     copy.temporary = known ? known->temporary : names_.temporary_path(copy.path);
     if (!known) memory_.save({copy.path, copy.temporary, 0, ""});
     copy.job.temporary = names_.on_share(copy.temporary);
+    // An attempt of which no answer came may have been the last one.
+    if (known) copy.job.fresh = false;
     copy.job.offset = known ? known->offset : 0;
     copy.job.prefix_sha256 = known ? known->sha256 : "";
 }

@@ -124,7 +124,8 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
                     .size = copied.result.size,
                     .modified_ns = copied.result.modified_ns,
                     .sha256 = copied.result.sha256,
-                    .side_file = copy.job.side_file.has_value()});
+                    .side_file = copy.job.side_file.has_value(),
+                    .share_modified_ns = copied.result.share_modified_ns});
     tally_.finished(copy.count, copied.result.size);
     counts_.denied_in_a_row = 0;
     return Answer::whole;

@@ -33,6 +33,11 @@ std::vector<std::string> names_of(const RunGoal& goal, const ChannelDay& where,
     return {copy, side_file_path(copy)};
 }
 
+bool stands_as_recorded(const FileState& remote, const CopiedFile& copy) {
+    if (remote.size != copy.size) return false;
+    return !copy.share_modified_ns || same_time(remote.modified_ns, *copy.share_modified_ns);
+}
+
 }  // namespace
 
 bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
@@ -41,7 +46,7 @@ bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* co
     if (copy->removed) return false;
     if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return true;
     if (goal.side_files && !copy->side_file) return true;
-    return asked_share && entry.remote.size != copy->size;
+    return asked_share && !stands_as_recorded(entry.remote, *copy);
 }
 
 std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
@@ -68,7 +73,9 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
     work.job.recordings = where.channel->recordings;
     work.job.source = source_path(where, entry);
     work.job.target = names.on_share(work.path);
-    if (copy) work.job.recorded_size = copy->size;
+    work.job.claim = names.claim();
+    work.job.fresh = entry.remote.size < 0;
+    if (copy) work.job.recorded = RecordedCopy{copy->size, copy->share_modified_ns, copy->sha256};
     work.job.check = goal.check;
     if (goal.side_files)
         work.job.side_file = SideFile{where.channel->index, where.channel->guid,

@@ -57,7 +57,7 @@ struct Work {
 
 /// Whether a recording has to be sent.
 /// @param copy        what is recorded of it; null when nothing is
-/// @param asked_share the entry's size on the share is known
+/// @param asked_share the entry's state on the share is known
 bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
                 bool asked_share);
 
@@ -67,7 +67,8 @@ bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* co
 std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
                                    std::vector<DayEntry>& entries);
 
-/// @param copy what is recorded of an earlier copy; null when nothing is
+/// @param entry its state on the share is known
+/// @param copy  what is recorded of an earlier copy; null when nothing is
 CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDay& where,
                    const DayEntry& entry, const CopiedFile* copy);
 

@@ -220,6 +220,36 @@ def test_another_file_of_the_same_name_stays_as_it_is(house):
     assert temporary_files(house) == []
 
 
+SPOILT = b"S" * 1000
+
+
+class SpoilsOnce:
+    """Turns one byte of the first piece that has the bytes in question."""
+
+    def __init__(self):
+        self.done = False
+
+    def __call__(self, piece):
+        place = piece.find(SPOILT)
+        if self.done or place < 0:
+            return piece
+        self.done = True
+        return piece[:place] + b"s" + piece[place + 1:]
+
+
+@pytest.mark.parametrize("way", ["up", "down"])
+def test_bytes_spoilt_on_the_line_are_found_and_sent_anew(house, proxy, way):
+    size = 3 * MIB
+    house.record(0, 0, "01-00-00.mp4", noise(MIB, "ours") + b"S" * MIB + noise(MIB, "more"))
+    task_id = house.create(port=proxy.port)
+    spoil = SpoilsOnce()
+    setattr(proxy, "spoil_" + way, spoil)
+    house.run(task_id)
+    assert spoil.done, "what is checked must come over the line"
+    check_complete(house)
+    assert proxy.sent > 2 * size
+
+
 class SmallShare(House):
     """The share is a file system of 40 MiB."""
 

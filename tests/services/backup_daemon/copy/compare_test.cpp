@@ -1,4 +1,4 @@
-// How far a file on the share is taken for equal to the source, and what is read for it.
+// How far a file on the share equals the source, what is read for that, and what a check notices.
 #include "services/backup_daemon/copy/compare.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +23,16 @@ protected:
         const long long equal = equal_until(*file, offset, end, state);
         hash = state.hash.hex();
         return equal;
+    }
+
+    /// Whether the check takes what the share has for the source.
+    bool is_right(const std::string& mine, const std::string& theirs) {
+        write_source(mine);
+        server.put("file", theirs);
+        server.calls.clear();
+        told.clear();
+        CopyState state = new_state();
+        return reads_back(*share.open("file", Share::Open::read), state);
     }
 
     const std::string content = content_of(3 * MIB + 5);
@@ -83,6 +93,50 @@ TEST_F(CompareTest, FailureOfTheShareIsNoDifference) {
                   equal_until(*share.open("file", Share::Open::read), 0, size, state);
               }),
               FailureKind::denied);
+}
+
+TEST_F(CompareTest, CheckTakesTheSourceAlone) {
+    for (const long long size : {0LL, 1LL, CHUNK_SIZE - 1, CHUNK_SIZE, CHUNK_SIZE + 1, 2 * MIB + 5})
+        EXPECT_TRUE(is_right(content_of(size), content_of(size))) << size;
+}
+
+TEST_F(CompareTest, CheckNoticesEveryByte) {
+    const long long size = 2 * MIB + 5;
+    const std::string content = content_of(size);
+    for (const long long at : {0LL, CHUNK_SIZE - 1, CHUNK_SIZE, size - 1})
+        EXPECT_FALSE(is_right(content, spoilt(content, at))) << at;
+}
+
+TEST_F(CompareTest, CheckNoticesMissingAndFurtherBytes) {
+    for (const long long size : {CHUNK_SIZE, 2 * MIB + 5}) {
+        EXPECT_FALSE(is_right(content_of(size), content_of(size - 1)));
+        EXPECT_FALSE(is_right(content_of(size), content_of(size + 1)));
+        EXPECT_FALSE(is_right(content_of(size), content_of(size) + std::string(1, '\0')));
+        EXPECT_FALSE(is_right(content_of(size), ""));
+    }
+    EXPECT_FALSE(is_right("", "x"));
+}
+
+TEST_F(CompareTest, CheckAsksForWhatThereIsAndOneByteMore) {
+    EXPECT_TRUE(is_right(content_of(CHUNK_SIZE + 1), content_of(CHUNK_SIZE + 1)));
+    EXPECT_EQ(server.calls_of("read"),
+              (Texts{"read file 0 1048576", "read file 1048576 1", "read file 1048577 1"}));
+    EXPECT_EQ(told, (Texts{"alive", "alive"}));
+    EXPECT_TRUE(is_right("", ""));
+    EXPECT_EQ(server.calls_of("read"), Texts{"read file 0 1"});
+}
+
+TEST_F(CompareTest, CheckOfAFileWithoutAnEndIsOver) {
+    server.spoil_read = [this](const std::string&, std::string& bytes) {
+        if (server.calls_of("read").size() > 100) throw std::runtime_error("it goes on for ever");
+        bytes.resize(static_cast<std::size_t>(CHUNK_SIZE), 'x');
+    };
+    EXPECT_FALSE(is_right("", ""));
+    EXPECT_EQ(server.calls_of("read").size(), 1U);
+    EXPECT_FALSE(is_right(content_of(CHUNK_SIZE - 1), content_of(CHUNK_SIZE - 1)));
+    EXPECT_EQ(server.calls_of("read").size(), 2U);
+    EXPECT_FALSE(is_right(content_of(2 * CHUNK_SIZE), content_of(2 * CHUNK_SIZE)));
+    EXPECT_EQ(server.calls_of("read").size(), 3U);
 }
 
 }  // namespace

@@ -24,8 +24,11 @@ protected:
                                              job.offset = offset;
                                              job.prefix_sha256 = sha256;
                                          },
-                                     .alive = watcher.alive});
-        return copier.copy(job, opened());
+                                     .alive = watcher.alive},
+                                    services::Pace([this] { return now; }));
+        const services::WholeCopy whole = copier.copy(job, opened());
+        share_modified_ns = whole.share_modified_ns;
+        return whole.sha256;
     }
 
     services::FailureKind failure() {
@@ -57,6 +60,20 @@ protected:
         EXPECT_EQ(server.files.size(), 1U);
     }
 
+    /// Bytes that were sent, but for claims of the name.
+    long long sent() const {
+        const auto claims =
+            static_cast<long long>(server.calls_of("write " + job.target + " ").size());
+        return server.written - claims * static_cast<long long>(job.claim.size());
+    }
+
+    /// Records the copy that stands at the target, as it is.
+    void record(const std::string& sha256 = "") {
+        const auto there = server.state(job.target);
+        job.recorded = services::RecordedCopy{there->size, there->modified_ns, sha256};
+    }
+
+    long long share_modified_ns = 0;  ///< of the last copy, as it was told
     static constexpr long long SIZE = 20 * MIB + 17;
     const std::string content = content_of(SIZE);
 };

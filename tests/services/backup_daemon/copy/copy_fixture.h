@@ -66,6 +66,7 @@ protected:
         job.source = "source";
         job.target = "a/b/file.mp4";
         job.temporary = "a/b/.file.mp4.1.part";
+        job.claim = "claimed by this recorder\n";
     }
 
     void write_source(const std::string& content) {
@@ -75,7 +76,7 @@ protected:
     /// The source as the daemon opens it for a copying process.
     services::SourceFile opened() const {
         auto recording = services::open_recording(job.recordings, job.source);
-        return {std::move(recording.file), source_path, recording.size};
+        return {std::move(recording.file), source_path, recording.size, recording.modified_ns};
     }
 
     /// A state for one step alone. The source has been written.
@@ -84,6 +85,7 @@ protected:
         return {.source = *source,
                 .buffers = buffers,
                 .watcher = watcher,
+                .pace = pace,
                 .hash = services::ContentHash(hashed)};
     }
 
@@ -107,7 +109,10 @@ protected:
                 told.push_back("checkpoint " + std::to_string(offset) + " " + sha256);
             },
         .alive = [this] { told.push_back("alive"); }};
+    services::Pace pace{[this] { return now; }};
     std::optional<services::SourceFile> source;
+
+    services::Pace::Clock::time_point now{};  ///< time stands still but where a test says otherwise
 };
 
 using Texts = std::vector<std::string>;

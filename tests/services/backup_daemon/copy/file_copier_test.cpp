@@ -20,7 +20,7 @@ TEST_F(FileCopierTest, CopiesAndNamesTheFileWhenItIsWhole) {
     EXPECT_EQ(copy(), hash_of(content));
     expect_only(content);
     EXPECT_TRUE(server.folders.contains("a/b"));
-    EXPECT_EQ(server.written, SIZE);
+    EXPECT_EQ(sent(), SIZE);
 }
 
 TEST_F(FileCopierTest, StepsComeInTheOrderThatLosesNothing) {
@@ -29,15 +29,32 @@ TEST_F(FileCopierTest, StepsComeInTheOrderThatLosesNothing) {
     copy();
     const std::string part = job.temporary;
     const std::string description = part + ".json";
+    const auto claimed = std::to_string(job.claim.size());
     const auto length = std::to_string(server.files.at(job.target + ".json").size());
-    EXPECT_EQ(server.calls,
-              (Texts{"look a/b/file.mp4", "make_folders a/b", "look " + part, "open write " + part,
-                     "write " + part + " 0 1048576", "write " + part + " 1048576 1",
-                     "close " + part, "open read " + part, "read " + part + " 0 1048576",
-                     "read " + part + " 1048576 1048576", "rename " + part + " -> a/b/file.mp4",
-                     "open write " + description, "truncate " + description + " 0",
-                     "write " + description + " 0 " + length, "close " + description,
-                     "rename " + description + " -> a/b/file.mp4.json"}));
+    EXPECT_EQ(server.calls, (Texts{"look a/b/file.mp4",
+                                   "make_folders a/b",
+                                   "look " + part,
+                                   "open write " + part,
+                                   "write " + part + " 0 1048576",
+                                   "write " + part + " 1048576 1",
+                                   "read " + part + " 0 1048576",
+                                   "read " + part + " 1048576 1",
+                                   "read " + part + " 1048577 1",
+                                   "close " + part,
+                                   "set_modified " + part,
+                                   "look " + part,
+                                   "create a/b/file.mp4",
+                                   "write a/b/file.mp4 0 " + claimed,
+                                   "close a/b/file.mp4",
+                                   "rename " + part + " -> a/b/file.mp4",
+                                   "open write " + description,
+                                   "truncate " + description + " 0",
+                                   "write " + description + " 0 " + length,
+                                   "close " + description,
+                                   "create a/b/file.mp4.json",
+                                   "write a/b/file.mp4.json 0 " + claimed,
+                                   "close a/b/file.mp4.json",
+                                   "rename " + description + " -> a/b/file.mp4.json"}));
     EXPECT_EQ(told, (Texts{"at 0", "at 1048576", "at 1048577", "alive", "alive"}));
 }
 
@@ -49,7 +66,7 @@ TEST_F(FileCopierTest, SizesAtTheBordersOfChunksAndCheckpoints) {
         write_source(content_of(size));
         EXPECT_EQ(copy(), hash_of(content_of(size)));
         expect_only(content_of(size));
-        EXPECT_EQ(server.written, size) << "a check that mends something would send it twice";
+        EXPECT_EQ(sent(), size) << "a check that mends something would send it twice";
         EXPECT_EQ(told_of("checkpoint"), size < CHECKPOINT_BYTES ? 0 : 1) << size;
     }
 }
@@ -88,17 +105,17 @@ TEST_F(FileCopierTest, CopyThatStandsThereAlreadyIsKept) {
 TEST_F(FileCopierTest, CopyThatStandsThereWithoutItsDescriptionGetsOne) {
     write_source("hello");
     server.put(job.target, "hello");
-    job.recorded_size = 5;
+    record();
     job.side_file = SideFile{.channel = 3, .guid = "g-3", .start = 1};
     copy();
     EXPECT_TRUE(server.files.contains(job.target + ".json"));
-    EXPECT_EQ(server.calls_of("write").size(), 1U) << "only the description is sent";
+    EXPECT_EQ(server.calls_of("write").size(), 2U) << "the description's claim, and itself";
 }
 
 TEST_F(FileCopierTest, TruncatedCopyOnTheShareIsReplaced) {
     write_source(content);
-    for (const long long recorded : {-1LL, SIZE}) {
-        job.recorded_size = recorded;
+    for (const bool recorded : {false, true}) {
+        if (recorded) job.recorded = RecordedCopy{SIZE, 0, hash_of(content)};
         server = {};
         server.put(job.target, content_of(SIZE - 1));
         copy();

@@ -49,6 +49,12 @@ void require_folder(const MemoryServer& server, const Call& call, const std::str
         fail(FailureKind::other, call, "there is no such folder");
 }
 
+void require_nothing(const MemoryServer& server, const Call& call, const std::string& path) {
+    if (!server.files.contains(path)) return;
+    call.done();
+    fail(FailureKind::occupied, call, "something has this name already");
+}
+
 std::string place(long long offset, std::size_t size) {
     return " " + std::to_string(offset) + " " + std::to_string(size);
 }
@@ -167,8 +173,7 @@ void MemoryShare::make_folders(const std::string& path) {
 std::unique_ptr<services::ShareFile> MemoryShare::open(const std::string& path, Open mode) {
     const Call call(server_, MODES[static_cast<std::size_t>(mode)] + path);
     require_folder(server_, call, path);
-    if (mode == Open::create && server_.files.contains(path))
-        fail(FailureKind::occupied, call, "something has this name already");
+    if (mode == Open::create) require_nothing(server_, call, path);
     if (mode == Open::read && !server_.files.contains(path))
         fail(FailureKind::other, call, "there is no such file");
     server_.files[path];
@@ -182,6 +187,8 @@ void MemoryShare::rename(const std::string& from, const std::string& to) {
     if (!server_.files.contains(from)) fail(FailureKind::other, call, "there is no such file");
     if (server_.open_files.contains(from) || server_.open_files.contains(to))
         fail(FailureKind::other, call, "it is open");
+    server_.files.erase(to);
+    if (call.breaks(Break::halfway)) call.fail();
     server_.files[to] = server_.files.at(from);
     server_.modified_ns[to] = server_.modified_ns[from];
     server_.files.erase(from);
@@ -202,6 +209,17 @@ void MemoryShare::rename_folder(const std::string& from, const std::string& to) 
     server_.files = std::move(files);
     server_.folders.erase(from);
     server_.folders.insert(to);
+    call.done();
+}
+
+void MemoryShare::copy_beginning(const std::string& from, const std::string& to, long long size,
+                                 const std::function<void()>& alive) {
+    const Call call(server_, "copy_beginning " + from + " -> " + to + " " + std::to_string(size));
+    require_nothing(server_, call, to);
+    const std::string beginning = server_.files.at(from).substr(0, static_cast<std::size_t>(size));
+    const std::size_t half = call.breaks(Break::halfway) ? beginning.size() / 2 : beginning.size();
+    server_.files[to] = beginning.substr(0, half);
+    alive();
     call.done();
 }
 

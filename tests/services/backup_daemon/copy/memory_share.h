@@ -23,6 +23,7 @@ struct PlannedFailure {
     services::FailureKind kind = services::FailureKind::lost;
 };
 
+/// A file that is replaced is deleted first, as the library does it: halfway, there is none.
 /// The share's content outlives the connections to it, as on a server. Like one, it opens no file
 /// in a folder that is not there, and renames no file that is open.
 struct MemoryServer {
@@ -69,6 +70,8 @@ public:
     std::unique_ptr<services::ShareFile> open(const std::string& path, Open mode) override;
     void rename(const std::string& from, const std::string& to) override;
     void rename_folder(const std::string& from, const std::string& to) override;
+    void copy_beginning(const std::string& from, const std::string& to, long long size,
+                        const std::function<void()>& alive) override;
     void set_modified(const std::string& path, long long modified_ns) override;
     void remove(const std::string& path) override;
     void remove_folder(const std::string& path) override;

@@ -21,7 +21,7 @@ protected:
     /// Opens what has been written.
     SourceFile file() const {
         const auto size = static_cast<long long>(std::filesystem::file_size(path));
-        return {standalone::FileHandle(open(path.c_str(), O_RDONLY | O_CLOEXEC)), path, size};
+        return {standalone::FileHandle(open(path.c_str(), O_RDONLY | O_CLOEXEC)), path, size, 77};
     }
 
     TemporaryFolder folder;
@@ -43,7 +43,7 @@ TEST_F(SourceFileTest, ReadsExactlyWhatIsAskedFor) {
 }
 
 TEST_F(SourceFileTest, FileThatCannotBeReadIsToldByItsName) {
-    const SourceFile none(standalone::FileHandle(), path, 10);
+    const SourceFile none(standalone::FileHandle(), path, 10, 0);
     try {
         bytes_of(none, 0, 10);
         FAIL();
@@ -72,6 +72,7 @@ TEST_F(SourceFileTest, FileThatGrowsKeepsTheSizeThatItHad) {
     const SourceFile file = this->file();
     std::ofstream(path, std::ios::app) << "more";
     EXPECT_EQ(file.size(), 10);
+    EXPECT_EQ(file.modified_ns(), 77);
 }
 
 TEST_F(SourceFileTest, FileThatIsDeletedCanBeReadToItsEnd) {

@@ -1,4 +1,4 @@
-// What goes to the share chunk by chunk, what the watcher hears of it, and what a check notices.
+// What goes to the share chunk by chunk, and what the watcher hears of it.
 #include "services/backup_daemon/copy/transfer.h"
 
 #include <gtest/gtest.h>
@@ -33,17 +33,6 @@ protected:
 
     static std::string checkpoint_at(long long offset) {
         return "checkpoint " + std::to_string(offset) + " " + hash_of(content_of(offset));
-    }
-
-    /// Whether the check takes what the share has for the source.
-    bool is_right(const std::string& mine, const std::string& theirs) {
-        write_source(mine);
-        server.put("file", theirs);
-        server.calls.clear();
-        told.clear();
-        CopyState state = new_state();
-        state.hash.add(mine.data(), mine.size());
-        return reads_back(*share.open("file", Share::Open::read), state);
     }
 };
 
@@ -108,47 +97,16 @@ TEST_F(TransferTest, WithoutAWantedHashCheckpointsHaveNone) {
     EXPECT_EQ(checkpoints(), Texts{"checkpoint " + std::to_string(8 * MIB) + " "});
 }
 
-TEST_F(TransferTest, CheckTakesTheSourceAlone) {
-    for (const long long size : {0LL, 1LL, CHUNK_SIZE - 1, CHUNK_SIZE, CHUNK_SIZE + 1, 2 * MIB + 5})
-        EXPECT_TRUE(is_right(content_of(size), content_of(size))) << size;
-}
-
-TEST_F(TransferTest, CheckNoticesEveryByte) {
-    const long long size = 2 * MIB + 5;
-    const std::string content = content_of(size);
-    for (const long long at : {0LL, CHUNK_SIZE - 1, CHUNK_SIZE, size - 1})
-        EXPECT_FALSE(is_right(content, spoilt(content, at))) << at;
-}
-
-TEST_F(TransferTest, CheckNoticesMissingAndFurtherBytes) {
-    for (const long long size : {CHUNK_SIZE, 2 * MIB + 5}) {
-        EXPECT_FALSE(is_right(content_of(size), content_of(size - 1)));
-        EXPECT_FALSE(is_right(content_of(size), content_of(size + 1)));
-        EXPECT_FALSE(is_right(content_of(size), content_of(size) + std::string(1, '\0')));
-        EXPECT_FALSE(is_right(content_of(size), ""));
-    }
-    EXPECT_FALSE(is_right("", "x"));
-}
-
-TEST_F(TransferTest, CheckReadsToTheEndAndTellsThatItIsAlive) {
-    EXPECT_TRUE(is_right(content_of(CHUNK_SIZE + 1), content_of(CHUNK_SIZE + 1)));
-    EXPECT_EQ(server.calls_of("read"), (Texts{"read file 0 1048576", "read file 1048576 1048576"}));
-    EXPECT_EQ(told, (Texts{"alive", "alive"}));
-    EXPECT_TRUE(is_right(content_of(CHUNK_SIZE), content_of(CHUNK_SIZE)));
-    EXPECT_EQ(server.calls_of("read").size(), 2U) << "only a short read is the end";
-}
-
-TEST_F(TransferTest, CheckOfAFileWithoutAnEndIsOver) {
-    server.spoil_read = [this](const std::string&, std::string& bytes) {
-        if (server.calls_of("read").size() > 100) throw std::runtime_error("it goes on for ever");
-        bytes.resize(static_cast<std::size_t>(CHUNK_SIZE), 'x');
-    };
-    EXPECT_FALSE(is_right("", ""));
-    EXPECT_EQ(server.calls_of("read").size(), 1U);
-    EXPECT_FALSE(is_right(content_of(CHUNK_SIZE - 1), content_of(CHUNK_SIZE - 1)));
-    EXPECT_EQ(server.calls_of("read").size(), 1U);
-    EXPECT_FALSE(is_right(content_of(2 * CHUNK_SIZE), content_of(2 * CHUNK_SIZE)));
-    EXPECT_EQ(server.calls_of("read").size(), 3U);
+TEST_F(TransferTest, LongLineGetsLargerChunksOnceItsRateIsKnown) {
+    using namespace std::chrono_literals;
+    pace.ask([this] {
+        now += 40ms;
+        return 0;
+    });
+    write(11 * MIB);
+    EXPECT_EQ(server.calls_of("write"), (Texts{"write file 0 1048576", "write file 1048576 8388608",
+                                               "write file 9437184 2097152"}));
+    EXPECT_EQ(checkpoints(), Texts{checkpoint_at(9 * MIB)});
 }
 
 }  // namespace

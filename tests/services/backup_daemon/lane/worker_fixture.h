@@ -42,7 +42,7 @@ protected:
     /// The order to copy the source.
     services::SendFile send_file() const {
         const auto size = std::filesystem::file_size(source_path);
-        return {job, static_cast<long long>(size)};
+        return {job, static_cast<long long>(size), 0};
     }
 
     services::ShareMaker make_share = [this] { return std::make_unique<MemoryShare>(server); };

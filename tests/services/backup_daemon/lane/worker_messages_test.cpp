@@ -16,7 +16,9 @@ const CopyJob JOB{.recordings = "/r",
                   .source = "s/ü\n",
                   .target = "t",
                   .temporary = "p",
-                  .recorded_size = 7,
+                  .claim = "c",
+                  .fresh = true,
+                  .recorded = RecordedCopy{7, -9, "cd"},
                   .offset = 8LL << 40,
                   .prefix_sha256 = "ab",
                   .check = false,
@@ -26,7 +28,7 @@ const Files FILES{{{.size = 5, .modified_ns = -7}, {.size = -1}, {.size = 1LL <<
 
 std::vector<std::string> all_orders() {
     return {pack(WorkerOrder(AskFiles{"a", {"b", "c"}})),
-            pack(WorkerOrder(SendFile{JOB, 5})),
+            pack(WorkerOrder(SendFile{JOB, 5, 6})),
             pack(WorkerOrder(RemoveFiles{{"a", "b"}, {"c"}})),
             pack(WorkerOrder(ReadTexts{{"a"}})),
             pack(WorkerOrder(WriteText{"a", "b", "c"})),
@@ -38,7 +40,7 @@ std::vector<std::string> all_reports() {
             pack(WorkerReport(FILES)),
             pack(WorkerReport(At{1LL << 40})),
             pack(WorkerReport(Noted{1LL << 40, "ab"})),
-            pack(WorkerReport(Whole{"ab"})),
+            pack(WorkerReport(Whole{"ab", 8})),
             pack(WorkerReport(Done())),
             pack(WorkerReport(Failed{FailureKind::full, "no room"})),
             pack(WorkerReport(Contents{{"text", {}, ""}}))};
@@ -57,14 +59,20 @@ TEST(WorkerMessages, OrderToLookAtFilesArrivesWhole) {
 }
 
 TEST(WorkerMessages, OrderToCopyArrivesWhole) {
-    const auto order = std::get<SendFile>(given_back(WorkerOrder(SendFile{JOB, 1LL << 40})));
+    const auto order = std::get<SendFile>(given_back(WorkerOrder(SendFile{JOB, 1LL << 40, 77})));
     EXPECT_EQ(order.size, 1LL << 40);
+    EXPECT_EQ(order.modified_ns, 77);
     const CopyJob& copy = order.job;
     EXPECT_EQ(copy.recordings, "/r");
     EXPECT_EQ(copy.source, JOB.source);
     EXPECT_EQ(copy.target, "t");
     EXPECT_EQ(copy.temporary, "p");
-    EXPECT_EQ(copy.recorded_size, 7);
+    EXPECT_EQ(copy.claim, "c");
+    EXPECT_TRUE(copy.fresh);
+    ASSERT_TRUE(copy.recorded);
+    EXPECT_EQ(copy.recorded->size, 7);
+    EXPECT_EQ(copy.recorded->modified_ns, -9);
+    EXPECT_EQ(copy.recorded->sha256, "cd");
     EXPECT_EQ(copy.offset, 8LL << 40);
     EXPECT_EQ(copy.prefix_sha256, "ab");
     EXPECT_FALSE(copy.check);
@@ -72,7 +80,11 @@ TEST(WorkerMessages, OrderToCopyArrivesWhole) {
     EXPECT_EQ(copy.side_file->channel, 3);
     EXPECT_EQ(copy.side_file->guid, "g");
     EXPECT_EQ(copy.side_file->start, -1);
-    SendFile plain{JOB, 0};
+    SendFile plain{JOB, 0, 0};
+    plain.job.recorded->modified_ns.reset();
+    EXPECT_FALSE(std::get<SendFile>(given_back(WorkerOrder(plain))).job.recorded->modified_ns);
+    plain.job.recorded.reset();
+    EXPECT_FALSE(std::get<SendFile>(given_back(WorkerOrder(plain))).job.recorded);
     plain.job.side_file.reset();
     plain.job.check = true;
     EXPECT_FALSE(std::get<SendFile>(given_back(WorkerOrder(plain))).job.side_file);
@@ -113,7 +125,9 @@ TEST(WorkerMessages, ReportsOfACopyArriveWhole) {
     const auto noted = std::get<Noted>(given_back(WorkerReport(Noted{5, "ab"})));
     EXPECT_EQ(noted.offset, 5);
     EXPECT_EQ(noted.sha256, "ab");
-    EXPECT_EQ(std::get<Whole>(given_back(WorkerReport(Whole{"cd"}))).sha256, "cd");
+    const auto whole = std::get<Whole>(given_back(WorkerReport(Whole{"cd", -5})));
+    EXPECT_EQ(whole.sha256, "cd");
+    EXPECT_EQ(whole.share_modified_ns, -5);
     EXPECT_TRUE(std::holds_alternative<Done>(given_back(WorkerReport(Done()))));
 }
 

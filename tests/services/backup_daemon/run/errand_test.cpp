@@ -21,8 +21,8 @@ using Texts = std::vector<std::string>;
 constexpr char DAY[] = "2024-03-01";
 const std::string HASH(64, 'a');
 
-const WorkerReport EVERY_REPORT[] = {Ready(),        Files(), files_of({5}), At{0},
-                                     Noted{0, HASH}, Whole(), Whole{HASH},   Done()};
+const WorkerReport EVERY_REPORT[] = {Ready(),        Files(), files_of({5}),  At{0},
+                                     Noted{0, HASH}, Whole(), Whole{HASH, 0}, Done()};
 
 /// Whether an errand takes none of the reports but those named by their places.
 void expect_only(const std::function<std::unique_ptr<Errand>()>& begun,
@@ -148,14 +148,15 @@ TEST_F(ErrandTest, CopyIsToldAsTheRecordingWasWhenItWasOpened) {
     ASSERT_EQ(stat(path.c_str(), &found), 0);
     const long long modified_ns =
         static_cast<long long>(found.st_mtim.tv_sec) * 1'000'000'000 + found.st_mtim.tv_nsec;
-    errand->begin();
+    EXPECT_EQ(std::get<SendFile>(*errand->begin().ask).modified_ns, modified_ns);
     write("01-00-00.mp4", "it has grown since");
-    const auto step = errand->hear(Whole{HASH});
+    const auto step = errand->hear(Whole{HASH, -8});
     ASSERT_TRUE(step && step->over);
     const CopyResult& result = std::get<Copied>(step->tell.at(0)).result;
     EXPECT_EQ(result.size, 10);
     EXPECT_EQ(result.modified_ns, modified_ns);
     EXPECT_EQ(result.sha256, HASH);
+    EXPECT_EQ(result.share_modified_ns, -8);
 }
 
 TEST_F(ErrandTest, CopyingIsBelievedWithinTheFileAlone) {
@@ -181,22 +182,31 @@ TEST_F(ErrandTest, CheckpointsAreNoMoreThanAFileHasOfThem) {
     EXPECT_FALSE(errand->hear(Noted{0, ""}));
 }
 
+TEST_F(ErrandTest, BeginningThatTheServerCopiesIsOneCheckpointMore) {
+    write("01-00-00.mp4", "0123456789");
+    CopyJob grown = copy_job();
+    grown.recorded.emplace();
+    const auto errand = begun(grown);
+    for (int count = 0; count < 3; ++count) EXPECT_TRUE(errand->hear(Noted{0, ""})) << count;
+    EXPECT_FALSE(errand->hear(Noted{0, ""}));
+}
+
 TEST_F(ErrandTest, HashIsOneOrNoneAsTheJobAsks) {
     write("01-00-00.mp4", "0123456789");
     const std::string no_hashes[] = {HASH + "a", HASH.substr(1), std::string(64, 'A'),
                                      std::string(64, 'g'), HASH.substr(1) + '\n'};
     for (const std::string& text : no_hashes) {
-        EXPECT_FALSE(begun(copy_job())->hear(Whole{text})) << text;
+        EXPECT_FALSE(begun(copy_job())->hear(Whole{text, 0})) << text;
         EXPECT_FALSE(begun(copy_job())->hear(Noted{5, text})) << text;
     }
     CopyJob unchecked = copy_job();
     unchecked.check = false;
-    EXPECT_TRUE(begun(unchecked)->hear(Whole{""}));
-    EXPECT_FALSE(begun(unchecked)->hear(Whole{HASH}));
+    EXPECT_TRUE(begun(unchecked)->hear(Whole{"", 0}));
+    EXPECT_FALSE(begun(unchecked)->hear(Whole{HASH, 0}));
     CopyJob described = unchecked;
     described.side_file = SideFile{.channel = 1, .guid = "g", .start = 1};
-    EXPECT_TRUE(begun(described)->hear(Whole{HASH}));
-    EXPECT_FALSE(begun(described)->hear(Whole{""}));
+    EXPECT_TRUE(begun(described)->hear(Whole{HASH, 0}));
+    EXPECT_FALSE(begun(described)->hear(Whole{"", 0}));
 }
 
 }  // namespace

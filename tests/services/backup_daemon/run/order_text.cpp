@@ -32,7 +32,7 @@ std::string print(const ListDay& order) {
 std::string print(const CopyJob& order) {
     std::string text = "copy " + order.recordings + "/" + order.source + " -> " + order.target +
                        " via " + order.temporary + " recorded " +
-                       std::to_string(order.recorded_size) + " from " +
+                       std::to_string(order.recorded ? order.recorded->size : -1) + " from " +
                        std::to_string(order.offset) + " \"" + order.prefix_sha256 + "\"" +
                        (order.check ? " checked" : "");
     if (!order.side_file) return text;

@@ -94,7 +94,7 @@ std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
         share.erase(order.temporary);
     }
     if (order.side_file) share[order.target + ".json"] = 0;
-    reports.emplace_back(Copied{{recording.size, recording.modified_ns, "hash"}});
+    reports.emplace_back(Copied{{recording.size, recording.modified_ns, "hash", 0}});
     return reports;
 }
 

@@ -125,12 +125,13 @@ TEST_F(RunPlanTest, CopyIsRecordedAsItsLaneReportsIt) {
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100, 55);
     ASSERT_NE(next_that("copy"), "");
     EXPECT_TRUE(ledger.copies.empty());
-    say(Copied{{130, 77, "abc"}});
+    say(Copied{{130, 77, "abc", 78}});
     const CopiedFile& copy = ledger.copies.at("Door/2024-03-05/08-00-00.mp4");
     EXPECT_EQ(copy.day, "2024-03-05");
     EXPECT_EQ(copy.size, 130);
     EXPECT_EQ(copy.modified_ns, 77);
     EXPECT_EQ(copy.sha256, "abc");
+    EXPECT_EQ(copy.share_modified_ns, 78);
     EXPECT_FALSE(copy.side_file);
     EXPECT_FALSE(copy.removed);
     EXPECT_TRUE(ledger.checkpoints.empty());

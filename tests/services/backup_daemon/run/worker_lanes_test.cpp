@@ -335,7 +335,7 @@ protected:
 
 TEST_F(LyingProcessTest, SaysSomethingBeforeItIsConnected) {
     for (const WorkerReport& report :
-         {WorkerReport(At{0}), WorkerReport(Done()), WorkerReport(Whole{hash}),
+         {WorkerReport(At{0}), WorkerReport(Done()), WorkerReport(Whole{hash, 0}),
           WorkerReport(Files()), WorkerReport(Noted{0, ""})}) {
         said.clear();
         open_with({report});
@@ -347,7 +347,7 @@ TEST_F(LyingProcessTest, SaysSomethingBeforeItIsConnected) {
 TEST_F(LyingProcessTest, SaysSomethingWithoutAnOrder) {
     for (const WorkerReport& report :
          {WorkerReport(Ready()), WorkerReport(At{0}), WorkerReport(Done()),
-          WorkerReport(Whole{hash}), WorkerReport(Failed{FailureKind::full, "no room"})}) {
+          WorkerReport(Whole{hash, 0}), WorkerReport(Failed{FailureKind::full, "no room"})}) {
         said.clear();
         open_with({Ready(), report});
         wait_for(2);
@@ -376,7 +376,7 @@ private:
 
 TEST_F(LyingProcessTest, AnswersAnOrderThatItHasNotGotYet) {
     for (const WorkerReport& report :
-         {WorkerReport(Whole{hash}), WorkerReport(At{0}), WorkerReport(Failed())}) {
+         {WorkerReport(Whole{hash, 0}), WorkerReport(At{0}), WorkerReport(Failed())}) {
         said.clear();
         const SharedFlag said_both;
         make_pool([report, &said_both](int socket) {
@@ -400,7 +400,7 @@ TEST_F(LyingProcessTest, AnswersAnOrderThatItHasNotGotYet) {
 }
 
 TEST_F(LyingProcessTest, SaysWhatIsNoAnswerToItsOrder) {
-    expect_lost({RemoveFiles(), {Whole{hash}}});
+    expect_lost({RemoveFiles(), {Whole{hash, 0}}});
     expect_lost({RemoveFiles(), {Files()}});
     expect_lost({RemoveFiles(), {At{1}}});
     expect_lost({RemoveFiles(), {Ready()}});
@@ -411,7 +411,7 @@ TEST_F(LyingProcessTest, SaysWhatIsNoAnswerToItsOrder) {
 
 TEST_F(LyingProcessTest, EndsItsOrderTwice) {
     expect_lost({RemoveFiles(), {Done(), Done()}, {"1 says 6"}});
-    expect_lost({copy(), {Whole{hash}, Whole{hash}}, {"1 says 5"}});
+    expect_lost({copy(), {Whole{hash, 0}, Whole{hash, 0}}, {"1 says 5"}});
     expect_lost({copy(), {Failed{FailureKind::other, "once"}, Failed()}, {"1 says once"}});
 }
 
@@ -420,8 +420,8 @@ TEST_F(LyingProcessTest, SaysOfAFileWhatCannotBe) {
     expect_lost({copy(), {At{-1}}});
     expect_lost({copy(), {Noted{10, hash}, Noted{11, hash}}, {"1 says 4"}});
     expect_lost({copy(), {Noted{5, "no hash"}}});
-    expect_lost({copy(), {Whole{"no hash"}}});
-    expect_lost({copy(), {Whole{""}}});
+    expect_lost({copy(), {Whole{"no hash", 0}}});
+    expect_lost({copy(), {Whole{"", 0}}});
 }
 
 TEST_F(LyingProcessTest, SaysOfADayWhatNobodyAskedFor) {

@@ -1,0 +1,41 @@
+// The last step of a copy: its name, which is taken from nobody.
+#include "services/backup_daemon/copy/final_name.h"
+
+#include "services/backup_daemon/copy/copy_failure.h"
+
+namespace services {
+namespace {
+
+bool claim(Share& share, const Naming& naming) {
+    try {
+        const auto file = share.open(naming.target, Share::Open::create);
+        file->write(0, naming.claim.data(), naming.claim.size());
+        file->close();
+        return true;
+    } catch (const CopyFailure& failure) {
+        if (failure.kind != FailureKind::occupied) throw;
+        return false;
+    }
+}
+
+}  // namespace
+
+bool take_free_name(Share& share, const Naming& naming) {
+    if (!claim(share, naming)) return false;
+    share.rename(naming.temporary, naming.target);
+    return true;
+}
+
+bool take_over_name(Share& share, const Naming& naming, const FileState& seen) {
+    if (share.look(naming.target) != seen) return false;
+    share.rename(naming.temporary, naming.target);
+    return true;
+}
+
+bool is_claim(ShareFile& file, long long size, const std::string& claim) {
+    if (size > static_cast<long long>(claim.size())) return false;
+    std::string found(static_cast<std::size_t>(size), '\0');
+    return file.read(0, found.data(), found.size()) == found.size() && claim.starts_with(found);
+}
+
+}  // namespace services

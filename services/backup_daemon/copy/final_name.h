@@ -1,0 +1,36 @@
+// The last step of a copy: its name, which is taken from nobody.
+#pragma once
+
+#include <string>
+
+#include "services/backup_daemon/copy/share.h"
+
+namespace services {
+
+/// A whole temporary file and the name that it is to have.
+struct Naming {
+    std::string temporary;
+    std::string target;
+    std::string claim;  ///< content by which this recorder knows its claims; never empty
+};
+
+/// Takes a name that is free. The library's renaming does not: what a server refuses to replace, it
+/// deletes and renames again, and a file that somebody has just put there would be gone. So the name
+/// is claimed first, which can only succeed where there is nothing, and what the library deletes is
+/// the claim.
+/// @return false: something has the name, and nothing was done
+/// @throws CopyFailure
+bool take_free_name(Share& share, const Naming& naming);
+
+/// Takes the name of a file that may be replaced.
+/// @param seen how it was found when that was decided
+/// @return false: it is not so any more, and nothing was done
+/// @throws CopyFailure
+bool take_over_name(Share& share, const Naming& naming, const FileState& seen);
+
+/// Whether a file is a claim, or what a cut left of one.
+/// @param size bytes that it has
+/// @throws CopyFailure
+bool is_claim(ShareFile& file, long long size, const std::string& claim);
+
+}  // namespace services

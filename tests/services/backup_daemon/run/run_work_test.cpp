@@ -1,0 +1,71 @@
+// When a recording is sent, and what its copier is told of what stands on the share.
+#include "services/backup_daemon/run/run_work.h"
+
+#include <gtest/gtest.h>
+
+using namespace services;
+
+namespace {
+
+constexpr long long SECOND = 1'000'000'000;
+
+class RunWorkTest : public testing::Test {
+protected:
+    bool is_needed() const { return needs_copy(goal, entry, &copy, true); }
+    CopyJob job(const CopiedFile* recorded) const {
+        return copy_work(goal, names, where, entry, recorded).job;
+    }
+
+    RunGoal goal;
+    const ShareNames names{"store", "0123456789abcdef0123456789abcdef", "7"};
+    const SelectedChannel channel{};
+    const ChannelDay where{&channel, "2024-03-05"};
+    DayEntry entry{.name = "08-00-00.mp4",
+                   .size = 5,
+                   .modified_ns = 9,
+                   .remote = {.size = 5, .modified_ns = 100 * SECOND}};
+    CopiedFile copy{.path = "Door/2024-03-05/08-00-00.mp4",
+                    .day = "2024-03-05",
+                    .size = 5,
+                    .modified_ns = 9,
+                    .sha256 = "ab"};
+};
+
+TEST_F(RunWorkTest, CopyOfUnknownTimeIsKnownByItsSize) {
+    EXPECT_FALSE(is_needed());
+    entry.remote.size = 6;
+    EXPECT_TRUE(is_needed());
+}
+
+TEST_F(RunWorkTest, CopyThatWasTouchedIsLookedAt) {
+    for (const long long as_good_as : {98, 100, 102}) {
+        copy.share_modified_ns = as_good_as * SECOND;
+        EXPECT_FALSE(is_needed()) << as_good_as;
+    }
+    for (const long long other : {0, 97, 103}) {
+        copy.share_modified_ns = other * SECOND;
+        EXPECT_TRUE(is_needed()) << other;
+    }
+    EXPECT_FALSE(needs_copy(goal, entry, &copy, false)) << "nobody has looked at the share";
+    copy.removed = true;
+    EXPECT_FALSE(is_needed()) << "it made room";
+}
+
+TEST_F(RunWorkTest, CopierIsToldTheRecordedState) {
+    copy.share_modified_ns = 77;
+    const CopyJob told = job(&copy);
+    ASSERT_TRUE(told.recorded);
+    EXPECT_EQ(told.recorded->size, 5);
+    EXPECT_EQ(told.recorded->modified_ns, 77);
+    EXPECT_EQ(told.recorded->sha256, "ab");
+    EXPECT_FALSE(job(nullptr).recorded);
+    EXPECT_FALSE(told.claim.empty());
+}
+
+TEST_F(RunWorkTest, CopyIsFreshWhereTheListingHadNothing) {
+    EXPECT_FALSE(job(nullptr).fresh);
+    entry.remote.size = -1;
+    EXPECT_TRUE(job(nullptr).fresh);
+}
+
+}  // namespace
