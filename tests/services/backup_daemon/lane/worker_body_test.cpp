@@ -112,6 +112,22 @@ TEST_F(WorkerBodyTest, OffsetIsThatOfTheFileInHand) {
     EXPECT_EQ(offsets.count(0), offsets.size());
 }
 
+TEST_F(WorkerBodyTest, ReadsAndWritesTextsAndClaimsFolders) {
+    server.put("a/text", "words");
+    const Reports reports =
+        work({ReadTexts{{"a/text", "a/none"}}, WriteText{"a/text", "a/text.part", "other words"},
+              FolderClaim{"a/mark", "a/mark.1", "who", "mine"},
+              FolderClaim{"a/mark", "a/mark.2", "who", "another's"}});
+    ASSERT_EQ(reports.size(), 5U);
+    const std::vector<std::optional<std::string>> expected{"words", {}};
+    EXPECT_EQ(std::get<Contents>(reports[1]).texts, expected);
+    EXPECT_TRUE(std::holds_alternative<Done>(reports[2]));
+    EXPECT_TRUE(std::holds_alternative<Done>(reports[3]));
+    EXPECT_EQ(std::get<Failed>(reports[4]).kind, FailureKind::occupied);
+    EXPECT_EQ(server.files, (std::map<std::string, std::string>{{"a/text", "other words"},
+                                                                {"a/mark/who", "mine"}}));
+}
+
 TEST_F(WorkerBodyTest, SlowRemovalTellsThatItIsAlive) {
     slow_down(server, "remove");
     EXPECT_GE(offsets_of(work({RemoveFiles{{{"a"}, {"b"}}, {}}})).size(), 2U);

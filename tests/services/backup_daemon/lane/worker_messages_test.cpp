@@ -27,9 +27,13 @@ const CopyJob JOB{.recordings = "/r",
 const Files FILES{{{.size = 5, .modified_ns = -7}, {.size = -1}, {.size = 1LL << 40}}};
 
 std::vector<std::string> all_orders() {
-    return {pack(WorkerOrder(AskFiles{"a", {"b", "c"}})), pack(WorkerOrder(SendFile{JOB, 5, 6})),
+    return {pack(WorkerOrder(AskFiles{"a", {"b", "c"}})),
+            pack(WorkerOrder(SendFile{JOB, 5, 6})),
             pack(WorkerOrder(RemoveFiles{{{"a", 5, 6, "end"}, {"b"}}, {"c"}})),
-            pack(WorkerOrder(AskRoom()))};
+            pack(WorkerOrder(AskRoom())),
+            pack(WorkerOrder(ReadTexts{{"a"}})),
+            pack(WorkerOrder(WriteText{"a", "b", "c"})),
+            pack(WorkerOrder(FolderClaim{"a", "b", "c", "d"}))};
 }
 
 std::vector<std::string> all_reports() {
@@ -41,6 +45,7 @@ std::vector<std::string> all_reports() {
             pack(WorkerReport(Removed{{Fate::gone, Fate::stayed}})),
             pack(WorkerReport(Failed{FailureKind::full, "no room"})),
             pack(WorkerReport(Room{ShareRoom{5, 6}})),
+            pack(WorkerReport(Contents{{"text", {}, ""}})),
             pack(WorkerReport(Done()))};
 }
 
@@ -117,6 +122,21 @@ TEST(WorkerMessages, FatesAndRoomArriveWhole) {
     EXPECT_EQ(std::get<Room>(given_back(WorkerReport(room))).room->total, 1LL << 50);
     EXPECT_FALSE(std::get<Room>(given_back(WorkerReport(Room()))).room);
     EXPECT_TRUE(std::holds_alternative<AskRoom>(given_back(WorkerOrder(AskRoom()))));
+}
+
+TEST(WorkerMessages, OrdersAboutTextsArriveWhole) {
+    const auto read = std::get<ReadTexts>(given_back(WorkerOrder(ReadTexts{{"a", "b"}})));
+    EXPECT_EQ(read.paths, (std::vector<std::string>{"a", "b"}));
+    const auto write = std::get<WriteText>(given_back(WorkerOrder(WriteText{"a", "b", "c"})));
+    EXPECT_EQ(write.path + write.temporary + write.text, "abc");
+    const FolderClaim wanted{.folder = "a", .temporary = "b", .file = "c", .text = "d"};
+    const auto claim = std::get<FolderClaim>(given_back(WorkerOrder(wanted)));
+    EXPECT_EQ(claim.folder + claim.temporary + claim.file + claim.text, "abcd");
+}
+
+TEST(WorkerMessages, ReportOfTextsArrivesWholeAndTellsNoneFromAnEmptyOne) {
+    const Contents contents{{"text", {}, ""}};
+    EXPECT_EQ(std::get<Contents>(given_back(WorkerReport(contents))).texts, contents.texts);
 }
 
 TEST(WorkerMessages, ReportOfFilesArrivesWhole) {
