@@ -58,7 +58,7 @@ void FileCopier::send(const CopyJob& job, CopyState& state) {
     const auto file = share_.open(job.temporary, Share::Open::write);
     const long long begin = resume_point(*file, there, job, state);
     if (there > state.source.size()) file->truncate(state.source.size());
-    watcher_.at(begin);
+    watcher_.begins(begin);
     write_from(*file, begin, state);
     file->close();
 }

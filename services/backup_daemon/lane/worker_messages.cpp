@@ -61,6 +61,7 @@ void carry(auto& packet, Of<Sizes> auto& report) {
 
 void carry(auto& packet, Of<At> auto& report) {
     packet.carry(report.offset);
+    packet.carry(report.begins);
 }
 
 void carry(auto& packet, Of<Noted> auto& report) {

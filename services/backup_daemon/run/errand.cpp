@@ -66,7 +66,7 @@ private:
     std::optional<Step> take(const WorkerReport& said) override {
         if (std::holds_alternative<Done>(said)) return Step{.tell = {Done()}, .over = true};
         const auto* alive = std::get_if<At>(&said);
-        if (!alive || alive->offset != 0) return {};
+        if (!alive || alive->offset != 0 || alive->begins) return {};
         return Step{.tell = {*alive}};
     }
 

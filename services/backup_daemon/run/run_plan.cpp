@@ -50,6 +50,7 @@ void RunPlan::enter_next_phase() {
             phase_ = Phase::measuring;
             return;
         case Phase::measuring:
+            tally_.measured();
             phase_ = Phase::copying;
             return;
         case Phase::copying:
@@ -153,6 +154,7 @@ Order RunPlan::order_of(Work& work) {
 void RunPlan::resume(CopyFile& copy) {
     const auto known = memory_.checkpoint(copy.path);
     if (!known) memory_.save({copy.path, names_.temporary_path(copy.path), 0, ""});
+    copy.count.begun = false;
     copy.job.offset = known ? known->offset : 0;
     copy.job.prefix_sha256 = known ? known->sha256 : "";
 }
