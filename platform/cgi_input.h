@@ -36,8 +36,8 @@ tagINPUT* CGI_Get_Input_URL();
 /// Releases `input` and every parameter it handed out. Null is allowed and does nothing.
 void CGI_Free_Input(tagINPUT* input);
 
-/// Looks up a query parameter by its exact, whole name. Further arguments are accepted, as the recorder's
-/// library takes hints there, and never read.
+/// Looks up a query parameter by its exact, whole name. Further arguments are accepted, as the
+/// recorder's library takes hints there, and never read.
 /// @return the first parameter of that name, owned by `input`; null when there is none or `input`
 ///         is null.
 tagPARAMETER* _CGI_Find_Parameter(tagINPUT* input, const char* name, ...);

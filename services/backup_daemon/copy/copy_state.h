@@ -15,7 +15,8 @@ namespace services {
 
 /// Who wants to know how a copy goes on.
 struct CopyWatcher {
-    std::function<void(long long)> at;  ///< so many bytes are on the share
+    std::function<void(long long)> begins;  ///< so many bytes stay on the share; now others follow
+    std::function<void(long long)> at;      ///< so many bytes are on the share
     std::function<void(long long, const std::string&)> checkpoint;  ///< offset, hash or ""
     std::function<void()> alive;  ///< something was done that moves no byte to the share
 };

@@ -93,7 +93,7 @@ bool FileCopier::send(const CopyJob& job, bool from_copy, CopyState& state) {
     const auto [file, there] = open_temporary(job);
     const long long begin = begun ? job.recorded->size : resume_point(*file, there, job, state);
     if (there > state.source.size()) file->truncate(state.source.size());
-    watcher_.at(begin);
+    watcher_.begins(begin);
     write_from(*file, begin, state);
     const bool is_right = !job.check || reads_back(*file, state);
     file->close();

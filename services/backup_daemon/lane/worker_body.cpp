@@ -27,7 +27,8 @@ public:
     WorkerBody(int socket, Share& share)
         : socket_(socket),
           share_(share),
-          copier_(share, {.at = [this](long long offset) { at(offset); },
+          copier_(share, {.begins = [this](long long offset) { begins(offset); },
+                          .at = [this](long long offset) { at(offset); },
                           .checkpoint =
                               [this](long long offset, const std::string& sha256) {
                                   report(Noted{offset, sha256});
@@ -63,9 +64,15 @@ private:
         reported_ = Clock::now();
     }
 
+    /// Never left out: what was on the share before must not be taken for sent.
+    void begins(long long offset) {
+        offset_ = offset;
+        report(At{offset, true});
+    }
+
     void at(long long offset) {
         offset_ = offset;
-        if (Clock::now() - reported_ >= REPORT_PAUSE) report(At{offset});
+        if (Clock::now() - reported_ >= REPORT_PAUSE) report(At{offset, false});
     }
 
     void connect() {

@@ -108,6 +108,7 @@ void carry(auto& packet, Of<Files> auto& report) {
 
 void carry(auto& packet, Of<At> auto& report) {
     packet.carry(report.offset);
+    packet.carry(report.begins);
 }
 
 void carry(auto& packet, Of<Noted> auto& report) {

@@ -69,6 +69,7 @@ struct Files {
 /// Report: so many bytes of the file are on the share.
 struct At {
     long long offset = 0;
+    bool begins = false;  ///< they were there before; sending begins behind them
 };
 
 /// Report: so many bytes of the unfinished file are right, and how they can be known again.

@@ -24,7 +24,7 @@ BackupRun::BackupRun(RunParts parts, TDataBackupConfig task, RunGoal goal, Liste
     : parts_(std::move(parts)),
       task_(std::move(task)),
       listener_(std::move(listener)),
-      tally_(parts_.clock),
+      tally_(parts_.clock, parts_.earlier),
       plan_(std::move(goal), *parts_.places, *parts_.memory, tally_),
       connection_(now()) {}
 

@@ -26,6 +26,7 @@ struct RunParts {
     std::unique_ptr<DestinationMemory> places;
     std::unique_ptr<CopyMemory> memory;
     std::unique_ptr<LanePool> lanes;
+    EarlierPart earlier{};  ///< of a run that is taken up again
 };
 
 /// A run goes on by itself, in the loop, until it tells its end. Destroying it drops its lanes; all

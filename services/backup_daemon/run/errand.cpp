@@ -76,7 +76,7 @@ private:
     std::optional<Step> take(const WorkerReport& said) override {
         if (const auto* removed = std::get_if<Removed>(&said)) return finish(*removed);
         const auto* alive = std::get_if<At>(&said);
-        if (!alive || alive->offset != 0) return {};
+        if (!alive || alive->offset != 0 || alive->begins) return {};
         return Step{.tell = {*alive}};
     }
 

@@ -71,6 +71,7 @@ void RunPlan::enter_next_phase() {
             phase_ = Phase::measuring;
             return;
         case Phase::measuring:
+            tally_.measured();
             if (goal_.preview || tally_.bytes_left() > 0) ready_.push_back({WeighRun()});
             phase_ = Phase::weighing;
             return;
@@ -231,6 +232,7 @@ void RunPlan::resume(CopyFile& copy) {
     copy.job.temporary = names_.on_share(copy.temporary);
     // An attempt of which no answer came may have been the last one.
     if (known) copy.job.fresh = false;
+    copy.count.begun = false;
     copy.job.offset = known ? known->offset : 0;
     copy.job.prefix_sha256 = known ? known->sha256 : "";
 }

@@ -107,8 +107,10 @@ void RunPlan::give_up_doubles(LookAtDay& look) {
     }
 }
 
+/// Before sending begins, At is a sign of life and no more.
 RunPlan::Answer RunPlan::answer(CopyFile& copy, const At& at) {
-    tally_.reached(copy.count, at.offset);
+    if (at.begins) copy.count.begun = false;
+    if (at.begins || copy.count.begun) tally_.reached(copy.count, at.offset);
     return Answer::part;
 }
 

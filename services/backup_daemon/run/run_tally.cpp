@@ -18,6 +18,11 @@ void RunTally::plan(long long files, long long bytes) {
     note_percent();
 }
 
+void RunTally::measured() {
+    measuring_ = false;
+    note_percent();
+}
+
 void RunTally::all_planned() {
     all_planned_ = true;
     note_percent();
@@ -38,8 +43,7 @@ void RunTally::reached(FileCount& file, long long offset) {
 void RunTally::finished(FileCount& file, long long size) {
     bytes_planned_ += size - file.planned;
     file.planned = size;
-    // Nothing was told of it on its way: it went too quickly for that.
-    file.begun = true;
+    // Of a file that was never begun nothing was sent: it stood there.
     reached(file, size);
     ++files_done_;
     progressed_ = true;
@@ -55,8 +59,14 @@ void RunTally::gave_up(const FileCount& file, const std::string& why) {
 
 /// What has to be sent again, or comes to light late, does not take back what people were told.
 void RunTally::note_percent() {
-    const double now = percent_of(bytes_done_, bytes_planned_);
+    if (measuring_) return;
+    const double now = percent_of(done(), planned());
     percent_ = std::max(percent_, all_planned_ ? now : std::min(now, NEARLY_ALL));
+}
+
+long long RunTally::planned() const {
+    const long long known = earlier_.bytes + bytes_planned_;
+    return measuring_ ? std::max(known, earlier_.bytes_planned) : known;
 }
 
 bool RunTally::take_progress() {
@@ -75,14 +85,14 @@ std::string RunTally::failure() const {
 
 RunFigures RunTally::figures(const std::string& message) const {
     RunFigures figures;
-    figures.bytes_planned = bytes_planned_;
-    figures.bytes_done = bytes_done_;
+    figures.bytes_planned = planned();
+    figures.bytes_done = done();
     figures.percent = percent_;
     figures.rate = rate_.rate();
-    figures.files_done = files_done_;
+    figures.files_done = earlier_.files + files_done_;
     figures.files_left = files_planned_ - files_done_ - files_failed_;
     figures.files_failed = files_failed_;
-    figures.seconds_left = seconds_left(bytes_planned_ - bytes_done_, figures.rate);
+    figures.seconds_left = seconds_left(planned() - done(), figures.rate);
     figures.message = message;
     figures.time_ms = clock_.wall().count();
     return figures;

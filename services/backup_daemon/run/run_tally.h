@@ -14,7 +14,15 @@ struct FileCount {
     long long planned = 0;   ///< bytes it counts for among the planned ones
     long long done = 0;      ///< of them on the share
     long long furthest = 0;  ///< the most of them that ever were
-    bool begun = false;      ///< how much of it was there beforehand is known
+    bool begun = false;      ///< how much was there before this attempt is known
+};
+
+/// What a run that is taken up again had done before the daemon's end.
+struct EarlierPart {
+    long long files = 0;          ///< complete
+    long long bytes = 0;          ///< of them
+    long long bytes_planned = 0;  ///< of all files; 0: there is no earlier part
+    double percent = 0;           ///< that people were told
 };
 
 /// Counts files and bytes. At every moment the planned files are the done, the failed and the left
@@ -22,17 +30,26 @@ struct FileCount {
 class RunTally {
 public:
     /// @param clock outlives the tally
-    explicit RunTally(const Clock& clock) : clock_(clock) {}
+    /// @param earlier counts as done, beside what is planned from now on
+    explicit RunTally(const Clock& clock, const EarlierPart& earlier = {})
+        : clock_(clock),
+          earlier_(earlier),
+          measuring_(earlier.bytes_planned > 0),
+          percent_(earlier.percent) {}
 
     /// So many more files and bytes are planned; negative: fewer, when a day was counted again.
     void plan(long long files, long long bytes);
 
+    /// All days have been looked at once. Before, little of the rest is planned, and an earlier
+    /// part would look like nearly all of it: its own figures stand until then.
+    void measured();
+
     /// Nothing more will be planned: only now may the percent be 100.
     void all_planned();
 
-    /// `offset` bytes of a file are on the share. The first time tells what an earlier attempt had
-    /// left there, and that counts as done but not as moved now. Bytes that are sent again are
-    /// moved again, but no progress.
+    /// `offset` bytes of a file are on the share. The first time of an attempt tells what was there
+    /// before, and that counts as done but not as moved now. Bytes that are sent again are moved
+    /// again, but no progress.
     void reached(FileCount& file, long long offset);
 
     /// A file is complete with `size` bytes, which may be others than were planned.
@@ -61,8 +78,12 @@ public:
 
 private:
     void note_percent();
+    long long planned() const;
+    long long done() const { return earlier_.bytes + bytes_done_; }
 
     const Clock& clock_;
+    const EarlierPart earlier_;
+    bool measuring_;
     bool all_planned_ = false;
     bool progressed_ = false;
     long long files_planned_ = 0;
@@ -71,7 +92,7 @@ private:
     long long bytes_planned_ = 0;
     long long bytes_done_ = 0;
     long long bytes_moved_ = 0;
-    double percent_ = 0;
+    double percent_;
     std::string first_failure_;
     RateMeter rate_;
 };

@@ -17,7 +17,8 @@ protected:
     std::string copy() {
         MemoryShare connection(server);
         services::FileCopier copier(connection,
-                                    {.at = watcher.at,
+                                    {.begins = watcher.begins,
+                                     .at = watcher.at,
                                      .checkpoint =
                                          [this](long long offset, const std::string& sha256) {
                                              watcher.checkpoint(offset, sha256);

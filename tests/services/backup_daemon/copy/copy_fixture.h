@@ -103,6 +103,7 @@ protected:
     services::ChunkBuffers buffers;
     std::vector<std::string> told;  ///< "at 5", "checkpoint 5 ab12...", "alive"
     services::CopyWatcher watcher{
+        .begins = [this](long long offset) { told.push_back("at " + std::to_string(offset)); },
         .at = [this](long long offset) { told.push_back("at " + std::to_string(offset)); },
         .checkpoint =
             [this](long long offset, const std::string& sha256) {

@@ -79,7 +79,29 @@ TEST_F(WorkerBodyTest, FastCopyDoesNotTellOfEveryChunk) {
     const auto begin = Clock::now();
     const auto offsets = offsets_of(work({send_file()}));
     const auto pauses = (Clock::now() - begin) / std::chrono::milliseconds(250);
-    EXPECT_LE(static_cast<long long>(offsets.size()), pauses);
+    EXPECT_LE(static_cast<long long>(offsets.size()), pauses + 1) << "and where it begins";
+}
+
+TEST_F(WorkerBodyTest, EveryCopyTellsWhereSendingBegins) {
+    write_source(content_of(3 * MIB));
+    SendFile second = send_file();
+    second.job.target = "a/b/second";
+    second.job.temporary = "a/b/.second.part";
+    server.put(second.job.temporary, content_of(2 * MIB));
+    std::vector<long long> begins;
+    for (const WorkerReport& report : work({send_file(), second}))
+        if (const auto* at = std::get_if<At>(&report); at && at->begins)
+            begins.push_back(at->offset);
+    EXPECT_EQ(begins, (std::vector<long long>{0, 2 * MIB}));
+}
+
+TEST_F(WorkerBodyTest, FileThatStandsThereIsNeverBegun) {
+    write_source(content_of(MIB));
+    server.put(job.target, content_of(MIB));
+    for (const WorkerReport& report : work({send_file()})) {
+        const auto* at = std::get_if<At>(&report);
+        EXPECT_FALSE(at && at->begins);
+    }
 }
 
 TEST_F(WorkerBodyTest, SlowComparisonTellsThatItIsAliveAndThatNothingIsSent) {
@@ -170,7 +192,8 @@ TEST_F(WorkerBodyTest, FailureOfOneFileIsToldWithItsKindAndTheNextIsCopied) {
     const Reports reports = work({shorter, occupied, send_file()});
     EXPECT_EQ(names_of(reports), (Texts{"ready", failed(FailureKind::source),
                                         failed(FailureKind::occupied), "whole"}));
-    EXPECT_EQ(std::get<Failed>(reports[1]).text, source_path + " has become shorter");
+    EXPECT_TRUE(std::get<At>(reports[1]).begins);
+    EXPECT_EQ(std::get<Failed>(reports[2]).text, source_path + " has become shorter");
 }
 
 TEST_F(WorkerBodyTest, CopyIsAsLongAsTheSourceWasWhenItWasOpened) {

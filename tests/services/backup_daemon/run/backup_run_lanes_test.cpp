@@ -154,7 +154,7 @@ TEST_F(BackupRunLanesTest, ProgressBringsShortPausesAndPatienceBack) {
     play_until_copying(1);
     const LaneId lane = scene.lanes.open().front();
     ASSERT_TRUE(copy_of(lane));
-    scene.lanes.report(lane, At{0});
+    scene.lanes.report(lane, At{0, true});
     scene.lanes.report(lane, At{1});
     while (!scene.lanes.open().empty()) scene.lanes.lose(scene.lanes.open().back());
     EXPECT_EQ(scene.clock.next_alarm(), 1s);
@@ -172,7 +172,7 @@ TEST_F(BackupRunLanesTest, SameBytesSentAgainAndAgainAreNoProgress) {
         play_until_copying(1);
         for (const LaneId lane : scene.lanes.open()) {
             if (copy_of(lane)) {
-                scene.lanes.report(lane, At{0});
+                scene.lanes.report(lane, At{0, true});
                 scene.lanes.report(lane, At{4000});
             }
             scene.lanes.lose(lane, "the connection broke");
@@ -204,7 +204,7 @@ TEST_F(BackupRunLanesTest, AfterALossOneLaneTriesAloneWhileTheOthersGoOn) {
 
 TEST_F(BackupRunLanesTest, ProgressOfOtherLanesDoesNotHideALoss) {
     play_until_copying(2);
-    scene.lanes.report(1, At{0});
+    scene.lanes.report(1, At{0, true});
     scene.lanes.lose(2, "the server went away");
     scene.lanes.report(1, At{100});
     EXPECT_EQ(message(), "the server went away");
@@ -256,8 +256,8 @@ TEST_F(BackupRunLanesTest, TenLossesAtMostAreTold) {
 TEST_F(BackupRunLanesTest, NinetySecondsOfSilenceDropExactlyTheSilentLane) {
     play_until_copying(3);
     scene.seconds(45);
-    scene.lanes.report(1, At{0});
-    scene.lanes.report(3, At{0});
+    scene.lanes.report(1, At{0, true});
+    scene.lanes.report(3, At{0, true});
     scene.seconds(44);
     EXPECT_EQ(scene.lanes.open(), (Lanes{1, 2, 3}));
     scene.second();
@@ -280,7 +280,7 @@ TEST_F(BackupRunLanesTest, FileOfASilentLaneGoesToAnIdleOneAtOnce) {
     for (const LaneId lane : {1, 2}) scene.lanes.report(lane, Copied{{5000, 1, ""}});
     ASSERT_FALSE(scene.lanes.order(2));
     scene.seconds(60);
-    scene.lanes.report(1, At{0});
+    scene.lanes.report(1, At{0, true});
     scene.seconds(30);
     EXPECT_EQ(scene.lanes.dropped(), Lanes{3});
     EXPECT_TRUE(copy_of(2));
@@ -380,7 +380,7 @@ TEST_F(BackupRunLanesTest, LaneThatIsNotToBeHadIsALossToo) {
     EXPECT_EQ(scene.told(CONNECTION_LOST), Texts{"too many processes"});
     scene.lanes.none_to_be_had.reset();
     play_until_copying(1);
-    scene.lanes.report(1, At{0});
+    scene.lanes.report(1, At{0, true});
     scene.lanes.report(1, At{100});
     EXPECT_EQ(message(), "too many processes");
     scene.clock.advance(60s);
@@ -405,7 +405,7 @@ TEST_F(BackupRunLanesTest, RunWithoutLanesGivesUpAfterThirtyMinutes) {
 
 TEST_F(BackupRunLanesTest, SpeedIsReadEverySecond) {
     play_until_copying(1);
-    scene.lanes.report(1, At{0});
+    scene.lanes.report(1, At{0, true});
     scene.second();
     EXPECT_EQ(scene.figures().rate, 0);
     scene.lanes.report(1, At{600});

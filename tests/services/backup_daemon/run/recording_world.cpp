@@ -87,7 +87,7 @@ std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
     if (there == share.end() || there->second != recording.size) {
         if (recording.size > free_room()) return {Failed{FailureKind::full, "no room"}};
         long long offset = std::min(order.offset, recording.size);
-        reports.emplace_back(At{offset});
+        reports.emplace_back(At{offset, true});
         while (offset < recording.size) {
             offset = std::min(offset + CHECKPOINT, recording.size);
             reports.emplace_back(Noted{offset, "hash of " + std::to_string(offset)});

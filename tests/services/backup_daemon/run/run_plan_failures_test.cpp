@@ -180,7 +180,7 @@ TEST_F(RunPlanFailuresTest, RunEndsWhenAnythingButAFileFailsThreeTimes) {
 TEST_F(RunPlanFailuresTest, FailedFileTakesItsBytesAlongAndIsNotSentAgain) {
     record(2);
     ASSERT_NE(next_that("copy"), "");
-    say(At{0});
+    say(At{0, true});
     say(At{60});
     EXPECT_EQ(counts(), "0 done, 0 failed, 2 left; 60 of 200 bytes");
     EXPECT_EQ(fail(FailureKind::source, 1, "the words").kind, Kind::go_on);

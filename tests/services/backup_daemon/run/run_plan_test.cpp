@@ -152,6 +152,9 @@ TEST_F(RunPlanTest, TemporaryFileIsKnownToTheMemoryBeforeItIsMade) {
 TEST_F(RunPlanTest, CheckpointsAreKeptAsTheyAreReported) {
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 9000);
     ASSERT_NE(next_that("copy"), "");
+    say(At{5});
+    EXPECT_EQ(counts(), "0 done, 0 failed, 1 left; 0 of 9000 bytes") << "a sign of life";
+    say(At{0, true});
     say(Noted{3000, "abc"});
     EXPECT_EQ(counts(), "0 done, 0 failed, 1 left; 3000 of 9000 bytes");
     say(At{3500});

@@ -168,14 +168,83 @@ TEST_F(RunTallyTest, BytesThatAreSentAgainCountAsSpeedButNotAsDone) {
     EXPECT_EQ(figures().bytes_done, 60);
 }
 
-TEST_F(RunTallyTest, FileThatIsCompleteBeforeItsFirstReportWasMoved) {
+TEST_F(RunTallyTest, FileThatIsCompleteBeforeItsSecondReportWasMoved) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.note_speed();
+    tally.reached(one, 0);
+    tally.finished(one, 100);
+    clock.advance(2s);
+    tally.note_speed();
+    EXPECT_EQ(figures().rate, 50);
+}
+
+TEST_F(RunTallyTest, FileThatWasNeverBegunStoodThereAndWasNotMoved) {
     FileCount one = file();
     tally.plan(1, 100);
     tally.note_speed();
     tally.finished(one, 100);
     clock.advance(2s);
     tally.note_speed();
-    EXPECT_EQ(figures().rate, 50);
+    EXPECT_EQ(figures().rate, 0);
+    EXPECT_EQ(figures().bytes_done, 100);
+}
+
+/// A lane sends files of a second each: the first report of each comes when it begins.
+TEST_F(RunTallyTest, SpeedToldOverAMinuteIsTheTrueOne) {
+    constexpr long long SECOND = 1'000'000;
+    tally.plan(60, 60 * SECOND);
+    tally.note_speed();
+    double told = 0;
+    for (int second = 0; second < 60; ++second) {
+        FileCount one = {.planned = SECOND};
+        tally.reached(one, 0);
+        clock.advance(600ms);
+        tally.reached(one, 600'000);
+        clock.advance(400ms);
+        tally.finished(one, SECOND);
+        tally.note_speed();
+        told += figures().rate / 60;
+        EXPECT_NEAR(figures().percent, 100.0 * (second + 1) / 60, 0.2);
+    }
+    EXPECT_NEAR(told, SECOND, SECOND / 100);
+}
+
+/// 40 of 100 bytes were done in two files, and 8 of a third.
+EarlierPart earlier_part() {
+    return {.files = 2, .bytes = 40, .bytes_planned = 100, .percent = 48};
+}
+
+TEST_F(RunTallyTest, RunThatIsTakenUpGoesOnWithItsFigures) {
+    RunTally again(clock, earlier_part());
+    EXPECT_EQ(again.figures("").files_done, 2);
+    EXPECT_EQ(again.figures("").bytes_done, 40);
+    EXPECT_EQ(again.figures("").bytes_planned, 100);
+    EXPECT_EQ(again.figures("").percent, 48);
+    again.plan(1, 10);
+    EXPECT_EQ(again.figures("").bytes_planned, 100) << "not all is measured";
+    again.plan(2, 50);
+    again.measured();
+    FileCount third = {.planned = 10};
+    again.reached(third, 8);
+    EXPECT_EQ(again.figures("").percent, 48);
+    EXPECT_EQ(again.figures("").bytes_done, 48);
+    again.finished(third, 10);
+    EXPECT_EQ(again.figures("").percent, 50);
+    EXPECT_EQ(again.figures("").files_done, 3);
+    EXPECT_EQ(again.figures("").files_left, 2);
+    again.all_planned();
+    FileCount rest = {.planned = 50};
+    again.finished(rest, 50);
+    EXPECT_EQ(again.figures("").percent, 100);
+}
+
+TEST_F(RunTallyTest, RunThatIsTakenUpMayFindMoreThanBefore) {
+    RunTally again(clock, earlier_part());
+    again.plan(1, 160);
+    EXPECT_EQ(again.figures("").bytes_planned, 200);
+    again.measured();
+    EXPECT_EQ(again.figures("").percent, 48) << "what was told stays";
 }
 
 TEST_F(RunTallyTest, ProgressIsToldOnce) {

@@ -1,0 +1,74 @@
+"""What people are told of a run on its way: its speed, its percent, and both across a restart."""
+import statistics
+import time
+
+from backup_house import MIB, RUNNING, SUCCESS, noise
+from fault_proxy import FaultProxy
+from waiting import wait_until
+
+RATE = 3 * MIB
+
+
+def figures_until_the_end(house, task_id, proxy, size):
+    """Every half second: told speed, told percent, and what part of the bytes has gone out."""
+    samples = []
+    while house.status(task_id) == RUNNING:
+        figures = house.progress(task_id)[0]
+        samples.append((figures["rate"], figures["percent"], 100 * proxy.sent / size))
+        time.sleep(0.5)
+    return samples[2:-2]
+
+
+def check_told_figures(house, files, file_size):
+    size = files * file_size
+    for number in range(files):
+        house.record(0, 1, f"{number // 60:02}-{number % 60:02}-00.mp4", noise(file_size, number))
+    with FaultProxy(house.samba.port) as proxy:
+        proxy.rate = RATE
+        task_id = house.create(port=proxy.port)
+        house.force(task_id)
+        house.wait_for(task_id, RUNNING)
+        began, sent = time.monotonic(), proxy.sent
+        samples = figures_until_the_end(house, task_id, proxy, size)
+        true_rate = (proxy.sent - sent) / (time.monotonic() - began)
+    assert house.status(task_id) == SUCCESS
+    told = statistics.mean(rate for rate, _, _ in samples)
+    assert abs(told / true_rate - 1) < 0.1, (told, true_rate)
+    # What is told of is up to a second old, and what has gone out is not yet acknowledged.
+    slack = 2 + 100 * (RATE + 3 * MIB) / size
+    assert all(abs(percent - truth) < slack for _, percent, truth in samples), samples
+
+
+def test_told_figures_of_large_files_are_true(house):
+    check_told_figures(house, files=3, file_size=60 * MIB)
+
+
+def test_told_figures_of_many_files_are_true(house):
+    check_told_figures(house, files=600, file_size=MIB // 4)
+
+
+def test_figures_go_on_where_they_were_when_the_daemon_ends(house):
+    for number in range(12):
+        house.record(0, number % 3, f"{number:02}-00-00.mp4", noise(6 * MIB, number))
+    with FaultProxy(house.samba.port) as proxy:
+        proxy.rate = 8 * MIB
+        task_id = house.create(port=proxy.port)
+        house.force(task_id)
+        wait_until(lambda: (house.progress(task_id) or [{"percent": 0}])[0]["percent"] > 50, "half")
+        house.recorder.crash()
+        before = house.progress(task_id)[0]
+        proxy.rate = 2 * MIB
+        house.recorder.serve()
+        wait_until(lambda: house.progress(task_id)[0]["time_ms"] > before["time_ms"], "figures")
+        for _ in range(10):
+            after = house.progress(task_id)[0]
+            assert before["percent"] <= after["percent"] < before["percent"] + 25
+            assert after["files_done"] >= before["files_done"]
+            assert after["bytes_done"] > before["bytes_done"] - 24 * MIB
+            assert abs(after["bytes_planned"] - 72 * MIB) <= 24 * MIB
+            time.sleep(0.3)
+        proxy.rate = None
+        house.wait_for_end(task_id)
+    assert house.status(task_id) == SUCCESS
+    assert house.progress(task_id)[0]["percent"] == 100
+    assert house.progress(task_id)[0]["files_done"] >= 11
