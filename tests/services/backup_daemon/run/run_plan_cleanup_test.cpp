@@ -15,7 +15,8 @@ protected:
 
     void begin_file(const std::string& day, const std::string& name) {
         const std::string path = "Door/" + day + "/" + name;
-        ledger.checkpoints[path] = {path, "Door/" + day + "/." + name + ".01234567-7.part", 50, "abc"};
+        ledger.checkpoints[path] = {path, "Door/" + day + "/." + name + ".01234567-7.part", 50,
+                                    "abc"};
     }
 };
 
@@ -55,8 +56,9 @@ TEST_F(RunPlanCleanupTest, RunThatCouldNotReadAChannelRemovesNoCopy) {
     begin_file("2023-11-11", "09-00-00.mp4");
     ASSERT_TRUE(next().starts_with("days /rec/door"));
     fail(FailureKind::source);
-    EXPECT_EQ(rest_that("remove"), Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.01234567-7.part, "
-                                         "folders "});
+    EXPECT_EQ(rest_that("remove"),
+              Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.01234567-7.part, "
+                    "folders "});
     EXPECT_TRUE(ledger.gone.empty());
     EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed: a run that "
                                            "has failed removes none"});
