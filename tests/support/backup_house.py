@@ -137,9 +137,9 @@ class House:
         return next((detail for event, detail in self.events() if event == event_id), None)
 
     def shared(self, folder="recorder"):
-        """All but the recorder's marker."""
+        """All but the recorder's marker, and what a claim of it that was cut off has left."""
         return {path: digest for path, digest in tree(self.share / folder).items()
-                if not path.startswith(".recording-backup/")}
+                if not path.startswith(".recording-backup")}
 
     def sources(self):
         """The tree that the share should hold: channels by name instead of by number."""

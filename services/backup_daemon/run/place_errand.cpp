@@ -2,6 +2,7 @@
 #include "services/backup_daemon/run/place_errand.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "services/backup_daemon/copy/share_path.h"
@@ -25,6 +26,12 @@ std::string PlaceErrand::folder(const std::string& below) const {
     return join_path(order_.folder, below);
 }
 
+/// Where a marker is made: another task of this recorder's may be at the same.
+std::string PlaceErrand::temporary(const std::string& below) const {
+    return join_path(folder(below), MARKER_FOLDER) + "." + short_identity(order_.recorder) + "-" +
+           order_.task_id;
+}
+
 std::string PlaceErrand::text() const {
     return marker_text({order_.recorder, order_.known.id});
 }
@@ -41,8 +48,10 @@ Step PlaceErrand::look() {
 
 std::optional<Step> PlaceErrand::take(const WorkerReport& said) {
     if (const auto* texts = std::get_if<Contents>(&said)) return hear_texts(*texts);
-    const bool asked_for_marker = asked_ == Asked::claim || asked_ == Asked::mending;
-    if (!asked_for_marker || !std::holds_alternative<Done>(said)) return {};
+    const bool is_sign_of_life = std::holds_alternative<At>(said) && asked_ == Asked::tidying;
+    if (is_sign_of_life) return Step{};
+    const bool may_be_done = asked_ != Asked::markers && asked_ != Asked::cameras;
+    if (!may_be_done || !std::holds_alternative<Done>(said)) return {};
     return is_marked();
 }
 
@@ -52,7 +61,7 @@ std::optional<Step> PlaceErrand::hear_texts(const Contents& said) {
         return decide(said.texts[0], said.texts[1]);
     if (asked_ != Asked::cameras || said.texts.size() != 1) return {};
     place_.cameras = read_cameras(said.texts[0].value_or(""));
-    return Step{.tell = {place_}, .over = true};
+    return tidy_up();
 }
 
 /// A folder of its own, once it is marked, is where this recorder's copies are. A marker that
@@ -83,12 +92,10 @@ Step PlaceErrand::claim(const std::string& below) {
     if (order_.only_look) return go_unmarked(below);
     place_ = {.below = below, .id = order_.known.id, .marked = true, .is_new = true};
     asked_ = Asked::claim;
-    const std::string marker = join_path(folder(below), MARKER_FOLDER);
-    return {.ask = FolderClaim{
-                .folder = marker,
-                .temporary = marker + "." + short_identity(order_.recorder) + "-" + order_.task_id,
-                .file = MARKER_FILE,
-                .text = text()}};
+    return {.ask = FolderClaim{.folder = join_path(folder(below), MARKER_FOLDER),
+                               .temporary = temporary(below),
+                               .file = MARKER_FILE,
+                               .text = text()}};
 }
 
 Step PlaceErrand::mend(const std::string& below) {
@@ -99,11 +106,23 @@ Step PlaceErrand::mend(const std::string& below) {
     return {.ask = WriteText{.path = path, .temporary = path + ".part", .text = text()}};
 }
 
+/// A run of this task's may have ended in the middle of a claim, and another one been first.
+Step PlaceErrand::tidy_up() {
+    asked_ = Asked::tidying;
+    RemoveFiles order;
+    for (const std::string& below : std::set<std::string>{"", place_.below}) {
+        order.files.push_back(join_path(temporary(below), MARKER_FILE));
+        order.folders.push_back(temporary(below));
+    }
+    return {.ask = order};
+}
+
 Step PlaceErrand::is_marked() const {
     return {.tell = {place_}, .over = true};
 }
 
 Step PlaceErrand::fail(Failed failed) {
+    if (asked_ == Asked::tidying && !ends_connection(failed.kind)) return is_marked();
     if (asked_ != Asked::claim) return Errand::fail(std::move(failed));
     if (failed.kind == FailureKind::occupied && looks_ < MOST_LOOKS) {
         in_vain_ = place_.below;

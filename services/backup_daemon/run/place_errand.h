@@ -18,7 +18,7 @@ public:
     Step begin() override;
 
 private:
-    enum class Asked { markers, claim, mending, cameras };
+    enum class Asked { markers, claim, mending, cameras, tidying };
     using Text = std::optional<std::string>;
 
     std::optional<Step> take(const WorkerReport& said) override;
@@ -29,10 +29,12 @@ private:
     Step settle_at(const std::string& below, const std::string& id);
     Step claim(const std::string& below);
     Step mend(const std::string& below);
+    Step tidy_up();
     Step is_marked() const;
     Step go_unmarked(const std::string& below);
 
     std::string folder(const std::string& below) const;
+    std::string temporary(const std::string& below) const;
     std::string text() const;
 
     const FindPlace order_;

@@ -176,6 +176,19 @@ def test_strange_marker_is_left_alone_and_the_run_has_a_folder_of_its_own(house,
     assert house.last_event(OWN_FOLDER_MADE) == [own.removeprefix("/")]
 
 
+def test_what_a_claim_left_goes_with_the_tasks_next_run(house):
+    house.record(0, 0, "01-00-00.mp4", b"content")
+    task_id = house.create()
+    house.run(task_id)
+    identity = house.recorder.ctl_json("info")[0]["identity"]
+    left = house.share / "recorder" / f"{MARKER}.{identity[:8]}-{task_id}"
+    left.mkdir()
+    (left / "recorder.json").write_text("cut off")
+    house.run(task_id)
+    assert not left.exists()
+    assert house.shared() == house.sources()
+
+
 def test_somebodys_file_of_the_markers_name_stays(house):
     place = house.share / "recorder"
     place.mkdir()

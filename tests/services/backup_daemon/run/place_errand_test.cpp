@@ -30,6 +30,7 @@ protected:
     static std::string text_of(const std::optional<Step>& step) {
         if (!step) return "nonsense";
         if (step->over) return "over";
+        if (!step->ask) return step->tell.empty() ? "nothing" : "told";
         if (const auto* read = std::get_if<ReadTexts>(&*step->ask)) {
             std::string all = "read";
             for (const std::string& path : read->paths) all += " " + path;
@@ -37,6 +38,11 @@ protected:
         }
         if (const auto* write = std::get_if<WriteText>(&*step->ask))
             return "write " + write->path + " via " + write->temporary + ": " + write->text;
+        if (const auto* removal = std::get_if<RemoveFiles>(&*step->ask)) {
+            std::string all = "remove";
+            for (const std::string& path : removal->files) all += " " + path;
+            return all;
+        }
         const auto& claim = std::get<FolderClaim>(*step->ask);
         return "claim " + claim.folder + " via " + claim.temporary + " with " + claim.file + ": " +
                claim.text;
@@ -90,7 +96,10 @@ TEST_F(PlaceErrandTest, OurMarkerTellsTheDestinationWhateverWasKnown) {
     for (const bool known : {false, true}) {
         EXPECT_EQ(begin(order(known, known), {}, OURS),
                   "read store/.recording-backup/cameras.json");
-        EXPECT_EQ(hear(Contents{{cameras_text({{"g1", "Door"}}, 1000)}}), "over");
+        EXPECT_EQ(hear(Contents{{cameras_text({{"g1", "Door"}}, 1000)}}),
+                  "remove store/.recording-backup.01234567-7/recorder.json");
+        EXPECT_EQ(hear(At{0}), "nothing") << "a sign of life";
+        EXPECT_EQ(hear(Done()), "over");
         EXPECT_EQ(found().below, "");
         EXPECT_EQ(found().id, PLACE);
         EXPECT_TRUE(found().marked);
@@ -110,7 +119,10 @@ TEST_F(PlaceErrandTest, FolderOfItsOwnStaysWhereThisRecordersCopiesAre) {
     for (const Text& shared : {Text(), Text(FOREIGN), Text(OURS), Text("nonsense")}) {
         EXPECT_EQ(begin(order(true, true), OURS, shared),
                   "read " + OWN + "/.recording-backup/cameras.json");
-        EXPECT_EQ(hear(Contents{{Text()}}), "over");
+        EXPECT_EQ(hear(Contents{{Text()}}),
+                  "remove store/.recording-backup.01234567-7/recorder.json " + OWN +
+                      "/.recording-backup.01234567-7/recorder.json");
+        EXPECT_EQ(hear(Failed{FailureKind::denied, "no"}), "over") << "it may stay";
         EXPECT_EQ(found().below, "Recorder 01234567");
         EXPECT_EQ(found().id, PLACE);
     }
@@ -123,7 +135,8 @@ TEST_F(PlaceErrandTest, WhoComesSecondLooksAgain) {
     EXPECT_EQ(hear(Failed{FailureKind::occupied, "taken"}), LOOK);
     EXPECT_EQ(hear(Contents{{OURS, FOREIGN}}), "read " + OWN + "/.recording-backup/cameras.json")
         << "another task of this recorder's was first";
-    EXPECT_EQ(hear(Contents{{Text()}}), "over");
+    hear(Contents{{Text()}});
+    EXPECT_EQ(hear(Done()), "over");
     EXPECT_EQ(found().id, PLACE);
 }
 
