@@ -154,3 +154,16 @@ def test_daemon_killed_between_claim_and_name_takes_its_claim_over(house):
         assert house.shared() == house.sources()
         assert proxy.sent < sent + MIB, "the copy was whole already"
     house.check_records()
+
+
+@pytest.mark.parametrize("check, most", [("1", 19), ("0", 17)])
+def test_small_file_costs_no_more_requests_than_the_design_says(house, check, most):
+    files = 60
+    for number in range(files):
+        house.record(0, 0, f"01-00-{number:02}.mp4", noise(20_000, number))
+    house.recorder.ctl("config", "set", "backup", "check_reading", check)
+    with RequestProxy(house.samba.port) as proxy:
+        house.run(house.create(port=proxy.port))
+        connection = 60
+        assert sum(proxy.requests.values()) <= most * files + connection
+    assert house.shared() == house.sources()
