@@ -1,4 +1,4 @@
-"""What stands on the share is replaced only when it is the daemon's own: foreign, changed, grown."""
+"""What the daemon replaces on a share: its own copies as it recorded them, and nothing else."""
 import os
 
 import pytest
@@ -164,6 +164,6 @@ def test_small_file_costs_no_more_requests_than_the_design_says(house, check, mo
     house.recorder.ctl("config", "set", "backup", "check_reading", check)
     with RequestProxy(house.samba.port) as proxy:
         house.run(house.create(port=proxy.port))
-        connection = 60
-        assert sum(proxy.requests.values()) <= most * files + connection
+        around = 100  # logins and listings, by all lanes
+        assert sum(proxy.requests.values()) <= most * files + around
     assert house.shared() == house.sources()
