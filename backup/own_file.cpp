@@ -4,6 +4,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
 namespace {
 
 bool is_own(int file) {
@@ -15,8 +19,12 @@ bool is_own(int file) {
 }  // namespace
 
 Descriptor create_own_file(const char* path) {
-    unlink(path);
-    return Descriptor(open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    // One step puts it there: another request may be making its own in the same place.
+    std::string fresh = std::string(path) + "-XXXXXX";
+    Descriptor file(mkostemp(fresh.data(), O_CLOEXEC));
+    if (!file || std::rename(fresh.c_str(), path) == 0) return file;
+    unlink(fresh.c_str());
+    return Descriptor();
 }
 
 FilePtr open_own_file(const char* path) {

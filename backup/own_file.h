@@ -5,7 +5,8 @@
 #include "backup/file_ptr.h"
 
 /// Makes a new file with mode 0600, for reading and writing. What lies at `path`, a link among it,
-/// is removed and not followed; a folder is not removed.
+/// is replaced and not followed; a folder is not replaced. Whoever does this at the same time gets
+/// a file, too, and the one that is made last has the name.
 /// @return none when it cannot be made
 Descriptor create_own_file(const char* path);
 

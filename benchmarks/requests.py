@@ -57,6 +57,7 @@ def create_tasks(program, count):
 
 def add_channels(program):
     for index in range(CHANNELS):
+        (RECORDINGS / str(index)).mkdir(parents=True)
         program.add_channel(index, f"Camera {index}", RECORDINGS / str(index), streams=2)
 
 

@@ -11,7 +11,8 @@ struct tagINPUT;
 /// One parameter of the query string.
 struct tagPARAMETER {
     char* name;   ///< percent-decoded, NUL-terminated
-    char* value;  ///< percent-decoded, NUL-terminated, "" where the request gave no "="
+    char* value;  ///< percent-decoded, NUL-terminated, "" where the request gave no "="; a value
+                  ///< with a NUL inside ends there
 };
 
 /// The level of an administrator.
@@ -35,13 +36,14 @@ tagINPUT* CGI_Get_Input_URL();
 /// Releases `input` and every parameter it handed out. Null is allowed and does nothing.
 void CGI_Free_Input(tagINPUT* input);
 
-/// Looks up a query parameter by its exact name. Further arguments are accepted, as the recorder's
+/// Looks up a query parameter by its exact, whole name. Further arguments are accepted, as the recorder's
 /// library takes hints there, and never read.
 /// @return the first parameter of that name, owned by `input`; null when there is none or `input`
 ///         is null.
 tagPARAMETER* _CGI_Find_Parameter(tagINPUT* input, const char* name, ...);
 
-/// Checks the request's session: parameter "sid" of the query string, otherwise cookie "sid".
+/// Checks the request's session: parameter "sid" of the query string, all of it, otherwise cookie
+/// "sid".
 /// @param level the least level the session's user must have
 /// @param info filled on success; on failure unspecified
 /// @return 0 when the session exists, has not expired and its user's level is at least `level`;

@@ -28,6 +28,7 @@ enum Id : unsigned {
     RETENTION_PASS = 0x23150017,
     ROOM_MADE = 0x23150018,  ///< a day was removed from a full share
     SHARE_FULL = 0x23150019,
+    OWN_FOLDER_MADE = 0x2315001F,  ///< the task's folder is another recorder's
 
     // A user asked for a start while the file explorer was off.
     ACTIVATION_REFUSED = 0x23170001,

@@ -32,7 +32,8 @@ public:
                                          std::function<void()> action) = 0;
 };
 
-/// The machine's clock; alarms ring in an event loop, which outlives it.
+/// The machine's clock; alarms ring in an event loop, which outlives it, as those of
+/// EventWatch::after() do.
 class LoopClock : public Clock {
 public:
     explicit LoopClock(event_base* loop) : loop_(loop) {}

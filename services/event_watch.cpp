@@ -4,67 +4,110 @@
 #include <event2/event.h>
 #include <sys/time.h>
 
-#include <cstdio>
 #include <stdexcept>
 
-#include "platform/standalone/store/one_line.h"
+#include "services/complaints.h"
 
 namespace services {
 namespace {
+
+using std::chrono::milliseconds;
 
 struct FreeEvent {
     void operator()(event* e) const { event_free(e); }
 };
 
-void call(evutil_socket_t, short, void* context) {
-    // The action may destroy the watch, and with it the function that is being called.
-    const auto action = *static_cast<EventWatch::Action*>(context);
-    try {
-        action();
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", standalone::one_line(error.what()).c_str());
-    }
+using Event = std::unique_ptr<event, FreeEvent>;
+
+void begin(const Event& watched, const milliseconds* pause) {
+    timeval time{};
+    if (pause) time = {pause->count() / 1000, pause->count() % 1000 * 1000};
+    if (!watched || event_add(watched.get(), pause ? &time : nullptr) != 0)
+        throw std::runtime_error("cannot watch for events");
 }
 
 }  // namespace
 
-struct EventWatch::Inside {
+struct EventWatch::Inside : std::enable_shared_from_this<Inside> {
+    /// What is done when the action has thrown.
+    using Recovery = void (Inside::*)();
+
+    static std::unique_ptr<EventWatch> watch(event_base* loop, int descriptor, short what,
+                                             const milliseconds* pause, Action action,
+                                             Recovery recovery);
+    static void call(evutil_socket_t, short, void* inside);
+    static void resume(evutil_socket_t, short, void* inside);
+
+    void wait_for_the_next() {}
+    void ring_again();
+    void rest();
+
     Action action;
-    std::unique_ptr<event, FreeEvent> watched;
+    Recovery recovery = nullptr;
+    Event watched;  ///< null when the watch is destroyed
+    Event resting;  ///< rings when a rest is over
+    Complaints complaints;
 };
 
-EventWatch::EventWatch(std::unique_ptr<Inside> inside) : inside_(std::move(inside)) {}
-EventWatch::~EventWatch() = default;
-
-std::unique_ptr<EventWatch> EventWatch::make(event_base* loop, int descriptor, short what,
-                                             const std::chrono::milliseconds* pause,
-                                             Action action) {
-    auto inside = std::make_unique<Inside>();
+std::unique_ptr<EventWatch> EventWatch::Inside::watch(event_base* loop, int descriptor, short what,
+                                                      const milliseconds* pause, Action action,
+                                                      Recovery recovery) {
+    auto inside = std::make_shared<Inside>();
     inside->action = std::move(action);
-    inside->watched.reset(event_new(loop, descriptor, what, call, &inside->action));
-    timeval time{};
-    if (pause) time = {pause->count() / 1000, pause->count() % 1000 * 1000};
-    if (!inside->watched || event_add(inside->watched.get(), pause ? &time : nullptr) != 0)
-        throw std::runtime_error("cannot watch for events");
+    inside->recovery = recovery;
+    inside->watched.reset(event_new(loop, descriptor, what, call, inside.get()));
+    begin(inside->watched, pause);
     return std::unique_ptr<EventWatch>(new EventWatch(std::move(inside)));
 }
 
+/// The action may destroy the watch: what it is made of stays until it has returned.
+void EventWatch::Inside::call(evutil_socket_t, short, void* inside) {
+    const auto self = static_cast<Inside*>(inside)->shared_from_this();
+    try {
+        self->action();
+    } catch (const std::exception& error) {
+        self->complaints.print(error.what());
+        if (self->watched) (*self.*self->recovery)();
+    }
+}
+
+void EventWatch::Inside::ring_again() {
+    begin(watched, &RETRY);
+}
+
+/// What is there to read would call again at once, and so without end.
+void EventWatch::Inside::rest() {
+    event_del(watched.get());
+    resting.reset(event_new(event_get_base(watched.get()), -1, 0, resume, this));
+    begin(resting, &RETRY);
+}
+
+void EventWatch::Inside::resume(evutil_socket_t, short, void* inside) {
+    begin(static_cast<Inside*>(inside)->watched, nullptr);
+}
+
+EventWatch::~EventWatch() {
+    inside_->watched.reset();
+    inside_->resting.reset();
+}
+
 std::unique_ptr<EventWatch> EventWatch::readable(event_base* loop, int descriptor, Action action) {
-    return make(loop, descriptor, EV_READ | EV_PERSIST, nullptr, std::move(action));
+    return Inside::watch(loop, descriptor, EV_READ | EV_PERSIST, nullptr, std::move(action),
+                         &Inside::rest);
 }
 
 std::unique_ptr<EventWatch> EventWatch::signal(event_base* loop, int number, Action action) {
-    return make(loop, number, EV_SIGNAL | EV_PERSIST, nullptr, std::move(action));
+    return Inside::watch(loop, number, EV_SIGNAL | EV_PERSIST, nullptr, std::move(action),
+                         &Inside::wait_for_the_next);
 }
 
-std::unique_ptr<EventWatch> EventWatch::every(event_base* loop, std::chrono::milliseconds pause,
-                                              Action action) {
-    return make(loop, -1, EV_PERSIST, &pause, std::move(action));
+std::unique_ptr<EventWatch> EventWatch::every(event_base* loop, milliseconds pause, Action action) {
+    return Inside::watch(loop, -1, EV_PERSIST, &pause, std::move(action),
+                         &Inside::wait_for_the_next);
 }
 
-std::unique_ptr<EventWatch> EventWatch::after(event_base* loop, std::chrono::milliseconds pause,
-                                              Action action) {
-    return make(loop, -1, 0, &pause, std::move(action));
+std::unique_ptr<EventWatch> EventWatch::after(event_base* loop, milliseconds pause, Action action) {
+    return Inside::watch(loop, -1, 0, &pause, std::move(action), &Inside::ring_again);
 }
 
 }  // namespace services

@@ -11,11 +11,21 @@ struct event_base;
 
 namespace services {
 
-/// Watches for as long as it lives; the function may destroy it. What the function throws is
-/// printed on standard error.
+/// Watches for as long as it lives; the function may destroy it.
+///
+/// Whatever the function throws is printed on standard error (see Complaints: the same line now and
+/// then), the loop goes on, and unless the function has destroyed the watch it is called again:
+///
+/// | watch | after an exception |
+/// |---|---|
+/// | every | next time, as ever |
+/// | after | every RETRY, until it returns without one |
+/// | readable | after RETRY at the earliest, if there is something to read then |
+/// | signal | with the next signal |
 class EventWatch {
 public:
     using Action = std::function<void()>;
+    static constexpr std::chrono::milliseconds RETRY{1000};
 
     /// Whenever `descriptor` is readable.
     static std::unique_ptr<EventWatch> readable(event_base* loop, int descriptor, Action action);
@@ -31,10 +41,8 @@ public:
 
 private:
     struct Inside;
-    explicit EventWatch(std::unique_ptr<Inside> inside);
-    static std::unique_ptr<EventWatch> make(event_base* loop, int descriptor, short what,
-                                            const std::chrono::milliseconds* pause, Action action);
-    std::unique_ptr<Inside> inside_;
+    explicit EventWatch(std::shared_ptr<Inside> inside) : inside_(std::move(inside)) {}
+    std::shared_ptr<Inside> inside_;  // shared with the call of the function that destroys it
 };
 
 }  // namespace services

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,7 @@ namespace services {
 namespace {
 
 constexpr int FORBIDDEN = 403;
+constexpr char ENCODED_ZERO[] = "%00";
 
 struct FreeBase {
     void operator()(event_base* base) const { event_base_free(base); }
@@ -61,6 +63,9 @@ std::map<std::string, std::string> parameters_of(const evhttp_uri* uri) {
     std::map<std::string, std::string> parameters;
     const char* query = evhttp_uri_get_query(uri);
     if (!query || !*query) return parameters;
+    // Texts end at a zero here, so what stands behind one would be passed over.
+    if (std::strstr(query, ENCODED_ZERO))
+        throw HttpError(HTTP_BADREQUEST, "The query part has a zero byte.");
     evkeyvalq pairs;
     if (evhttp_parse_query_str(query, &pairs) != 0)
         throw HttpError(HTTP_BADREQUEST, "The query part cannot be read.");

@@ -19,8 +19,8 @@ namespace services {
 
 /// What a handler gets to see of a request.
 struct HttpRequest {
-    std::map<std::string, std::string> parameters;  ///< query part, percent-decoded; of several
-                                                    ///< with one name the first
+    std::map<std::string, std::string> parameters;  ///< query part, percent-decoded, whole; of
+                                                    ///< several with one name the first
     std::string body;                               ///< as received, at most MAX_BODY_BYTES
 };
 
@@ -50,8 +50,8 @@ enum class Method { get, put, remove };
 /// how long). A request with a longer body than MAX_BODY_BYTES or longer headers than
 /// MAX_HEADER_BYTES is refused, and a connection that is silent for SILENCE_SECONDS is closed. A
 /// request without exactly one "Host" of 127.0.0.1 or localhost, with or without the port, gives
-/// 403, a path without a route 404, another method than the path's routes have 405, an exception
-/// other than HttpError 500.
+/// 403, a query part with a zero byte 400, a path without a route 404, another method than the
+/// path's routes have 405, an exception other than HttpError 500.
 class HttpService {
 public:
     static constexpr int MAX_BODY_BYTES = 1024 * 1024;

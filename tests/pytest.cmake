@@ -31,7 +31,7 @@ function(add_sandboxed_test name)
     set_surroundings(${name} LABELS ${arg_LABELS} TIMEOUT ${arg_TIMEOUT})
 endfunction()
 
-set(pytest ${SYSTEM_PYTHON} -m pytest -q -rs -p no:cacheprovider
+set(pytest ${SYSTEM_PYTHON} -m pytest -q -rfEs -p no:cacheprovider
     --rootdir ${PROJECT_SOURCE_DIR}/tests)
 
 # add_sandboxed_pytest(NAME file.py): the same for one pytest file of the current folder.

@@ -82,6 +82,12 @@ struct tagINPUT {
 
 namespace {
 
+/// Compares whole names: as a C string, one with a zero inside would be its beginning.
+Parameter* find_parameter(tagINPUT& input, std::string_view wanted) {
+    const auto found = std::ranges::find(input.parameters, wanted, &Parameter::name);
+    return found == input.parameters.end() ? nullptr : &*found;
+}
+
 bool read_parameters(std::string_view query, tagINPUT& input) {
     if (query.size() > LONGEST_QUERY) return false;
     while (!query.empty()) {
@@ -109,7 +115,7 @@ void fill_user(const standalone::User& user, t_ostra_auth_info& info) {
 tagINPUT* CGI_Get_Input_URL() {
     auto input = std::make_unique<tagINPUT>();
     if (!read_parameters(environment("QUERY_STRING"), *input)) return nullptr;
-    if (const tagPARAMETER* sid = _CGI_Find_Parameter(input.get(), "sid"))
+    if (const Parameter* sid = find_parameter(*input, "sid"))
         input->sid = sid->value;
     else
         input->sid = find_cookie(environment("HTTP_COOKIE"), "sid").value_or("");
@@ -121,11 +127,8 @@ void CGI_Free_Input(tagINPUT* input) {
 }
 
 tagPARAMETER* _CGI_Find_Parameter(tagINPUT* input, const char* name, ...) {
-    if (input == nullptr) return nullptr;
-    const std::string_view wanted = name;
-    for (Parameter& parameter : input->parameters)
-        if (parameter.view.name == wanted) return &parameter.view;
-    return nullptr;
+    Parameter* found = input == nullptr ? nullptr : find_parameter(*input, name);
+    return found == nullptr ? nullptr : &found->view;
 }
 
 int cgi_check_user_authentication_v3(tagINPUT* input, t_ostra_auth_info* info, unsigned level) {

@@ -1,9 +1,15 @@
 // recording-backupd: takes the notices about backup tasks, keeps their queue and runs them.
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/channel_store.h"
+#include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/one_line.h"
+#include "platform/standalone/store/recorder_identity.h"
+#include "platform/standalone/store/recording_folder.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
@@ -11,6 +17,7 @@
 #include "services/backup_daemon/memory/memory_database.h"
 #include "services/backup_daemon/memory/take_over.h"
 #include "services/backup_daemon/run/backup_runner.h"
+#include "services/backup_daemon/run/older_folders.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
@@ -27,29 +34,70 @@ using standalone::Database;
 // is forgotten once a second.
 constexpr std::chrono::seconds TICK(1);
 
+/// Who this recorder is, as recorderctl init has made it known.
+std::string identity() {
+    const std::string path = standalone::registry_database_path();
+    Database registry(path, Database::Access::reading);
+    standalone::require_current(registry, path, standalone::registry_migrations());
+    return standalone::recorder_identity(registry);
+}
+
+// What each connection waits within a second for others that hold its database. Requests wait for
+// the loop, so all of it adds up to less than a second. Nobody else writes backupd.db; whatever
+// others write into the other databases is done in much less.
+constexpr std::chrono::milliseconds CONFIG_WAIT(300);
+constexpr std::chrono::milliseconds MEMORY_WAIT(50);
+constexpr std::chrono::milliseconds OTHER_WAIT(100);
+constexpr int OTHERS = 2;  // registry and events
+static_assert(CONFIG_WAIT + 2 * MEMORY_WAIT + OTHERS * OTHER_WAIT < std::chrono::seconds(1));
+
+/// Not before the start is over, which nobody waits for on HTTP.
+void limit_waiting(Database& config, services::Memory& memory) {
+    config.limit_waiting(CONFIG_WAIT);
+    memory.schedules.limit_waiting(MEMORY_WAIT);
+    memory.runs.limit_waiting(MEMORY_WAIT);
+}
+
+/// In the service's own log. Runs name these folders again, each of their own channels.
+void tell_unreadable_folders(Database& config) {
+    for (const auto& channel : standalone::ChannelStore(config).list())
+        if (const auto problem = standalone::recordings_problem(channel.recordings);
+            !problem.empty())
+            std::fprintf(stderr, "channel %d \"%s\": %s\n", channel.index,
+                         standalone::one_line(channel.name).c_str(),
+                         standalone::one_line(problem).c_str());
+}
+
 void serve() {
+    standalone::limit_waiting(OTHER_WAIT);
     const std::string path = standalone::config_database_path();
     Database config(path, Database::Access::writing);
     standalone::require_current(config, path, standalone::config_migrations());
     services::Memory memory = services::open_memory();
     standalone::TaskStore store(config);
     services::HttpService service("retCode", services::trusted_users());
-    services::BackupRunner runner(service.loop(), config, memory.runs);
+    services::BackupRunner runner(service.loop(), config, memory.runs, identity());
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
     services::ScheduleKeeper schedules(store, memory.schedules, queue);
     services::add_daemon_routes(service, queue, runner);
     // Only now that the ports are ours: a second daemon must not touch the first one's queue.
     services::take_over_from_config(services::memory_database_path(), path);
+    services::take_over_folders(memory.runs, standalone::ChannelStore(config).list());
     queue.take_over();
-    const auto ticks = EventWatch::every(service.loop(), TICK, [&] {
-        runner.tick();
-        schedules.look(std::time(nullptr), services::machine_zone);
-        services::keep_only(memory, store.list());
-        queue.look();
-    });
+    limit_waiting(config, memory);
+    const auto each_second = [&](auto step) {
+        return EventWatch::every(service.loop(), TICK, step);
+    };
+    // Four watches, so that a step which cannot be done keeps none of the others.
+    const auto runs = each_second([&] { runner.tick(); });
+    const auto due =
+        each_second([&] { schedules.look(std::time(nullptr), services::machine_zone); });
+    const auto deleted = each_second([&] { services::keep_only(memory, store.list()); });
+    const auto waiting = each_second([&] { queue.look(); });
     services::announce("recording-backupd: listening on " +
                        services::place_of({NOTICE_PORT, TASK_PORT}));
+    tell_unreadable_folders(config);
     service.run();
 }
 

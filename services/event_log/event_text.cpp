@@ -34,6 +34,7 @@ constexpr EventText EVENT_TEXTS[] = {
     {events::RETENTION_PASS, "Old copies removed"},
     {events::ROOM_MADE, "Oldest day removed from the full share"},
     {events::SHARE_FULL, "Share is full"},
+    {events::OWN_FOLDER_MADE, "Own folder made beside another recorder's copies"},
     {events::ACTIVATION_REFUSED, "Activation refused: file explorer is off"},
 };
 

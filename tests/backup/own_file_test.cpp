@@ -9,8 +9,11 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <thread>
+#include <vector>
 
 #include "backup/file_lock.h"
 #include "tests/support/whole_file.h"
@@ -69,6 +72,18 @@ TEST_F(OwnFile, IsMadeAnewInThePlaceOfWhateverLiesThere) {
         EXPECT_EQ(read_file(VICTIM), "precious") << what;
         EXPECT_FALSE(fs::exists("/tmp/own_file_test/nowhere"));
     }
+}
+
+TEST_F(OwnFile, IsMadeByEachOfThoseWhoMakeItAtOnce) {
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> makers;
+    for (int maker = 0; maker < 4; ++maker)
+        makers.emplace_back([&failures] {
+            for (int time = 0; time < 5000; ++time)
+                if (!create_own_file(PATH)) ++failures;
+        });
+    for (std::thread& maker : makers) maker.join();
+    EXPECT_EQ(failures, 0);
 }
 
 TEST_F(OwnFile, CannotBeMadeInAFoldersPlace) {

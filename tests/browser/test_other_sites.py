@@ -75,11 +75,10 @@ class Listener:
     def listen(self):
         while True:
             client, _ = self.socket.accept()
-            goodbye = client.recv(1) == b"x"
-            client.close()
-            if goodbye:
-                return
-            self.count += 1
+            with client:
+                if client.recv(1) == b"x":
+                    return
+                self.count += 1  # before whoever waits for our end is told
 
     def __enter__(self):
         self.thread.start()

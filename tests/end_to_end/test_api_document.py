@@ -55,10 +55,11 @@ def send(recorder, request):
 def documented_recorder():
     with Recorder(zone="UTC0") as recorder:
         for index, guid, name in ((0, "5F0C", "Front door"), (1, "5F0D", "Yard")):
+            (STORAGE / guid).mkdir()
             recorder.add_channel(index, name, STORAGE / guid, guid=guid)
         recorder.ctl("channel", "state", "0", "0")
         day = STORAGE / "5F0D/2024-03-01"
-        day.mkdir(parents=True)
+        day.mkdir()
         (day / "08-00-00.mp4").write_bytes(b"recording")
         recorder.ctl("channel", "remove", "1")
         yield recorder

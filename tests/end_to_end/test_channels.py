@@ -14,8 +14,9 @@ LIST_FAIL = '{ "ret_code": 2500460551.0, "mesg": "Get Channel List Fail." }'
 
 
 def add(recorder, index, name, streams=2, brand="Acme", folder=None):
-    """Adds a camera; returns its folder, which is not made."""
+    """Adds a camera; returns its folder, which there is."""
     folder = folder or RECORDINGS / name
+    folder.mkdir(parents=True, exist_ok=True)
     recorder.add_channel(index, name, folder, guid="guid-" + name, ip=f"192.0.2.{index}",
                          brand=brand, streams=streams)
     return folder
@@ -135,12 +136,11 @@ def test_links_below_a_cameras_folder_lead_nowhere(recorder):
 
 
 def test_what_is_no_folder_counts_as_no_recordings_and_nothing_hangs(recorder):
-    RECORDINGS.mkdir(parents=True)
+    for index, name in enumerate(("file", "pipe", "loop", "none")):
+        add(recorder, index, name).rmdir()
     (RECORDINGS / "file").write_text("x")
     os.mkfifo(RECORDINGS / "pipe")
     (RECORDINGS / "loop").symlink_to("loop")
-    for index, name in enumerate(("file", "pipe", "loop", "none")):
-        add(recorder, index, name)
     folder = add(recorder, 4, "pipes inside")
     (folder / "2024-01-02").mkdir(parents=True)
     os.mkfifo(folder / "2024-01-02/10-00-00.mp4")

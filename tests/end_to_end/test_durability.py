@@ -72,43 +72,50 @@ class Killed:
     def __init__(self, recorder):
         self.recorder = recorder
         self.random = random.Random(os.environ.get("RECORDER_TEST_SEED", "1"))
-        self.duration = statistics.median(self.undisturbed(number) for number in range(9))
-        self.answered = {f"undisturbed {number}" for number in range(9)}
-        self.sent = set(self.answered)
-        self.kills = 0
+        self.durations = []
+        self.answered = set()
+        self.sent = set()
+        self.kills = self.survivors = 0
+        for _ in range(9):
+            self.undisturbed()
 
-    def undisturbed(self, number):
+    def undisturbed(self):
+        """One that nobody kills, to see how long that takes at the moment."""
+        name = f"undisturbed {len(self.durations)}"
         begin = time.monotonic()
-        process = self.recorder.start_cgi("PUT", "task", body(f"undisturbed {number}"))
+        process = self.recorder.start_cgi("PUT", "task", body(name))
         assert SUCCESS in process.communicate()[0].decode()
-        return time.monotonic() - begin
+        self.durations.append(time.monotonic() - begin)
+        self.sent.add(name)
+        self.answered.add(name)
 
     def create(self, name):
         self.sent.add(name)
         process = self.recorder.start_cgi("PUT", "task", body(name))
-        time.sleep(self.random.uniform(0, 1.2 * self.duration))
+        time.sleep(self.random.uniform(0, 1.2 * statistics.median(self.durations[-9:])))
         process.send_signal(signal.SIGKILL)
         reply = process.communicate()[0].decode()
         self.kills += process.returncode == -signal.SIGKILL
         if SUCCESS in reply:
+            self.survivors += 1
             self.answered.add(name)
 
 
 def test_killing_the_program_amid_creates_loses_no_task_that_was_answered(recorder):
     killed = Killed(recorder)
-    survivors = 0
     for number in range(3000):
         killed.create(f"killed {number}")
-        survivors = len(killed.answered)
-        if killed.kills >= 150 and survivors >= 30:
+        if killed.kills >= 150 and killed.survivors >= 30:
             break
+        if number % 20 == 0:
+            killed.undisturbed()
     stored = [record["taskName"] for record in recorder.stored_tasks()]
-    print(f"{killed.kills} killed, {survivors} answered, {len(stored)} stored")
-    assert killed.kills >= 150 and survivors >= 30, "the moments were badly chosen"
+    print(f"{killed.kills} killed, {len(killed.answered)} answered, {len(stored)} stored")
+    assert killed.kills >= 150 and killed.survivors >= 30, "the moments were badly chosen"
     assert killed.answered <= set(stored) <= killed.sent
     assert len(stored) == len(set(stored)), "a task was stored twice"
     # The moments reach behind the store: some were stored, and killed before they could say so.
-    assert len(stored) > survivors
+    assert len(stored) > len(killed.answered)
     assert_sound("config.db")
     assert_sound("events.db")
     recorder.create_successfully(taskName="afterwards")

@@ -8,9 +8,11 @@ import subprocess
 import termios
 import threading
 from concurrent.futures import ThreadPoolExecutor
+from contextlib import contextmanager
 from pathlib import Path
 
 from cgi_program import CgiProgram
+from fault_proxy import FaultProxy
 from places import CREDENTIALS, DEBUG_FILE, STATE, STORAGE
 from processes import processes
 from repeating import Repeating
@@ -18,10 +20,12 @@ from samba_server import PASSWORD, USER, SambaServer
 from waiting import SECONDS, wait_until
 
 SHARES = Path("/run/shares")
+SMB_PORT = 445
 CLOSED_PORT = 1445
 HANGING_UP_PORT = 2445
 OTHER_USER, OTHER_PASSWORD = "games", "another password"
 ROUNDS_AT_ONCE = 3
+MEBIBYTE = 1024 * 1024
 MOUNT_OPTIONS = {"nosuid", "nodev", "noexec"}
 
 # What an account's name or password can make of the mount's own options.
@@ -96,13 +100,14 @@ class Watch(Repeating):
                 self.look_at(pid)
 
     def look_at(self, pid):
+        # From the first file of the test on; just before, the mount is made harmless.
+        if not any(name.isdigit() for name in os.listdir(SHARES / "tricks")):
+            return
         try:
             lines = Path(f"/proc/{pid}/mounts").read_text().splitlines()
         except OSError:
             return  # it has ended meanwhile
-        # From the first file of the test on; just before, the mount is made harmless.
-        if any(name.isdigit() for name in os.listdir(SHARES / "tricks")):
-            self.seen |= {line.split()[3] for line in lines if line.split()[1].startswith("/mnt/")}
+        self.seen |= {line.split()[3] for line in lines if line.split()[1].startswith("/mnt/")}
 
 
 def tree(folder):
@@ -142,7 +147,7 @@ def clean_up():
 
 
 def test_server(program, **changes):
-    body = {"serverIP": "127.0.0.1", "port": 445, "username": USER, "password": PASSWORD,
+    body = {"serverIP": "127.0.0.1", "port": SMB_PORT, "username": USER, "password": PASSWORD,
             "destPath": "/public", **changes}
     return program.serve("PUT", "/server/testing", json.dumps(body))
 
@@ -175,11 +180,25 @@ CASES = {
 }
 
 
+@contextmanager
+def held(program, **changes):
+    """While a test cannot go on, amid writing its file to the share; gives its result to come."""
+    with FaultProxy(SMB_PORT) as proxy, ThreadPoolExecutor() as threads:
+        proxy.stall_after(MEBIBYTE)
+        result = threads.submit(test_server, program, port=proxy.port, **changes)
+        wait_until(lambda: proxy.stalled, "the file on the share")
+        try:
+            yield result
+        finally:
+            proxy.stalled = False
+
+
 def watched(program):
     """What a test of a share with a set-user-ID file looks like from outside."""
     with Watch(str(program.command[0]).encode()) as watch:
-        result = test_server(program, destPath="/tricks", username=USER + SET_USER_ID)
-    return {"output": result.output.decode(), "others": watch.others, "mounts": mounts(),
+        with held(program, destPath="/tricks", username=USER + SET_USER_ID) as result:
+            wait_until(lambda: watch.seen, "a look at the mount")
+    return {"output": result.result().output.decode(), "others": watch.others, "mounts": mounts(),
             "options": [sorted(MOUNT_OPTIONS & set(seen.split(","))) for seen in watch.seen],
             "modes": [option for seen in watch.seen for option in seen.split(",")
                       if option.startswith("file_mode=")]}
@@ -187,17 +206,19 @@ def watched(program):
 
 def killed(program):
     """What is left of a test that was killed while it wrote to the share."""
-    request = threading.Thread(target=test_server, args=(program,))
-    request.start()
-    wait_until(lambda: any(SHARES.glob("public/*")), "the file on the share")
-    before = sessions()
-    (pid,) = [pid for pid, command in processes() if command == bytes(program.command[0])]
-    os.kill(pid, signal.SIGKILL)
-    request.join()
+    with held(program):
+        before = sessions()
+        (pid,) = [pid for pid, command in processes() if command == bytes(program.command[0])]
+        os.kill(pid, signal.SIGKILL)
     after = mounts()
     if not after:
         wait_until(lambda: sessions() == 0, "the end of the session with the server")
     return {"sessions": before, "mounts": after}
+
+
+def credentials_file():
+    """Which one it is: each test writes it anew."""
+    return CREDENTIALS.stat().st_ino if CREDENTIALS.exists() else None
 
 
 def at_once(program):
@@ -206,7 +227,13 @@ def at_once(program):
                 {"username": OTHER_USER, "password": OTHER_PASSWORD, "destPath": "/other"}]
     with ThreadPoolExecutor() as threads:
         for _ in range(ROUNDS_AT_ONCE):
-            yield from threads.map(lambda changes: test_server(program, **changes), accounts)
+            tests = []
+            for changes in accounts:
+                before = credentials_file()
+                tests.append(threads.submit(test_server, program, **changes))
+                # Two of the same millisecond would share a mount point.
+                wait_until(lambda old=before: credentials_file() != old, "the test's credentials")
+            yield from (test.result() for test in tests)
 
 
 def report(console, **line):
@@ -222,7 +249,7 @@ def main():
     run("ip", "link", "set", "lo", "up")
     run("ip", "route", "add", "unreachable", "192.0.2.1")
     program = CgiProgram(STATE)
-    samba = SambaServer("/run/samba", make_shares(), port=445).start()
+    samba = SambaServer("/run/samba", make_shares(), port=SMB_PORT).start()
     samba.add_user(OTHER_USER, OTHER_PASSWORD)
     threading.Thread(target=hang_up, daemon=True).start()
     for name, changes in CASES.items():

@@ -122,4 +122,78 @@ TEST_F(EventWatchTest, WhatAnActionThrowsIsPrintedOnOneLineAndTheLoopGoesOn) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\\n1\ntrouble\\n2\n");
 }
 
+TEST_F(EventWatchTest, TroubleThatLastsIsPrintedOnce) {
+    testing::internal::CaptureStderr();
+    watch_ = EventWatch::every(loop_.get(), 1ms, [this] {
+        if (++calls_ == 100) watch_.reset();
+        throw std::runtime_error("trouble");
+    });
+    run();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+    EXPECT_EQ(calls_, 100);
+}
+
+TEST_F(EventWatchTest, WhatIsToHappenOnceIsTriedAgainUntilItSucceeds) {
+    testing::internal::CaptureStderr();
+    watch_ = EventWatch::after(loop_.get(), 1ms, [this] {
+        if (++calls_ < 3) throw std::runtime_error("trouble");
+    });
+    run();
+    EXPECT_EQ(calls_, 3);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(EventWatchTest, WhatIsToHappenOnceIsNotTriedAgainWhenItHasDestroyedItsWatch) {
+    testing::internal::CaptureStderr();
+    watch_ = EventWatch::after(loop_.get(), 1ms, [this] {
+        ++calls_;
+        watch_.reset();
+        throw std::runtime_error("trouble");
+    });
+    run();
+    EXPECT_EQ(calls_, 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(EventWatchTest, WhatIsStillThereToReadCallsAgainAfterARest) {
+    testing::internal::CaptureStderr();
+    const auto begun = std::chrono::steady_clock::now();
+    watch_ = EventWatch::readable(loop_.get(), read_end_.get(), [this] {
+        if (++calls_ < 2) throw std::runtime_error("trouble");
+        EXPECT_EQ(take(), 'a');
+        watch_.reset();
+    });
+    put('a');
+    run();
+    EXPECT_EQ(calls_, 2);
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, EventWatch::RETRY - 10ms);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(EventWatchTest, DestroyedWatchDoesNotComeBackFromItsRest) {
+    testing::internal::CaptureStderr();
+    watch_ = EventWatch::readable(loop_.get(), read_end_.get(), [this] {
+        ++calls_;
+        throw std::runtime_error("trouble");
+    });
+    const auto end = EventWatch::after(loop_.get(), 100ms, [this] { watch_.reset(); });
+    put('a');
+    run();
+    EXPECT_EQ(calls_, 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(EventWatchTest, SignalAfterOneThatCausedTroubleIsTaken) {
+    testing::internal::CaptureStderr();
+    watch_ = EventWatch::signal(loop_.get(), SIGUSR1, [this] {
+        if (++calls_ == 2) return watch_.reset();
+        raise(SIGUSR1);
+        throw std::runtime_error("trouble");
+    });
+    raise(SIGUSR1);
+    run();
+    EXPECT_EQ(calls_, 2);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
 }  // namespace

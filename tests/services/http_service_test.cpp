@@ -183,6 +183,15 @@ TEST_F(HttpServiceTest, HandsParametersAndBodyToTheHandler) {
     EXPECT_EQ(body_of(ask("DELETE /y?a=1")), "a=1|");
 }
 
+TEST_F(HttpServiceTest, RefusesQueriesOfWhichAHandlerWouldSeeTheBeginning) {
+    for (const char* query : {"a=1%00", "a=1%00x", "a%00b=1", "b=2&a=%00", "%00", "a=%2500%00"}) {
+        const std::string reply = ask(std::string("GET /x?") + query);
+        EXPECT_EQ(status_of(reply), 400) << query;
+        EXPECT_EQ(body_of(reply), R"({"code":400,"mesg":"The query part has a zero byte."})");
+    }
+    EXPECT_EQ(body_of(ask("GET /x?a=%2500")), "a=%00|");
+}
+
 TEST_F(HttpServiceTest, HandsTheBodyOnByteForByte) {
     const std::string bytes("a\0\r\n\xff", 5);
     EXPECT_EQ(body_of(put(bytes)), bytes);

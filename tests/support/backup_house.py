@@ -137,7 +137,9 @@ class House:
         return next((detail for event, detail in self.events() if event == event_id), None)
 
     def shared(self, folder="recorder"):
-        return tree(self.share / folder)
+        """All but the recorder's marker."""
+        return {path: digest for path, digest in tree(self.share / folder).items()
+                if not path.startswith(".recording-backup/")}
 
     def sources(self):
         """The tree that the share should hold: channels by name instead of by number."""

@@ -6,6 +6,9 @@ import time
 
 PIECE = 64 * 1024
 
+# Bytes a second that get nowhere: none of what tests copy is whole before they lift the limit.
+CRAWL = 8 * PIECE
+
 
 class FaultProxy:
     """Forwards 127.0.0.1:`port` to a port. Attributes may be changed at any time:
@@ -17,15 +20,15 @@ class FaultProxy:
     spoil_down   the same, of what comes from it
     """
 
-    def __init__(self, target_port):
+    def __init__(self, target_port, listener=None):
         self.target = target_port
-        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.listener = listener or socket.create_server(("127.0.0.1", 0))
         self.port = self.listener.getsockname()[1]
         self.sent = 0  # bytes towards the server
         self.connections = 0
         self.refusing = self.stalled = False
         self.rate = None
-        self.cut_at = None
+        self.cut_at = self.stall_at = self.crawl_at = None
         self.spoil_up = self.spoil_down = bytes
         self.pairs = {}
         self.ended = False
@@ -43,6 +46,17 @@ class FaultProxy:
         """Cuts all connections when so many more bytes have gone towards the server."""
         self.cut_at = self.sent + count
 
+    def stall_after(self, count):
+        """Stalls when so many more bytes have gone towards the server."""
+        self.stall_at = self.sent + count
+
+    def crawl_after(self, count):
+        """Goes on at CRAWL when so many more bytes have gone towards the server."""
+        self.crawl_at = self.sent + count
+
+    def crawls(self):
+        return self.rate == CRAWL
+
     def forward(self):
         with selectors.DefaultSelector() as selector:
             self.selector = selector
@@ -52,7 +66,8 @@ class FaultProxy:
                     time.sleep(0.02)
                     continue
                 for key, _ in selector.select(0.05):
-                    self.handle(key.fileobj)
+                    if not self.stalled:
+                        self.handle(key.fileobj)
             for one in list(self.pairs):
                 self.close(one)
             self.listener.close()
@@ -103,6 +118,12 @@ class FaultProxy:
         if self.cut_at is not None and self.sent >= self.cut_at:
             self.cut_at = None
             self.cut()
+        if self.crawl_at is not None and self.sent >= self.crawl_at:
+            self.crawl_at = None
+            self.rate = CRAWL
+        if self.stall_at is not None and self.sent >= self.stall_at:
+            self.stall_at = None
+            self.stalled = True
 
     def cut(self):
         for one in list(self.pairs):

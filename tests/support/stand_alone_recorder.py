@@ -108,9 +108,9 @@ class Recorder(StateFolder):
     def crash(self):
         """Ends everything at once, as a power cut would, requests in progress included."""
         stopped = []
-        while len(found := descendants(self.server.pid)) > len(stopped):
+        while found := [pid for pid in descendants(self.server.pid) if pid not in stopped]:
             signal_all(found, signal.SIGSTOP)  # so that nobody starts another process meanwhile
-            stopped = found
+            stopped += found
         signal_all(stopped, signal.SIGKILL)
         self.server.communicate(timeout=SECONDS)
         wait_until(lambda: not any(map(is_running, stopped)), "the end of everything")

@@ -1,12 +1,17 @@
 """recorderctl channel: cameras are added, listed, pinned and removed, within their limits."""
 import os
+import shutil
+import tempfile
+from pathlib import Path
 
 import pytest
 
 from failures import misused, refused
+from state_folder import StateFolder
 
+RECORDINGS = os.getcwd()  # a folder like any other
 DOOR = {"index": "3", "guid": "g3", "ip": "192.0.2.3", "name": "Door", "brand": "B", "model": "M",
-        "streams": "2", "recordings": "/recordings"}
+        "streams": "2", "recordings": RECORDINGS}
 LISTED = {**DOOR, "index": 3, "streams": 2, "removed": False}
 
 
@@ -39,8 +44,8 @@ def test_a_row_has_index_presence_name_address_guid_and_folder(door):
     door.ctl(*words(index="4", guid="g4", name="Tab\tand\nline"))
     door.ctl("channel", "remove", "3")
     assert door.ctl("channel", "list") == (
-        "3\tremoved\tDoor\t192.0.2.3\tg3\t/recordings\n"
-        "4\tpresent\tTab and line\t192.0.2.3\tg4\t/recordings\n")
+        f"3\tremoved\tDoor\t192.0.2.3\tg3\t{RECORDINGS}\n"
+        f"4\tpresent\tTab and line\t192.0.2.3\tg4\t{RECORDINGS}\n")
 
 
 def test_channels_are_listed_by_index(state):
@@ -50,7 +55,7 @@ def test_channels_are_listed_by_index(state):
 
 
 @pytest.mark.parametrize("given, stored", [
-    ("recordings", os.path.abspath("recordings")), ("/a/../b//./c", "/b/c"), (".", None)])
+    ("../tools", RECORDINGS), ("/usr/../usr//./lib", "/usr/lib"), (".", None)])
 def test_the_folder_is_stored_as_an_absolute_path(state, given, stored):
     state.ctl(*words(recordings=given))
     assert channels(state)[0]["recordings"] == (stored or os.getcwd() + "/")
@@ -86,6 +91,59 @@ def test_an_index_or_guid_in_use_is_refused_and_its_channel_stays(door, index, g
     assert refused(door, *words(index=index, guid=guid, name="Other")) == (
         f"index {index} or guid {guid} belongs to another channel")
     assert channels(door) == [LISTED]
+
+
+# --- folders that cannot be read -----------------------------------------------------------------
+
+
+def test_a_folder_that_is_not_there_is_refused_and_taken_by_force(state, tmp_path):
+    later = tmp_path / "later"
+    problem = f"{later} cannot be read: No such file or directory"
+    assert refused(state, *words(recordings=str(later))) == (
+        f"{problem}; --force adds the channel all the same")
+    assert channels(state) == []
+    state.ctl(*words(recordings=str(later)), "--force")
+    assert channels(state) == [{**LISTED, "recordings": str(later), "recordings_problem": problem}]
+
+
+def test_a_file_is_no_folder_of_recordings(state):
+    assert f"{__file__} cannot be read: Not a directory" in refused(
+        state, *words(recordings=__file__))
+
+
+def test_the_list_says_which_folders_are_missing_now(state, tmp_path):
+    folder = tmp_path / "camera"
+    folder.mkdir()
+    state.ctl(*words(recordings=str(folder)))
+    assert channels(state) == [{**LISTED, "recordings": str(folder)}]
+    folder.rmdir()
+    assert state.ctl("channel", "list") == (
+        f"3\tpresent\tDoor\t192.0.2.3\tg3\t{folder}\t"
+        f"{folder} cannot be read: No such file or directory\n")
+
+
+@pytest.fixture
+def others(tmp_path_factory):
+    """The state of a recorder with a user of its own, and a folder of root's."""
+    if os.geteuid() != 0:
+        pytest.skip("needs root")
+    with tempfile.TemporaryDirectory() as place:
+        os.chmod(place, 0o755)
+        state, recordings = Path(place) / "state", Path(place) / "recordings"
+        state.mkdir(mode=0o700)
+        recordings.mkdir(mode=0o700)
+        shutil.chown(state, 4711, 4712)
+        recorder = StateFolder(state)
+        # A sanitizer cannot look for leaks in a process that has changed its user.
+        recorder.environment["ASAN_OPTIONS"] = "detect_leaks=0"
+        yield recorder.init(), recordings
+
+
+def test_a_folder_that_only_the_daemons_right_to_read_opens_is_taken_from_root(others):
+    state, recordings = others
+    state.ctl(*words(recordings=str(recordings)))
+    assert "recordings_problem" not in channels(state)[0]
+    assert {path.stat().st_uid for path in state.path.iterdir()} == {4711}
 
 
 # --- remove --------------------------------------------------------------------------------------

@@ -13,13 +13,14 @@ DATABASES = {"config.db", "registry.db", "events.db"}
 
 # Every command but init, and the database that it works on.
 COMMANDS = [
+    ("registry.db", ["info"]),
     ("registry.db", ["user", "add", "admin"]), ("registry.db", ["user", "list"]),
     ("registry.db", ["user", "remove", "admin"]), ("registry.db", ["session", "open", "admin"]),
     ("registry.db", ["session", "close", "0" * 32]),
     ("registry.db", ["config", "get", "s", "k"]), ("registry.db", ["config", "set", "s", "k", "v"]),
     ("registry.db", ["config", "unset", "s", "k"]),
     ("config.db", ["channel", "add", "--index", "0", "--guid", "g", "--ip", "i", "--name", "n",
-                   "--brand", "b", "--model", "m", "--streams", "1", "--recordings", "/r"]),
+                   "--brand", "b", "--model", "m", "--streams", "1", "--recordings", "/"]),
     ("config.db", ["channel", "remove", "0"]), ("config.db", ["channel", "list"]),
     ("config.db", ["channel", "state", "0", "0"]), ("config.db", ["task", "list"]),
     ("config.db", ["task", "set", "1", "status=1"]), ("events.db", ["event", "list"]),
@@ -55,7 +56,7 @@ def test_what_root_makes_in_another_users_folder_is_that_users():
         # A sanitizer cannot look for leaks in a process that has changed its user.
         state.environment["ASAN_OPTIONS"] = "detect_leaks=0"
         state.init().add_user("admin")
-        state.add_channel(1, "Front door", "/storage/front-door")
+        state.add_channel(1, "Front door", "/")
         owners = {(found.st_uid, found.st_gid) for found in map(os.lstat, state.path.iterdir())}
     assert owners == {(4711, 4712)}
 
@@ -70,6 +71,30 @@ def test_init_repeated_keeps_what_is_stored(state):
     assert state.ctl("config", "get", "s", "k") == "v\n"
     assert state.ctl("session", "close", sid) == "closed\n"
     assert (len(state.stored_tasks()), len(state.events())) == (1, 1)
+
+
+def test_info_tells_identity_version_and_folder(state):
+    told, = state.ctl_json("info")
+    assert set(told) == {"identity", "version", "state"}
+    assert len(bytes.fromhex(told["identity"])) == 16
+    assert told["state"] == str(state.path)
+    assert told["version"] == state.ctl("--version").split()[1]
+    assert state.ctl("info") == "".join(f"{key}\t{told[key]}\n" for key in told)
+
+
+def test_identity_is_the_folders_own_and_stays(state, nowhere):
+    told = state.ctl_json("info")
+    state.init()
+    assert state.ctl_json("info") == told
+    assert nowhere.init().ctl_json("info")[0]["identity"] != told[0]["identity"]
+
+
+def test_older_state_folder_gets_its_identity_at_the_next_init(state):
+    with closing(sqlite3.connect(state.path / "registry.db")) as connection:
+        connection.executescript("DROP TABLE recorder; PRAGMA user_version = 1")
+    assert "run recorderctl init" in refused(state, "info")
+    state.init()
+    assert len(state.ctl_json("info")[0]["identity"]) == 32
 
 
 def test_init_in_a_files_place_is_refused_and_leaves_the_file(nowhere):

@@ -6,9 +6,12 @@
 
 #include "platform/rec_state.h"
 #include "platform/standalone/store/channel_store.h"
+#include "platform/standalone/store/recording_folder.h"
+#include "platform/standalone/store/state_folder.h"
 #include "platform/vesk_storage.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/output.h"
+#include "tools/recorderctl/reading_right.h"
 #include "tools/recorderctl/state.h"
 
 namespace recorderctl {
@@ -22,10 +25,28 @@ using standalone::ChannelStore;
     throw Failure("there is no channel " + std::to_string(index));
 }
 
-void add_channel(Channel channel) {
+/// The daemon's unit gives it folders of its own there (PrivateTmp).
+bool is_hidden_by_the_unit(const std::string& folder) {
+    const bool temporary = folder.starts_with("/tmp/") || folder.starts_with("/var/tmp/");
+    return temporary && standalone::state_folder() == standalone::DEFAULT_STATE_FOLDER &&
+           std::filesystem::exists("/run/systemd/system");
+}
+
+/// Why the daemon cannot read a channel's recordings; "" when it can.
+std::string problem_of(const std::string& folder) {
+    if (is_hidden_by_the_unit(folder))
+        return folder +
+               " is hidden from the backup daemon, which has a /tmp and /var/tmp of its own";
+    const ReadingRight as_the_daemon;
+    return standalone::recordings_problem(folder);
+}
+
+void add_channel(Channel channel, bool force) {
     // The CGI program runs in a folder of its own, so a relative name would mean another place
     // there.
     channel.recordings = std::filesystem::absolute(channel.recordings).lexically_normal();
+    const std::string problem = force ? "" : problem_of(channel.recordings);
+    if (!problem.empty()) throw Failure(problem + "; --force adds the channel all the same");
     standalone::Database database = open_config();
     if (!ChannelStore(database).add(channel))
         throw Failure("index " + std::to_string(channel.index) + " or guid " + channel.guid +
@@ -61,7 +82,21 @@ void print_json(const Channel& channel) {
     line.add("streams", channel.streams).add("recordings", channel.recordings);
     line.add("removed", channel.removed);
     if (channel.pinned_state) line.add("state", *channel.pinned_state);
+    const std::string problem = problem_of(channel.recordings);
+    if (!problem.empty()) line.add("recordings_problem", problem);
     line.print();
+}
+
+void print_text(const Channel& channel) {
+    std::vector<std::string> columns{std::to_string(channel.index),
+                                     channel.removed ? "removed" : "present",
+                                     channel.name,
+                                     channel.ip,
+                                     channel.guid,
+                                     channel.recordings};
+    const std::string problem = problem_of(channel.recordings);
+    if (!problem.empty()) columns.push_back(problem);
+    print_row(columns);
 }
 
 void list_channels(bool json) {
@@ -70,8 +105,7 @@ void list_channels(bool json) {
         if (json)
             print_json(channel);
         else
-            print_row({std::to_string(channel.index), channel.removed ? "removed" : "present",
-                       channel.name, channel.ip, channel.guid, channel.recordings});
+            print_text(channel);
     }
 }
 
@@ -92,7 +126,9 @@ void add_add_command(CLI::App& group) {
     add->add_option("--recordings", channel->recordings, "Folder of its recordings")
         ->required()
         ->type_name("DIR");
-    add->callback([channel] { add_channel(*channel); });
+    const auto force = std::make_shared<bool>(false);
+    add->add_flag("--force", *force, "The folder comes later: it need not be there yet");
+    add->callback([channel, force] { add_channel(*channel, *force); });
 }
 
 }  // namespace

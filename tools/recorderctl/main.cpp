@@ -4,11 +4,11 @@
 #include <filesystem>
 #include <iostream>
 
-#include "platform/process_rights.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/version.h"
 #include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/reading_right.h"
 #include "tools/recorderctl/state.h"
 
 namespace recorderctl {
@@ -41,20 +41,16 @@ void add_state_option(CLI::App& app) {
         ->trigger_on_parse();
 }
 
-/// Root's commands act as the recorder's user, so that what they make belongs to the services, too.
-void become_recorder() {
-    take_recorder_identity();
-    give_up_root();
-}
-
 int run(int count, char** arguments) {
     CLI::App app("Sets up and looks after the state of a stand-alone recorder.", "recorderctl");
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", std::string("recorderctl ") + RECORDER_VERSION);
+    // Root's commands act as the recorder's user: what they make belongs to the services, too.
     app.parse_complete_callback(become_recorder);
     add_state_option(app);
     add_init_command(app);
+    add_info_command(app);
     add_user_commands(app);
     add_session_commands(app);
     add_config_commands(app);

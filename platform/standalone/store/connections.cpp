@@ -9,6 +9,12 @@ namespace standalone {
 
 namespace {
 
+/// What a connection opened from now on waits; nothing: as databases do.
+std::optional<std::chrono::milliseconds>& longest_wait() {
+    thread_local std::optional<std::chrono::milliseconds> longest;
+    return longest;
+}
+
 /// One connection, opened anew only when the state folder has become another one.
 struct Connection {
     std::string path;
@@ -18,6 +24,7 @@ struct Connection {
         if (!database || path != wanted) {
             database.reset();
             database.emplace(wanted, access);
+            if (longest_wait()) database->limit_waiting(*longest_wait());
             path = wanted;
         }
         return *database;
@@ -38,6 +45,10 @@ Connections& mine() {
 }
 
 }  // namespace
+
+void limit_waiting(std::chrono::milliseconds longest) {
+    longest_wait() = longest;
+}
 
 Database& config_for_reading() {
     return mine().config_reader.at(config_database_path(), Database::Access::reading);

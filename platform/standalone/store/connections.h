@@ -1,10 +1,16 @@
 // The connections that the platform calls of one thread share: opened when first needed, then kept.
 #pragma once
 
+#include <chrono>
+
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/key_value_store.h"
 
 namespace standalone {
+
+/// Limits what each of this thread's connections waits, as Database::limit_waiting() does; those
+/// opened from now on.
+void limit_waiting(std::chrono::milliseconds longest);
 
 /// The configuration database for reading. Any of these calls may throw DatabaseError.
 Database& config_for_reading();

@@ -3,6 +3,10 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
+#include <thread>
+
 namespace standalone {
 
 namespace {
@@ -29,6 +33,12 @@ void spare_start_up() {
 
 bool DatabaseError::is_busy() const {
     return code == SQLITE_BUSY;
+}
+
+bool DatabaseError::may_pass() const {
+    constexpr std::array PASSING = {SQLITE_BUSY,     SQLITE_LOCKED, SQLITE_FULL,    SQLITE_IOERR,
+                                    SQLITE_CANTOPEN, SQLITE_NOMEM,  SQLITE_READONLY};
+    return std::find(PASSING.begin(), PASSING.end(), code) != PASSING.end();
 }
 
 Statement::Statement(sqlite3* connection, std::string_view sql) {
@@ -99,6 +109,37 @@ std::string Statement::text(int column) {
 
 bool Statement::is_null(int column) {
     return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+}
+
+/// What a connection has waited within one second.
+struct Database::Waits {
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds WINDOW{1};
+    static constexpr std::chrono::milliseconds STEP{5};
+
+    std::chrono::milliseconds longest;
+    Clock::time_point since{};
+    Clock::duration spent{};  ///< of the second that began then
+
+    /// A busy handler (sqlite.org/c3ref/busy_handler.html).
+    /// @return whether it is worth while to try again
+    static int wait(void* connections, int) {
+        auto& waits = *static_cast<Waits*>(connections);
+        const auto now = Clock::now();
+        if (now - waits.since >= WINDOW) {
+            waits.since = now;
+            waits.spent = {};
+        }
+        if (waits.spent >= waits.longest) return 0;
+        std::this_thread::sleep_for(STEP);
+        waits.spent += Clock::now() - now;
+        return 1;
+    }
+};
+
+void Database::limit_waiting(std::chrono::milliseconds longest) {
+    waits_ = std::make_shared<Waits>(Waits{.longest = longest});
+    sqlite3_busy_handler(handle(), Waits::wait, waits_.get());
 }
 
 Database::Database(const std::string& path, Access access, Durability durability) {

@@ -1,6 +1,7 @@
 // Handles for SQLite: a connection, a prepared statement, a transaction.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -18,6 +19,9 @@ public:
         : std::runtime_error(message), code(sqlite_code) {}
     /// Whether other connections held the database for longer than the busy time-out.
     bool is_busy() const;
+    /// Whether it may go by itself: somebody holds the database, the disk is full or fails. What is
+    /// damaged or wrong stays so.
+    bool may_pass() const;
     int code;  ///< SQLite's primary result code (sqlite.org/rescode.html)
 };
 
@@ -45,7 +49,8 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
-/// A connection with a busy time-out of 5 seconds. It belongs to one thread.
+/// A connection. It belongs to one thread. A call waits up to 5 seconds for others that hold the
+/// database.
 class Database {
 public:
     /// What the connection is for.
@@ -70,12 +75,18 @@ public:
     long long last_insert_id();
     /// Rows that the last statement changed.
     int changes();
+    /// From now on the waits of all calls within a second add up to `longest` and no more: for a
+    /// thread that must answer others meanwhile. A call that comes when they are used up does not
+    /// wait at all.
+    void limit_waiting(std::chrono::milliseconds longest);
     sqlite3* handle() { return connection_.get(); }
 
 private:
     struct Close {
         void operator()(sqlite3* connection) const;
     };
+    struct Waits;
+    std::shared_ptr<Waits> waits_;  // outlives the connection, which may ask it
     std::unique_ptr<sqlite3, Close> connection_;
 };
 

@@ -14,8 +14,6 @@ namespace standalone {
 
 namespace {
 
-constexpr char DEFAULT_FOLDER[] = "/var/lib/recorder";
-
 /// A folder that is in use for something else keeps its mode: it is refused, not locked up.
 bool may_be_made_private(const std::string& folder) {
     return std::filesystem::is_empty(folder) || std::filesystem::exists(config_database_path());
@@ -38,7 +36,7 @@ void make_private_folder(const std::string& folder) {
 
 std::string state_folder() {
     const char* chosen = secure_getenv("RECORDER_STATE");
-    return chosen != nullptr && *chosen != '\0' ? chosen : DEFAULT_FOLDER;
+    return chosen != nullptr && *chosen != '\0' ? chosen : DEFAULT_STATE_FOLDER;
 }
 
 std::string config_database_path() {

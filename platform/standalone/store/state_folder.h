@@ -5,7 +5,9 @@
 
 namespace standalone {
 
-/// The folder: environment RECORDER_STATE, else /var/lib/recorder. A set-user-ID program started by
+inline constexpr char DEFAULT_STATE_FOLDER[] = "/var/lib/recorder";
+
+/// The folder: environment RECORDER_STATE, else the default. A set-user-ID program started by
 /// another user ignores the environment (secure_getenv(3)): who may start it must not choose whose
 /// sessions it believes.
 std::string state_folder();

@@ -40,6 +40,25 @@ bool begins_extension(const std::string& text, std::size_t at) {
            (begins_number(text, at) && is_odd_number(here));
 }
 
+/// Whether a name is written with a zero in it. json-c keeps what stands before.
+bool has_cut_name(const std::string& text) {
+    constexpr std::string_view ZERO = "\\u0000";
+    bool in_string = false;
+    bool has_zero = false;  // the string that was read last
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (in_string && text[at] == '\\') {
+            has_zero = has_zero || text.compare(at, ZERO.size(), ZERO) == 0;
+            ++at;
+        } else if (text[at] == '"') {
+            in_string = !in_string;
+            has_zero = has_zero && !in_string;
+        } else if (!in_string && text[at] == ':' && has_zero) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// json-c lets pass, even in strict mode: names in single quotes, control characters inside
 /// strings, numbers like -01, 00, 01.5, -.5 and 1., and the words NaN and Infinity.
 bool has_json_c_extension(const std::string& text) {
@@ -91,6 +110,7 @@ std::size_t kept_members(json_object* value) {
 
 JsonPtr parse_strict_object(const std::string& text) {
     if (text.size() > INT32_MAX || has_json_c_extension(text) || !is_utf8(text)) return nullptr;
+    if (has_cut_name(text)) return nullptr;
     const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(DEEPEST));
     json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
     JsonPtr object(

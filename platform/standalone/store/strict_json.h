@@ -13,7 +13,8 @@ namespace standalone {
 using ::JsonPtr;
 
 /// @return the object that the whole of `text` is; null when it is anything else, or when an object
-///         in it has two members of one name, of which readers would believe different ones
+///         in it has two members of one name, of which readers would believe different ones, or a
+///         name with a zero in it, of which json-c would keep the beginning
 JsonPtr parse_strict_object(const std::string& text);
 
 /// Makes a JSON string of a text. Bytes that are no UTF-8 become U+FFFD.

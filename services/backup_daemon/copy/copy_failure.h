@@ -6,12 +6,13 @@
 
 namespace services {
 
-/// What a failure means for the run. The first five come from the share, the others concern one
-/// file and leave the share as good as it was. The numbers go over the wire between the daemon and
-/// its copying processes, which are always of one build.
+/// What a failure means for the run. The first six come from the share or the way to it, the others
+/// concern one file and leave the share as good as it was. The numbers go over the wire between the
+/// daemon and its copying processes, which are always of one build.
 enum class FailureKind {
     lost,      ///< the connection is gone or cannot be made: a new one helps, later
     refused,   ///< wrong user, password or share: neither a new attempt nor a new connection helps
+    unknown,   ///< nobody knows the server's name: as refused, or as lost where it was known before
     full,      ///< no room, or over quota: the same order helps once room has been made
     denied,    ///< this file or folder must not be touched so: trying again does not help
     other,     ///< nobody can tell: a new attempt over a new connection may help
@@ -29,6 +30,7 @@ constexpr bool ends_connection(FailureKind kind) {
     switch (kind) {
         case FailureKind::lost:
         case FailureKind::refused:
+        case FailureKind::unknown:
             return true;
         case FailureKind::full:
         case FailureKind::denied:

@@ -71,6 +71,9 @@ public:
     virtual std::unique_ptr<ShareFile> open(const std::string& path, Open mode) = 0;
     /// Gives a file its new name; a file of that name is replaced.
     virtual void rename(const std::string& from, const std::string& to) = 0;
+    /// Gives a folder that is not empty its new name.
+    /// @throws CopyFailure occupied when there is anything of that name; nothing has changed then
+    virtual void rename_folder(const std::string& from, const std::string& to) = 0;
     /// Makes a new file of the first `size` bytes of another one; the server copies them, as far as
     /// it can. Occupied when there is anything of the new name. What has been made when it fails
     /// stays.

@@ -3,13 +3,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <clocale>
+#include <cwctype>
+#include <stdexcept>
 
 #include "platform/standalone/store/utf8.h"
 
 namespace services {
 namespace {
-
-constexpr std::size_t LONGEST_NAME = 200;
 
 bool is_forbidden(char byte) {
     return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f' ||
@@ -39,6 +40,48 @@ void end_well(std::string& name) {
     if (name.back() == '.' || name.back() == ' ') name.back() = '_';
 }
 
+/// What is a letter, whatever language the machine speaks.
+locale_t all_letters() {
+    static const locale_t letters = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    if (letters == nullptr) throw std::runtime_error("the system has no locale C.UTF-8");
+    return letters;
+}
+
+/// The character that `text` begins with, which is valid UTF-8; takes it off.
+char32_t next_character(std::string_view& text) {
+    const auto first = static_cast<unsigned char>(text[0]);
+    std::size_t length = 1;
+    if (first >= 0xc0) length = first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
+    char32_t character = length == 1 ? first : first & (0x7fU >> length);
+    for (const char byte : text.substr(1, length - 1))
+        character = character << 6 | (static_cast<unsigned char>(byte) & 0x3f);
+    text.remove_prefix(length);
+    return character;
+}
+
+void append(std::string& text, char32_t character) {
+    const auto add = [&](char32_t byte) { text += static_cast<char>(byte); };
+    if (character < 0x80) return add(character);
+    if (character < 0x800) {
+        add(0xc0 | character >> 6);
+    } else {
+        if (character < 0x10000) {
+            add(0xe0 | character >> 12);
+        } else {
+            add(0xf0 | character >> 18);
+            add(0x80 | (character >> 12 & 0x3f));
+        }
+        add(0x80 | (character >> 6 & 0x3f));
+    }
+    add(0x80 | (character & 0x3f));
+}
+
+/// Upper case first: some letters have two small forms.
+char32_t small(char32_t letter) {
+    const wint_t capital = towupper_l(static_cast<wint_t>(letter), all_letters());
+    return static_cast<char32_t>(towlower_l(capital, all_letters()));
+}
+
 }  // namespace
 
 std::string safe_name(std::string_view name) {
@@ -52,9 +95,12 @@ std::string safe_name(std::string_view name) {
     return safe;
 }
 
-std::string folded(std::string path) {
-    std::ranges::transform(path, path.begin(), [](unsigned char c) { return std::tolower(c); });
-    return path;
+std::string folded(std::string_view path) {
+    const std::string valid = standalone::valid_utf8(path);
+    std::string text;
+    text.reserve(valid.size());
+    for (std::string_view left = valid; !left.empty();) append(text, small(next_character(left)));
+    return text;
 }
 
 std::string join_path(const std::string& one, const std::string& other) {

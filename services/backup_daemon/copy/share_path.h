@@ -11,8 +11,12 @@ namespace services {
 /// valid UTF-8, never empty. What cannot stand becomes "_". A safe name stays as it is.
 std::string safe_name(std::string_view name);
 
-/// A name or path as a server sees it that does not tell upper case from lower case.
-std::string folded(std::string path);
+/// The longest name that safe_name() gives, in bytes.
+inline constexpr std::size_t LONGEST_NAME = 200;
+
+/// A name or path as a server sees it that does not tell upper case from lower case, in whatever
+/// script: letters become small ones, one for one.
+std::string folded(std::string_view path);
 
 /// Joins two paths; either may be empty.
 std::string join_path(const std::string& one, const std::string& other);

@@ -1,10 +1,29 @@
 // What the system's error numbers mean when an SMB server, or the way to it, is behind them.
 #include "services/backup_daemon/copy/smb_failure.h"
 
+#include <netdb.h>
+
 #include <cerrno>
 #include <cstring>
 
 namespace services {
+namespace {
+
+constexpr std::size_t LONGEST_PART = 255;
+
+// A server that asks others who may log in, and does not reach them just now.
+constexpr char NOBODY_TO_ASK[] = "no logon servers";
+
+bool may_pass(const std::string& login_words) {
+    return login_words.find(NOBODY_TO_ASK) != std::string::npos;
+}
+
+/// Of a name; other troubles are the name service's and may pass.
+bool is_unknown(int code) {
+    return code == EAI_NONAME || code == EAI_NODATA || code == EAI_ADDRFAMILY;
+}
+
+}  // namespace
 
 FailureKind meaning_of(int error) {
     switch (error) {
@@ -42,15 +61,25 @@ FailureKind meaning_of(int error) {
     }
 }
 
-CopyFailure connection_failure(const SmbLogin& login, int error) {
+CopyFailure connection_failure(const SmbLogin& login, const ConnectionError& what) {
     const std::string share = "//" + login.server + "/" + login.share + ": ";
-    const std::string words = std::strerror(error);
-    switch (error) {
-        // The root of a share may be looked at, or the share is not ours to use.
+    const std::string user = "user \"" + login.user + "\"";
+    const std::string words = std::strerror(what.error);
+    if (!what.login.empty())
+        return {may_pass(what.login) ? FailureKind::lost : FailureKind::refused,
+                share + "the server refuses " + user + " or the password: " + what.login};
+    if (what.name != 0) {
+        const char* why = gai_strerror(what.name);
+        if (is_unknown(what.name))
+            return {FailureKind::unknown, share + "there is no such server: " + why};
+        return {FailureKind::lost, share + "the server's name cannot be looked up: " + why};
+    }
+    switch (what.error) {
+        // The login was taken; the root of a share may be looked at, or the share is not ours.
         case EACCES:
         case EPERM:
-            return {FailureKind::refused, share + "the server refuses user \"" + login.user +
-                                              "\" or the password: " + words};
+            return {FailureKind::refused,
+                    share + "the server does not give this share to " + user + ": " + words};
         case ENOENT:
         case ENODEV:
         case ENOTDIR:
@@ -59,6 +88,15 @@ CopyFailure connection_failure(const SmbLogin& login, int error) {
         default:
             return {FailureKind::lost, share + words};
     }
+}
+
+std::string login_problem(const SmbLogin& login) {
+    const SmbUser user = smb_user(login.user);
+    for (const std::string& part : {user.domain.value_or(""), user.name, login.password}) {
+        if (part.size() > LONGEST_PART) return "a user, domain or password of more than 255 bytes";
+        if (part.find('\0') != std::string::npos) return "a user or password with a zero in it";
+    }
+    return "";
 }
 
 }  // namespace services

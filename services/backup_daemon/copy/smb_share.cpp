@@ -18,6 +18,8 @@ extern "C" {
 #include <utility>
 
 #include "platform/standalone/store/text_buffer.h"
+#include "services/backup_daemon/copy/host_name.h"
+#include "services/backup_daemon/copy/login_words.h"
 #include "services/backup_daemon/copy/smb_failure.h"
 
 namespace services {
@@ -161,18 +163,20 @@ private:
 }  // namespace
 
 struct SmbShare::Context {
+    explicit Context(SMBCCTX* made) : words(made), handle(made) {}
+    LoginWords words;  // outlives what it hears
     std::unique_ptr<SMBCCTX, FreeContext> handle;
 };
 
-SmbShare::SmbShare(SmbLogin login)
-    : login_(std::move(login)), context_(std::make_unique<Context>()) {
+SmbShare::SmbShare(SmbLogin login) : login_(std::move(login)) {
     SMBCCTX* context = smbc_new_context();
     if (!context) throw std::bad_alloc();
-    context_->handle.reset(context);
-    smbc_setDebug(context, 0);
+    context_ = std::make_unique<Context>(context);
     smbc_setOptionUserData(context, &login_);
     smbc_setFunctionAuthDataWithContext(context, give_login);
     smbc_setOptionNoAutoAnonymousLogin(context, 1);
+    // Otherwise an empty password means that another program of the machine's knows it.
+    smbc_setOptionUseCCache(context, 0);
     smbc_setTimeout(context, TIMEOUT_MS);
     if (!smbc_init_context(context))
         throw CopyFailure(FailureKind::other,
@@ -188,10 +192,19 @@ std::string SmbShare::url(const std::string& path) const {
 }
 
 void SmbShare::connect() {
+    if (const std::string problem = login_problem(login_); !problem.empty())
+        throw CopyFailure(FailureKind::refused, problem + " cannot be used");
     SMBCCTX* context = context_->handle.get();
     struct stat root {};
-    if (smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0) return;
-    throw connection_failure(login_, errno);
+    context_->words.start();
+    const bool connected = smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0;
+    const int error = errno;
+    const std::string login = context_->words.stop();
+    if (connected) return;
+    // The library has one number for a name that nobody knows and for all that it has none for.
+    throw connection_failure(
+        login_,
+        {.error = error, .login = login, .name = error == EINVAL ? look_up(login_.server) : 0});
 }
 
 /// The library has the whole listing in memory by then, however long the server makes it: what ends
@@ -262,6 +275,24 @@ void SmbShare::rename(const std::string& from, const std::string& to) {
     SMBCCTX* context = context_->handle.get();
     if (smbc_getFunctionRename(context)(context, url(from).c_str(), context, url(to).c_str()) != 0)
         fail(to);
+}
+
+/// Where something has the new name, the library deletes it and tries again. It cannot delete a
+/// folder that is not empty, so of several who want a name for theirs exactly one gets it; a file,
+/// and an empty folder, are looked for first.
+void SmbShare::rename_folder(const std::string& from, const std::string& to) {
+    SMBCCTX* context = context_->handle.get();
+    struct stat found {};
+    bool is_taken = smbc_getFunctionStat(context)(context, url(to).c_str(), &found) == 0;
+    if (!is_taken) {
+        if (errno != ENOENT) fail(to);
+        if (smbc_getFunctionRename(context)(context, url(from).c_str(), context, url(to).c_str()) ==
+            0)
+            return;
+        is_taken = errno == EEXIST || errno == ENOTEMPTY;
+    }
+    if (!is_taken) fail(to);
+    throw CopyFailure(FailureKind::occupied, to + ": something has this name already");
 }
 
 void SmbShare::copy_beginning(const std::string& from, const std::string& to, long long size,

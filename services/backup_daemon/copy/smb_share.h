@@ -27,6 +27,7 @@ public:
     void make_folders(const std::string& path) override;
     std::unique_ptr<ShareFile> open(const std::string& path, Open mode) override;
     void rename(const std::string& from, const std::string& to) override;
+    void rename_folder(const std::string& from, const std::string& to) override;
     void copy_beginning(const std::string& from, const std::string& to, long long size,
                         const std::function<void()>& alive) override;
     void set_modified(const std::string& path, long long modified_ns) override;

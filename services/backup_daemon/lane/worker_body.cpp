@@ -99,6 +99,22 @@ private:
         report(Done());
     }
 
+    void obey(const ReadTexts& order) {
+        Contents answer;
+        for (const std::string& path : order.paths) answer.texts.push_back(read_text(share_, path));
+        report(answer);
+    }
+
+    void obey(const WriteText& order) {
+        write_text(share_, order.path, order.temporary, order.text);
+        report(Done());
+    }
+
+    void obey(const FolderClaim& order) {
+        claim_folder(share_, order);
+        report(Done());
+    }
+
     int socket_;
     Share& share_;
     FileCopier copier_;

@@ -63,6 +63,23 @@ void carry(auto& packet, Of<RemoveFiles> auto& order) {
     carry_texts(packet, order.folders);
 }
 
+void carry(auto& packet, Of<ReadTexts> auto& order) {
+    carry_texts(packet, order.paths);
+}
+
+void carry(auto& packet, Of<WriteText> auto& order) {
+    packet.carry(order.path);
+    packet.carry(order.temporary);
+    packet.carry(order.text);
+}
+
+void carry(auto& packet, Of<FolderClaim> auto& order) {
+    packet.carry(order.folder);
+    packet.carry(order.temporary);
+    packet.carry(order.file);
+    packet.carry(order.text);
+}
+
 void carry(auto&, Of<Ready> auto&) {}
 
 void carry(auto& packet, Of<FileState> auto& file) {
@@ -94,6 +111,14 @@ void carry(auto&, Of<Done> auto&) {}
 void carry(auto& packet, Of<Failed> auto& report) {
     packet.carry_choice(report.kind, LAST_FAILURE_KIND);
     packet.carry(report.text);
+}
+
+void carry(auto& packet, Of<Contents> auto& report) {
+    packet.carry_size(report.texts);
+    for (auto& text : report.texts) {
+        packet.carry_presence(text);
+        if (text) packet.carry(*text);
+    }
 }
 
 template <typename Message>

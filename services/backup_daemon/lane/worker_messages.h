@@ -1,6 +1,7 @@
 // What the daemon and its copying processes say to each other.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/copy_job.h"
 #include "services/backup_daemon/copy/share.h"
+#include "services/backup_daemon/copy/share_text.h"
 
 namespace services {
 
@@ -30,7 +32,20 @@ struct RemoveFiles {
     std::vector<std::string> folders;
 };
 
-using WorkerOrder = std::variant<AskFiles, SendFile, RemoveFiles>;
+/// Order: read small texts on the share.
+struct ReadTexts {
+    std::vector<std::string> paths;
+};
+
+/// Order: put a text into a file on the share, in the place of what it held.
+struct WriteText {
+    std::string path;
+    std::string temporary;  ///< in the same folder; the file appears from there
+    std::string text;
+};
+
+using WorkerOrder =
+    std::variant<AskFiles, SendFile, RemoveFiles, ReadTexts, WriteText, FolderClaim>;
 
 /// Report: connected, waiting for orders.
 struct Ready {};
@@ -60,13 +75,18 @@ struct Whole {
 /// Report: the order is carried out, and this is the last of it.
 struct Done {};
 
+/// Report: the texts that were asked for, in the order of their paths.
+struct Contents {
+    std::vector<std::optional<std::string>> texts;  ///< as read_text() gives them
+};
+
 /// Report: the order could not be carried out. A process that reports lost or refused has ended.
 struct Failed {
     FailureKind kind = FailureKind::other;
     std::string text;
 };
 
-using WorkerReport = std::variant<Ready, Files, At, Noted, Whole, Done, Failed>;
+using WorkerReport = std::variant<Ready, Files, At, Noted, Whole, Done, Failed, Contents>;
 
 std::string pack(const WorkerOrder& order);
 std::string pack(const WorkerReport& report);

@@ -36,6 +36,10 @@ class CopyMemory {
 public:
     virtual ~CopyMemory() = default;
 
+    /// All that follows is about this destination.
+    /// @param destination its identifier (destination_memory.h)
+    virtual void move_to(const std::string& destination) = 0;
+
     /// The destination's copies below one folder ("Front door/2024-03-01/", with the slash at the
     /// end), whichever task made them, by path; those that made room among them.
     virtual std::map<std::string, CopiedFile> copied_in(const std::string& folder) = 0;

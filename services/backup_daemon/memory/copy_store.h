@@ -18,9 +18,11 @@ public:
     ///                    share is compared before anything is sent
     /// @param task_id     decimal, as all of tasks are. What is saved for a task that was deleted
     ///                    meanwhile is swept with the rest of its checkpoints (memory_database.h)
-    /// @param destination server, port, share and folder in one text
-    CopyStore(standalone::Database& database, const std::string& task_id, std::string destination);
+    /// @param destination its identifier; "" when it is not known yet
+    CopyStore(standalone::Database& database, const std::string& task_id,
+              std::string destination = "");
 
+    void move_to(const std::string& destination) override { destination_ = destination; }
     std::map<std::string, CopiedFile> copied_in(const std::string& folder) override;
     std::optional<Checkpoint> checkpoint(const std::string& path) override;
     std::vector<Checkpoint> checkpoints() override;

@@ -11,6 +11,10 @@ namespace {
 // The library gives up after 20 seconds; a process that says nothing for so long hangs.
 constexpr std::chrono::seconds LONGEST_SILENCE(90);
 
+// What cannot be stored is tried again after a pause, for so long.
+constexpr std::chrono::seconds REFUSAL_PAUSE(1);
+constexpr std::chrono::seconds LONGEST_REFUSAL(60);
+
 // Losses of the connection that are told: a bad line must not push everything else out of the log.
 constexpr int LOSSES_TOLD = 10;
 
@@ -21,7 +25,7 @@ BackupRun::BackupRun(RunParts parts, TDataBackupConfig task, RunGoal goal, Liste
       task_(std::move(task)),
       listener_(std::move(listener)),
       tally_(parts_.clock),
-      plan_(std::move(goal), *parts_.memory, tally_),
+      plan_(std::move(goal), *parts_.places, *parts_.memory, tally_),
       connection_(now()) {}
 
 std::chrono::seconds BackupRun::now() const {
@@ -29,10 +33,11 @@ std::chrono::seconds BackupRun::now() const {
 }
 
 void BackupRun::begin() {
-    parts_.lanes->listen({[this](LaneId lane, const Report& report) { hear(lane, report); },
+    parts_.lanes->listen({[this](LaneId lane, const Report& report) {
+                              hear({lane, report, ""});
+                          },
                           [this](LaneId lane, const std::string& why) {
-                              lose(lane, why);
-                              advance();
+                              hear({lane, {}, why});
                           }});
     const Destination& destination = plan_.goal().destination;
     if (destination.server.empty() || destination.share.empty())
@@ -58,18 +63,62 @@ void BackupRun::look_after() {
     advance();
 }
 
-/// Goes as far as the lanes allow. What the memory refuses now is tried again after a pause.
+void BackupRun::hear(Said said) {
+    const auto known = lanes_.find(said.lane);
+    if (ending_ || known == lanes_.end()) return;
+    known->second.heard = now();
+    const auto last = std::find_if(inbox_.rbegin(), inbox_.rend(),
+                                   [&](const Said& other) { return other.lane == said.lane; });
+    // How far a lane is, it says all the time.
+    if (last != inbox_.rend() && last->tells_figures() && said.tells_figures())
+        *last = std::move(said);
+    else
+        inbox_.push_back(std::move(said));
+    advance();
+}
+
+/// Goes as far as lanes and stores allow.
 void BackupRun::advance() {
-    if (ending_) return;
+    if (ending_ || (refusal_ && refusal_->again)) return;
     try {
-        plan_.settle();
-        tell_notes();
-        if (plan_.is_over()) return finish();
-        give_orders();
+        take_inbox();
+        if (!ending_) go_on();
+        refusal_.reset();
+    } catch (const standalone::DatabaseError& error) {
+        hold(error);
     } catch (const std::exception& error) {
-        return wait(error.what());
+        refusal_.reset();
+        wait(error.what());
     }
+}
+
+void BackupRun::take_inbox() {
+    while (!inbox_.empty() && !ending_) {
+        understand(inbox_.front());
+        inbox_.pop_front();
+        refusal_.reset();
+    }
+}
+
+void BackupRun::go_on() {
+    plan_.settle();
+    tell_notes();
+    if (plan_.is_over()) return finish();
+    give_orders();
     open_lane();
+}
+
+void BackupRun::hold(const standalone::DatabaseError& error) {
+    if (!refusal_) refusal_ = Refusal{.since = now(), .why = "", .again = nullptr};
+    const std::string why =
+        std::string("the recorder's own database cannot be written: ") + error.what();
+    if (now() - refusal_->since >= LONGEST_REFUSAL)
+        return end(error.may_pass() ? RunOutcome::interrupted : RunOutcome::failed, why);
+    refusal_->why = why;
+    refusal_->again = parts_.clock.after(REFUSAL_PAUSE, [this] {
+        refusal_->again.reset();
+        advance();
+    });
 }
 
 void BackupRun::tell_notes() {
@@ -101,17 +150,16 @@ void BackupRun::open_lane() {
     }
 }
 
-/// A report that could not be taken counts as not given: another lane carries the order out again.
-void BackupRun::hear(LaneId lane, const Report& report) {
-    const auto known = lanes_.find(lane);
-    if (ending_ || known == lanes_.end()) return;
-    known->second.heard = now();
+void BackupRun::understand(const Said& said) {
+    if (!lanes_.contains(said.lane)) return;
+    if (!said.report) return lose(said.lane, said.why);
     try {
-        understand(lane, report);
+        understand(said.lane, *said.report);
+    } catch (const standalone::DatabaseError&) {
+        throw;
     } catch (const std::exception& error) {
-        lose(lane, error.what());
+        lose(said.lane, error.what());
     }
-    advance();
 }
 
 void BackupRun::understand(LaneId lane, const Report& report) {
@@ -124,14 +172,16 @@ void BackupRun::understand(LaneId lane, const Report& report) {
     if (connection_.stands) message_.clear();
 }
 
+/// The listener first: it may refuse to hear of it for now.
 void BackupRun::connected(LaneId lane) {
-    lanes_.at(lane).ready = true;
-    connection_.stands = true;
-    message_.clear();
-    if (connection_.was_told) return;
-    tally_.note_speed();
-    listener_.connected();
+    if (!connection_.was_told) {
+        listener_.connected();
+        tally_.note_speed();
+    }
     connection_.was_told = true;
+    connection_.stands = true;
+    lanes_.at(lane).ready = true;
+    message_.clear();
 }
 
 void BackupRun::fail(LaneId lane, const Failed& failed) {
@@ -185,6 +235,7 @@ void BackupRun::end(RunOutcome outcome, const std::string& why) {
     if (ending_) return;
     tell_notes();
     message_ = why;
+    refusal_.reset();
     pause_.reset();
     ending_ = parts_.clock.after({}, [this, outcome, why] {
         parts_.lanes.reset();

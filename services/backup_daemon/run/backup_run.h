@@ -1,11 +1,14 @@
 // One run of one task: ties plan, lanes and figures to the clock until the run tells its end.
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "platform/standalone/store/database.h"
 #include "services/backup_daemon/run/lane_pool.h"
 #include "services/backup_daemon/run/retry_pause.h"
 #include "services/backup_daemon/run/run_outcome.h"
@@ -20,16 +23,23 @@ namespace services {
 struct RunParts {
     Clock& clock;  ///< outlives the run
     EventSink tell;
+    std::unique_ptr<DestinationMemory> places;
     std::unique_ptr<CopyMemory> memory;
     std::unique_ptr<LanePool> lanes;
 };
 
 /// A run goes on by itself, in the loop, until it tells its end. Destroying it drops its lanes; all
 /// that they had done stays and is not sent again by the next run.
+///
+/// What lanes say is taken in its order. Where the memory, or the listener, refuses something with
+/// standalone::DatabaseError, that stays in front and is tried again every second, and all that
+/// comes meanwhile waits behind it; lanes go on with what they are at. After a minute in which the
+/// same thing was refused the run has been interrupted, or has failed where waiting does not help.
 class BackupRun {
 public:
     struct Listener {
-        std::function<void()> connected;  ///< once
+        /// Until it returns without standalone::DatabaseError, and then not again.
+        std::function<void()> connected;
         /// Once, and the last that the run does; it may be destroyed then.
         std::function<void(RunOutcome, const std::string& why)> ended;
     };
@@ -48,12 +58,28 @@ public:
     void look_after();
 
     const TDataBackupConfig& task() const { return task_; }
-    RunFigures figures() const { return tally_.figures(message_); }
+    RunFigures figures() const { return tally_.figures(refusal_ ? refusal_->why : message_); }
 
 private:
     struct Lane {
         bool ready = false;
         std::chrono::milliseconds heard{};
+    };
+
+    /// What a lane has said.
+    struct Said {
+        LaneId lane = 0;
+        std::optional<Report> report;  ///< nothing: the lane has ended by itself
+        std::string why;               ///< then
+
+        bool tells_figures() const { return report && std::holds_alternative<At>(*report); }
+    };
+
+    /// What cannot be stored for now.
+    struct Refusal {
+        std::chrono::seconds since{};
+        std::string why;
+        std::unique_ptr<Clock::Alarm> again;  ///< null while it is being tried
     };
 
     /// How the run fares with the server.
@@ -66,11 +92,15 @@ private:
     };
 
     std::chrono::seconds now() const;
+    void hear(Said said);
     void advance();
+    void take_inbox();
+    void go_on();
+    void hold(const standalone::DatabaseError& error);
     void tell_notes();
     void give_orders();
     void open_lane();
-    void hear(LaneId lane, const Report& report);
+    void understand(const Said& said);
     void understand(LaneId lane, const Report& report);
     void connected(LaneId lane);
     void fail(LaneId lane, const Failed& failed);
@@ -87,7 +117,9 @@ private:
     RunPlan plan_;
     std::map<LaneId, Lane> lanes_;
     Connection connection_;
-    std::string message_;                   ///< what the run waits for or failed of; mostly ""
+    std::deque<Said> inbox_;          ///< not understood yet, the oldest first
+    std::optional<Refusal> refusal_;  ///< of the front of the inbox or, when it is empty, the plan
+    std::string message_;             ///< what the run waits for or failed of; mostly ""
     std::unique_ptr<Clock::Alarm> pause_;   ///< no lane is opened before it is over
     std::unique_ptr<Clock::Alarm> ending_;  ///< the run is over and will say so
 };

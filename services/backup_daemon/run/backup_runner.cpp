@@ -9,7 +9,6 @@
 #include "services/backup_daemon/run/run_goal.h"
 #include "services/backup_daemon/run/run_settings.h"
 #include "services/backup_daemon/run/worker_lanes.h"
-#include "services/backup_daemon/tell/run_events.h"
 
 namespace services {
 namespace {
@@ -28,6 +27,7 @@ RunEvent event_of(RunOutcome outcome) {
         case RunOutcome::success:
             return RUN_SUCCEEDED;
         case RunOutcome::failed:
+        case RunOutcome::interrupted:
             return RUN_FAILED;
         case RunOutcome::cancelled:
             break;
@@ -44,12 +44,18 @@ std::string detail_of(const RunFigures& figures, const std::string& why) {
 }  // namespace
 
 BackupRunner::BackupRunner(event_base* loop, standalone::Database& config,
-                           standalone::Database& memory)
-    : loop_(loop), clock_(loop), memory_(memory), progress_(memory), channels_(config) {}
+                           standalone::Database& memory, std::string identity)
+    : loop_(loop),
+      clock_(loop),
+      memory_(memory),
+      identity_(std::move(identity)),
+      progress_(memory),
+      channels_(config) {}
 
 RunGoal BackupRunner::goal(const TDataBackupConfig& task) {
     const DayNumber today = local_day(std::time(nullptr), machine_zone);
     RunGoal goal = goal_of(task, channels_.list(), today);
+    goal.recorder = identity_;
     goal.check = check_reading();
     goal.lanes = lanes_of_a_run();
     return goal;
@@ -62,14 +68,16 @@ RunParts BackupRunner::parts(const TDataBackupConfig& task, const Destination& d
                    .user = task.username,
                    .password = task.password};
     return {.clock = clock_,
-            .tell = write_run_event,
-            .memory = std::make_unique<CopyStore>(memory_, task.taskID, destination.key()),
+            .tell = [this](RunEvent event, const std::string& task_name,
+                           const std::string& detail) { events_.write(event, task_name, detail); },
+            .places = std::make_unique<DestinationStore>(memory_, destination.key()),
+            .memory = std::make_unique<CopyStore>(memory_, task.taskID),
             .lanes = std::make_unique<WorkerLanes>(loop_, std::move(login))};
 }
 
 void BackupRunner::begin(const TDataBackupConfig& task, bool resumed, Listener listener) {
     const std::string task_id = task.taskID;
-    write_run_event(resumed ? RUN_RESUMED : RUN_STARTED, task.taskName);
+    events_.write(resumed ? RUN_RESUMED : RUN_STARTED, task.taskName);
     BackupRun::Listener run_listener{listener.connected,
                                      [this, task_id](RunOutcome outcome, const std::string& why) {
                                          ended(task_id, outcome, why);
@@ -92,8 +100,9 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
     const auto entry = runs_.extract(task_id);
     const auto& [run, listener] = entry.mapped();
     const auto figures = run->figures();
-    note_progress(task_id, figures);
-    write_run_event(event_of(outcome), run->task().taskName, detail_of(figures, why));
+    unwritten_[task_id] = figures;
+    write_figures();
+    events_.write(event_of(outcome), run->task().taskName, detail_of(figures, why));
     if (!why.empty())
         std::fprintf(stderr, "task %s \"%s\": %s\n", task_id.c_str(),
                      standalone::one_line(run->task().taskName).c_str(),
@@ -101,13 +110,19 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
     listener.ended(outcome);
 }
 
-/// Nothing hangs on the figures: a store that refuses them must not keep a run from its end.
-void BackupRunner::note_progress(const std::string& task_id, const RunFigures& figures) {
-    try {
-        progress_.set(task_id, figures);
-    } catch (const standalone::DatabaseError& error) {
-        std::fprintf(stderr, "the progress of task %s is lost: %s\n", task_id.c_str(),
-                     error.what());
+/// No run hangs on them. What will never be written is given up: runs are to begin, and to say why
+/// they get nowhere.
+void BackupRunner::write_figures() {
+    while (!unwritten_.empty()) {
+        const auto first = unwritten_.begin();
+        try {
+            progress_.set(first->first, first->second);
+        } catch (const standalone::DatabaseError& error) {
+            complaints_.print(std::string("the progress of runs cannot be written: ") +
+                              error.what());
+            if (error.may_pass()) return;
+        }
+        unwritten_.erase(first);
     }
 }
 
@@ -115,8 +130,10 @@ void BackupRunner::tick() {
     Worker::reap();
     for (const auto& [task_id, entry] : runs_) {
         entry.run->look_after();
-        note_progress(task_id, entry.run->figures());
+        unwritten_[task_id] = entry.run->figures();
     }
+    write_figures();
+    events_.write_kept();
 }
 
 std::vector<RunningTask> BackupRunner::running() {

@@ -6,9 +6,12 @@
 
 #include "platform/standalone/store/channel_store.h"
 #include "services/backup_daemon/memory/copy_store.h"
+#include "services/backup_daemon/memory/destination_store.h"
 #include "services/backup_daemon/memory/progress_store.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/run/task_runner.h"
+#include "services/backup_daemon/tell/event_outbox.h"
+#include "services/complaints.h"
 
 namespace services {
 
@@ -22,14 +25,20 @@ struct RunningTask {
 class BackupRunner : public TaskRunner {
 public:
     /// All of it outlives the runner. Each database connection is this runner's own thread's.
-    /// @param config the configuration database
-    /// @param memory the daemon's own database, with deferred durability
-    BackupRunner(event_base* loop, standalone::Database& config, standalone::Database& memory);
+    /// @param config   the configuration database
+    /// @param memory   the daemon's own database, with deferred durability
+    /// @param identity this recorder's
+    BackupRunner(event_base* loop, standalone::Database& config, standalone::Database& memory,
+                 std::string identity);
 
     void begin(const TDataBackupConfig& task, bool resumed, Listener listener) override;
     void cancel(const std::string& task_id) override;
 
-    /// Looks after the runs and writes their progress; once a second.
+    /// Not while figures of runs cannot be written: neither could what a new run copies.
+    bool can_begin() override { return unwritten_.empty(); }
+
+    /// Looks after the runs, writes their progress and whatever could not be written before; once a
+    /// second.
     void tick();
 
     std::vector<RunningTask> running();
@@ -41,16 +50,20 @@ private:
     };
 
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
-    void note_progress(const std::string& task_id, const RunFigures& figures);
+    void write_figures();
     RunGoal goal(const TDataBackupConfig& task);
     RunParts parts(const TDataBackupConfig& task, const Destination& destination);
 
     event_base* loop_;
     LoopClock clock_;
     standalone::Database& memory_;
+    const std::string identity_;
     ProgressStore progress_;
     standalone::ChannelStore channels_;
     std::map<std::string, Entry> runs_;
+    std::map<std::string, RunFigures> unwritten_;  ///< the newest of each task
+    EventOutbox events_;
+    Complaints complaints_;
 };
 
 }  // namespace services

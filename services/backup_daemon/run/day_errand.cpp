@@ -33,6 +33,8 @@ Step DayErrand::begin() {
     } catch (const std::length_error& error) {
         const std::string folder = order_.recordings + "/" + order_.day;
         return {.tell = {Failed{FailureKind::source, folder + ": " + error.what()}}, .over = true};
+    } catch (const standalone::UnreadableFolder& error) {
+        return {.tell = {Failed{FailureKind::source, error.what()}}, .over = true};
     }
     if (order_.ask_share) {
         ask_for(false, order_.remote);
@@ -44,12 +46,12 @@ Step DayErrand::begin() {
 /// The loop waits for the disk. One day's folder is read at a time, and the disk is one that spins
 /// for the recorder all day long.
 void DayErrand::list() {
-    for (const auto& file : standalone::recordings_of_day(order_.recordings, order_.day, most_))
-        if (file.alarm ? order_.alarm : order_.normal)
-            found_.entries.push_back({.name = file.name,
-                                      .alarm = file.alarm,
-                                      .size = file.size,
-                                      .modified_ns = file.modified_ns});
+    for (const auto& file : standalone::recordings_of_day(order_.recordings, order_.day,
+                                                          {order_.normal, order_.alarm}, most_))
+        found_.entries.push_back({.name = file.name,
+                                  .alarm = file.alarm,
+                                  .size = file.size,
+                                  .modified_ns = file.modified_ns});
 }
 
 void DayErrand::ask_for(bool alarm, const std::string& folder) {

@@ -9,6 +9,7 @@
 #include "platform/standalone/store/utf8.h"
 #include "services/backup_daemon/run/copy_errand.h"
 #include "services/backup_daemon/run/day_errand.h"
+#include "services/backup_daemon/run/place_errand.h"
 
 namespace services {
 namespace {
@@ -41,9 +42,13 @@ public:
     explicit DaysErrand(ListDays order) : order_(std::move(order)) {}
 
     Step begin() override {
-        return {.tell = {Days{
-                    standalone::recording_days(order_.recordings, order_.first, order_.last)}},
-                .over = true};
+        try {
+            return {.tell = {Days{
+                        standalone::recording_days(order_.recordings, order_.first, order_.last)}},
+                    .over = true};
+        } catch (const standalone::UnreadableFolder& error) {
+            return {.tell = {Failed{FailureKind::source, error.what()}}, .over = true};
+        }
     }
 
 private:
@@ -69,6 +74,35 @@ private:
     const RemoveFiles order_;
 };
 
+/// What the next run writes again: a failure does not matter as long as the connection is good.
+class TextErrand : public Errand {
+public:
+    explicit TextErrand(WriteText order) : order_(std::move(order)) {}
+
+    Step begin() override { return {.ask = order_}; }
+
+private:
+    std::optional<Step> take(const WorkerReport& said) override {
+        if (!std::holds_alternative<Done>(said)) return {};
+        return Step{.tell = {Done()}, .over = true};
+    }
+
+    Step fail(Failed failed) override {
+        if (ends_connection(failed.kind)) return Errand::fail(std::move(failed));
+        return {.tell = {Done()}, .over = true};
+    }
+
+    const WriteText order_;
+};
+
+std::unique_ptr<Errand> make(const FindPlace& order) {
+    return std::make_unique<PlaceErrand>(order);
+}
+
+std::unique_ptr<Errand> make(const WriteText& order) {
+    return std::make_unique<TextErrand>(order);
+}
+
 std::unique_ptr<Errand> make(const ListDays& order) {
     return std::make_unique<DaysErrand>(order);
 }
@@ -90,7 +124,7 @@ std::unique_ptr<Errand> make(const RemoveFiles& order) {
 std::optional<Step> Errand::hear(const WorkerReport& said) {
     const auto* failed = std::get_if<Failed>(&said);
     if (!failed) return take(said);
-    return Step{.tell = {Failed{failed->kind, readable(failed->text)}}, .over = true};
+    return fail({failed->kind, readable(failed->text)});
 }
 
 std::unique_ptr<Errand> connecting() {

@@ -33,6 +33,10 @@ public:
     /// @return nothing when it does not fit
     std::optional<Step> hear(const WorkerReport& said);
 
+protected:
+    /// What comes of a failure, whose words people can read.
+    virtual Step fail(Failed failed) { return {.tell = {std::move(failed)}, .over = true}; }
+
 private:
     /// Takes any report but Failed.
     virtual std::optional<Step> take(const WorkerReport& said) = 0;

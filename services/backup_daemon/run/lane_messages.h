@@ -6,9 +6,19 @@
 #include <variant>
 #include <vector>
 
+#include "services/backup_daemon/copy/marker.h"
 #include "services/backup_daemon/lane/worker_messages.h"
+#include "services/backup_daemon/memory/destination_memory.h"
 
 namespace services {
+
+/// Order: find out where copies go, and mark that place as this recorder's.
+struct FindPlace {
+    std::string folder;    ///< the task's, below the share; may be ""
+    std::string recorder;  ///< this recorder's identity
+    std::string task_id;
+    KnownPlace known;
+};
 
 /// Order: name the days that a channel has recordings of.
 struct ListDays {
@@ -27,7 +37,16 @@ struct ListDay {
     bool ask_share = false;  ///< otherwise nobody looks at the share
 };
 
-using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles>;
+using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles, FindPlace, WriteText>;
+
+/// Report: where copies go.
+struct FoundPlace {
+    std::string below;    ///< folder of this recorder's own, in the task's; "": the task's itself
+    std::string id;       ///< the destination's
+    bool marked = false;  ///< our marker is there
+    bool is_new = false;  ///< since just now
+    CameraFolders cameras{};  ///< that are told of beside it
+};
 
 /// Report: the days that were asked for, oldest first.
 struct Days {
@@ -62,6 +81,6 @@ struct Copied {
     CopyResult result;
 };
 
-using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Done, Failed>;
+using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Done, Failed, FoundPlace>;
 
 }  // namespace services

@@ -16,6 +16,7 @@ enum class WhenFull { fail, remove_oldest };
 
 struct RunGoal {
     std::string task_id;
+    std::string recorder;  ///< this recorder's identity
     Destination destination;
     Selection selection;
     std::vector<SelectedChannel> channels;
@@ -27,7 +28,8 @@ struct RunGoal {
     int lanes = 1;            ///< files on their way at one time, at most
 };
 
-/// Reads a task on the local day `today`. `check` and `lanes` are the caller's to fill in.
+/// Reads a task on the local day `today`. `recorder`, `check` and `lanes` are the caller's to fill
+/// in.
 RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Channel>& channels,
                 DayNumber today);
 

@@ -27,11 +27,11 @@ std::string ShareNames::copy_path(const ChannelDay& where, const DayEntry& entry
 std::string ShareNames::temporary_path(const std::string& copy) const {
     const std::string folder = folder_of(copy);
     const std::string name = copy.substr(folder.empty() ? 0 : folder.size() + 1);
-    return join_path(folder, "." + name + "." + task_id_ + ".part");
+    return join_path(folder, "." + name + "." + writer_ + ".part");
 }
 
 std::string ShareNames::claim() const {
-    return "This name is taken by a recording's copy of task " + task_id_ + ".\n";
+    return "This name is taken by recorder " + recorder_ + " for the copy of a recording.\n";
 }
 
 std::string ShareNames::on_share(const std::string& path) const {

@@ -21,9 +21,12 @@ std::string source_path(const ChannelDay& where, const DayEntry& entry);
 /// on_share() makes it one that a lane can use.
 class ShareNames {
 public:
-    /// @param folder the destination's, below the share; may be ""
-    ShareNames(std::string folder, std::string task_id)
-        : folder_(std::move(folder)), task_id_(std::move(task_id)) {}
+    /// @param folder   the destination's, below the share; may be ""
+    /// @param recorder this recorder's identity
+    ShareNames(std::string folder, const std::string& recorder, const std::string& task_id)
+        : folder_(std::move(folder)),
+          recorder_(recorder),
+          writer_(short_identity(recorder) + "-" + task_id) {}
 
     /// The folder of a day's copies.
     static std::string day_folder(const ChannelDay& where);
@@ -31,17 +34,20 @@ public:
     /// Where a recording's copy stands.
     static std::string copy_path(const ChannelDay& where, const DayEntry& entry);
 
-    /// Where it grows: beside the copy, recognisable as unfinished, and no other task's.
+    /// Where it grows: beside the copy, recognisable as unfinished, and no other recorder's or
+    /// task's.
     std::string temporary_path(const std::string& copy) const;
 
-    /// What stands in a file that only holds a name for a copy of this recorder's.
+    /// What stands in a file that only holds a name for a copy of this recorder's, whichever task's:
+    /// what its tasks copy to one name is one recording.
     std::string claim() const;
 
     std::string on_share(const std::string& path) const;
 
 private:
     std::string folder_;
-    std::string task_id_;
+    std::string recorder_;
+    std::string writer_;
 };
 
 }  // namespace services

@@ -21,19 +21,21 @@ bool is_listing(const Work& work) {
 
 }  // namespace
 
-RunPlan::RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally)
+RunPlan::RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, RunTally& tally)
     : goal_(std::move(goal)),
-      names_(goal_.destination.folder, goal_.task_id),
+      names_(goal_.destination.folder, goal_.recorder, goal_.task_id),
+      places_(places),
       memory_(memory),
       tally_(tally) {
     for (const std::string& index : goal_.missing_channels) {
         tally_.plan(1, 0);
         tally_.gave_up({}, "there is no channel " + index);
     }
-    for (const SelectedChannel& channel : goal_.channels) ready_.push_back({FindDays{&channel}});
+    if (!goal_.channels.empty()) ready_.emplace_back().what = SeekPlace();
 }
 
 void RunPlan::settle() {
+    take_back_room();
     for (;;) {
         look_ahead();
         if (!is_idle() || is_over()) return;
@@ -44,6 +46,10 @@ void RunPlan::settle() {
 /// Called when nothing of the phase is left.
 void RunPlan::enter_next_phase() {
     switch (phase_) {
+        case Phase::finding_place:
+            plan_finding_days();
+            phase_ = Phase::finding_days;
+            return;
         case Phase::finding_days:
             plan_measuring();
             phase_ = Phase::measuring;
@@ -70,6 +76,11 @@ void RunPlan::enter_next_phase() {
     }
 }
 
+void RunPlan::plan_finding_days() {
+    for (const SelectedChannel& channel : goal_.channels)
+        ready_.emplace_back().what = FindDays{&channel};
+}
+
 /// Counts first: people want to know how much there is to do.
 void RunPlan::plan_measuring() {
     std::ranges::stable_sort(days_, {}, [](const Day& day) { return day.where.day; });
@@ -90,7 +101,7 @@ void RunPlan::look_ahead() {
 
 /// @return whether something is to be removed
 bool RunPlan::plan_retention() {
-    if (goal_.first_kept_day.empty()) return false;
+    if (goal_.first_kept_day.empty() || !may_remove_copies()) return false;
     auto copies = memory_.older_than(goal_.first_kept_day, REMOVED_AT_ONCE);
     if (copies.empty()) return false;
     ready_.push_back({removal_work(RemoveCopies::Why::retention, std::move(copies), names_)});
@@ -99,8 +110,9 @@ bool RunPlan::plan_retention() {
 
 void RunPlan::tell_retention() {
     if (goal_.first_kept_day.empty()) return;
+    const std::string why = may_remove_copies() ? "" : ": a run that has failed removes none";
     notes_.push_back({RETENTION_PASS, std::to_string(counts_.removed) + " files of days before " +
-                                          goal_.first_kept_day + " removed"});
+                                          goal_.first_kept_day + " removed" + why});
 }
 
 /// Temporary files whose recording is gone or no longer wanted.
@@ -109,11 +121,17 @@ void RunPlan::plan_leftovers() {
         ready_.push_back({leftover_work(checkpoint, names_)});
 }
 
+/// Something failed behind the request for room: what no lane has begun to remove stays.
+void RunPlan::take_back_room() {
+    if (!may_remove_copies() && std::erase_if(ready_, makes_room) > 0) room_.in_the_making = false;
+}
+
 std::optional<Order> RunPlan::next(LaneId lane) {
     auto place = ready_.begin();
     // While room is being made, only that goes on.
     if (room_.in_the_making) place = std::ranges::find_if(ready_, makes_room);
     if (place == ready_.end() || is_busy(lane)) return {};
+    was_connected_ = true;
     Order order = order_of(*place);
     given_.emplace(lane, std::move(*place));
     ready_.erase(place);
@@ -121,6 +139,12 @@ std::optional<Order> RunPlan::next(LaneId lane) {
 }
 
 Order RunPlan::order_of(Work& work) {
+    if (std::holds_alternative<SeekPlace>(work.what))
+        return FindPlace{.folder = goal_.destination.folder,
+                         .recorder = goal_.recorder,
+                         .task_id = goal_.task_id,
+                         .known = places_.known()};
+    if (const auto* tell = std::get_if<TellCameras>(&work.what)) return tell->order;
     if (const auto* find = std::get_if<FindDays>(&work.what))
         return ListDays{find->channel->recordings, goal_.selection.first_day,
                         goal_.selection.last_day};
@@ -140,11 +164,13 @@ Order RunPlan::order_of(Work& work) {
     return copy.job;
 }
 
-/// A file that was begun before goes on where it stopped; of another one the temporary file is
-/// known to the memory before it is made.
+/// A file that was begun before goes on where it stopped, under whatever name; of another one the
+/// temporary file is known to the memory before it is made.
 void RunPlan::resume(CopyFile& copy) {
     const auto known = memory_.checkpoint(copy.path);
-    if (!known) memory_.save({copy.path, names_.temporary_path(copy.path), 0, ""});
+    copy.temporary = known ? known->temporary : names_.temporary_path(copy.path);
+    if (!known) memory_.save({copy.path, copy.temporary, 0, ""});
+    copy.job.temporary = names_.on_share(copy.temporary);
     // An attempt of which no answer came may have been the last one.
     if (known) copy.job.fresh = false;
     copy.job.offset = known ? known->offset : 0;

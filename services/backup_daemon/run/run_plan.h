@@ -31,16 +31,23 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the days, measure them, copy day by day, the oldest first,
-/// remove what is too old, remove temporary files that nothing will continue. An order that was
-/// given waits for its lane's reports; of a lane that is lost it goes back into the plan.
+/// A run as a plan, phase by phase: find the place, find the days, measure them, copy day by day,
+/// the oldest first, remove what is too old, remove temporary files that nothing will continue. An
+/// order that was given waits for its lane's reports; of a lane that is lost it goes back into the
+/// plan.
 ///
-/// Any call may throw standalone::DatabaseError. A report that could not be taken counts as not
-/// given: lose() its lane, and the order is carried out again, which does no harm.
+/// A run that could not read all recordings or copy all files removes no copy: neither those that
+/// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left.
+///
+/// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
+/// memory only towards what the call is for: the same call, with the same report, may be made again
+/// until it succeeds. A lane need not be lost for it.
 class RunPlan {
 public:
-    /// `memory` and `tally` outlive the plan. Channels that there are not count as failed files.
-    RunPlan(RunGoal goal, CopyMemory& memory, RunTally& tally);
+    /// `places`, `memory` and `tally` outlive the plan. What cannot be read counts as one failed
+    /// file: a channel that there is not, a channel's folder, a day. Without any channel there is
+    /// nothing to do.
+    RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, RunTally& tally);
     RunPlan(const RunPlan&) = delete;
     RunPlan& operator=(const RunPlan&) = delete;
 
@@ -76,12 +83,21 @@ public:
     std::vector<RunNote> take_notes();
 
 private:
-    enum class Phase { finding_days, measuring, copying, retention, leftovers, over };
+    enum class Phase {
+        finding_place,
+        finding_days,
+        measuring,
+        copying,
+        retention,
+        leftovers,
+        over
+    };
 
     struct Day {
         ChannelDay where;
         long long files = 0;  ///< counted among the planned ones so far
         long long bytes = 0;
+        bool unread = false;  ///< could not be listed, and counts as failed
     };
 
     struct Room {
@@ -98,7 +114,10 @@ private:
 
     // Phases, in run_plan.cpp.
     bool is_idle() const { return ready_.empty() && given_.empty(); }
+    bool may_remove_copies() const { return tally_.files_failed() == 0; }
+    void take_back_room();
     void enter_next_phase();
+    void plan_finding_days();
     void plan_measuring();
     void look_ahead();
     bool plan_retention();
@@ -112,6 +131,8 @@ private:
     Answer answer(What&, const Said&) {
         return Answer::nonsense;
     }
+    Answer answer(SeekPlace& seek, const FoundPlace& place);
+    Answer answer(TellCameras& tell, const Done&);
     Answer answer(FindDays& find, const Days& days);
     Answer answer(LookAtDay& look, const Entries& entries);
     Answer answer(LookAtDay& look, const Done&);
@@ -120,24 +141,29 @@ private:
     Answer answer(CopyFile& copy, const Copied& copied);
     Answer answer(RemoveCopies& removal, const At&);
     Answer answer(RemoveCopies& removal, const Done&);
+    void tell_cameras(const FoundPlace& place);
     void give_up_doubles(LookAtDay& look);
+    void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
+    FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
     FailureStep make_room(LaneId lane, const Failed& failed);
     bool request_room(const CopyFile& copy);
 
-    const RunGoal goal_;
-    const ShareNames names_;
+    RunGoal goal_;      ///< but for the channels' folders as it was given
+    ShareNames names_;  ///< of the place where copies go, once it is known
+    DestinationMemory& places_;
     CopyMemory& memory_;
     RunTally& tally_;
-    Phase phase_ = Phase::finding_days;
+    Phase phase_ = Phase::finding_place;
     std::vector<Day> days_;
     std::size_t next_day_ = 0;  ///< first day that has not been looked at for copying
     std::deque<Work> ready_;
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;
     Room room_;
+    bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
 };
 

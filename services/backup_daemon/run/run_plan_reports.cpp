@@ -1,6 +1,8 @@
 // What a run's plan makes of the lanes' reports and failures.
 #include <utility>
 
+#include "services/backup_daemon/copy/share_path.h"
+#include "services/backup_daemon/run/camera_folders.h"
 #include "services/backup_daemon/run/run_plan.h"
 
 namespace services {
@@ -18,6 +20,11 @@ constexpr int MOST_DENIED = 20;
 // Copies of a day that make room at one time.
 constexpr int ROOM_FILES = 100;
 
+bool reads_recordings(const Work& work) {
+    return std::holds_alternative<FindDays>(work.what) ||
+           std::holds_alternative<LookAtDay>(work.what);
+}
+
 }  // namespace
 
 bool RunPlan::take(LaneId lane, const Report& report) {
@@ -28,6 +35,33 @@ bool RunPlan::take(LaneId lane, const Report& report) {
                    found->second.what, report);
     if (made == Answer::whole) given_.erase(found);
     return made != Answer::nonsense;
+}
+
+RunPlan::Answer RunPlan::answer(SeekPlace&, const FoundPlace& place) {
+    places_.settle(place.id, place.marked);
+    memory_.move_to(place.id);
+    auto channels = goal_.channels;
+    give_folders(channels, place.cameras, places_);
+    goal_.channels = std::move(channels);
+    names_ =
+        ShareNames(join_path(goal_.destination.folder, place.below), goal_.recorder, goal_.task_id);
+    if (place.marked) tell_cameras(place);
+    if (place.is_new && !place.below.empty())
+        notes_.push_back({OWN_FOLDER_MADE, names_.on_share("")});
+    return Answer::whole;
+}
+
+/// Written only where it says something else.
+void RunPlan::tell_cameras(const FoundPlace& place) {
+    const std::string text = cameras_text(folders_to_tell(place.cameras, places_), LONGEST_TEXT);
+    if (text == cameras_text(place.cameras, LONGEST_TEXT)) return;
+    const std::string path = cameras_path(names_.on_share(""));
+    ready_.push_back({TellCameras{
+        {.path = path, .temporary = path + "." + goal_.task_id + ".part", .text = text}}});
+}
+
+RunPlan::Answer RunPlan::answer(TellCameras&, const Done&) {
+    return Answer::whole;
 }
 
 RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
@@ -79,7 +113,7 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const At& at) {
 }
 
 RunPlan::Answer RunPlan::answer(CopyFile& copy, const Noted& noted) {
-    memory_.save({copy.path, names_.temporary_path(copy.path), noted.offset, noted.sha256});
+    memory_.save({copy.path, copy.temporary, noted.offset, noted.sha256});
     tally_.reached(copy.count, noted.offset);
     return Answer::part;
 }
@@ -125,11 +159,10 @@ RunPlan::Answer RunPlan::answer(RemoveCopies& removal, const Done&) {
 
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     using Kind = FailureStep::Kind;
-    // A lane that cannot connect.
-    if (!is_busy(lane))
-        return {failed.kind == FailureKind::refused ? Kind::end_run : Kind::lose_lane, failed.text};
+    if (!is_busy(lane)) return fail_to_connect(failed);
     switch (failed.kind) {
         case FailureKind::lost:
+        case FailureKind::unknown:
             return {Kind::lose_lane, failed.text};
         case FailureKind::refused:
             break;
@@ -147,6 +180,13 @@ FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     return {Kind::end_run, failed.text};
 }
 
+/// A name that was known is known again when its service answers.
+FailureStep RunPlan::fail_to_connect(const Failed& failed) const {
+    const bool for_good = failed.kind == FailureKind::refused ||
+                          (failed.kind == FailureKind::unknown && !was_connected_);
+    return {for_good ? FailureStep::Kind::end_run : FailureStep::Kind::lose_lane, failed.text};
+}
+
 FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
     if (++given_.at(lane).attempts < ATTEMPTS) return {FailureStep::Kind::lose_lane, failed.text};
     FailureStep step = give_up(lane, failed);
@@ -154,14 +194,31 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
     return step;
 }
 
-/// A run goes on without a file, but not without anything else.
+/// A run goes on without a file, a day or a channel, but not when it cannot do anything else.
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
-    const auto* copy = std::get_if<CopyFile>(&given_.at(lane).what);
-    if (!copy) return {FailureStep::Kind::end_run, failed.text};
-    give_up_file(copy->count, failed.text);
+    const Work& work = given_.at(lane);
+    const auto* copy = std::get_if<CopyFile>(&work.what);
+    const bool unread = failed.kind == FailureKind::source && reads_recordings(work);
+    if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
+    if (copy)
+        give_up_file(copy->count, failed.text);
+    else
+        give_up_source(work, failed.text);
     given_.erase(lane);
     if (failed.kind != FailureKind::denied || ++counts_.denied_in_a_row < MOST_DENIED) return {};
     return {FailureStep::Kind::end_run, tally_.failure()};
+}
+
+/// A day is looked at twice, and counts once.
+void RunPlan::give_up_source(const Work& work, const std::string& why) {
+    if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
+        Day& day = days_[look->day];
+        // What was measured of it is not to come any more.
+        tally_.plan(-std::exchange(day.files, 0), -std::exchange(day.bytes, 0));
+        if (std::exchange(day.unread, true)) return;
+    }
+    tally_.plan(1, 0);
+    give_up_file({}, why);
 }
 
 void RunPlan::give_up_file(const FileCount& file, const std::string& why) {
@@ -177,7 +234,8 @@ FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
     const bool on_its_way = room_.in_the_making || copy->rooms < room_.made;
     if (!on_its_way && !request_room(*copy)) {
         notes_.push_back({SHARE_FULL, failed.text});
-        return {FailureStep::Kind::end_run, "the share is full: " + failed.text};
+        const std::string before = may_remove_copies() ? "" : "; before that, " + tally_.failure();
+        return {FailureStep::Kind::end_run, "the share is full: " + failed.text + before};
     }
     lose(lane);
     return {};
@@ -188,7 +246,8 @@ FailureStep RunPlan::make_room(LaneId lane, const Failed& failed) {
 bool RunPlan::request_room(const CopyFile& copy) {
     const std::string& day = days_[copy.day].where.day;
     const std::string oldest = memory_.oldest_day();
-    if (goal_.when_full == WhenFull::fail || oldest.empty() || oldest >= day) return false;
+    if (goal_.when_full == WhenFull::fail || !may_remove_copies()) return false;
+    if (oldest.empty() || oldest >= day) return false;
     auto copies = memory_.older_than(day, ROOM_FILES);
     std::erase_if(copies, [&](const CopiedFile& file) { return file.day != oldest; });
     ready_.push_front({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});

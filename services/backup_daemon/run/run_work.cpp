@@ -73,7 +73,6 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
     work.job.recordings = where.channel->recordings;
     work.job.source = source_path(where, entry);
     work.job.target = names.on_share(work.path);
-    work.job.temporary = names.on_share(names.temporary_path(work.path));
     work.job.claim = names.claim();
     work.job.fresh = entry.remote.size < 0;
     if (copy) work.job.recorded = RecordedCopy{copy->size, copy->share_modified_ns, copy->sha256};

@@ -11,6 +11,14 @@
 
 namespace services {
 
+/// Where do copies go?
+struct SeekPlace {};
+
+/// Which folders cameras have is told beside the marker.
+struct TellCameras {
+    WriteText order;
+};
+
 /// Which days has a channel recordings of?
 struct FindDays {
     const SelectedChannel* channel = nullptr;
@@ -26,8 +34,9 @@ struct LookAtDay {
 
 /// A recording's copy.
 struct CopyFile {
-    std::size_t day = 0;  ///< place among the plan's days
-    std::string path;     ///< of the copy, below the destination's folder
+    std::size_t day = 0;    ///< place among the plan's days
+    std::string path;       ///< of the copy, below the destination's folder
+    std::string temporary;  ///< where it grows, below that folder
     CopyJob job;
     FileCount count;
     int rooms = 0;  ///< how often room had been made when it was last given to a lane
@@ -42,7 +51,7 @@ struct RemoveCopies {
 };
 
 struct Work {
-    std::variant<FindDays, LookAtDay, CopyFile, RemoveCopies> what;
+    std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies> what;
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of
 };
 

@@ -12,27 +12,6 @@ namespace {
 
 constexpr char LAST_OF_ALL_DAYS[] = "9999-12-31";
 
-std::string own_folder(const standalone::Channel& channel) {
-    return safe_name(channel.name.empty() ? "Channel " + std::to_string(channel.index)
-                                          : channel.name);
-}
-
-bool shares_its_name(const standalone::Channel& channel,
-                     const std::vector<standalone::Channel>& channels) {
-    const std::string name = folded(own_folder(channel));
-    return std::ranges::count_if(channels, [&](const standalone::Channel& other) {
-               return folded(own_folder(other)) == name;
-           }) > 1;
-}
-
-/// Channels of one name are told apart by what never changes.
-std::string remote_folder(const standalone::Channel& channel,
-                          const std::vector<standalone::Channel>& channels) {
-    std::string name = own_folder(channel);
-    if (!shares_its_name(channel, channels)) return name;
-    return safe_name(name + " " + channel.guid);
-}
-
 /// Live channels stand before removed ones of the same index.
 const standalone::Channel* find_channel(const std::string& index,
                                         const std::vector<standalone::Channel>& channels) {
@@ -43,6 +22,11 @@ const standalone::Channel* find_channel(const std::string& index,
 }
 
 }  // namespace
+
+std::string wished_folder(const standalone::Channel& channel) {
+    return safe_name(channel.name.empty() ? "Channel " + std::to_string(channel.index)
+                                          : channel.name);
+}
 
 std::string first_kept_day(const TDataBackupConfig& task, DayNumber today) {
     if (!task.remoteKeepRec || task.remoteKeepRecDays < 0) return "";
@@ -77,8 +61,8 @@ std::vector<SelectedChannel> select_channels(const std::string& list,
             missing.push_back(index);
             continue;
         }
-        selected.push_back({channel->index, channel->guid, channel->recordings,
-                            remote_folder(*channel, channels)});
+        selected.push_back(
+            {channel->index, channel->guid, channel->recordings, wished_folder(*channel)});
     }
     return selected;
 }

@@ -30,8 +30,13 @@ struct SelectedChannel {
     int index = 0;
     std::string guid;
     std::string recordings;  ///< local folder
-    std::string folder;      ///< name on the share, no other channel's
+    /// Name on the share, no other camera's; a wish until the run knows where its copies go.
+    std::string folder;
 };
+
+/// The folder that a channel's copies get if no other camera has it: the channel's name, as far as
+/// servers take it.
+std::string wished_folder(const standalone::Channel& channel);
 
 /// The channels of a list "1,3,4", each once. A removed channel counts when no live one has the
 /// index.

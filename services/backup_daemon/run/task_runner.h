@@ -13,11 +13,18 @@ class TaskRunner {
 public:
     /// Whom a run tells how it fares; never from within begin() or cancel().
     struct Listener {
-        std::function<void()> connected;        ///< at most once: the server has let the run in
-        std::function<void(RunOutcome)> ended;  ///< once, and the last that the run does
+        /// The server has let the run in. May throw standalone::DatabaseError: it has not been
+        /// heard then, and is told again. Once heard, not again.
+        std::function<void()> connected;
+        /// Once, and the last that the run does. Throws nothing.
+        std::function<void(RunOutcome)> ended;
     };
 
     virtual ~TaskRunner() = default;
+
+    /// Whether a run that begins now can get anywhere. Otherwise tasks wait, and it is asked again
+    /// once a second or so.
+    virtual bool can_begin() = 0;
 
     /// Begins a run. The task must have none.
     /// @param resumed  the daemon's last life ended in the middle of this run

@@ -9,12 +9,22 @@
 
 namespace services {
 
-void write_run_event(RunEvent event, const std::string& task_name, const std::string& detail) {
+bool try_run_event(RunEvent event, const std::string& task_name, const std::string& detail) {
     const char* last = detail.empty() ? nullptr : detail.c_str();
-    if (send_surveillance_event_log(event, -1, LOOPBACK, events::APPLICATION, task_name.c_str(),
-                                    last, nullptr) != 0)
-        std::fprintf(stderr, "event %08X of task \"%s\" is lost: %s\n", event,
-                     standalone::one_line(task_name).c_str(), standalone::one_line(detail).c_str());
+    return send_surveillance_event_log(event, -1, LOOPBACK, events::APPLICATION, task_name.c_str(),
+                                       last, nullptr) == 0;
+}
+
+void print_run_event(RunEvent event, const std::string& task_name, const std::string& detail,
+                     const char* fate) {
+    std::fprintf(stderr, "event %08X of task \"%s\" %s: %s\n", event,
+                 standalone::one_line(task_name).c_str(), fate,
+                 standalone::one_line(detail).c_str());
+}
+
+void write_run_event(RunEvent event, const std::string& task_name, const std::string& detail) {
+    if (!try_run_event(event, task_name, detail))
+        print_run_event(event, task_name, detail, "is lost");
 }
 
 }  // namespace services

@@ -18,9 +18,14 @@ int status_of(RunOutcome outcome) {
         case RunOutcome::failed:
             return TASK_FAILED;
         case RunOutcome::cancelled:
+        case RunOutcome::interrupted:
             break;
     }
     return TASK_CANCEL;
+}
+
+Input input_of(RunOutcome outcome) {
+    return outcome == RunOutcome::interrupted ? Input::cut_off : Input::ended;
 }
 
 }  // namespace
@@ -96,10 +101,12 @@ void RunQueue::take(const std::vector<Happening>& happenings) {
     dispatch();
 }
 
-/// An end that the store refuses is taken with whatever happens next: nobody tells it again.
+/// An end that the store refuses is taken with whatever happens next: nobody tells it again. A run
+/// that is taken up again may go beside others, as it did.
 void RunQueue::take_ends() {
     std::vector<Happening> happenings;
-    for (const auto& [task_id, outcome] : ends_) happenings.push_back({task_id, Input::ended});
+    for (const auto& [task_id, outcome] : ends_)
+        happenings.push_back({task_id, input_of(outcome), true});
     apply(happenings);
     ends_.clear();
 }
@@ -107,21 +114,27 @@ void RunQueue::take_ends() {
 /// In one transaction, so that a daemon killed at any point has taken all of it or nothing. What is
 /// done after that is done by the next life.
 void RunQueue::apply(const std::vector<Happening>& happenings) {
-    std::vector<std::pair<Happening, Step>> steps;
+    std::vector<Change> changes;
     for (const auto& happening : happenings)
-        if (const auto& step = step_of(happening)) steps.emplace_back(happening, *step);
-    if (steps.empty()) return;
+        if (const auto& step = step_of(happening)) changes.push_back({happening, *step});
+    if (changes.empty()) return;
     auto transaction = store_.transaction();
-    for (const auto& [happening, step] : steps) store(happening, step);
+    for (Change& change : changes) store(change);
     transaction.commit();
-    for (const auto& [happening, step] : steps) set_stage(happening.task_id, step.next);
-    for (const auto& [happening, step] : steps) act(happening.task_id, step.act);
+    for (const Change& change : changes) set_stage(change.happening.task_id, change.step.next);
+    for (const Change& change : changes) act(change);
 }
 
-/// A run that may go beside others passes one that has to wait until nothing runs.
+/// A run that may go beside others passes one that has to wait until nothing runs. What cannot be
+/// begun now is looked at again: whoever has asked for something else has got it.
 void RunQueue::dispatch() {
-    for (const auto& place : store_.queue())
-        if (has_room_for(place)) apply({{place.task_id, Input::begin}});
+    if (!runner_.can_begin()) return;
+    try {
+        for (const auto& place : store_.queue())
+            if (has_room_for(place)) apply({{place.task_id, Input::begin}});
+    } catch (const standalone::DatabaseError& error) {
+        complaints_.print(std::string("no task can be begun: ") + error.what());
+    }
 }
 
 bool RunQueue::has_room_for(const standalone::QueuePlace& place) const {
@@ -136,11 +149,17 @@ const std::optional<Step>& RunQueue::step_of(const Happening& happening) const {
     return services::step_of(stage, happening.input);
 }
 
-void RunQueue::store(const Happening& happening, const Step& step) {
+void RunQueue::store(Change& change) {
+    const std::string& task_id = change.happening.task_id;
+    const auto& [next, stored, act] = change.step;
+    if (stored.status != Stored::UNCHANGED) store_.set_state(task_id, state_of(task_id, stored));
+    store_place(change.happening, stored.place);
+    if (act == Act::begin_run || act == Act::resume_run) change.task = store_.find(task_id);
+}
+
+void RunQueue::store_place(const Happening& happening, Place place) {
     const std::string& task_id = happening.task_id;
-    if (step.stored.status != Stored::UNCHANGED)
-        store_.set_state(task_id, state_of(task_id, step.stored));
-    switch (step.stored.place) {
+    switch (place) {
         case Place::same:
             return;
         case Place::front:
@@ -170,16 +189,20 @@ void RunQueue::set_stage(const std::string& task_id, Stage stage) {
         stages_[task_id] = stage;
 }
 
-void RunQueue::act(const std::string& task_id, Act act) {
-    switch (act) {
+/// What was to be done is stored already, so nothing of it may be left open. A task that somebody
+/// has deleted meanwhile has no run to begin, and that run's end is what there is to take.
+void RunQueue::act(const Change& change) {
+    const std::string& task_id = change.happening.task_id;
+    switch (change.step.act) {
         case Act::nothing:
             return;
         case Act::begin_run:
-            return begin(store_.find(task_id).value(), false);
         case Act::resume_run:
-            return begin(store_.find(task_id).value(), true);
+            if (change.task) return begin(*change.task, change.step.act == Act::resume_run);
+            ends_[task_id] = RunOutcome::failed;
+            return;
         case Act::cancel_run:
-            return runner_.cancel(task_id);
+            return cancel(task_id);
     }
 }
 
@@ -197,9 +220,22 @@ void RunQueue::begin(const TDataBackupConfig& task, bool resumed) {
     }
 }
 
+void RunQueue::cancel(const std::string& task_id) {
+    try {
+        runner_.cancel(task_id);
+    } catch (const std::exception& error) {
+        complaints_.print("the run of task " + task_id + " cannot be cancelled: " + error.what());
+    }
+}
+
+/// The run has nobody else to tell. What cannot be stored now is, by the next look.
 void RunQueue::ended(const std::string& task_id, RunOutcome outcome) {
     ends_[task_id] = outcome;
-    take({});
+    try {
+        take({});
+    } catch (const standalone::DatabaseError& error) {
+        complaints_.print("the end of task " + task_id + " is not stored yet: " + error.what());
+    }
 }
 
 }  // namespace services

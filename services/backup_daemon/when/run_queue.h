@@ -3,12 +3,14 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/standalone/store/task_store.h"
 #include "services/backup_daemon/run/task_runner.h"
 #include "services/backup_daemon/when/transitions.h"
+#include "services/complaints.h"
 
 namespace services {
 
@@ -22,8 +24,12 @@ struct StartOrder {
 /// The queue of started tasks and the states of all, by the table in transitions.h. The store holds
 /// both, so they outlive the daemon: whatever an input changes is stored first, all or nothing, and
 /// done then; in the end begins what may begin. This is the only writer of a task's status, start
-/// and end time. Any call may throw standalone::DatabaseError; what could not be stored has not
-/// happened.
+/// and end time.
+///
+/// Any call may throw standalone::DatabaseError: what was asked has not happened then. What has
+/// been stored is done without the store: a run that cannot begin has failed, one that cannot be
+/// cancelled goes on to its end. An end that cannot be stored is kept, and stored before anything
+/// else is; a task that cannot be begun waits. Both come with the next call.
 class RunQueue {
 public:
     /// The store and the runner outlive the queue; no run tells anything after its end.
@@ -73,6 +79,13 @@ private:
         bool parallel = false;  ///< of a start: the run may go beside others
     };
 
+    /// A step that a happening takes.
+    struct Change {
+        Happening happening;
+        Step step;
+        std::optional<TDataBackupConfig> task{};  ///< to run, as it is stored
+    };
+
     void take(const std::vector<Happening>& happenings);
     void take_ends();
     void apply(const std::vector<Happening>& happenings);
@@ -81,11 +94,13 @@ private:
     std::vector<Happening> make_way_for(const std::string& task_id) const;
 
     const std::optional<Step>& step_of(const Happening& happening) const;
-    void store(const Happening& happening, const Step& step);
+    void store(Change& change);
+    void store_place(const Happening& happening, Place place);
     standalone::TaskState state_of(const std::string& task_id, const Stored& stored) const;
     void set_stage(const std::string& task_id, Stage stage);
-    void act(const std::string& task_id, Act act);
+    void act(const Change& change);
     void begin(const TDataBackupConfig& task, bool resumed);
+    void cancel(const std::string& task_id);
     void ended(const std::string& task_id, RunOutcome outcome);
 
     standalone::TaskStore& store_;
@@ -94,6 +109,7 @@ private:
     std::function<long long()> now_;
     std::map<std::string, Stage> stages_;     ///< of the tasks that are not at rest
     std::map<std::string, RunOutcome> ends_;  ///< of runs, until they are stored
+    Complaints complaints_;
 };
 
 }  // namespace services

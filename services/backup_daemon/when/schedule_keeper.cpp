@@ -6,6 +6,7 @@
 namespace services {
 
 void ScheduleKeeper::look(long long now, const TimeZone& zone) {
+    write_notes();
     for (const TDataBackupConfig& task : tasks_.list()) look(task, now, zone);
 }
 
@@ -17,7 +18,17 @@ void ScheduleKeeper::look(const TDataBackupConfig& task, long long now, const Ti
     if (!step.next && remembered) notes_.clear(task.taskID);
     const bool changed = step.next && (!remembered || step.next->rule != remembered->rule ||
                                        step.next->due != remembered->due);
-    if (changed) notes_.set(task.taskID, *step.next);
+    if (!changed) return;
+    unwritten_[task.taskID] = *step.next;
+    write_notes();
+}
+
+void ScheduleKeeper::write_notes() {
+    while (!unwritten_.empty()) {
+        const auto first = unwritten_.begin();
+        notes_.set(first->first, first->second);
+        unwritten_.erase(first);
+    }
 }
 
 }  // namespace services

@@ -20,7 +20,7 @@ constexpr Transition TRANSITIONS[] = {
     {{at_rest}, {start, due}, Step{waiting, {TASK_WAIT, Place::back}}},
     {{at_rest}, {start_first}, Step{waiting, {TASK_WAIT, Place::front}}},
     {{at_rest}, {remove}, Step{at_rest, DELETED}},
-    {{at_rest}, {stop, make_way, begin, connected, ended, take_over}, NOTHING},
+    {{at_rest}, {stop, make_way, begin, connected, ended, cut_off, take_over}, NOTHING},
 
     {{waiting}, {start_first}, Step{waiting, {TASK_WAIT, Place::front}}},
     {{waiting}, {stop}, Step{at_rest, {TASK_CANCEL, Place::none}}},
@@ -32,7 +32,7 @@ constexpr Transition TRANSITIONS[] = {
     {{interrupted}, {begin}, Step{starting, {TASK_PREPARE_START, Place::none}, Act::resume_run}},
     {{interrupted}, {take_over}, NOTHING},
     {{waiting, interrupted}, {remove}, Step{at_rest, DELETED}},
-    {{waiting, interrupted}, {start, due, make_way, connected, ended}, NOTHING},
+    {{waiting, interrupted}, {start, due, make_way, connected, ended, cut_off}, NOTHING},
 
     {{starting}, {connected}, Step{running, {TASK_RUNNING}}},
     {{running}, {connected}, NOTHING},
@@ -41,7 +41,7 @@ constexpr Transition TRANSITIONS[] = {
      Step{restarting, {TASK_WAIT, Place::front}, Act::cancel_run}},
     {{starting, running}, {remove}, Step{stopping, DELETED, Act::cancel_run}},
     {{starting, running, stopping}, {ended}, Step{at_rest, {ENDED, Place::same, Stamp::end}}},
-    {{starting, running}, {take_over}, Step{interrupted, {TASK_WAIT, Place::front}}},
+    {{starting, running}, {cut_off, take_over}, Step{interrupted, {TASK_WAIT, Place::front}}},
     {{starting, running}, {start, due, begin}, NOTHING},
 
     {{stopping}, {start}, Step{restarting, {TASK_WAIT, Place::back}}},
@@ -50,8 +50,8 @@ constexpr Transition TRANSITIONS[] = {
     {{stopping}, {stop}, NOTHING},
     {{restarting}, {stop}, Step{stopping, {TASK_PREPARE_STOP, Place::none}}},
     {{stopping, restarting}, {remove}, Step{stopping, DELETED}},
-    {{restarting}, {ended}, Step{waiting, {TASK_WAIT, Place::same, Stamp::end}}},
-    {{stopping}, {take_over}, Step{at_rest, {TASK_CANCEL, Place::same, Stamp::end}}},
+    {{restarting}, {ended, cut_off}, Step{waiting, {TASK_WAIT, Place::same, Stamp::end}}},
+    {{stopping}, {cut_off, take_over}, Step{at_rest, {TASK_CANCEL, Place::same, Stamp::end}}},
     {{restarting}, {take_over}, Step{waiting, {TASK_WAIT}}},
     {{stopping, restarting}, {due, make_way, begin, connected}, NOTHING},
 };

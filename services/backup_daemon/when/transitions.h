@@ -13,7 +13,7 @@ namespace services {
 enum class Stage {
     at_rest,      ///< neither waits nor runs
     waiting,      ///< has a place in the queue
-    interrupted,  ///< has a place in the queue, to go on with the run that the daemon's end cut off
+    interrupted,  ///< has a place in the queue, to go on with the run that was cut off
     starting,     ///< its run has not connected yet
     running,
     stopping,    ///< its run has been told to end
@@ -31,6 +31,7 @@ enum class Input {
     begin,        ///< its turn has come
     connected,    ///< the server has let its run in
     ended,        ///< its run has ended
+    cut_off,      ///< its run has ended early, and is to be taken up again
     take_over,    ///< a new life of the daemon finds it in the store
 };
 

@@ -67,8 +67,9 @@ TEST_F(CgiInput, FindsTheSessionAmongParameters) {
     const std::string sid = open("admin");
     EXPECT_TRUE(accepts("sid=" + sid, ""));
     EXPECT_TRUE(accepts("a=b&sid=" + sid + "&sid=other", ""));
-    for (const std::string& query : {std::string(), std::string("sid="), "SID=" + sid,
-                                     "sid=" + sid + "0", "sid=" + std::string(32, '0')})
+    for (const std::string& query :
+         {std::string(), std::string("sid="), "SID=" + sid, "sid=" + sid + "0",
+          "sid=" + std::string(32, '0'), "sid=" + sid + "%00", "sid%00=" + sid})
         EXPECT_FALSE(accepts(query, "")) << query;
 }
 
@@ -123,6 +124,8 @@ TEST_F(CgiInput, DecodesNames) {
     EXPECT_EQ(value_of("a+b%3D=1", "a b="), "1");
     EXPECT_EQ(value_of("=1", ""), "1");
     EXPECT_EQ(value_of("a&a=2", "a"), "");
+    EXPECT_EQ(value_of("a%00b=1&a=2", "a"), "2");
+    EXPECT_EQ(value_of("a%00=1", "a"), "(none)");
 }
 
 TEST_F(CgiInput, RefusesQueriesBeyondItsLimits) {

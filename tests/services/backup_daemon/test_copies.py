@@ -7,7 +7,7 @@ import time
 from backup_house import (CANCEL, FAILED, MIB, PREPARE_START, RUNNING, SUCCESS, WAIT,
                           noise, tree)
 from event_ids import RETENTION_PASS, RUN_FAILED, RUN_STARTED
-from fault_proxy import FaultProxy
+from fault_proxy import CRAWL, FaultProxy
 from places import STATE
 from recorder_clock import day_name, local
 from waiting import wait_until
@@ -45,7 +45,7 @@ def test_channel_names_are_made_safe_for_smb_and_stay_apart(house):
         house.record(number, 0, "01-00-00.mp4", name.encode())
     house.run(house.create(chIdxList=[3, 4, 5, 6]))
     folders = sorted({path.split("/")[0] for path in names(house)})
-    assert folders == ["CON_", "Door_ _left____1____", "Hof_ guid-4", "hof_ guid-5"]
+    assert folders == ["CON_", "Door_ _left____1____", "Hof_", "hof_ guid-5"]
     assert len(names(house)) == 4
 
 
@@ -85,18 +85,18 @@ def test_growing_file_is_copied_as_it_is_and_completed_by_the_next_run(house):
 
 def test_file_that_grows_while_it_is_copied_never_spoils_the_copy(house):
     with FaultProxy(house.samba.port) as proxy:
-        proxy.rate = 8 * MIB
-        path = house.record(0, 0, "01-00-00.mp4", noise(6 * MIB, "first"))
+        proxy.crawl_after(MIB)
+        path = house.record(0, 0, "01-00-00.mp4", noise(40 * MIB, "first"))
         first = hashlib.sha256(path.read_bytes()).hexdigest()
         task_id = house.create(port=proxy.port)
         house.force(task_id)
-        wait_until(lambda: proxy.sent > MIB, "the start")
+        wait_until(proxy.crawls, "the start")
         with open(path, "ab") as file:
             file.write(noise(MIB, "second"))
+        proxy.rate = None
         house.wait_for_end(task_id)
         assert list(house.shared().values()) == [first]
         house.check_records()
-        proxy.rate = None
         house.run(task_id)
         assert house.shared() == house.sources()
 
@@ -138,9 +138,9 @@ def test_retention_removes_old_copies_of_ours_and_nothing_else(house):
 
 def test_two_tasks_run_in_parallel_and_a_third_waits(house):
     with FaultProxy(house.samba.port) as proxy:
-        proxy.rate = 6 * MIB
+        proxy.rate = CRAWL
         for channel in range(3):
-            house.record(channel, 0, "01-00-00.mp4", noise(6 * MIB, channel))
+            house.record(channel, 0, "01-00-00.mp4", noise(40 * MIB, channel))
         tasks = [house.create(port=proxy.port, chIdxList=[channel]) for channel in range(3)]
         house.force(tasks[0])
         house.wait_for(tasks[0], RUNNING)
@@ -158,9 +158,9 @@ def test_two_tasks_run_in_parallel_and_a_third_waits(house):
 
 def test_forced_task_takes_the_place_of_the_running_one(house):
     with FaultProxy(house.samba.port) as proxy:
-        proxy.rate = 4 * MIB
+        proxy.rate = CRAWL
         for channel in range(2):
-            house.record(channel, 0, "01-00-00.mp4", noise(8 * MIB, channel))
+            house.record(channel, 0, "01-00-00.mp4", noise(40 * MIB, channel))
         first, second = (house.create(port=proxy.port, chIdxList=[channel])
                          for channel in range(2))
         house.force(first)

@@ -82,10 +82,10 @@ def open_files(pid):
 def test_copying_processes_have_no_rights_and_no_file_open_but_the_recording(house):
     recording = house.record(0, 0, "01-00-00.mp4", noise(40 * MIB, "slow"))
     with FaultProxy(house.samba.port) as proxy:
-        proxy.rate = 10 * MIB
+        proxy.crawl_after(2 * MIB)
         task_id = house.create(port=proxy.port)
         house.force(task_id)
-        wait_until(lambda: proxy.sent > 2 * MIB, "the start")
+        wait_until(proxy.crawls, "the start")
         workers = descendants(house.recorder.service("recording-backupd"))[1:]
         for status in map(status_of, workers):
             assert status["NoNewPrivs"] == "1"  # so what the bounding set still names is no use

@@ -10,6 +10,9 @@ from waiting import wait_until
 
 KILLS = 50
 
+# What is sent between two kills at most, so that all of them fall into the run.
+MOST_AT_A_TIME = 5 * MIB
+
 # What was on its way at a kill may be sent again.
 PROMISE = 8 * MIB
 
@@ -26,20 +29,29 @@ def record_all(house):
     return total
 
 
+def wait_a_moment(chance, proxy, already_sent):
+    """For a random time, unless more is sent in it than may be."""
+    moment = time.monotonic() + chance.uniform(0.02, 0.5)
+    wait_until(lambda: time.monotonic() > moment or proxy.sent > already_sent + MOST_AT_A_TIME,
+               "a moment")
+
+
 def test_killed_daemon_goes_on_each_time_and_loses_nothing(tmp_path):
     with House(tmp_path, channels=2) as house, FaultProxy(house.samba.port) as proxy:
         planned = record_all(house)
-        # Slow enough for all the kills to fall into the run, the reading back included.
+        # Slow enough for kills while a file is sent, too, not only while it is read back.
         proxy.rate = 12 * MIB
         task_id = house.create(port=proxy.port)
         chance = random.Random(20240301)
         house.recorder.kill_service("recording-backupd")
         daemon = house.recorder.start_service("recording-backupd")
         house.force(task_id)
+        sent = 0
         for _ in range(KILLS):
-            time.sleep(chance.uniform(0.02, 0.5))
+            wait_a_moment(chance, proxy, sent)
             end(daemon, signal.SIGKILL)
             house.check_records()
+            sent = proxy.sent
             daemon = house.recorder.start_service("recording-backupd")
         assert house.status(task_id) != SUCCESS, "the kills must fall into the run"
         proxy.rate = None

@@ -3,12 +3,16 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
+#include <thread>
+
 #include "platform/standalone/store/schema.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
 
 using namespace standalone;
+using namespace std::chrono_literals;
 using Access = Database::Access;
 using Durability = Database::Durability;
 
@@ -139,6 +143,42 @@ TEST_F(DatabaseTest, StatementThatFailedCanBeRunAgain) {
     insert.bind(1, 2).step();
     EXPECT_EQ(rows("parent"), 2);
     EXPECT_THROW(database.prepare("SELECT nothing FROM nowhere"), DatabaseError);
+}
+
+TEST_F(DatabaseTest, CallWaitsForAnotherWriterThatIsDoneSoon) {
+    Database database(path_, Access::writing);
+    database.limit_waiting(1min);
+    Database other(path_, Access::writing);
+    auto writer = std::make_unique<Transaction>(other);
+    std::atomic<bool> done = false;
+    std::thread waiting([&] {
+        database.run("INSERT INTO parent (id) VALUES (1)");
+        done = true;
+    });
+    std::this_thread::sleep_for(20ms);
+    EXPECT_FALSE(done);
+    writer.reset();
+    waiting.join();
+    EXPECT_EQ(rows("parent"), 1);
+}
+
+/// Each of these would wait for five seconds, a hundred of them for longer than any test may take.
+TEST_F(DatabaseTest, WaitsOfManyCallsAreLimitedTogether) {
+    Database database(path_, Access::writing);
+    database.limit_waiting(10ms);
+    Database other(path_, Access::writing);
+    const Transaction writer(other);
+    for (int call = 0; call < 100; ++call)
+        EXPECT_THROW(database.run("INSERT INTO parent (id) VALUES (1)"), DatabaseError);
+}
+
+TEST_F(DatabaseTest, LimitOutlivesTheMoveOfAConnection) {
+    Database database(path_, Access::writing);
+    database.limit_waiting(10ms);
+    Database moved(std::move(database));
+    Database other(path_, Access::writing);
+    const Transaction writer(other);
+    EXPECT_THROW(moved.run("INSERT INTO parent (id) VALUES (1)"), DatabaseError);
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <ctime>
+#include <utility>
 #include <vector>
 
 #include "platform/rec_state.h"
@@ -21,6 +23,8 @@ using namespace standalone;
 
 /// Calls of readdir(); the linker puts a counter in its place.
 int entries_read;
+/// The name behind which a folder's disk fails.
+std::string fails_behind;
 
 class RecordingFolderTest : public StateTest {
 protected:
@@ -28,7 +32,33 @@ protected:
         setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
         tzset();
     }
-    ~RecordingFolderTest() override { unsetenv("TZ"); }
+    ~RecordingFolderTest() override {
+        unsetenv("TZ");
+        fails_behind.clear();
+    }
+
+    std::string problem_of_day(RecordingKinds kinds = {}) const {
+        try {
+            recordings_of_day(folder_, "2024-01-02", kinds);
+            return "";
+        } catch (const UnreadableFolder& problem) {
+            return problem.what();
+        }
+    }
+
+    /// What `look` says when it is another user's.
+    template <typename Look>
+    std::string as_nobody(Look look) const {
+        std::filesystem::permissions(state_.folder(), std::filesystem::perms(0755));
+        if (seteuid(65534) != 0) return "needs root";
+        const std::string said = look();
+        EXPECT_EQ(seteuid(0), 0);
+        return said;
+    }
+
+    void close_to_others(const std::string& name) const {
+        std::filesystem::permissions(folder_ + name, std::filesystem::perms(0700));
+    }
 
     void record(const std::string& name, const std::string& content = "x") const {
         write_file(folder_ + '/' + name, content);
@@ -239,7 +269,58 @@ TEST_F(RecordingFolderTest, ListsTheDaysOfARangeWithBothItsEnds) {
     EXPECT_EQ(recording_days(folder_, "2024-03-04", "9999-12-31"),
               (std::vector<std::string>{"2024-03-04", day_from_now(0)}));
     EXPECT_TRUE(recording_days(folder_, "2024-03-03", "2024-03-02").empty());
-    EXPECT_TRUE(recording_days(folder_ + "/none", "", "9").empty());
+}
+
+TEST_F(RecordingFolderTest, SaysWhyAChannelCannotBeRead) {
+    record("file");
+    EXPECT_EQ(recordings_problem(folder_), "");
+    const std::string none = folder_ + "/none";
+    EXPECT_EQ(recordings_problem(none), none + " cannot be read: No such file or directory");
+    EXPECT_EQ(recordings_problem(folder_ + "/file"),
+              folder_ + "/file cannot be read: Not a directory");
+    EXPECT_THROW(recording_days(none, "", "9"), UnreadableFolder);
+    EXPECT_THROW(recordings_of_day(none, "2024-01-02"), UnreadableFolder);
+}
+
+TEST_F(RecordingFolderTest, ChannelWithoutRecordingsHasNoDaysAndNoProblem) {
+    std::filesystem::create_directories(folder_);
+    EXPECT_EQ(recordings_problem(folder_), "");
+    EXPECT_TRUE(recording_days(folder_, "", "9").empty());
+}
+
+TEST_F(RecordingFolderTest, FoldersThatMustNotBeReadAreNotTakenForEmptyOnes) {
+    if (getuid() != 0) GTEST_SKIP() << "needs root";
+    record("2024-01-02/alarm/10-00-00.mp4");
+    const auto day = [this] { return problem_of_day(); };
+    const auto normal_alone = [this] { return problem_of_day({.normal = true, .alarm = false}); };
+    close_to_others("/2024-01-02/alarm");
+    EXPECT_EQ(as_nobody(day), folder_ + "/2024-01-02/alarm cannot be read: Permission denied");
+    EXPECT_EQ(as_nobody(normal_alone), "");
+    close_to_others("/2024-01-02");
+    EXPECT_EQ(as_nobody(day), folder_ + "/2024-01-02 cannot be read: Permission denied");
+    close_to_others("");
+    EXPECT_EQ(as_nobody([this] { return recordings_problem(folder_); }),
+              folder_ + " cannot be read: Permission denied");
+}
+
+TEST_F(RecordingFolderTest, FilesThatMustNotBeLookedAtAreNotPassedOver) {
+    if (getuid() != 0) GTEST_SKIP() << "needs root";
+    record("2024-01-02/10-00-00.mp4");
+    std::filesystem::permissions(folder_ + "/2024-01-02", std::filesystem::perms(0744));
+    EXPECT_EQ(as_nobody([this] { return problem_of_day(); }),
+              folder_ + "/2024-01-02 cannot be read: Permission denied");
+}
+
+TEST_F(RecordingFolderTest, DiskThatFailsInTheMiddleOfAFolderIsNotItsEnd) {
+    record("2024-01-02/10-00-00.mp4");
+    record("2024-01-02/alarm/11-00-00.mp4");
+    fails_behind = "11-00-00.mp4";
+    EXPECT_EQ(problem_of_day(), folder_ + "/2024-01-02/alarm cannot be read: Input/output error");
+    fails_behind = "10-00-00.mp4";
+    EXPECT_EQ(problem_of_day(), folder_ + "/2024-01-02 cannot be read: Input/output error");
+    fails_behind = "2024-01-02";
+    EXPECT_EQ(recordings_problem(folder_), folder_ + " cannot be read: Input/output error");
+    EXPECT_EQ(summarize_recordings(folder_).normal_days, 1) << "what can be read is counted";
 }
 
 TEST_F(RecordingFolderTest, ListsADaysRecordingsByNameNormalOnesFirst) {
@@ -259,7 +340,6 @@ TEST_F(RecordingFolderTest, ListsADaysRecordingsByNameNormalOnesFirst) {
     EXPECT_EQ(files[2].name, "01-00-00.mp4");
     EXPECT_TRUE(files[2].alarm);
     EXPECT_TRUE(recordings_of_day(folder_, "2024-01-03").empty());
-    EXPECT_TRUE(recordings_of_day(folder_ + "/none", "2024-01-02").empty());
 }
 
 TEST_F(RecordingFolderTest, TellsARecordingsStartInSecondsOfTheSeasonsTime) {
@@ -358,7 +438,14 @@ extern "C" {
 dirent* __real_readdir(DIR* folder);
 
 dirent* __wrap_readdir(DIR* folder) {
+    static bool fails = false;
     ++entries_read;
-    return __real_readdir(folder);
+    if (std::exchange(fails, false)) {
+        errno = EIO;
+        return nullptr;
+    }
+    dirent* entry = __real_readdir(folder);
+    fails = entry && entry->d_name == fails_behind;
+    return entry;
 }
 }

@@ -8,7 +8,7 @@ using namespace services;
 namespace {
 
 TEST(CopyFailure, LostAndRefusedConnectionsAreOfNoFurtherUse) {
-    for (const FailureKind kind : {FailureKind::lost, FailureKind::refused})
+    for (const FailureKind kind : {FailureKind::lost, FailureKind::refused, FailureKind::unknown})
         EXPECT_TRUE(ends_connection(kind));
     for (const FailureKind kind :
          {FailureKind::full, FailureKind::denied, FailureKind::other, FailureKind::gone,
@@ -18,7 +18,7 @@ TEST(CopyFailure, LostAndRefusedConnectionsAreOfNoFurtherUse) {
 
 TEST(CopyFailure, LastKindIsTheLast) {
     EXPECT_EQ(LAST_FAILURE_KIND, FailureKind::mismatch);
-    EXPECT_EQ(static_cast<int>(LAST_FAILURE_KIND), 8);
+    EXPECT_EQ(static_cast<int>(LAST_FAILURE_KIND), 9);
 }
 
 TEST(CopyFailure, CarriesItsKindAndItsWords) {

@@ -195,6 +195,23 @@ void MemoryShare::rename(const std::string& from, const std::string& to) {
     call.done();
 }
 
+void MemoryShare::rename_folder(const std::string& from, const std::string& to) {
+    const Call call(server_, "rename_folder " + from + " -> " + to);
+    require_folder(server_, call, to);
+    if (!server_.folders.contains(from)) fail(FailureKind::other, call, "there is no such folder");
+    if (server_.folders.contains(to) || server_.files.contains(to))
+        fail(FailureKind::occupied, call, "something has this name already");
+    std::map<std::string, std::string> files;
+    for (auto& [path, content] : server_.files) {
+        const bool moves = path.starts_with(from + "/");
+        files[moves ? to + path.substr(from.size()) : path] = std::move(content);
+    }
+    server_.files = std::move(files);
+    server_.folders.erase(from);
+    server_.folders.insert(to);
+    call.done();
+}
+
 void MemoryShare::copy_beginning(const std::string& from, const std::string& to, long long size,
                                  const std::function<void()>& alive) {
     const Call call(server_, "copy_beginning " + from + " -> " + to + " " + std::to_string(size));

@@ -3,9 +3,29 @@
 
 #include <gtest/gtest.h>
 
+#include <codecvt>
+#include <cwctype>
+#include <locale>
+#include <string>
+#include <vector>
+
 using namespace services;
 
 namespace {
+
+std::string utf8(char32_t character) {
+    const std::u32string text(1, character);
+    return std::wstring_convert<std::codecvt_utf8<char32_t>, char32_t>().to_bytes(text);
+}
+
+/// Whether it has a form of another case.
+bool is_letter(char32_t character) {
+    const locale_t letters = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const auto wide = static_cast<wint_t>(character);
+    const bool has_case = towupper_l(wide, letters) != wide || towlower_l(wide, letters) != wide;
+    freelocale(letters);
+    return has_case;
+}
 
 TEST(SharePath, SafeNamesStayAsTheyAre) {
     for (const char* name : {"Front door", "01-02-03.mp4", "Tür 3", ".hidden", "COM10", "console"})
@@ -47,6 +67,41 @@ TEST(SharePath, LongNamesAreCutBetweenCharacters) {
     const std::string longest(200, 'x');
     EXPECT_EQ(safe_name(longest), longest);
     EXPECT_EQ(safe_name(longest + "x"), longest);
+}
+
+TEST(SharePath, NamesThatDifferInCaseAloneFoldToOneInAnyScript) {
+    EXPECT_EQ(folded("Front DOOR/1.MP4"), "front door/1.mp4");
+    const std::vector<std::vector<std::string>> alike = {{"Ärger", "ärger", "ÄRGER"},
+                                                         {"Σ", "ς", "σ"},
+                                                         {"ДВЕРЬ", "дверь"},
+                                                         {"Ǆ", "ǅ", "ǆ"},
+                                                         {"ẞ", "ß"},
+                                                         {"Ω", "ω", "Ω"},
+                                                         {"𐐀", "𐐨"},
+                                                         {"S", "s", "ſ"}};
+    for (const auto& names : alike)
+        for (const std::string& name : names) EXPECT_EQ(folded(name), folded(names[0])) << name;
+    EXPECT_NE(folded("Ä"), folded("A"));
+    EXPECT_NE(folded("ü"), folded("u"));
+    EXPECT_EQ(folded("門 3_\t"), "門 3_\t");
+}
+
+TEST(SharePath, FoldingKeepsWhatIsNoLetterAndNeedsNoSecondPass) {
+    for (char32_t character = 1; character < 0x110000; ++character) {
+        if (character >= 0xd800 && character < 0xe000) continue;
+        const std::string text = utf8(character);
+        const std::string once = folded(text);
+        ASSERT_EQ(folded(once), once) << static_cast<unsigned>(character);
+        if (!is_letter(character)) {
+            ASSERT_EQ(once, text) << static_cast<unsigned>(character);
+        }
+    }
+}
+
+TEST(SharePath, FoldingMakesValidTextOfAnything) {
+    EXPECT_EQ(folded("A\xff"), "a\xef\xbf\xbd");
+    EXPECT_EQ(folded("\xe2\x82"), "\xef\xbf\xbd\xef\xbf\xbd");
+    EXPECT_EQ(folded(""), "");
 }
 
 TEST(SharePath, PathsAreJoinedAndTakenApart) {

@@ -42,6 +42,16 @@ TEST(Notice, AbsentFlagsAreFalse) {
     EXPECT_FALSE(notice.stop_running);
 }
 
+TEST(Notice, MembersWithAZeroInTheirNamesAreNotThoseThatTheyBeginWith) {
+    for (const char* member : {R"("taskID\u0000": 12)", R"("taskID\u0000x" : 12)"})
+        EXPECT_THROW(parse_notice(with_task_info(std::string(R"("start_task": false, )") + member)),
+                     BadNotice)
+            << member;
+    EXPECT_EQ(
+        parse_notice(with_task_info(R"("start_task": false, "x": "a\u0000", "taskID": 3)")).task_id,
+        "3");
+}
+
 TEST(Notice, StopWithoutTaskMeansWhateverRuns) {
     const auto notice = parse_notice(with_task_info(R"("start_task": false)"));
     EXPECT_EQ(notice.kind, Notice::Kind::stop);

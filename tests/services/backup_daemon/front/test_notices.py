@@ -123,6 +123,14 @@ def test_start_that_stops_what_runs_takes_its_place(state, daemon):
     assert state.statuses()[BLOCKER] == "cancel"
 
 
+@pytest.mark.parametrize("task_id", ["1%00", "1%00x", "01", "+1", "1x", "%201", "1%20", "1.0"])
+def test_identifier_that_only_begins_like_a_tasks_deletes_nothing(state, daemon, task_id):
+    before = state.stored_tasks()
+    status = request(TASKS[0], "DELETE", f"{TASKS[1]}?taskID={task_id}").status
+    assert status == (400 if "%00" in task_id else 200)
+    assert state.stored_tasks() == before
+
+
 def test_start_of_unknown_task_is_refused(state, daemon):
     for task_id in (0, 9, -1):
         status, reply = start_task(task_id)

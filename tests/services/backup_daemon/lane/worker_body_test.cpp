@@ -136,7 +136,8 @@ TEST_F(WorkerBodyTest, FailureOfTheShareIsToldAndOnlySomeEndTheWork) {
         server.failure = PlannedFailure{.call = 1, .when = Break::before, .kind = kind};
         const Reports reports = work({RemoveFiles{{"a"}, {}}, RemoveFiles{{"b"}, {}}});
         ASSERT_GE(reports.size(), 2U);
-        const bool ends = kind == FailureKind::lost || kind == FailureKind::refused;
+        const bool ends = kind == FailureKind::lost || kind == FailureKind::refused ||
+                          kind == FailureKind::unknown;
         EXPECT_EQ(names_of(reports),
                   ends ? (Texts{"ready", failed(kind)}) : (Texts{"ready", failed(kind), "done"}));
         EXPECT_EQ(std::get<Failed>(reports[1]).text, "remove a: planned");

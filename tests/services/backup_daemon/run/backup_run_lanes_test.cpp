@@ -63,6 +63,9 @@ TEST_F(BackupRunLanesTest, FurtherLanesConnectOneByOneUpToTheLimit) {
     scene.lanes.report(1, Ready());
     EXPECT_EQ(scene.connected, 1);
     EXPECT_TRUE(scene.lanes.order(1));
+    EXPECT_EQ(scene.lanes.open(), Lanes{1}) << "nothing else before it is known where copies go";
+    scene.play_lane(1);
+    EXPECT_TRUE(scene.lanes.order(1));
     EXPECT_EQ(scene.lanes.open(), (Lanes{1, 2}));
     scene.second();
     EXPECT_EQ(scene.lanes.open(), (Lanes{1, 2}));
@@ -236,6 +239,7 @@ TEST_F(BackupRunLanesTest, LossIsToldOncePerReasonAndConnection) {
     lose("one");
     EXPECT_EQ(scene.told(CONNECTION_LOST), (Texts{"one", "two", "one"}));
     scene.lanes.report(scene.lanes.open().at(0), Ready());
+    scene.play_lane(scene.lanes.open().at(0));
     while (scene.lanes.open().size() > 1) scene.lanes.lose(scene.lanes.open().back(), "one");
     EXPECT_EQ(losses_told(), 4U);
 }
@@ -371,6 +375,7 @@ TEST_F(BackupRunLanesTest, RunWaitsWhenNoLaneIsToBeHad) {
 TEST_F(BackupRunLanesTest, LaneThatIsNotToBeHadIsALossToo) {
     scene.lanes.none_to_be_had = "too many processes";
     scene.lanes.report(1, Ready());
+    scene.play_lane(1);
     EXPECT_EQ(message(), "too many processes");
     EXPECT_EQ(scene.told(CONNECTION_LOST), Texts{"too many processes"});
     scene.lanes.none_to_be_had.reset();

@@ -1,21 +1,28 @@
 // A memory of copies that tests can look into and that fails on demand.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <set>
 
 #include "platform/standalone/store/database.h"
 #include "services/backup_daemon/memory/copy_memory.h"
+#include "services/backup_daemon/memory/destination_memory.h"
 
 /// What is remembered; outlives the memories over it, as a database does.
 struct CopyLedger {
     std::map<std::string, services::CopiedFile> copies;       ///< by path
     std::map<std::string, services::Checkpoint> checkpoints;  ///< by path, the task's own
-    std::set<std::string> foreign;  ///< paths of copies that another task has made
+    std::set<std::string> foreign;               ///< paths of copies that another task has made
+    std::string destination;                     ///< the last that was settled; "" before
+    bool marked = false;                         ///< as it was settled
+    std::map<std::string, std::string> folders;  ///< by the camera's guid
 
     int calls = 0;  ///< so far, refused ones too
     /// Whether a call, numbered from 1 on, fails; it has no effect then.
     std::function<bool(int call)> refuses = [](int) { return false; };
+    int code = 5;  ///< with which it fails; SQLITE_BUSY
 
     // What was answered and asked, for those who watch a run.
     std::vector<std::string> recorded;  ///< paths, one for each record
@@ -24,6 +31,11 @@ struct CopyLedger {
     std::set<std::string> of_oldest_day;  ///< of them those of the day that was the oldest then
     std::set<std::string> begun;          ///< temporary files told by checkpoints()
 
+    /// Every call of a memory over this goes through here.
+    void call() {
+        if (refuses(++calls)) throw standalone::DatabaseError("the memory does not answer", code);
+    }
+
     /// Puts a copy in, as an earlier run would have.
     void add(const std::string& path, const std::string& day, long long size = 100) {
         copies[path] = {
@@ -31,9 +43,55 @@ struct CopyLedger {
     }
 };
 
+class LedgerPlaces : public services::DestinationMemory {
+public:
+    explicit LedgerPlaces(CopyLedger& ledger) : ledger_(ledger) {}
+
+    services::KnownPlace known() override {
+        ledger_.call();
+        const bool is_known = !ledger_.destination.empty();
+        return {.id = is_known ? ledger_.destination : "new",
+                .is_known = is_known,
+                .marked = ledger_.marked};
+    }
+
+    void settle(const std::string& id, bool marked) override {
+        ledger_.call();
+        ledger_.destination = id;
+        ledger_.marked = marked;
+    }
+
+    std::map<std::string, std::string> camera_folders() override {
+        ledger_.call();
+        return ledger_.folders;
+    }
+
+    std::set<std::string> folders_of_copies() override {
+        ledger_.call();
+        std::set<std::string> folders;
+        for (const auto& [path, copy] : ledger_.copies)
+            folders.insert(path.substr(0, path.find('/')));
+        return folders;
+    }
+
+    void add_camera_folder(const std::string& guid, const std::string& folder,
+                           const std::string&) override {
+        ledger_.call();
+        ledger_.folders[guid] = folder;
+    }
+
+private:
+    CopyLedger& ledger_;
+};
+
 class LedgerMemory : public services::CopyMemory {
 public:
     explicit LedgerMemory(CopyLedger& ledger) : ledger_(ledger) {}
+
+    void move_to(const std::string& destination) override {
+        ledger_.call();
+        EXPECT_EQ(destination, ledger_.destination) << "not where the run has settled";
+    }
 
     std::map<std::string, services::CopiedFile> copied_in(const std::string& folder) override {
         call();
@@ -111,10 +169,7 @@ public:
     }
 
 private:
-    void call() {
-        if (ledger_.refuses(++ledger_.calls))
-            throw standalone::DatabaseError("the memory does not answer", 5);
-    }
+    void call() { ledger_.call(); }
 
     bool is_own(const services::CopiedFile& copy) const {
         return !copy.removed && !ledger_.foreign.contains(copy.path);

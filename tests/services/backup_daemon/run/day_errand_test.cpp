@@ -132,6 +132,20 @@ TEST_F(DayErrandTest, AsksTheShareOnlyWhenItIsTold) {
                      "01-00-00.mp4 alarm 7 -1", "03-00-00.mp4 alarm 8 -1"}));
 }
 
+TEST_F(DayErrandTest, DayThatHasGoneSinceItWasFoundHasNoRecordings) {
+    std::filesystem::create_directories(folder.path() + "/2024-03-02");
+    EXPECT_TRUE(entries_of(DayErrand(order).begin()).empty());
+}
+
+TEST_F(DayErrandTest, DayOfAChannelThatCannotBeReadFailsAndNamesTheFolder) {
+    order.recordings += "/unmounted";
+    const Step step = DayErrand(order).begin();
+    EXPECT_TRUE(step.over && !step.ask);
+    const auto& failed = std::get<Failed>(step.tell.at(0));
+    EXPECT_EQ(failed.kind, FailureKind::source);
+    EXPECT_EQ(failed.text, order.recordings + " cannot be read: No such file or directory");
+}
+
 TEST_F(DayErrandTest, DayWithoutRecordingsIsDoneToo) {
     EXPECT_TRUE(entries_of(DayErrand(order).begin()).empty());
 }

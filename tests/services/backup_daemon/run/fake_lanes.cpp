@@ -11,8 +11,9 @@ using namespace services;
 namespace {
 
 bool ends_an_order(const Report& report) {
-    return std::holds_alternative<Days>(report) || std::holds_alternative<Copied>(report) ||
-           std::holds_alternative<Done>(report) || std::holds_alternative<Failed>(report);
+    return std::holds_alternative<FoundPlace>(report) || std::holds_alternative<Days>(report) ||
+           std::holds_alternative<Copied>(report) || std::holds_alternative<Done>(report) ||
+           std::holds_alternative<Failed>(report);
 }
 
 }  // namespace

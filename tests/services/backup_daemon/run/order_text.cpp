@@ -11,6 +11,15 @@ std::string joined(const std::vector<std::string>& texts) {
     return all;
 }
 
+std::string print(const FindPlace& order) {
+    return "place " + order.folder + " of " + order.recorder + " task " + order.task_id +
+           " known " + order.known.id + (order.known.marked ? " marked" : "");
+}
+
+std::string print(const WriteText& order) {
+    return "write " + order.path + " via " + order.temporary + ": " + order.text;
+}
+
 std::string print(const ListDays& order) {
     return "days " + order.recordings + " " + order.first + ".." + order.last;
 }

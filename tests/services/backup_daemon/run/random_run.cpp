@@ -39,6 +39,8 @@ Report report_of_kind(int kind) {
             return Noted{77, "abc"};
         case 5:
             return Copied{{77, 7, "abc"}};
+        case 6:
+            return FoundPlace{.below = "elsewhere", .id = "other"};
         default:
             return Done();
     }
@@ -46,6 +48,7 @@ Report report_of_kind(int kind) {
 
 /// Whether a report could be an answer to an order; only its time tells then that it is none.
 bool may_answer(const Order& order, const Report& report) {
+    if (std::holds_alternative<FindPlace>(order)) return std::holds_alternative<FoundPlace>(report);
     if (std::holds_alternative<ListDays>(order)) return std::holds_alternative<Days>(report);
     if (std::holds_alternative<ListDay>(order))
         return std::holds_alternative<Entries>(report) || std::holds_alternative<Done>(report);
@@ -59,6 +62,10 @@ RandomRun::RandomRun(unsigned seed) : random_(seed), scene_(goal_of(random_)), c
     record_days();
     add_old_copies();
     if (chance(30)) scene_.world.room = below(20'000);
+    // Where the run is stored is as troubled as its memory.
+    scene_.when_connected = [this] {
+        if (scene_.ledger.refuses(0)) throw standalone::DatabaseError("it cannot be stored", 5);
+    };
     scene_.begin();
     checker_.check();
 }
@@ -181,7 +188,7 @@ void RandomRun::trouble_lane(LaneId lane) {
 /// A lane carries out one order at a time, so nothing tells a report that comes twice from the
 /// answer to its next order: only what cannot be meant so is nonsense.
 void RandomRun::say_nonsense(LaneId lane) {
-    const Report report = report_of_kind(below(7));
+    const Report report = report_of_kind(below(8));
     const Order* order = scene_.lanes.order(lane);
     if (std::holds_alternative<Ready>(report) && !scene_.lanes.is_ready(lane)) return;
     if (!order || !may_answer(*order, report)) scene_.lanes.report(lane, report);
@@ -241,7 +248,8 @@ void RandomRun::lose_server() {
 
 void RandomRun::lose_memory() {
     scene_.ledger.refuses = [](int) { return true; };
-    expect_end_within(33min, [this] {
+    // A pause before a connection, and the minute in which the same thing is refused.
+    expect_end_within(5min, [this] {
         // Lanes are quick: what they are at may be long, but it is no failure.
         for (int report = 0; report < 20; ++report)
             if (const LaneId lane = random_lane(); lane != 0) scene_.play_lane(lane);

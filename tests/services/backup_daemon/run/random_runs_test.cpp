@@ -29,11 +29,12 @@ std::map<RunOutcome, int> play(unsigned runs, Ending ending) {
 }
 
 TEST(RandomRuns, EndWhenTheTroubleIsOver) {
-    auto outcomes = play(4000, &RandomRun::calm_down);
+    auto outcomes = play(5000, &RandomRun::calm_down);
     // All ends come about, so all have been looked at.
     EXPECT_GT(outcomes[RunOutcome::success], 1000);
     EXPECT_GT(outcomes[RunOutcome::failed], 500);
     EXPECT_GT(outcomes[RunOutcome::cancelled], 200);
+    EXPECT_GT(outcomes[RunOutcome::interrupted], 10);
 }
 
 TEST(RandomRuns, EndInTimeWithoutAServer) {

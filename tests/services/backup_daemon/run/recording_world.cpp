@@ -30,6 +30,16 @@ std::vector<Report> RecordingWorld::carry_out(const Order& order) {
     return std::visit([this](const auto& which) { return obey(which); }, order);
 }
 
+std::vector<Report> RecordingWorld::obey(const FindPlace&) {
+    return {place};
+}
+
+/// The one text that runs write is the list of cameras.
+std::vector<Report> RecordingWorld::obey(const WriteText& order) {
+    place.cameras = read_cameras(order.text);
+    return {Done()};
+}
+
 std::vector<Report> RecordingWorld::obey(const ListDays& order) {
     std::set<std::string> days;
     for (const auto& [path, recording] : recordings_) {

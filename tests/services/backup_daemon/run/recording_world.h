@@ -20,6 +20,8 @@ public:
 
     /// The files on the share, with their sizes.
     std::map<std::string, long long> share;
+    /// Where a lane finds that copies go.
+    services::FoundPlace place{.below = "", .id = "place", .marked = true};
     /// How many bytes the share has room for.
     long long room = 1LL << 50;
 
@@ -29,6 +31,8 @@ private:
         long long modified_ns = 0;
     };
 
+    std::vector<services::Report> obey(const services::FindPlace& order);
+    std::vector<services::Report> obey(const services::WriteText& order);
     std::vector<services::Report> obey(const services::ListDays& order);
     std::vector<services::Report> obey(const services::ListDay& order);
     std::vector<services::Report> obey(const services::CopyJob& order);

@@ -89,11 +89,12 @@ void RunChecker::check_order(const RemoveFiles& order) {
 }
 
 /// Only what the memory listed: the oldest day as long as there is something to copy, and what is
-/// too old or left over when there is nothing any more.
+/// too old or left over when there is nothing any more. No copy goes when anything has failed.
 bool RunChecker::may_go(const std::string& path) const {
     const CopyLedger& ledger = scene_.ledger;
     const bool describes = path.ends_with(".json");
     const std::string copy = describes ? path.substr(0, path.size() - 5) : path;
+    if (scene_.figures().files_failed > 0) return ledger.begun.contains(path);
     if (scene_.figures().files_left > 0)
         return scene_.goal.when_full == WhenFull::remove_oldest &&
                ledger.of_oldest_day.contains(copy);
@@ -115,7 +116,9 @@ void RunChecker::check_end(const std::set<std::string>& wanted) {
     ASSERT_EQ(scene_.ends.size(), 1U);
     EXPECT_TRUE(scene_.lanes.pool_is_gone());
     EXPECT_EQ(scene_.figures().message, scene_.why());
-    EXPECT_EQ(scene_.outcome() == RunOutcome::failed, !scene_.why().empty());
+    const bool needs_reason =
+        scene_.outcome() == RunOutcome::failed || scene_.outcome() == RunOutcome::interrupted;
+    EXPECT_EQ(needs_reason, !scene_.why().empty());
     if (scene_.outcome() == RunOutcome::success) check_success(wanted);
 }
 

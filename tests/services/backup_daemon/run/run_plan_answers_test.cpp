@@ -31,7 +31,8 @@ std::vector<Report> reports_of_every_kind() {
             Noted{50, "abc"},
             Copied{{50, 5, "abc"}},
             Done{},
-            Failed{FailureKind::other, "it failed"}};
+            Failed{FailureKind::other, "it failed"},
+            FoundPlace{.below = "elsewhere", .id = "other"}};
 }
 
 class RunPlanAnswersTest : public RunPlanTest {

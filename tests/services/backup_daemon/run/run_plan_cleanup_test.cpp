@@ -15,7 +15,7 @@ protected:
 
     void begin_file(const std::string& day, const std::string& name) {
         const std::string path = "Door/" + day + "/" + name;
-        ledger.checkpoints[path] = {path, "Door/" + day + "/." + name + ".7.part", 50, "abc"};
+        ledger.checkpoints[path] = {path, "Door/" + day + "/." + name + ".01234567-7.part", 50, "abc"};
     }
 };
 
@@ -48,6 +48,28 @@ TEST_F(RunPlanCleanupTest, ManyGoByTheHundredUntilNoneIsLeft) {
 TEST_F(RunPlanCleanupTest, PassIsToldAlsoWhenNothingWasTooOld) {
     rest();
     EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed"});
+}
+
+TEST_F(RunPlanCleanupTest, RunThatCouldNotReadAChannelRemovesNoCopy) {
+    add_old("a.mp4");
+    begin_file("2023-11-11", "09-00-00.mp4");
+    ASSERT_TRUE(next().starts_with("days /rec/door"));
+    fail(FailureKind::source);
+    EXPECT_EQ(rest_that("remove"), Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.01234567-7.part, "
+                                         "folders "});
+    EXPECT_TRUE(ledger.gone.empty());
+    EXPECT_EQ(notes(RETENTION_PASS), Texts{"0 files of days before 2024-03-01 removed: a run that "
+                                           "has failed removes none"});
+}
+
+TEST_F(RunPlanCleanupTest, RunThatCouldNotCopyAFileRemovesNoCopy) {
+    add_old("a.mp4");
+    world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
+    ASSERT_NE(next_that("copy"), "");
+    fail(FailureKind::occupied);
+    rest();
+    EXPECT_TRUE(ledger.gone.empty());
+    EXPECT_TRUE(plan().is_over());
 }
 
 TEST_F(RunPlanCleanupTest, NothingIsTooOldWithoutRetention) {
@@ -108,8 +130,8 @@ TEST_F(RunPlanCleanupTest, FilesBegunForNothingGoOfWhateverDay) {
     begin_file("2024-03-05", "08-00-00.mp4");
     begin_file("2023-11-11", "09-00-00.mp4");
     EXPECT_EQ(rest_that("remove"),
-              (Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.7.part, folders ",
-                     "remove store/Door/2024-03-05/.08-00-00.mp4.7.part, folders "}));
+              (Texts{"remove store/Door/2023-11-11/.09-00-00.mp4.01234567-7.part, folders ",
+                     "remove store/Door/2024-03-05/.08-00-00.mp4.01234567-7.part, folders "}));
     EXPECT_TRUE(ledger.checkpoints.empty());
     EXPECT_TRUE(ledger.gone.empty());
     EXPECT_TRUE(plan().is_over());

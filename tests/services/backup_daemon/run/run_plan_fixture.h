@@ -20,9 +20,15 @@ using Texts = std::vector<std::string>;
 /// Lanes are numbers here: what a test does not name is lane 1.
 class RunPlanTest : public testing::Test {
 protected:
-    /// Made of the goal as it is at the first call.
+    /// Made of the goal as it is at the first call, and told where copies go.
     services::RunPlan& plan() {
-        if (!plan_) plan_.emplace(goal, memory, tally);
+        if (plan_) return *plan_;
+        for (const auto& channel : goal.channels)
+            world.place.cameras.emplace(channel.guid, channel.folder);
+        plan_.emplace(goal, places, memory, tally);
+        if (goal.channels.empty()) return *plan_;
+        next();
+        carry_out();
         return *plan_;
     }
 
@@ -95,6 +101,7 @@ protected:
     services::RunGoal goal = sample_goal();
     RecordingWorld world;
     CopyLedger ledger;
+    LedgerPlaces places{ledger};
     LedgerMemory memory{ledger};
     HandClock clock;
     services::RunTally tally{clock};

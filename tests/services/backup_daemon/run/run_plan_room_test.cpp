@@ -99,6 +99,29 @@ TEST_F(RunPlanRoomTest, NothingGoesWhenNothingWasCopied) {
     expect_full(run_full());
 }
 
+TEST_F(RunPlanRoomTest, NothingGoesInARunThatHasFailedAlready) {
+    add_day("2024-02-01", 1);
+    ASSERT_NE(next_that("copy"), "");
+    fail(FailureKind::occupied, 1, "the words");
+    const FailureStep step = run_full();
+    EXPECT_EQ(step.kind, Kind::end_run);
+    EXPECT_EQ(step.why,
+              "the share is full: no room; before that, 1 of 3 files could not be copied; the "
+              "first: the words");
+    EXPECT_TRUE(ledger.gone.empty());
+}
+
+TEST_F(RunPlanRoomTest, RoomThatNobodyHasBegunToMakeIsNotMadeWhenAFileFails) {
+    add_day("2024-02-01", 1);
+    ASSERT_NE(next_that("copy", 1), "");
+    ASSERT_NE(next_that("copy", 2), "");
+    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
+    EXPECT_EQ(fail(FailureKind::occupied, 2).kind, Kind::go_on);
+    EXPECT_TRUE(next(1).starts_with("copy"));
+    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::end_run);
+    EXPECT_TRUE(ledger.gone.empty());
+}
+
 TEST_F(RunPlanRoomTest, DayAsNewAsTheFileStays) {
     add_day("2024-03-05", 1);
     expect_full(run_full());

@@ -63,7 +63,7 @@ TEST_F(RunPlanTest, CopiesDayByDayFromTheOldestAcrossChannels) {
         world.record("/rec/door", day, "09-00-00.mp4", 100);
     }
     goal.check = false;
-    const std::string made = ".mp4.7.part recorded -1 from 0 \"\"";
+    const std::string made = ".mp4.01234567-7.part recorded -1 from 0 \"\"";
     const auto copy = [&](const std::string& from, const std::string& to, const std::string& day,
                           const std::string& time) {
         return "copy /rec/" + from + "/" + day + "/" + time + ".mp4 -> store/" + to + "/" + day +
@@ -91,7 +91,8 @@ TEST_F(RunPlanTest, SelectionGoesIntoTheOrders) {
     EXPECT_EQ(orders[3],
               "copy /rec/door/2024-03-05/alarm/09-00-00.mp4 -> "
               "store/Door/2024-03-05/alarm/09-00-00.mp4 via "
-              "store/Door/2024-03-05/alarm/.09-00-00.mp4.7.part recorded -1 from 0 \"\" checked");
+              "store/Door/2024-03-05/alarm/.09-00-00.mp4.01234567-7.part recorded -1 from 0 \"\" "
+              "checked");
 }
 
 TEST_F(RunPlanTest, NormalRecordingsAlone) {
@@ -105,7 +106,7 @@ TEST_F(RunPlanTest, DestinationMayBeTheShareItself) {
     goal.destination.folder = "";
     EXPECT_EQ(next_that("copy"),
               "copy /rec/door/2024-03-05/08-00-00.mp4 -> Door/2024-03-05/08-00-00.mp4 via "
-              "Door/2024-03-05/.08-00-00.mp4.7.part recorded -1 from 0 \"\" checked");
+              "Door/2024-03-05/.08-00-00.mp4.01234567-7.part recorded -1 from 0 \"\" checked");
     EXPECT_TRUE(ledger.checkpoints.contains("Door/2024-03-05/08-00-00.mp4"));
 }
 
@@ -141,7 +142,7 @@ TEST_F(RunPlanTest, TemporaryFileIsKnownToTheMemoryBeforeItIsMade) {
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
     ASSERT_NE(next_that("copy"), "");
     const Checkpoint& made = ledger.checkpoints.at("Door/2024-03-05/08-00-00.mp4");
-    EXPECT_EQ(made.temporary, "Door/2024-03-05/.08-00-00.mp4.7.part");
+    EXPECT_EQ(made.temporary, "Door/2024-03-05/.08-00-00.mp4.01234567-7.part");
     EXPECT_EQ(made.offset, 0);
     EXPECT_EQ(made.sha256, "");
 }
@@ -153,7 +154,7 @@ TEST_F(RunPlanTest, CheckpointsAreKeptAsTheyAreReported) {
     EXPECT_EQ(counts(), "0 done, 0 failed, 1 left; 3000 of 9000 bytes");
     say(At{3500});
     const Checkpoint& made = ledger.checkpoints.at("Door/2024-03-05/08-00-00.mp4");
-    EXPECT_EQ(made.temporary, "Door/2024-03-05/.08-00-00.mp4.7.part");
+    EXPECT_EQ(made.temporary, "Door/2024-03-05/.08-00-00.mp4.01234567-7.part");
     EXPECT_EQ(made.offset, 3000);
     EXPECT_EQ(made.sha256, "abc");
     EXPECT_EQ(counts(), "0 done, 0 failed, 1 left; 3500 of 9000 bytes");
@@ -164,7 +165,8 @@ TEST_F(RunPlanTest, CheckpointsAreKeptAsTheyAreReported) {
 TEST_F(RunPlanTest, FileThatWasBegunGoesOnWhereItStopped) {
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 9000);
     ledger.checkpoints["Door/2024-03-05/08-00-00.mp4"] = {
-        "Door/2024-03-05/08-00-00.mp4", "Door/2024-03-05/.08-00-00.mp4.7.part", 4000, "abc"};
+        "Door/2024-03-05/08-00-00.mp4", "Door/2024-03-05/.08-00-00.mp4.01234567-7.part", 4000,
+        "abc"};
     const std::string order = next_that("copy");
     EXPECT_TRUE(order.ends_with(" from 4000 \"abc\" checked")) << order;
     EXPECT_EQ(ledger.checkpoints.begin()->second.offset, 4000);

@@ -6,7 +6,10 @@
 using namespace services;
 using namespace std::chrono_literals;
 
-RunScene::RunScene(RunGoal wanted) : goal(std::move(wanted)), lanes(goal.lanes) {}
+RunScene::RunScene(RunGoal wanted) : goal(std::move(wanted)), lanes(goal.lanes) {
+    for (const SelectedChannel& channel : goal.channels)
+        world.place.cameras.emplace(channel.guid, channel.folder);
+}
 
 void RunScene::begin() {
     TDataBackupConfig task;
@@ -20,6 +23,7 @@ void RunScene::begin() {
     };
     RunParts parts{.clock = clock,
                    .tell = tell,
+                   .places = std::make_unique<LedgerPlaces>(ledger),
                    .memory = std::make_unique<LedgerMemory>(ledger),
                    .lanes = lanes.pool()};
     BackupRun::Listener listener{[this] {

@@ -6,6 +6,7 @@
 inline services::RunGoal sample_goal() {
     services::RunGoal goal;
     goal.task_id = "7";
+    goal.recorder = "0123456789abcdef0123456789abcdef";
     goal.destination = {.server = "nas", .port = 445, .share = "backup", .folder = "store"};
     goal.selection = {
         .first_day = "2024-03-01", .last_day = "2024-03-31", .normal = true, .alarm = true};

@@ -114,14 +114,9 @@ TEST(Selection, RemovedChannelCountsWhenNoLiveOneHasItsIndex) {
     EXPECT_EQ(folders("1", {channel(1, "Old", true)}), Names{"Old"});
 }
 
-TEST(Selection, ChannelsOfOneNameKeepTheirCopiesApart) {
+TEST(Selection, ChannelWishesForItsNameWhoeverElseHasIt) {
     EXPECT_EQ(folders("1,2,3", {channel(1, "Door"), channel(2, "DOOR"), channel(3, "")}),
-              (Names{"Door g1", "DOOR g2", "Channel 3"}));
-}
-
-TEST(Selection, RemovedChannelOfALiveOnesNameHasItsOwnFolder) {
-    EXPECT_EQ(folders("1,2", {channel(1, "Door"), channel(2, "Door", true)}),
-              (Names{"Door g1", "Door g2r"}));
+              (Names{"Door", "DOOR", "Channel 3"}));
 }
 
 TEST(Selection, OnlyNumbersAsTheyArePrintedAreChannels) {

@@ -10,9 +10,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <new>
 
 #include "platform/standalone/store/file_handle.h"
 #include "services/backup_daemon/lane/packet_socket.h"
@@ -353,18 +355,38 @@ TEST_F(LyingProcessTest, SaysSomethingWithoutAnOrder) {
     }
 }
 
+/// Raised in one process, waited for in the one that it was forked from.
+class SharedFlag {
+public:
+    SharedFlag()
+        : raised_(new (mmap(nullptr, sizeof *raised_, PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<bool>) {}
+    ~SharedFlag() { munmap(raised_, sizeof *raised_); }
+    SharedFlag(const SharedFlag&) = delete;
+    SharedFlag& operator=(const SharedFlag&) = delete;
+
+    void raise() const { *raised_ = true; }
+    void wait() const {
+        while (!*raised_) usleep(1000);
+    }
+
+private:
+    std::atomic<bool>* raised_;
+};
+
 TEST_F(LyingProcessTest, AnswersAnOrderThatItHasNotGotYet) {
     for (const WorkerReport& report :
          {WorkerReport(Whole{hash, 0}), WorkerReport(At{0}), WorkerReport(Failed())}) {
         said.clear();
-        make_pool([report](int socket) {
+        const SharedFlag said_both;
+        make_pool([report, &said_both](int socket) {
             for (const WorkerReport& word : {WorkerReport(Ready()), report}) say(socket, word);
+            said_both.raise();
             while (wait_for_packet(socket)) continue;
         });
-        lanes->listen({[this](LaneId lane, const Report& ready) {
+        lanes->listen({[this, &said_both](LaneId lane, const Report& ready) {
                            note(lane, ready);
-                           // So that the process has said both by the time of the order.
-                           usleep(100'000);
+                           said_both.wait();
                            lanes->give(lane, copy());
                        },
                        [this](LaneId lane, const std::string& why) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -19,14 +20,21 @@ using Words = std::vector<std::string>;
 /// Notes what it is told.
 class NotingRunner : public services::TaskRunner {
 public:
+    bool can_begin() override { return ready; }
+
     void begin(const TDataBackupConfig& task, bool resumed, Listener listener) override {
+        EXPECT_TRUE(ready);
+        when_begun();
         said.push_back((resumed ? "resume " : "begin ") + task.taskID);
         if (refuses) throw std::runtime_error("no process can be made");
         const bool is_first = live.emplace(task.taskID, std::move(listener)).second;
         EXPECT_TRUE(is_first) << "task " << task.taskID << " has a run already";
     }
 
-    void cancel(const std::string& task_id) override { said.push_back("cancel " + task_id); }
+    void cancel(const std::string& task_id) override {
+        said.push_back("cancel " + task_id);
+        if (refuses) throw std::runtime_error("no time can be had");
+    }
 
     void connect(const std::string& task_id) { live.at(task_id).connected(); }
 
@@ -38,7 +46,9 @@ public:
 
     Words said;
     std::map<std::string, Listener> live;  ///< whom the runs that have not ended tell
-    bool refuses = false;                  ///< no run can begin
+    bool refuses = false;                  ///< no run can begin, or be cancelled
+    bool ready = true;                     ///< runs can get anywhere
+    std::function<void()> when_begun = [] {};
 };
 
 /// Four new tasks, a limit of 2, and a clock that stands at 1000.

@@ -111,4 +111,23 @@ TEST_F(ScheduleKeeperTest, DaemonKilledBeforeItRemembersStartsTheTaskOnce) {
     EXPECT_EQ(next.waiting(), Words{});
 }
 
+/// The place in the queue stands; only that it does cannot be noted.
+TEST_F(ScheduleKeeperTest, TaskWhoseNextRunCannotBeNotedIsStartedOnceAllTheSame) {
+    look(MIDNIGHT);
+    memory.schedules.run(
+        "CREATE TRIGGER refuse BEFORE INSERT ON next_run BEGIN SELECT RAISE(ABORT, 'full'); END");
+    EXPECT_THROW(look(MIDNIGHT + HOUR), standalone::DatabaseError);
+    EXPECT_EQ(runner.said, Words{"begin 1"});
+    runner.end("1", Outcome::success);
+    EXPECT_THROW(look(MIDNIGHT + HOUR + 1), standalone::DatabaseError);
+    EXPECT_EQ(runner.said, Words{"begin 1"});
+    memory.schedules.run("DROP TRIGGER refuse");
+    look(MIDNIGHT + HOUR + 2);
+    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
+    EXPECT_EQ(due("1"), MIDNIGHT + DAY + HOUR);
+    EXPECT_EQ(due("2"), MIDNIGHT + DAY + HOUR);
+    look(MIDNIGHT + HOUR + 3);
+    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
+}
+
 }  // namespace

@@ -14,8 +14,8 @@ namespace {
 
 constexpr const char* STAGES[] = {"at rest", "waiting",  "interrupted", "starting",
                                   "running", "stopping", "restarting"};
-constexpr const char* INPUTS[] = {"start",  "start first", "due",       "stop",  "make way",
-                                  "remove", "begin",       "connected", "ended", "take over"};
+constexpr const char* INPUTS[] = {"start", "start first", "due",   "stop",    "make way", "remove",
+                                  "begin", "connected",   "ended", "cut off", "take over"};
 constexpr const char* PLACES[] = {"", "place at the front", "place at the back", "place given up",
                                   "the task is deleted"};
 constexpr const char* STAMPS[] = {"", "start time", "end time"};

@@ -1,0 +1,45 @@
+// What is remembered of the place that a task's address leads to.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+
+namespace services {
+
+/// A destination, before anybody has looked at it.
+struct KnownPlace {
+    std::string id;         ///< a new one, at random, when the address has never led anywhere
+    bool is_known = false;  ///< the address has led there
+    bool marked = false;    ///< our marker was there
+};
+
+/// The memory of one address. Any call may throw standalone::DatabaseError.
+class DestinationMemory {
+public:
+    virtual ~DestinationMemory() = default;
+
+    /// Where the address led when it was last settled.
+    virtual KnownPlace known() = 0;
+
+    /// From now on the address leads to the destination `id`, and all that follows is about that
+    /// one. Copies, checkpoints and folders that are recorded for the address by a version without
+    /// markers become the destination's, where it has none of the same path or camera.
+    /// @param marked our marker has been seen there
+    virtual void settle(const std::string& id, bool marked) = 0;
+
+    /// The folder of each camera, by its guid.
+    virtual std::map<std::string, std::string> camera_folders() = 0;
+
+    /// The folders, without those below them, that recorded copies lie in.
+    virtual std::set<std::string> folders_of_copies() = 0;
+
+    /// Records a camera's folder, for good.
+    /// @param guid   of a camera that has none yet
+    /// @param folded the folder's name as a server sees it that does not tell upper case from lower
+    ///               case; no other camera's
+    virtual void add_camera_folder(const std::string& guid, const std::string& folder,
+                                   const std::string& folded) = 0;
+};
+
+}  // namespace services

@@ -1,0 +1,109 @@
+// What is remembered of the places that copies go to, in the daemon's own database.
+#include "services/backup_daemon/memory/destination_store.h"
+
+#include <array>
+
+namespace services {
+namespace {
+
+using standalone::Database;
+using standalone::Statement;
+
+// Parameter 1 takes in what 2 has; what both have stays as 1 has it.
+constexpr std::array TAKE_IN = {
+    "UPDATE OR IGNORE copied_file SET destination = ?1 WHERE destination = ?2",
+    "UPDATE OR IGNORE checkpoint SET destination = ?1 WHERE destination = ?2",
+    "UPDATE OR IGNORE camera_folder SET destination = ?1 WHERE destination = ?2",
+    "UPDATE destination_address SET id = ?1 WHERE id = ?2"};
+constexpr std::array DROP = {
+    "DELETE FROM copied_file WHERE destination = ?", "DELETE FROM checkpoint WHERE destination = ?",
+    "DELETE FROM camera_folder WHERE destination = ?", "DELETE FROM destination WHERE id = ?"};
+
+/// The first text behind all those that begin with `folder` and a slash.
+std::string behind(const std::string& folder) {
+    return folder + static_cast<char>('/' + 1);
+}
+
+}  // namespace
+
+KnownPlace DestinationStore::known() {
+    Statement row = database_.prepare(
+        "SELECT id, marked FROM destination_address JOIN destination USING (id) "
+        "WHERE address = ?");
+    if (row.bind(1, address_).step())
+        return {.id = row.text(0), .is_known = true, .marked = row.integer(1) != 0};
+    Statement random = database_.prepare("SELECT lower(hex(randomblob(16)))");
+    random.step();
+    return {.id = random.text(0)};
+}
+
+void DestinationStore::settle(const std::string& id, bool marked) {
+    standalone::Transaction transaction(database_);
+    const KnownPlace before = known();
+    database_
+        .prepare("INSERT OR IGNORE INTO destination (id, marked, folders_known) VALUES (?, 0, 1)")
+        .bind(1, id)
+        .step();
+    if (marked)
+        database_.prepare("UPDATE destination SET marked = 1 WHERE id = ?").bind(1, id).step();
+    id_ = id;
+    if (before.is_known && !before.marked && before.id != id) take_in(before.id);
+    Statement address =
+        database_.prepare("INSERT OR REPLACE INTO destination_address (address, id) VALUES (?, ?)");
+    address.bind(1, address_).bind(2, id).step();
+    transaction.commit();
+}
+
+void DestinationStore::take_in(const std::string& other) {
+    for (const char* sql : TAKE_IN) database_.prepare(sql).bind(1, id_).bind(2, other).step();
+    for (const char* sql : DROP) database_.prepare(sql).bind(1, other).step();
+}
+
+std::map<std::string, std::string> DestinationStore::camera_folders() {
+    Statement row =
+        database_.prepare("SELECT guid, folder FROM camera_folder WHERE destination = ?");
+    row.bind(1, id_);
+    std::map<std::string, std::string> folders;
+    while (row.step()) folders.emplace(row.text(0), row.text(1));
+    return folders;
+}
+
+/// From one folder to the next: a destination may have a hundred thousand copies.
+std::set<std::string> DestinationStore::folders_of_copies() {
+    Statement row =
+        database_.prepare("SELECT min(path) FROM copied_file WHERE destination = ? AND path >= ?");
+    row.bind(1, id_);
+    std::set<std::string> folders;
+    std::string from;
+    for (;;) {
+        row.bind(2, from).step();
+        if (row.is_null(0)) return folders;
+        const std::string path = row.text(0);
+        const std::string folder = path.substr(0, path.find('/'));
+        folders.insert(folder);
+        from = behind(folder);
+        row.reset();
+    }
+}
+
+void DestinationStore::add_camera_folder(const std::string& guid, const std::string& folder,
+                                         const std::string& folded) {
+    Statement insert = database_.prepare(
+        "INSERT INTO camera_folder (destination, guid, folder, folded) VALUES (?, ?, ?, ?)");
+    insert.bind(1, id_).bind(2, guid).bind(3, folder).bind(4, folded).step();
+}
+
+std::vector<std::string> DestinationStore::addresses_without_folders(Database& database) {
+    Statement row = database.prepare(
+        "SELECT address FROM destination_address JOIN destination USING (id) "
+        "WHERE folders_known = 0");
+    std::vector<std::string> addresses;
+    while (row.step()) addresses.push_back(row.text(0));
+    return addresses;
+}
+
+void DestinationStore::folders_are_known() {
+    database_.prepare("UPDATE destination SET folders_known = 1 WHERE id = ?").bind(1, id_).step();
+}
+
+}  // namespace services

@@ -1,0 +1,124 @@
+// Where a run's copies go: what the markers on the share say, and a marker of this recorder's.
+#include "services/backup_daemon/run/place_errand.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "services/backup_daemon/copy/share_path.h"
+
+namespace services {
+namespace {
+
+// Each new look follows somebody else's claim, and nobody claims twice.
+constexpr int MOST_LOOKS = 5;
+
+bool is_too_long(const std::optional<std::string>& text) {
+    return text && text->size() > LONGEST_TEXT;
+}
+
+}  // namespace
+
+PlaceErrand::PlaceErrand(FindPlace order)
+    : order_(std::move(order)), own_(own_folder(order_.recorder)) {}
+
+std::string PlaceErrand::folder(const std::string& below) const {
+    return join_path(order_.folder, below);
+}
+
+std::string PlaceErrand::text() const {
+    return marker_text({order_.recorder, order_.known.id});
+}
+
+Step PlaceErrand::begin() {
+    return look();
+}
+
+Step PlaceErrand::look() {
+    asked_ = Asked::markers;
+    ++looks_;
+    return {.ask = ReadTexts{{marker_path(folder(own_)), marker_path(folder(""))}}};
+}
+
+std::optional<Step> PlaceErrand::take(const WorkerReport& said) {
+    if (const auto* texts = std::get_if<Contents>(&said)) return hear_texts(*texts);
+    const bool asked_for_marker = asked_ == Asked::claim || asked_ == Asked::mending;
+    if (!asked_for_marker || !std::holds_alternative<Done>(said)) return {};
+    return is_marked();
+}
+
+std::optional<Step> PlaceErrand::hear_texts(const Contents& said) {
+    if (std::ranges::any_of(said.texts, is_too_long)) return {};
+    if (asked_ == Asked::markers && said.texts.size() == 2)
+        return decide(said.texts[0], said.texts[1]);
+    if (asked_ != Asked::cameras || said.texts.size() != 1) return {};
+    place_.cameras = read_cameras(said.texts[0].value_or(""));
+    return Step{.tell = {place_}, .over = true};
+}
+
+/// A folder of its own, once it is marked, is where this recorder's copies are. A marker that
+/// cannot be read is another's, unless this recorder has had one there: then a server has lost what
+/// it had taken. It is no different when a name is taken that nothing can be read of.
+Step PlaceErrand::decide(const Text& own, const Text& shared) {
+    const auto own_marker = read_marker(own.value_or(""));
+    const auto shared_marker = read_marker(shared.value_or(""));
+    if (own_marker && own_marker->recorder == order_.recorder)
+        return settle_at(own_, own_marker->destination);
+    if (own_marker)
+        return Errand::fail({FailureKind::denied, folder(own_) + ": another recorder's folder"});
+    if (own || in_vain_ == own_) return mend(own_);
+    if (shared_marker && shared_marker->recorder == order_.recorder)
+        return settle_at("", shared_marker->destination);
+    if (!shared && !in_vain_) return claim("");
+    if (!shared_marker && order_.known.marked) return mend("");
+    return claim(own_);
+}
+
+Step PlaceErrand::settle_at(const std::string& below, const std::string& id) {
+    place_ = {.below = below, .id = id, .marked = true};
+    asked_ = Asked::cameras;
+    return {.ask = ReadTexts{{cameras_path(folder(below))}}};
+}
+
+Step PlaceErrand::claim(const std::string& below) {
+    place_ = {.below = below, .id = order_.known.id, .marked = true, .is_new = true};
+    asked_ = Asked::claim;
+    const std::string marker = join_path(folder(below), MARKER_FOLDER);
+    return {.ask = FolderClaim{
+                .folder = marker,
+                .temporary = marker + "." + short_identity(order_.recorder) + "-" + order_.task_id,
+                .file = MARKER_FILE,
+                .text = text()}};
+}
+
+Step PlaceErrand::mend(const std::string& below) {
+    place_ = {.below = below, .id = order_.known.id, .marked = true};
+    asked_ = Asked::mending;
+    const std::string path = marker_path(folder(below));
+    return {.ask = WriteText{.path = path, .temporary = path + ".part", .text = text()}};
+}
+
+Step PlaceErrand::is_marked() const {
+    return {.tell = {place_}, .over = true};
+}
+
+Step PlaceErrand::fail(Failed failed) {
+    if (asked_ != Asked::claim) return Errand::fail(std::move(failed));
+    if (failed.kind == FailureKind::occupied && looks_ < MOST_LOOKS) {
+        in_vain_ = place_.below;
+        return look();
+    }
+    const bool may_not = failed.kind == FailureKind::full || failed.kind == FailureKind::denied;
+    if (may_not && order_.known.is_known && place_.below.empty()) return go_unmarked();
+    // Somebody who just looks for viruses in the new folder keeps some servers from renaming it.
+    if (failed.kind == FailureKind::denied) failed.kind = FailureKind::other;
+    return Errand::fail(std::move(failed));
+}
+
+/// A place that is known needs no marker in this very run: a full share gets one when room has been
+/// made, and of one that may not be written to the run tells better itself.
+Step PlaceErrand::go_unmarked() {
+    place_ = {.below = "", .id = order_.known.id};
+    return {.tell = {place_}, .over = true};
+}
+
+}  // namespace services

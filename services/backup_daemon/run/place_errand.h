@@ -1,0 +1,46 @@
+// Where a run's copies go: what the markers on the share say, and a marker of this recorder's.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "services/backup_daemon/run/errand.h"
+
+namespace services {
+
+/// A recorder's copies go to the task's folder, unless another recorder has marked that one: then
+/// to a folder of its own below it. The process hands over what markers say and makes the one that
+/// it is told to; whose they are is decided here.
+class PlaceErrand : public Errand {
+public:
+    explicit PlaceErrand(FindPlace order);
+
+    Step begin() override;
+
+private:
+    enum class Asked { markers, claim, mending, cameras };
+    using Text = std::optional<std::string>;
+
+    std::optional<Step> take(const WorkerReport& said) override;
+    Step fail(Failed failed) override;
+    std::optional<Step> hear_texts(const Contents& said);
+    Step look();
+    Step decide(const Text& own, const Text& shared);
+    Step settle_at(const std::string& below, const std::string& id);
+    Step claim(const std::string& below);
+    Step mend(const std::string& below);
+    Step is_marked() const;
+    Step go_unmarked();
+
+    std::string folder(const std::string& below) const;
+    std::string text() const;
+
+    const FindPlace order_;
+    const std::string own_;  ///< name of the folder of this recorder's own
+    Asked asked_ = Asked::markers;
+    int looks_ = 0;
+    std::optional<std::string> in_vain_;  ///< the folder whose marker could not be had
+    FoundPlace place_;
+};
+
+}  // namespace services

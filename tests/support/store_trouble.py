@@ -1,0 +1,83 @@
+"""Others that hold one of the recorder's databases, and runs to be troubled by that."""
+import json
+import sqlite3
+import threading
+
+from backup_house import MIB, noise
+from loopback import request_json
+from places import STATE
+from waiting import wait_until
+
+NOTICES = (10205, "/databackupService/notify")
+TASKS = (10141, "/cfg/DataBackupService")
+
+FILES = 12
+SIZE = 2 * MIB
+RATE = 4 * MIB  # bytes a second: some seconds of copying
+
+
+class Lock:
+    """Holds a database as another writer does, until release() or for so many seconds."""
+
+    def __init__(self, name, seconds=None):
+        self.connection = sqlite3.connect(STATE / name, timeout=60, isolation_level=None,
+                                          check_same_thread=False)
+        self.connection.execute("BEGIN EXCLUSIVE")
+        self.timer = None
+        if seconds:
+            self.timer = threading.Timer(seconds, self.release)
+            self.timer.start()
+
+    def release(self):
+        self.connection.execute("ROLLBACK")
+
+    @property
+    def held(self):
+        return self.connection.in_transaction
+
+    def wait(self):
+        """Until it has been released."""
+        self.timer.join()
+
+
+def record(house):
+    for number in range(FILES):
+        house.record(0, number % 2, f"{number:02}-00-00.mp4", noise(SIZE + number, number))
+
+
+def record(house):
+    for number in range(FILES):
+        house.record(0, number % 2, f"{number:02}-00-00.mp4", noise(SIZE + number, number))
+
+
+def start_copying(house, proxy, **changes):
+    """A task in the middle of its run."""
+    record(house)
+    task_id = house.create(port=proxy.port, **changes)
+    house.force(task_id)
+    wait_until(lambda: len(house.copied()) >= 2, "some copies")
+    return task_id
+
+
+def query(act, member):
+    """The tasks that wait, or that run."""
+    status, reply = request_json(NOTICES[0], "GET", NOTICES[1], act=act)
+    assert status == 200, reply
+    return [task["taskID"] for task in reply[member]]
+
+
+def waiting():
+    return query("get_waitingTask_seq", "watinTask_info")
+
+
+def running():
+    return query("get_runningTask_info", "runningTask_info")
+
+
+def notice(**task_info):
+    return request_json(NOTICES[0], "PUT", NOTICES[1], json.dumps(
+        {"notice_reason": {"type": 1030, "action": 1}, "task_info": task_info}))
+
+
+def delete(task_id):
+    return request_json(TASKS[0], "DELETE", TASKS[1], taskID=task_id)
