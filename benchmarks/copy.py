@@ -1,44 +1,94 @@
 """What copying costs: the backup daemon beside smbclient, rclone and cp, onto one Samba share."""
+import contextlib
 import os
+import shutil
 import sqlite3
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
+from collections import Counter
 from contextlib import closing
+from dataclasses import dataclass, field
 from datetime import date
 from pathlib import Path
 
 from cgi_program import CgiProgram
+from delay_proxy import DelayProxy
 from places import STATE, STORAGE
+from processes import descendants
 from replies import SUCCESS
+from request_proxy import RequestProxy
 from sample_task import NEVER, task_body
 from samba_server import USER, SambaServer
 from service_process import running
 
 SHARE = Path("/tmp/share")
 
-FILES = 24
-MIB = 1024 * 1024
-SIZE = 48 * MIB
-ROUNDS = 5
+KIB = 1024
+MIB = 1024 * KIB
 DAY = STORAGE / "0" / date.today().isoformat()
 AUTHENTICATION = Path("/tmp/authentication")
 
 
-def record():
+@dataclass
+class Scene:
+    """What is copied, how often, and over which line to which server."""
+    name: str
+    files: int
+    size: int
+    rounds: int = 5
+    settings: dict = field(default_factory=dict)  # the server's, as smb.conf(5) has them
+    round_trip: float = 0                         # seconds; 0: no proxy between
+    counted: bool = False                         # requests are, by a proxy; they cannot be sealed
+    others: bool = False                          # rclone and cp copy, too
+
+
+def scenes(quick):
+    small = 200 if quick else 5000
+    far = 20 if quick else 200
+    rounds = 1 if quick else 3
+    signed, sealed = {"server signing": "mandatory"}, {"smb encrypt": "required"}
+    found = [Scene("large", 4 if quick else 24, 48 * MIB, 1 if quick else 5, others=True),
+             Scene("small", small, 20 * KIB, rounds),
+             Scene("small, counted", far, 20 * KIB, 1, counted=True),
+             Scene("large, signed", 4, 48 * MIB, rounds, signed),
+             Scene("small, signed", small // 5, 20 * KIB, rounds, signed),
+             Scene("large, sealed", 4, 48 * MIB, rounds, sealed),
+             Scene("small, sealed", small // 5, 20 * KIB, rounds, sealed)]
+    for milliseconds in (1, 10, 40):
+        line = {"rounds": 1, "round_trip": milliseconds / 1000}
+        found += [Scene(f"large, {milliseconds} ms", 4, 48 * MIB, **line),
+                  Scene(f"small, {milliseconds} ms", far, 20 * KIB, **line)]
+    return found
+
+
+def record(scene):
+    shutil.rmtree(DAY, ignore_errors=True)
     DAY.mkdir(parents=True)
-    for number in range(FILES):
-        with open(DAY / f"{number:02}-00-00.mp4", "wb") as file:
-            block = os.urandom(MIB - 13)
-            for _ in range(SIZE // len(block)):
+    for number in range(scene.files):
+        hours, rest = divmod(number, 3600)
+        block = os.urandom(min(MIB - 13, scene.size))
+        with open(DAY / f"{hours:02}-{rest // 60:02}-{rest % 60:02}.mp4", "wb") as file:
+            for _ in range(scene.size // len(block)):
                 file.write(block)
-            file.write(block[:SIZE % len(block)])
+            file.write(block[:scene.size % len(block)])
 
 
-def settings(server, folder):
+def cpu_seconds(process):
+    """Of a process and those below it, with those that have ended."""
+    ticks = 0
+    for pid in descendants(process.pid):
+        with contextlib.suppress(OSError):
+            text = Path(f"/proc/{pid}/stat").read_text()
+            ticks += sum(map(int, text.rpartition(")")[2].split()[11:15]))
+    return ticks / os.sysconf("SC_CLK_TCK")
+
+
+def settings(server, port, folder):
     return task_body(
-        taskName=folder, serverIP="127.0.0.1", port=server.port, username=USER,
+        taskName=folder, serverIP="127.0.0.1", port=port, username=USER,
         password=server.password, destPath=f"/backup/{folder}", chIdxList=[0], backupDays=1,
         backupImmediately=True, recordingType="recording", recordingFormat="mp4",
         remoteKeepRec=False, remoteOverwriteType="stop_overwrite", **NEVER)
@@ -69,13 +119,13 @@ def wait_for_success(store):
 class Copiers:
     """Each copies all files into a folder of its own on the share."""
 
-    def __init__(self, server, program, store):
-        self.server, self.program, self.store = server, program, store
+    def __init__(self, server, port, program, store):
+        self.server, self.port, self.program, self.store = server, port, program, store
 
     def daemon(self, folder, check):
         self.program.ctl("config", "set", "backup", "check_reading", "1" if check else "0")
         begin = time.monotonic()
-        create(self.program, settings(self.server, folder))
+        create(self.program, settings(self.server, self.port, folder))
         wait_for_success(self.store)
         return time.monotonic() - begin
 
@@ -86,7 +136,7 @@ class Copiers:
         return time.monotonic() - begin
 
     def smbclient(self, folder):
-        return self.timed(["smbclient", "-A", AUTHENTICATION, "-p", str(self.server.port),
+        return self.timed(["smbclient", "-A", AUTHENTICATION, "-p", str(self.port),
                            "//127.0.0.1/backup", "-c",
                            f"mkdir {folder}; cd {folder}; lcd {DAY}; prompt; mput *"])
 
@@ -94,7 +144,7 @@ class Copiers:
         hidden = subprocess.run(["rclone", "obscure", "-"], input=self.server.password, text=True,
                                 check=True, stdout=subprocess.PIPE).stdout.strip()
         return self.timed(["rclone", "copy", DAY, f":smb:backup/{folder}"], RCLONE_CONFIG="",
-                          RCLONE_SMB_HOST="127.0.0.1", RCLONE_SMB_PORT=str(self.server.port),
+                          RCLONE_SMB_HOST="127.0.0.1", RCLONE_SMB_PORT=str(self.port),
                           RCLONE_SMB_USER=USER, RCLONE_SMB_PASS=hidden)
 
     def cp(self, folder):
@@ -116,46 +166,80 @@ def peak_memory(daemon):
     return 0
 
 
-def measure(copiers):
-    ways = {
-        "backup daemon, check reading off": lambda folder: copiers.daemon(folder, False),
-        "backup daemon, check reading on": lambda folder: copiers.daemon(folder, True),
-        "smbclient mput": copiers.smbclient,
-        "rclone copy": copiers.rclone,
-        "cp (no share)": copiers.cp,
-    }
-    times = {name: [] for name in ways}
-    for number in range(ROUNDS):
-        for place, (name, way) in enumerate(ways.items()):
+def ways_of(copiers, scene):
+    ways = {"backup daemon, check reading off": lambda folder: copiers.daemon(folder, False),
+            "backup daemon, check reading on": lambda folder: copiers.daemon(folder, True),
+            "smbclient mput": copiers.smbclient}
+    if scene.others:
+        ways |= {"rclone copy": copiers.rclone, "cp (no share)": copiers.cp}
+    return ways
+
+
+@contextlib.contextmanager
+def line(scene, server):
+    """The port that the copiers use, and what counts their requests."""
+    if scene.counted:
+        with RequestProxy(server.port) as proxy:
+            yield proxy.port, proxy.requests
+    elif scene.round_trip:
+        with DelayProxy(server.port, scene.round_trip) as proxy:
+            yield proxy.port, Counter()
+    else:
+        yield server.port, Counter()
+
+
+def measure(scene, copiers, programs, requests):
+    """Seconds, CPU seconds of each program, and requests a file, of each way in each round."""
+    figures = {}
+    for number in range(scene.rounds):
+        for place, (name, way) in enumerate(ways_of(copiers, scene).items()):
             folder = f"round{number}way{place}"
-            times[name].append(way(folder))
+            requests.clear()
+            before = [cpu_seconds(program) for program in programs]
+            seconds = way(folder)
+            cpu = [cpu_seconds(program) - at for program, at in zip(programs, before)]
+            figures.setdefault(name, []).append(
+                (seconds, *cpu, sum(requests.values()) / scene.files))
             check_copy(folder)
             subprocess.run(["rm", "-rf", SHARE / folder], check=True)
-    return times
+    return figures
 
 
-def print_times(times):
-    print(f"{FILES} files of {SIZE // MIB} MiB, {ROUNDS} rounds in turn, seconds")
-    print(f"{'':<36}{'median':>8}{'least':>8}{'most':>8}{'of smbclient':>14}{'of rclone':>11}")
-    median = {name: statistics.median(values) for name, values in times.items()}
-    for name, values in times.items():
-        print(f"{name:<36}{median[name]:>8.2f}{min(values):>8.2f}{max(values):>8.2f}"
-              f"{median[name] / median['smbclient mput']:>14.2f}"
-              f"{median[name] / median['rclone copy']:>11.2f}")
+def print_figures(scene, figures):
+    print(f"\n{scene.name}: {scene.files} files of {scene.size // KIB} KiB, {scene.rounds} rounds")
+    print(f"{'':<34}{'seconds':>9}{'least':>8}{'most':>8}{'of smbclient':>14}"
+          f"{'CPU daemon':>12}{'CPU server':>12}{'requests':>10}")
+    median = {name: [statistics.median(column) for column in zip(*rounds)]
+              for name, rounds in figures.items()}
+    for name, rounds in figures.items():
+        seconds, daemon, server, requests = median[name]
+        times = [one[0] for one in rounds]
+        print(f"{name:<34}{seconds:>9.2f}{min(times):>8.2f}{max(times):>8.2f}"
+              f"{seconds / median['smbclient mput'][0]:>14.2f}{daemon:>12.2f}{server:>12.2f}"
+              + (f"{requests:>10.1f}" if scene.counted else ""))
+    sys.stdout.flush()
+
+
+def run(scene, program, daemon, store):
+    record(scene)
+    shares = {"backup": {"path": SHARE, "read only": "no", "force user": "root"}}
+    with SambaServer(tempfile.mkdtemp(prefix="samba"), shares, scene.settings) as server:
+        AUTHENTICATION.write_text(f"username={USER}\npassword={server.password}\n")
+        with line(scene, server) as (port, requests):
+            copiers = Copiers(server, port, program, store)
+            print_figures(scene, measure(scene, copiers, (daemon, server.process), requests))
 
 
 def main():
     program = CgiProgram(STATE)
-    record()
+    DAY.mkdir(parents=True)
     program.add_channel(0, "Bench", DAY.parent)
     SHARE.mkdir()
-    shares = {"backup": {"path": SHARE, "read only": "no", "force user": "root"}}
-    with (SambaServer("/tmp/samba", shares) as server,
-          running("recording-backupd", program) as daemon):
-        AUTHENTICATION.write_text(f"username={USER}\npassword={server.password}\n")
+    with running("recording-backupd", program) as daemon:
         store = sqlite3.connect(STATE / "config.db", timeout=30, isolation_level=None)
-        print_times(measure(Copiers(server, program, store)))
-        print(f"peak memory of the daemon itself: {peak_memory(daemon)} kB")
+        for scene in scenes("--quick" in sys.argv[1:]):
+            run(scene, program, daemon, store)
+        print(f"\npeak memory of the daemon itself: {peak_memory(daemon)} kB")
 
 
 main()

@@ -14,9 +14,9 @@ namespace services {
 /// @throws CopyFailure
 long long equal_until(ShareFile& file, long long offset, long long end, CopyState& state);
 
-/// Whether the share gives back the whole source and nothing behind it. Asks for what the source has
-/// and one byte more: a file on a strange server need not have an end. Leaves the hash as it is, and
-/// tells the watcher of each chunk that it is alive.
+/// Whether the share gives back the whole source and nothing behind it. Asks for what the source
+/// has and one byte more: a file on a strange server need not have an end. Leaves the hash as it
+/// is, and tells the watcher of each chunk that it is alive.
 /// @throws CopyFailure
 bool reads_back(ShareFile& file, CopyState& state);
 

@@ -15,9 +15,9 @@ struct Naming {
 };
 
 /// Takes a name that is free. The library's renaming does not: what a server refuses to replace, it
-/// deletes and renames again, and a file that somebody has just put there would be gone. So the name
-/// is claimed first, which can only succeed where there is nothing, and what the library deletes is
-/// the claim.
+/// deletes and renames again, and a file that somebody has just put there would be gone. So the
+/// name is claimed first, which can only succeed where there is nothing, and what the library
+/// deletes is the claim.
 /// @return false: something has the name, and nothing was done
 /// @throws CopyFailure
 bool take_free_name(Share& share, const Naming& naming);

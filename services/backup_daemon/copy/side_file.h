@@ -26,8 +26,8 @@ std::string side_file_text(const SideFile& side_file, long long length, const st
 /// How the description of a copy of that length and content ends, and no other one's.
 std::string side_file_end(long long length, const std::string& sha256);
 
-/// Puts a description beside a copy, in the place of an older one of the same recording. It gets its
-/// name when it is whole.
+/// Puts a description beside a copy, in the place of an older one of the same recording. It gets
+/// its name when it is whole.
 /// @param naming the description's own names
 /// @param text   what side_file_text() makes of `described`
 /// @throws CopyFailure, occupied when a file of that name is no description of the recording

@@ -134,8 +134,8 @@ public:
         if (smbc_getFunctionClose(context_)(context_, file) != 0) fail(path_);
     }
 
-    /// Has the server copy the first `size` bytes of another file. Where it cannot, the library reads
-    /// and writes them.
+    /// Has the server copy the first `size` bytes of another file. Where it cannot, the library
+    /// reads and writes them.
     void take_beginning(SmbFile& other, long long size, Liveliness& liveliness) {
         const off_t copied = smbc_getFunctionSplice(context_)(context_, other.file_, file_, size,
                                                               show_life, &liveliness);

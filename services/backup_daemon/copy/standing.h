@@ -21,9 +21,10 @@ struct Standing {
     FileState seen{};  ///< what was looked at; meaningless for `nothing`
 };
 
-/// Looks at the target. A copy that is recorded is ours for as long as it has the size, and the time
-/// where one is known, that were recorded. The beginning of the source is what a cut left of a copy,
-/// and nothing is lost with it. Anything else is foreign: somebody has changed it, or put it there.
+/// Looks at the target. A copy that is recorded is ours for as long as it has the size, and the
+/// time where one is known, that were recorded. The beginning of the source is what a cut left of a
+/// copy, and nothing is lost with it. Anything else is foreign: somebody has changed it, or put it
+/// there.
 /// Content is read only where the sizes leave the question open.
 /// Restarts the hash; where the answer is `equal` it is the whole source's.
 /// @throws CopyFailure

@@ -78,13 +78,15 @@ RunParts BackupRunner::parts(const TDataBackupConfig& task, const Destination& d
 
 /// Of files that were not complete the checkpoints tell; they are counted anew. Nothing hangs on
 /// figures: those that cannot be read, or are an earlier run's, are none.
-EarlierPart BackupRunner::earlier_part(const TDataBackupConfig& task, CopyMemory& memory) {
+EarlierPart BackupRunner::earlier_part(const TDataBackupConfig& task, const RunParts& parts) {
     try {
         const auto figures = progress_.find(task.taskID);
         const long long started = std::strtoll(task.startTime.c_str(), nullptr, 10);
         if (!figures || figures->time_ms / 1000 < started) return {};
         long long complete = figures->bytes_done;
-        for (const Checkpoint& checkpoint : memory.checkpoints()) complete -= checkpoint.offset;
+        parts.memory->move_to(parts.places->known().id);
+        for (const Checkpoint& checkpoint : parts.memory->checkpoints())
+            complete -= checkpoint.offset;
         return {.files = figures->files_done,
                 .bytes = std::max(complete, 0LL),
                 .bytes_planned = figures->bytes_planned,
@@ -103,12 +105,13 @@ void BackupRunner::begin(const TDataBackupConfig& task, bool resumed, Listener l
                                      }};
     RunGoal wanted = goal(task);
     RunParts made = parts(task, wanted.destination);
-    if (resumed) made.earlier = earlier_part(task, *made.memory);
+    if (resumed) made.earlier = earlier_part(task, made);
     auto run = std::make_unique<BackupRun>(std::move(made), task, std::move(wanted),
                                            std::move(run_listener));
     run->begin();
     // What stands there of the run before must not be taken for this one's.
-    note_progress(task_id, run->figures());
+    unwritten_[task_id] = run->figures();
+    write_figures();
     runs_[task_id] = {std::move(run), std::move(listener)};
 }
 

@@ -52,7 +52,7 @@ private:
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
     void write_figures();
     RunGoal goal(const TDataBackupConfig& task);
-    EarlierPart earlier_part(const TDataBackupConfig& task, CopyMemory& memory);
+    EarlierPart earlier_part(const TDataBackupConfig& task, const RunParts& parts);
     RunParts parts(const TDataBackupConfig& task, const Destination& destination);
 
     event_base* loop_;

@@ -31,7 +31,7 @@ std::string ShareNames::temporary_path(const std::string& copy) const {
 }
 
 std::string ShareNames::claim() const {
-    return "This name is taken by a recording's copy, " + writer_ + ".\n";
+    return "This name is taken by recorder " + recorder_ + " for the copy of a recording.\n";
 }
 
 std::string ShareNames::on_share(const std::string& path) const {

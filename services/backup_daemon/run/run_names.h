@@ -24,7 +24,9 @@ public:
     /// @param folder   the destination's, below the share; may be ""
     /// @param recorder this recorder's identity
     ShareNames(std::string folder, const std::string& recorder, const std::string& task_id)
-        : folder_(std::move(folder)), writer_(short_identity(recorder) + "-" + task_id) {}
+        : folder_(std::move(folder)),
+          recorder_(recorder),
+          writer_(short_identity(recorder) + "-" + task_id) {}
 
     /// The folder of a day's copies.
     static std::string day_folder(const ChannelDay& where);
@@ -36,13 +38,15 @@ public:
     /// task's.
     std::string temporary_path(const std::string& copy) const;
 
-    /// What stands in a file that only holds a name for a copy of this recorder's.
+    /// What stands in a file that only holds a name for a copy of this recorder's, whichever task's:
+    /// what its tasks copy to one name is one recording.
     std::string claim() const;
 
     std::string on_share(const std::string& path) const;
 
 private:
     std::string folder_;
+    std::string recorder_;
     std::string writer_;
 };
 

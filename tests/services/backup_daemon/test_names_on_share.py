@@ -1,4 +1,4 @@
-"""What stands on the share is replaced only when it is the daemon's own: foreign, changed, grown."""
+"""What the daemon replaces on a share: its own copies as it recorded them, and nothing else."""
 import os
 
 import pytest
@@ -154,3 +154,16 @@ def test_daemon_killed_between_claim_and_name_takes_its_claim_over(house):
         assert house.shared() == house.sources()
         assert proxy.sent < sent + MIB, "the copy was whole already"
     house.check_records()
+
+
+@pytest.mark.parametrize("check, most", [("1", 19), ("0", 17)])
+def test_small_file_costs_no_more_requests_than_the_design_says(house, check, most):
+    files = 60
+    for number in range(files):
+        house.record(0, 0, f"01-00-{number:02}.mp4", noise(20_000, number))
+    house.recorder.ctl("config", "set", "backup", "check_reading", check)
+    with RequestProxy(house.samba.port) as proxy:
+        house.run(house.create(port=proxy.port))
+        around = 100  # logins and listings, by all lanes
+        assert sum(proxy.requests.values()) <= most * files + around
+    assert house.shared() == house.sources()

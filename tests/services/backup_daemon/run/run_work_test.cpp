@@ -8,6 +8,7 @@ using namespace services;
 namespace {
 
 constexpr long long SECOND = 1'000'000'000;
+const std::string RECORDER = "0123456789abcdef0123456789abcdef";
 
 class RunWorkTest : public testing::Test {
 protected:
@@ -17,7 +18,7 @@ protected:
     }
 
     RunGoal goal;
-    const ShareNames names{"store", "0123456789abcdef0123456789abcdef", "7"};
+    const ShareNames names{"store", RECORDER, "7"};
     const SelectedChannel channel{};
     const ChannelDay where{&channel, "2024-03-05"};
     DayEntry entry{.name = "08-00-00.mp4",
@@ -59,7 +60,8 @@ TEST_F(RunWorkTest, CopierIsToldTheRecordedState) {
     EXPECT_EQ(told.recorded->modified_ns, 77);
     EXPECT_EQ(told.recorded->sha256, "ab");
     EXPECT_FALSE(job(nullptr).recorded);
-    EXPECT_FALSE(told.claim.empty());
+    EXPECT_EQ(told.claim, ShareNames("store", RECORDER, "8").claim()) << "of any task";
+    EXPECT_NE(told.claim, ShareNames("store", "f" + RECORDER.substr(1), "7").claim());
 }
 
 TEST_F(RunWorkTest, CopyIsFreshWhereTheListingHadNothing) {
