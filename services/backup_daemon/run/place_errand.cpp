@@ -48,10 +48,16 @@ Step PlaceErrand::look() {
 
 std::optional<Step> PlaceErrand::take(const WorkerReport& said) {
     if (const auto* texts = std::get_if<Contents>(&said)) return hear_texts(*texts);
-    const bool is_sign_of_life = std::holds_alternative<At>(said) && asked_ == Asked::tidying;
-    if (is_sign_of_life) return Step{};
-    const bool may_be_done = asked_ != Asked::markers && asked_ != Asked::cameras;
-    if (!may_be_done || !std::holds_alternative<Done>(said)) return {};
+    if (asked_ == Asked::tidying) return hear_tidying(said);
+    const bool asked_for_marker = asked_ == Asked::claim || asked_ == Asked::mending;
+    if (!asked_for_marker || !std::holds_alternative<Done>(said)) return {};
+    return is_marked();
+}
+
+std::optional<Step> PlaceErrand::hear_tidying(const WorkerReport& said) const {
+    if (std::holds_alternative<At>(said)) return Step{};  // a sign of life
+    const auto* removed = std::get_if<Removed>(&said);
+    if (!removed || removed->files.size() != folders_to_tidy().size()) return {};
     return is_marked();
 }
 
@@ -108,13 +114,18 @@ Step PlaceErrand::mend(const std::string& below) {
 
 /// A run of this task's may have ended in the middle of a claim, and another one been first.
 Step PlaceErrand::tidy_up() {
+    if (order_.only_look) return is_marked();
     asked_ = Asked::tidying;
     RemoveFiles order;
-    for (const std::string& below : std::set<std::string>{"", place_.below}) {
-        order.files.push_back(join_path(temporary(below), MARKER_FILE));
+    for (const std::string& below : folders_to_tidy()) {
+        order.files.push_back({.path = join_path(temporary(below), MARKER_FILE)});
         order.folders.push_back(temporary(below));
     }
     return {.ask = order};
+}
+
+std::set<std::string> PlaceErrand::folders_to_tidy() const {
+    return {"", place_.below};
 }
 
 Step PlaceErrand::is_marked() const {

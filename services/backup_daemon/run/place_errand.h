@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 
 #include "services/backup_daemon/run/errand.h"
@@ -24,12 +25,14 @@ private:
     std::optional<Step> take(const WorkerReport& said) override;
     Step fail(Failed failed) override;
     std::optional<Step> hear_texts(const Contents& said);
+    std::optional<Step> hear_tidying(const WorkerReport& said) const;
     Step look();
     Step decide(const Text& own, const Text& shared);
     Step settle_at(const std::string& below, const std::string& id);
     Step claim(const std::string& below);
     Step mend(const std::string& below);
     Step tidy_up();
+    std::set<std::string> folders_to_tidy() const;
     Step is_marked() const;
     Step go_unmarked(const std::string& below);
 

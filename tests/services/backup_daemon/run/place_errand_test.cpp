@@ -40,7 +40,7 @@ protected:
             return "write " + write->path + " via " + write->temporary + ": " + write->text;
         if (const auto* removal = std::get_if<RemoveFiles>(&*step->ask)) {
             std::string all = "remove";
-            for (const std::string& path : removal->files) all += " " + path;
+            for (const DoomedFile& file : removal->files) all += " " + file.path;
             return all;
         }
         const auto& claim = std::get<FolderClaim>(*step->ask);
@@ -99,7 +99,9 @@ TEST_F(PlaceErrandTest, OurMarkerTellsTheDestinationWhateverWasKnown) {
         EXPECT_EQ(hear(Contents{{cameras_text({{"g1", "Door"}}, 1000)}}),
                   "remove store/.recording-backup.01234567-7/recorder.json");
         EXPECT_EQ(hear(At{0}), "nothing") << "a sign of life";
-        EXPECT_EQ(hear(Done()), "over");
+        EXPECT_EQ(hear(Done()), "nonsense");
+        EXPECT_EQ(hear(Removed{{Fate::gone, Fate::gone}}), "nonsense");
+        EXPECT_EQ(hear(Removed{{Fate::gone}}), "over");
         EXPECT_EQ(found().below, "");
         EXPECT_EQ(found().id, PLACE);
         EXPECT_TRUE(found().marked);
@@ -136,7 +138,7 @@ TEST_F(PlaceErrandTest, WhoComesSecondLooksAgain) {
     EXPECT_EQ(hear(Contents{{OURS, FOREIGN}}), "read " + OWN + "/.recording-backup/cameras.json")
         << "another task of this recorder's was first";
     hear(Contents{{Text()}});
-    EXPECT_EQ(hear(Done()), "over");
+    EXPECT_EQ(hear(Removed{{Fate::gone, Fate::gone}}), "over");
     EXPECT_EQ(found().id, PLACE);
 }
 
@@ -207,6 +209,21 @@ TEST_F(PlaceErrandTest, ClaimsAreNotRepeatedForEver) {
     }
     EXPECT_EQ(next, "over");
     EXPECT_LT(looks, 10);
+}
+
+TEST_F(PlaceErrandTest, WhoOnlyLooksMakesAndRemovesNothing) {
+    FindPlace look = order();
+    look.only_look = true;
+    EXPECT_EQ(begin(look, {}, {}), "over");
+    EXPECT_EQ(found().below, "");
+    EXPECT_FALSE(found().marked);
+    EXPECT_EQ(begin(look, {}, FOREIGN), "over");
+    EXPECT_EQ(found().below, "Recorder 01234567");
+    EXPECT_EQ(begin(look, {}, OURS), "read store/.recording-backup/cameras.json");
+    EXPECT_EQ(hear(Contents{{cameras_text({{"g1", "Door"}}, 1000)}}), "over");
+    EXPECT_EQ(found().id, PLACE);
+    look.known.marked = true;
+    EXPECT_EQ(begin(look, {}, "nonsense"), "over");
 }
 
 TEST_F(PlaceErrandTest, WhatNobodyAskedForIsNonsense) {
