@@ -38,7 +38,7 @@ public:
     /// task's.
     std::string temporary_path(const std::string& copy) const;
 
-    /// What stands in a file that only holds a name for a copy of this recorder's, whichever task's:
+    /// What stands in a file that only holds a name for a copy of this recorder's, of any task:
     /// what its tasks copy to one name is one recording.
     std::string claim() const;
 

@@ -138,11 +138,12 @@ def test_recording_that_changed_in_its_beginning_is_sent_anew(house, proxy):
 
 
 def test_daemon_killed_between_claim_and_name_takes_its_claim_over(house):
-    source = house.record(0, 0, "01-00-00.mp4", noise(3 * MIB, "ours"))
     house.recorder.kill_service("recording-backupd")
     daemon = house.recorder.start_service("recording-backupd")
     with RequestProxy(house.samba.port) as proxy:
         task_id = house.create(port=proxy.port)
+        house.run(task_id)  # it makes the folder's marker, which takes a renaming
+        source = house.record(0, 0, "01-00-00.mp4", noise(3 * MIB, "ours"))
         proxy.at_rename = daemon.kill
         house.force(task_id)
         daemon.wait()
