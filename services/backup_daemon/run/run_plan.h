@@ -33,8 +33,8 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the place, find the days, measure them, see whether there is
-/// room, copy day by day, the oldest first, remove what is too old, remove temporary files that
+/// A run as a plan, phase by phase: find the place, find the days, measure them, see whether there
+/// is room, copy day by day, the oldest first, remove what is too old, remove temporary files that
 /// nothing will continue. An order that was given waits for its lane's reports; of a lane that is
 /// lost it goes back into the plan.
 ///
