@@ -45,11 +45,6 @@ def record(house):
         house.record(0, number % 2, f"{number:02}-00-00.mp4", noise(SIZE + number, number))
 
 
-def record(house):
-    for number in range(FILES):
-        house.record(0, number % 2, f"{number:02}-00-00.mp4", noise(SIZE + number, number))
-
-
 def start_copying(house, proxy, **changes):
     """A task in the middle of its run."""
     record(house)
