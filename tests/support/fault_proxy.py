@@ -29,6 +29,7 @@ class FaultProxy:
         self.refusing = self.stalled = False
         self.rate = None
         self.cut_at = self.stall_at = self.crawl_at = None
+        self.cut_distance = self.cuts_left = 0
         self.spoil_up = self.spoil_down = bytes
         self.pairs = {}
         self.ended = False
@@ -45,6 +46,11 @@ class FaultProxy:
     def cut_after(self, count):
         """Cuts all connections when so many more bytes have gone towards the server."""
         self.cut_at = self.sent + count
+
+    def cut_every(self, count, cuts):
+        """Cuts all connections whenever so many more bytes have gone, so many times."""
+        self.cut_distance, self.cuts_left = count, cuts - 1
+        self.cut_after(count)
 
     def stall_after(self, count):
         """Stalls when so many more bytes have gone towards the server."""
@@ -116,7 +122,8 @@ class FaultProxy:
         if self.rate:
             time.sleep(size / self.rate)
         if self.cut_at is not None and self.sent >= self.cut_at:
-            self.cut_at = None
+            self.cut_at = self.sent + self.cut_distance if self.cuts_left > 0 else None
+            self.cuts_left -= 1
             self.cut()
         if self.crawl_at is not None and self.sent >= self.crawl_at:
             self.crawl_at = None

@@ -19,6 +19,7 @@ bool describes(const std::string& text, const SideFile& described) {
     json_object* start = nullptr;
     return json_object_object_get_ex(object.get(), "guid", &guid) &&
            json_object_object_get_ex(object.get(), "start", &start) &&
+           json_object_is_type(guid, json_type_string) &&
            json_object_is_type(start, json_type_int) &&
            json_object_get_string(guid) == described.guid &&
            json_object_get_int64(start) == described.start;

@@ -94,8 +94,18 @@ private:
         offset_ = 0;
         const SourceFile source(std::move(file_), join_path(order.job.recordings, order.job.source),
                                 order.size, order.modified_ns);
-        const WholeCopy copy = copier_.copy(order.job, source);
-        report(Whole{copy.sha256, copy.share_modified_ns});
+        report(send(order.job, source));
+    }
+
+    /// Who makes room for the rest of a file must know how much of it is there.
+    Whole send(const CopyJob& job, const SourceFile& source) {
+        try {
+            const WholeCopy copy = copier_.copy(job, source);
+            return {copy.sha256, copy.share_modified_ns};
+        } catch (const CopyFailure& failure) {
+            if (failure.kind == FailureKind::full) report(At{offset_, false});
+            throw;
+        }
     }
 
     void obey(const RemoveFiles& order) {

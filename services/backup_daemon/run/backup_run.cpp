@@ -56,7 +56,9 @@ void BackupRun::look_after() {
     tally_.note_speed();
     std::vector<LaneId> silent;
     for (const auto& [lane, state] : lanes_) {
-        const bool expected = plan_.is_busy(lane) || !state.ready;
+        const bool has_said = std::ranges::any_of(
+            inbox_, [&, owner = lane](const Said& said) { return said.lane == owner; });
+        const bool expected = (plan_.is_busy(lane) || !state.ready) && !has_said;
         if (expected && now() - state.heard >= LONGEST_SILENCE) silent.push_back(lane);
     }
     for (const LaneId lane : silent) lose(lane, "the server does not answer");
@@ -70,7 +72,7 @@ void BackupRun::hear(Said said) {
     const auto last = std::find_if(inbox_.rbegin(), inbox_.rend(),
                                    [&](const Said& other) { return other.lane == said.lane; });
     // How far a lane is, it says all the time.
-    if (last != inbox_.rend() && last->tells_figures() && said.tells_figures())
+    if (last != inbox_.rend() && last->is_on_the_way() && said.is_on_the_way())
         *last = std::move(said);
     else
         inbox_.push_back(std::move(said));

@@ -73,7 +73,11 @@ private:
         std::optional<Report> report;  ///< nothing: the lane has ended by itself
         std::string why;               ///< then
 
-        bool tells_figures() const { return report && std::holds_alternative<At>(*report); }
+        /// Tells how far a file has come, which the next such report tells better.
+        bool is_on_the_way() const {
+            const auto* at = report ? std::get_if<At>(&*report) : nullptr;
+            return at && !at->begins;
+        }
     };
 
     /// What cannot be stored for now.

@@ -134,6 +134,8 @@ Step PlaceErrand::is_marked() const {
 
 Step PlaceErrand::fail(Failed failed) {
     if (asked_ == Asked::tidying && !ends_connection(failed.kind)) return is_marked();
+    if (asked_ == Asked::mending && failed.kind == FailureKind::full && order_.known.is_known)
+        return go_unmarked(place_.below);
     if (asked_ != Asked::claim) return Errand::fail(std::move(failed));
     if (failed.kind == FailureKind::occupied && looks_ < MOST_LOOKS) {
         in_vain_ = place_.below;

@@ -181,7 +181,10 @@ void RunPlan::take_back_room() {
 std::optional<Order> RunPlan::next(LaneId lane) {
     auto place = ready_.begin();
     // While room is being made, only that goes on.
-    if (room_.in_the_making) place = std::ranges::find_if(ready_, is_for_room);
+    if (room_.in_the_making)
+        place = std::ranges::find_if(ready_, is_for_room);
+    else
+        place = std::ranges::find_if(ready_, [this](const Work& work) { return may_go_now(work); });
     if (place == ready_.end() || is_busy(lane)) return {};
     was_connected_ = true;
     Order order = order_of(*place);

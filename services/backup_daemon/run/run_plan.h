@@ -45,8 +45,9 @@ struct FailureStep {
 /// A plan whose goal is a preview asks the share what it has while it measures, and is over when it
 /// knows what there is to do. It gives no order that changes anything and writes nothing down.
 ///
-/// A file that finds the share full ends the copying, unless room can be made for it: what other
-/// lanes are at goes on, and of what was begun and has no room nothing stays on the share.
+/// A file that finds the share full ends the copying, unless room can be made for it. Where others
+/// are on their way, all of them are sent one by one from then on; of what was begun and has no room
+/// nothing stays on the share.
 ///
 /// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
 /// memory only towards what the call is for: the same call, with the same report, may be made again
@@ -120,6 +121,7 @@ private:
         int made = 0;                ///< how often room was made on a full share
         bool in_the_making = false;  ///< nothing else goes on then
         bool full_was_told = false;
+        bool one_by_one = false;  ///< files on their way together have filled the share
     };
 
     struct Counts {
@@ -175,6 +177,9 @@ private:
     FailureStep find_full(LaneId lane, const Failed& failed);
     std::string why_nothing_makes_way() const;
     bool has_older_copies(const CopyFile& copy);
+    bool may_go_now(const Work& work) const;
+    bool others_take_room(LaneId lane) const;
+    void send_one_by_one(LaneId lane);
     void make_room(const std::string& day);
     void give_up_for_room(const SeekRoom& seek, const std::string& why);
     void tell_full(const std::string& why);

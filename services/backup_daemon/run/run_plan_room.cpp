@@ -26,6 +26,19 @@ std::string room_text(const ShareRoom& room, long long removable) {
     return removable > 0 ? text + " and " + bytes_text(removable) + " could be removed" : text;
 }
 
+bool is_copy(const Work& work) {
+    return std::holds_alternative<CopyFile>(work.what);
+}
+
+bool is_leftover(const Work& work) {
+    const auto* removal = std::get_if<RemoveCopies>(&work.what);
+    return removal && removal->why == RemoveCopies::Why::leftover;
+}
+
+bool takes_room(const Work& work) {
+    return is_copy(work) || is_leftover(work);
+}
+
 }  // namespace
 
 /// Planned bytes against free ones and those that may make way. What was begun is there in part.
@@ -45,6 +58,29 @@ RunPlan::Answer RunPlan::answer(WeighRun&, const Room& found) {
     return Answer::whole;
 }
 
+/// When a file is sent alone, it is because of what others had left on the share.
+bool RunPlan::may_go_now(const Work& work) const {
+    if (!room_.one_by_one || !is_copy(work)) return true;
+    return std::ranges::none_of(ready_, is_leftover) &&
+           std::ranges::none_of(given_, [](const auto& lane) { return takes_room(lane.second); });
+}
+
+/// Whether the share may have room for a file when others are done, or are gone from it.
+bool RunPlan::others_take_room(LaneId lane) const {
+    return std::ranges::any_of(ready_, is_leftover) ||
+           std::ranges::any_of(given_, [&](const auto& other) {
+               return other.first != lane && takes_room(other.second);
+           });
+}
+
+/// What there is of the file goes, so that the others can have room, and it is sent anew.
+void RunPlan::send_one_by_one(LaneId lane) {
+    const auto begun = memory_.checkpoint(std::get<CopyFile>(given_.at(lane).what).path);
+    room_.one_by_one = true;
+    lose(lane);
+    if (begun) ready_.push_front({leftover_work(goal_, names_, *begun)});
+}
+
 /// The share is full. The file waits until there is room; room that has been made since its order
 /// was given is tried first.
 FailureStep RunPlan::find_full(LaneId lane, const Failed& failed) {
@@ -56,6 +92,9 @@ FailureStep RunPlan::find_full(LaneId lane, const Failed& failed) {
             const long long needed = copy->count.planned - copy->count.done;
             ready_.push_front({SeekRoom{copy->day, copy->path, needed}});
             room_.in_the_making = true;
+        } else if (others_take_room(lane)) {
+            send_one_by_one(lane);
+            return {};
         } else {
             tell_full(failed.text);
             stop("the share is full: " + failed.text + why_nothing_makes_way());
@@ -99,6 +138,9 @@ void RunPlan::make_room(const std::string& day) {
     const std::string oldest = memory_.oldest_day();
     auto copies = memory_.older_than(day, ROOM_FILES, {});
     std::erase_if(copies, [&](const CopiedFile& file) { return file.day != oldest; });
+    // Another task may have taken the copies over since room was asked for.
+    room_.in_the_making = !copies.empty();
+    if (copies.empty()) return;
     ready_.push_front({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});
 }
 

@@ -53,13 +53,9 @@ def test_many_cuts_cost_what_was_on_its_way_and_no_more(house, proxy):
     size = record_days(house)
     task_id = house.create(port=proxy.port)
     cuts = 6
-    proxy.cut_after(10 * MIB)
-    house.force(task_id)
-    for number in range(1, cuts + 1):
-        wait_until(lambda: proxy.cut_at is None, "the cut")
-        proxy.cut_after(10 * MIB if number < cuts else 10**12)
-    house.wait_for_end(task_id)
-    assert house.status(task_id) == SUCCESS
+    proxy.cut_every(10 * MIB, cuts)
+    house.run(task_id)
+    assert proxy.cut_at is None, "all cuts fell into the run"
     check_complete(house)
     assert proxy.sent < size + cuts * (ON_THE_WAY + OVERHEAD)
 

@@ -60,8 +60,9 @@ TEST_F(SideFileTest, TakesThePlaceOfNothingElse) {
     const SideFile of_another_camera{.channel = 3, .guid = "h", .start = 5};
     for (const std::string& there :
          {std::string("a list of things to do"), std::string(R"({"guid":"g","start":"5"})"),
-          std::string(R"({"guid":"g"})"), side_file_text(of_another_time, 1, ""),
-          side_file_text(of_another_camera, 1, ""), older + std::string(65536, ' ')}) {
+          std::string(R"({"guid":"g"})"), std::string(R"({"guid":null,"start":5})"),
+          side_file_text(of_another_time, 1, ""), side_file_text(of_another_camera, 1, ""),
+          older + std::string(65536, ' ')}) {
         server.put("a/f.json", there);
         EXPECT_EQ(failure_of([&] { write(); }), FailureKind::occupied) << there;
         EXPECT_EQ(server.files, (std::map<std::string, std::string>{{"a/f.json", there}}));

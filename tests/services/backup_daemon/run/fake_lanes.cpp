@@ -75,6 +75,8 @@ void FakeLanes::report(LaneId lane, const Report& report) {
 }
 
 void FakeLanes::note_answer(const Order& order, const Report& report) {
+    const auto* failed = std::get_if<Failed>(&report);
+    said_full_ = said_full_ || (failed && failed->kind == FailureKind::full);
     if (const auto* copy = std::get_if<CopyJob>(&order))
         copied_[copy->target] += std::holds_alternative<Copied>(report) ? 1 : 0;
     if (const auto* removal = std::get_if<RemoveFiles>(&order);

@@ -47,6 +47,9 @@ public:
     /// Whether a lane has said of a file on the share that it has removed it, as it was ordered.
     bool said_removed(const std::string& file) const { return removed_.contains(file); }
 
+    /// Whether a lane has found the share full.
+    bool said_full() const { return said_full_; }
+
     // What lanes do. A lane need not be there any more afterwards.
 
     /// A report of any kind; one that ends an order leaves the lane without one. Ready makes it
@@ -79,4 +82,5 @@ private:
     std::vector<services::Order> given_;
     std::map<std::string, int> copied_;
     std::set<std::string> removed_;
+    bool said_full_ = false;
 };

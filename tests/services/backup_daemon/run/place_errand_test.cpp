@@ -211,6 +211,16 @@ TEST_F(PlaceErrandTest, ClaimsAreNotRepeatedForEver) {
     EXPECT_LT(looks, 10);
 }
 
+TEST_F(PlaceErrandTest, SpoiltMarkerOnAFullShareIsMendedWhenThereIsRoom) {
+    begin(order(true, true), {}, "");
+    EXPECT_EQ(hear(Failed{FailureKind::full, "no room"}), "over");
+    EXPECT_EQ(found().id, FRESH);
+    EXPECT_FALSE(found().marked);
+    begin(order(true, true), {}, "");
+    hear(Failed{FailureKind::denied, "no"});
+    EXPECT_EQ(failure().kind, FailureKind::denied);
+}
+
 TEST_F(PlaceErrandTest, WhoOnlyLooksMakesAndRemovesNothing) {
     FindPlace look = order();
     look.only_look = true;

@@ -266,26 +266,63 @@ TEST_F(RunPlanRoomTest, NothingGoesByADateThatIsDoubted) {
     EXPECT_TRUE(ledger.gone.empty());
 }
 
-TEST_F(RunPlanRoomTest, WhatOtherLanesAreAtGoesOnWhenTheShareIsFullForGood) {
+TEST_F(RunPlanRoomTest, FilesThatFillTheShareTogetherAreSentOneByOne) {
     for (const LaneId lane : {1, 2, 3}) ASSERT_NE(next_that("copy", lane), "");
-    EXPECT_EQ(fail(FailureKind::full, 1, "no room").kind, Kind::go_on);
-    EXPECT_EQ(fail(FailureKind::full, 2, "none here either").kind, Kind::go_on);
-    EXPECT_EQ(next(1), "");
-    carry_out(3);
-    const Texts orders = rest();
-    EXPECT_EQ(orders.size(), 2U) << "the two that were begun";
-    EXPECT_EQ(ledger.recorded.size(), 1U);
+    for (const LaneId lane : {1, 2, 3}) EXPECT_EQ(fail(FailureKind::full, lane).kind, Kind::go_on);
+    for (const LaneId lane : {1, 2, 3}) {
+        EXPECT_TRUE(next(lane).find("-7.part") != std::string::npos) << "what was begun goes first";
+        EXPECT_EQ(notes(SHARE_FULL), Texts{});
+    }
+    for (const LaneId lane : {1, 2, 3}) carry_out(lane);
     EXPECT_TRUE(ledger.checkpoints.empty());
-    EXPECT_EQ(plan().failure(), "the share is full: no room");
-    EXPECT_EQ(notes(SHARE_FULL), Texts{"no room"});
+    EXPECT_TRUE(next(1).starts_with("copy"));
+    EXPECT_EQ(next(2), "") << "nothing goes beside it";
+    carry_out(1);
+    EXPECT_TRUE(next(1).starts_with("copy"));
+    carry_out(1);
+    EXPECT_EQ(ledger.recorded.size(), 2U);
+    EXPECT_TRUE(next(1).starts_with("copy"));
+    expect_full(fail(FailureKind::full, 1, "no room"));
 }
 
-TEST_F(RunPlanRoomTest, FileOfALostLaneIsNotCopiedWhenTheShareIsFullForGood) {
+TEST_F(RunPlanRoomTest, FileIsSentAgainWhenNothingIsLeftOfTheOthers) {
+    for (const LaneId lane : {1, 2}) ASSERT_NE(next_that("copy", lane), "");
+    for (const LaneId lane : {1, 2}) fail(FailureKind::full, lane);
+    for (int removal = 0; removal < 2; ++removal) {
+        EXPECT_TRUE(next(1).starts_with("remove")) << "though a single lane is left";
+        carry_out(1);
+    }
+    EXPECT_TRUE(next(1).starts_with("copy"));
+}
+
+TEST_F(RunPlanRoomTest, CopiesThatAnotherTaskTakesOverMeanwhileMakeNoRoom) {
+    add_day("2024-02-01", 1);
+    ASSERT_EQ(run_full().kind, Kind::go_on);
+    ASSERT_EQ(next(), "room");
+    for (const auto& [path, copy] : ledger.copies) ledger.foreign.insert(path);
+    carry_out();
+    EXPECT_TRUE(next().starts_with("copy"));
+    EXPECT_TRUE(ledger.gone.empty());
+}
+
+TEST_F(RunPlanRoomTest, FileThatIsAloneInFindingTheShareFullEndsTheCopying) {
+    for (const LaneId lane : {1, 2}) ASSERT_NE(next_that("copy", lane), "");
+    carry_out(2);
+    expect_full(fail(FailureKind::full, 1, "no room"));
+}
+
+TEST_F(RunPlanRoomTest, FileOfALostLaneIsSentAloneWhenTheShareHasBeenFull) {
     for (const LaneId lane : {1, 2}) ASSERT_NE(next_that("copy", lane), "");
     fail(FailureKind::full, 1);
     plan().lose(2);
-    for (const std::string& order : rest()) EXPECT_TRUE(order.starts_with("remove")) << order;
-    EXPECT_TRUE(plan().is_over());
+    EXPECT_TRUE(next(1).starts_with("remove"));
+    EXPECT_EQ(next(2), "");
+    carry_out(1);
+    for (int file = 0; file < 2; ++file) {
+        EXPECT_TRUE(next(1).starts_with("copy"));
+        EXPECT_EQ(next(2), "");
+        carry_out(1);
+    }
 }
 
 TEST_F(RunPlanRoomTest, RemovalIsKnownBeforeItIsOrdered) {
