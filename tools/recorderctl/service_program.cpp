@@ -31,6 +31,7 @@ std::string path_of(const std::string& program) {
 /// why.
 [[noreturn]] void become(const std::string& path, std::vector<std::string> arguments, int output) {
     std::vector<char*> texts;
+    texts.reserve(arguments.size() + 2);
     arguments.insert(arguments.begin(), path);
     for (std::string& argument : arguments) texts.push_back(argument.data());
     texts.push_back(nullptr);
@@ -72,7 +73,7 @@ std::string output_of_service(const std::string& program,
     if (process < 0) throw Failure(std::strerror(errno));
     if (process == 0) become(path, arguments, writing.get());
     writing.close();
-    const std::string said = read_all(reading.get());
+    std::string said = read_all(reading.get());
     int status = 0;
     waitpid(process, &status, 0);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) throw Failure(words_of(program, said));

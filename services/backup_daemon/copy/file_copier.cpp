@@ -46,9 +46,9 @@ WholeCopy FileCopier::copy(const CopyJob& job, const SourceFile& source) {
     if (standing.kind == Kind::foreign) throw occupied_target(job);
     // A claim that was cut before its text equals a recording of no bytes.
     if (standing.kind == Kind::equal && source.size() == 0) share_.remove(job.temporary);
-    const WholeCopy whole = standing.kind == Kind::equal
-                                ? WholeCopy{state.hash.hex(), standing.seen.modified_ns}
-                                : send_and_name(job, standing, state);
+    WholeCopy whole = standing.kind == Kind::equal
+                          ? WholeCopy{state.hash.hex(), standing.seen.modified_ns}
+                          : send_and_name(job, standing, state);
     if (job.side_file)
         write_side_file(
             share_, {side_file_path(job.temporary), side_file_path(job.target), job.claim},

@@ -23,7 +23,7 @@ std::string small_ascii(std::string name) {
 
 /// Channels of one name had their guid behind it.
 std::string older_folder(const Channel& channel, const std::vector<Channel>& channels) {
-    const std::string name = wished_folder(channel);
+    std::string name = wished_folder(channel);
     const auto has_its_name = [&](const Channel& other) {
         return small_ascii(wished_folder(other)) == small_ascii(name);
     };

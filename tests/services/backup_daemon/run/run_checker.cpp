@@ -91,7 +91,7 @@ void RunChecker::check_order(const RemoveFiles& order) {
 
 /// Only what the memory listed: the oldest day as long as there is something to copy, and what is
 /// too old or left over when there is nothing any more. What was begun may go as soon as a lane has
-/// found the share full. No copy goes when anything has failed or the share was found full for good.
+/// found the share full. No copy goes when anything has failed or the share is full for good.
 bool RunChecker::may_go(const std::string& path) const {
     const CopyLedger& ledger = scene_.ledger;
     const bool full = !scene_.told(SHARE_FULL).empty();
