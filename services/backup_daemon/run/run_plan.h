@@ -46,8 +46,8 @@ struct FailureStep {
 /// knows what there is to do. It gives no order that changes anything and writes nothing down.
 ///
 /// A file that finds the share full ends the copying, unless room can be made for it. Where others
-/// are on their way, all of them are sent one by one from then on; of what was begun and has no room
-/// nothing stays on the share.
+/// are on their way, all of them are sent one by one from then on; of what was begun and has no
+/// room nothing stays on the share.
 ///
 /// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
 /// memory only towards what the call is for: the same call, with the same report, may be made again
