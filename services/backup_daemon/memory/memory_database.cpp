@@ -14,7 +14,7 @@ namespace {
 
 using standalone::Database;
 
-constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1, MEMORY_SCHEMA_2};
+constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1, MEMORY_SCHEMA_2, MEMORY_SCHEMA_3};
 
 constexpr std::array FORGET = {
     "DELETE FROM next_run WHERE taskID NOT IN (SELECT value FROM json_each(?))",

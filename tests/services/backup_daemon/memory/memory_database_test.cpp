@@ -77,7 +77,7 @@ TEST_F(MemoryDatabaseTest, KeepsWhatItHoldsWhenMadeAgain) {
 }
 
 TEST_F(MemoryDatabaseTest, IsRefusedWhenANewerProgramMadeIt) {
-    memory_.runs.run("PRAGMA user_version = 3");
+    memory_.runs.run("PRAGMA user_version = 4");
     EXPECT_THROW(open_memory(), std::runtime_error);
 }
 
