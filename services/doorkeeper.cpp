@@ -76,9 +76,10 @@ struct Doorkeeper::House {
 
     bool let_in(evhttp_connection* connection, int descriptor);
     void make_room(uid_t user);
-    static void forget(evhttp_connection* connection, void* house);
-    static bufferevent* on_accept(event_base* loop, void* door);
-    static void on_arrival(evutil_socket_t, short, void* door);
+    // Called by the library, which no exception may go through: one ends the service.
+    static void forget(evhttp_connection* connection, void* house) noexcept;
+    static bufferevent* on_accept(event_base* loop, void* door) noexcept;
+    static void on_arrival(evutil_socket_t, short, void* door) noexcept;
 
     event_base* loop;
     Users trusted;
@@ -91,7 +92,7 @@ struct Doorkeeper::House {
 // bufferevent of each connection that it accepts. What is set off there comes before the loop looks
 // for anything to read. Until then this door accepts nobody else: those who are sent away never use
 // up more than one descriptor, and those who are in are served in between.
-bufferevent* Doorkeeper::House::on_accept(event_base* loop, void* context) {
+bufferevent* Doorkeeper::House::on_accept(event_base* loop, void* context) noexcept {
     Door& door = *static_cast<Door*>(context);
     bufferevent* arriving = bufferevent_socket_new(loop, -1, 0);
     if (!arriving) return nullptr;
@@ -102,7 +103,7 @@ bufferevent* Doorkeeper::House::on_accept(event_base* loop, void* context) {
     return arriving;
 }
 
-void Doorkeeper::House::on_arrival(evutil_socket_t, short, void* context) {
+void Doorkeeper::House::on_arrival(evutil_socket_t, short, void* context) noexcept {
     Door& door = *static_cast<Door*>(context);
     bufferevent* arrived = std::exchange(door.arriving, nullptr);
     evhttp_connection* connection = connection_of(arrived);
@@ -129,7 +130,7 @@ void Doorkeeper::House::make_room(uid_t user) {
     evhttp_connection_free(std::find_if(guests.begin(), guests.end(), is_theirs)->connection);
 }
 
-void Doorkeeper::House::forget(evhttp_connection* connection, void* house) {
+void Doorkeeper::House::forget(evhttp_connection* connection, void* house) noexcept {
     static_cast<House*>(house)->guests.remove_if(
         [connection](const Guest& guest) { return guest.connection == connection; });
 }

@@ -35,8 +35,8 @@ struct EventWatch::Inside : std::enable_shared_from_this<Inside> {
     static std::unique_ptr<EventWatch> watch(event_base* loop, int descriptor, short what,
                                              const milliseconds* pause, Action action,
                                              Recovery recovery);
-    static void call(evutil_socket_t, short, void* inside);
-    static void resume(evutil_socket_t, short, void* inside);
+    static void call(evutil_socket_t, short, void* inside) noexcept;
+    static void resume(evutil_socket_t, short, void* inside) noexcept;
 
     void wait_for_the_next() {}
     void ring_again();
@@ -61,7 +61,7 @@ std::unique_ptr<EventWatch> EventWatch::Inside::watch(event_base* loop, int desc
 }
 
 /// The action may destroy the watch: what it is made of stays until it has returned.
-void EventWatch::Inside::call(evutil_socket_t, short, void* inside) {
+void EventWatch::Inside::call(evutil_socket_t, short, void* inside) noexcept {
     const auto self = static_cast<Inside*>(inside)->shared_from_this();
     try {
         self->action();
@@ -82,7 +82,7 @@ void EventWatch::Inside::rest() {
     begin(resting, &RETRY);
 }
 
-void EventWatch::Inside::resume(evutil_socket_t, short, void* inside) {
+void EventWatch::Inside::resume(evutil_socket_t, short, void* inside) noexcept {
     begin(static_cast<Inside*>(inside)->watched, nullptr);
 }
 

@@ -22,6 +22,10 @@ namespace services {
 /// | after | every RETRY, until it returns without one |
 /// | readable | after RETRY at the earliest, if there is something to read then |
 /// | signal | with the next signal |
+///
+/// What is no std::exception, or comes while one is dealt with (no memory for a line or a timer),
+/// ends the process: no exception goes through the library, and no watch is lost in silence. A
+/// service that has ended is started anew and takes up what it had stored.
 class EventWatch {
 public:
     using Action = std::function<void()>;

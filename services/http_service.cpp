@@ -139,7 +139,8 @@ void require_acquaintance(evhttp_request* request, const Port& port) {
         throw HttpError(FORBIDDEN, "This service is not for you.");
 }
 
-void answer(evhttp_request* request, void* context) {
+/// What cannot even be answered with an error ends the service: the library has no other way out.
+void answer(evhttp_request* request, void* context) noexcept {
     const Port& port = *static_cast<const Port*>(context);
     try {
         require_acquaintance(request, port);

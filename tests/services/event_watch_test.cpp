@@ -122,6 +122,11 @@ TEST_F(EventWatchTest, WhatAnActionThrowsIsPrintedOnOneLineAndTheLoopGoesOn) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\\n1\ntrouble\\n2\n");
 }
 
+TEST_F(EventWatchTest, WhatIsNoStandardExceptionEndsTheProcess) {
+    watch_ = EventWatch::after(loop_.get(), 1ms, [] { throw 1; });
+    EXPECT_DEATH(run(), "terminate called");
+}
+
 TEST_F(EventWatchTest, TroubleThatLastsIsPrintedOnce) {
     testing::internal::CaptureStderr();
     watch_ = EventWatch::every(loop_.get(), 1ms, [this] {
