@@ -84,6 +84,10 @@ CopyFailure connection_failure(const SmbLogin& login, const ConnectionError& wha
         case ENODEV:
         case ENOTDIR:
             return {FailureKind::refused, share + "there is no such share: " + words};
+        // So ends a server that knows SMB 1 alone, but also one that is being stopped.
+        case ECONNABORTED:
+            return {FailureKind::lost,
+                    share + words + "; it is tried again, though a server must know SMB 2 or 3"};
         // Anything else may pass, like a server that is just starting.
         default:
             return {FailureKind::lost, share + words};

@@ -107,3 +107,12 @@ def test_server_that_is_down_is_tried_again(house):
     house.samba.start()
     house.wait_for_end(task_id)
     assert house.status(task_id) == SUCCESS
+
+
+def test_server_that_knows_only_smb_1_is_told_what_it_lacks(house):
+    house.samba.stop()
+    house.samba.settings |= {"server min protocol": "NT1", "server max protocol": "NT1"}
+    house.samba.start()
+    house.force(house.create())
+    wait_until(lambda: house.last_event(CONNECTION_LOST), "the loss")
+    assert "a server must know SMB 2 or 3" in house.last_event(CONNECTION_LOST)[0]

@@ -1,6 +1,7 @@
 // What the error numbers of an SMB share mean for a run.
 #include "services/backup_daemon/copy/smb_failure.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
 
@@ -108,6 +109,12 @@ TEST(SmbFailure, UnknownShareIsRefused) {
         EXPECT_EQ(std::string(failure.what()),
                   "//nas/backup: there is no such share: " + std::string(std::strerror(error)));
     }
+}
+
+TEST(SmbFailure, ConnectionThatTheServerEndsSaysWhatAServerMustKnow) {
+    const CopyFailure failure = failure_of({.error = ECONNABORTED});
+    EXPECT_EQ(failure.kind, FailureKind::lost);
+    EXPECT_THAT(failure.what(), testing::EndsWith("a server must know SMB 2 or 3"));
 }
 
 TEST(SmbFailure, EverythingElseInTheWayOfAConnectionMayPass) {
