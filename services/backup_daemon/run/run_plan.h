@@ -141,7 +141,8 @@ private:
     /// Reading back what earlier runs have copied.
     struct Sampling {
         std::string folder;            ///< whose sample is being read; "": none
-        std::set<std::string> spoilt;  ///< paths of copies that have not been made anew
+        std::set<std::string> spoilt;  ///< paths of copies that are still to be made anew
+        bool was_any = false;          ///< the memory has been told of some, or told some
     };
 
     enum class Answer { nonsense, part, whole };

@@ -31,10 +31,12 @@ const char* words_of(Condition condition) {
 /// One camera's day after the other: what a large archive has to be read is never all in memory.
 /// @return whether copies are to be read
 bool RunPlan::plan_sample() {
-    if (sampling_.folder.empty())
+    if (sampling_.folder.empty()) {
         sampling_.spoilt = memory_.spoilt();
-    else
+        sampling_.was_any = !sampling_.spoilt.empty();
+    } else {
         memory_.end_sample(sampling_.folder);
+    }
     Sample sample = memory_.sample();
     sampling_.folder = sample.folder;
     for (const CopiedFile& copy : sample.copies)
@@ -58,6 +60,7 @@ RunPlan::Answer RunPlan::answer(CheckCopy& check, const CopySeen& seen) {
 void RunPlan::find_spoilt(const CheckCopy& check, const std::string& why) {
     memory_.doubt(check.path, check.folder);
     sampling_.spoilt.insert(check.path);
+    sampling_.was_any = true;
     if (++counts_.spoilt <= SPOILT_TOLD) notes_.push_back({COPY_SPOILT, why});
 }
 
@@ -82,6 +85,7 @@ bool RunPlan::may_be_tried_again(Work& work) {
 
 /// What was not made anew, and has not failed on the way to that, is lost with its recording.
 void RunPlan::give_up_spoilt() {
+    if (!sampling_.was_any) return;
     memory_.accept_spoilt();
     for (const std::string& path : std::exchange(sampling_.spoilt, {})) {
         tally_.plan(1, 0);

@@ -1,4 +1,4 @@
-"""A server that forgets what it had: the run after finds it in a sample of the copies, and says so."""
+"""A server that forgets what it had: the next run finds it in a sample of the copies, and says so."""
 import os
 
 from backup_house import FAILED, MIB, noise

@@ -127,6 +127,7 @@ TEST_F(RunPlanSampleTest, SpoiltCopyThatCannotBeMadeAnewCountsOnce) {
     fail(FailureKind::occupied);
     rest();
     EXPECT_EQ(counts(), "0 done, 1 failed, 0 left; 0 of 0 bytes");
+    EXPECT_TRUE(ledger.spoilt.empty()) << "nor does the next run count it";
 }
 
 TEST_F(RunPlanSampleTest, NoRoomIsMadeWhileACopyIsSpoilt) {
