@@ -1,4 +1,4 @@
-"""A server that forgets what it had: the next run finds it in a sample of the copies, and says so."""
+"""A server that forgets what it had: the next run finds it in a sample of its copies, and tells."""
 import os
 
 from backup_house import FAILED, MIB, noise
