@@ -31,6 +31,7 @@ enum Id : unsigned {
     OWN_FOLDER_MADE = 0x2315001F,   ///< the task's folder is another recorder's
     WILL_NOT_FIT = 0x23150020,      ///< there is less room than a run is about to need
     COPY_NOT_REMOVED = 0x23150021,  ///< another file stands in its place
+    COPY_SPOILT = 0x23150022,       ///< read back later, it was not what it was made
 
     // A user asked for a start while the file explorer was off.
     ACTIVATION_REFUSED = 0x23170001,

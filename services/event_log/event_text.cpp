@@ -37,6 +37,7 @@ constexpr EventText EVENT_TEXTS[] = {
     {events::OWN_FOLDER_MADE, "Own folder made beside another recorder's copies"},
     {events::WILL_NOT_FIT, "Run will not fit on the share"},
     {events::COPY_NOT_REMOVED, "Copy not removed"},
+    {events::COPY_SPOILT, "Copy is not as it was made"},
     {events::ACTIVATION_REFUSED, "Activation refused: file explorer is off"},
 };
 

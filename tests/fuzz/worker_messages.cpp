@@ -61,6 +61,14 @@ void check_report(const WorkerReport& said) {
     const auto* at = std::get_if<services::At>(&said);
     const bool fits = is_fate_of_one(said) || (at && at->offset == 0);
     check(is_heard(*removal, said) == (fits || failed), "who removes goes on, is done, or fails");
+    const services::ReadCopy order{
+        .copy = {"copy", 5, "hash"}, .recordings = "", .source = "", .modified_ns = 0};
+    const auto reading = services::errand_of(order);
+    reading->begin();
+    const bool seen = std::holds_alternative<services::CopySeen>(said);
+    const bool alive = at && at->offset == 0 && !at->begins;
+    check(is_heard(*reading, said) == (seen || alive || failed),
+          "who reads a copy goes on, tells of it, or fails");
 }
 
 }  // namespace

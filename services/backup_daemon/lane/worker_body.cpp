@@ -9,6 +9,7 @@
 #include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/lane/file_removal.h"
 #include "services/backup_daemon/lane/packet_socket.h"
+#include "services/backup_daemon/lane/read_back.h"
 #include "services/backup_daemon/lane/worker_messages.h"
 
 namespace services {
@@ -110,6 +111,13 @@ private:
 
     void obey(const RemoveFiles& order) {
         report(Removed{remove_files(share_, order, [this] { at(0); })});
+    }
+
+    void obey(const ReadBack& order) {
+        std::optional<SourceFile> source;
+        if (file_) source.emplace(std::move(file_), order.path, order.size, 0);
+        const auto* compared = source ? &*source : nullptr;
+        report(CopySeen{read_back(share_, order, compared, [this] { at(0); })});
     }
 
     void obey(const AskRoom&) { report(Room{share_.room()}); }

@@ -94,6 +94,12 @@ void carry(auto& packet, Of<FolderClaim> auto& order) {
     packet.carry(order.text);
 }
 
+void carry(auto& packet, Of<ReadBack> auto& order) {
+    packet.carry(order.path);
+    packet.carry(order.size);
+    packet.carry(order.sha256);
+}
+
 void carry(auto&, Of<Ready> auto&) {}
 
 void carry(auto& packet, Of<FileState> auto& file) {
@@ -138,6 +144,10 @@ void carry(auto& packet, Of<Room> auto& report) {
 void carry(auto& packet, Of<Failed> auto& report) {
     packet.carry_choice(report.kind, LAST_FAILURE_KIND);
     packet.carry(report.text);
+}
+
+void carry(auto& packet, Of<CopySeen> auto& report) {
+    packet.carry_choice(report.condition, Condition::other_content);
 }
 
 void carry(auto& packet, Of<Contents> auto& report) {

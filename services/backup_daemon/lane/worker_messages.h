@@ -40,6 +40,14 @@ struct RemoveFiles {
     std::vector<std::string> folders;
 };
 
+/// Order: read a copy, and compare it with what was recorded of it. Where its hash is not known and
+/// the open recording comes along with the order, with that one.
+struct ReadBack {
+    std::string path;
+    long long size = 0;  ///< bytes
+    std::string sha256;  ///< of its content; "" when nobody knows
+};
+
 /// Order: tell how much room there is on the share.
 struct AskRoom {};
 
@@ -55,8 +63,8 @@ struct WriteText {
     std::string text;
 };
 
-using WorkerOrder =
-    std::variant<AskFiles, SendFile, RemoveFiles, AskRoom, ReadTexts, WriteText, FolderClaim>;
+using WorkerOrder = std::variant<AskFiles, SendFile, RemoveFiles, AskRoom, ReadTexts, WriteText,
+                                 FolderClaim, ReadBack>;
 
 /// Report: connected, waiting for orders.
 struct Ready {};
@@ -109,6 +117,14 @@ struct Contents {
     std::vector<std::optional<std::string>> texts;  ///< as read_text() gives them
 };
 
+/// What a copy is found to be.
+enum class Condition { as_made, missing, other_size, other_content };
+
+/// Report: the copy was read back, as far as there was anything to compare it with.
+struct CopySeen {
+    Condition condition = Condition::as_made;
+};
+
 /// Report: the order could not be carried out. A process that reports lost or refused has ended.
 struct Failed {
     FailureKind kind = FailureKind::other;
@@ -116,7 +132,7 @@ struct Failed {
 };
 
 using WorkerReport =
-    std::variant<Ready, Files, At, Noted, Whole, Removed, Failed, Room, Contents, Done>;
+    std::variant<Ready, Files, At, Noted, Whole, Removed, Failed, Room, Contents, Done, CopySeen>;
 
 std::string pack(const WorkerOrder& order);
 std::string pack(const WorkerReport& report);

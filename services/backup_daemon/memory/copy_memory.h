@@ -1,6 +1,7 @@
 // What one task has copied to one destination, and how far it got in the files it has begun.
 #pragma once
 
+#include <limits>
 #include <map>
 #include <optional>
 #include <set>
@@ -20,6 +21,16 @@ struct CopiedFile {
     bool removed = false;       ///< it made or makes room on a full share: not to be sent again
     /// The copy's modification time as the share told it; nothing when it is not known.
     std::optional<long long> share_modified_ns{};
+};
+
+/// The source's time in the record of a copy whose content is doubted. No file has it, so the
+/// copy is compared with its recording as if that had been written to.
+inline constexpr long long DOUBTED = std::numeric_limits<long long>::min();
+
+/// Some of the copies of one camera and day, to be read back for all of them.
+struct Sample {
+    std::string folder;  ///< the day's, "Front door/2024-03-01/"; "" when there is no sample
+    std::vector<CopiedFile> copies{};
 };
 
 /// A file that has been begun.
@@ -106,6 +117,23 @@ public:
     /// A copy is gone from the share to make room, or another file stands in its place; it is not
     /// to be sent again.
     virtual void mark_removed(const std::string& path) = 0;
+
+    /// A sample of the task's copies on the share that were recorded since the last one, of one
+    /// camera and day, the oldest first: one in a hundred, at random, and one at least.
+    virtual Sample sample() = 0;
+
+    /// The sample of a folder was read: none of its copies is asked for again.
+    virtual void end_sample(const std::string& folder) = 0;
+
+    /// A copy of the sample is not as it was made. It counts as spoilt until it is recorded anew,
+    /// and all copies of its folder as DOUBTED until they are.
+    virtual void doubt(const std::string& path, const std::string& folder) = 0;
+
+    /// The task's spoilt copies.
+    virtual std::set<std::string> spoilt() = 0;
+
+    /// None of them counts as spoilt any more.
+    virtual void accept_spoilt() = 0;
 
     /// What set_date() has kept of the task; nothing when it has not.
     virtual std::optional<TaskDate> date() = 0;

@@ -13,6 +13,11 @@ constexpr char CHECKPOINT[] = "SELECT path, temporary, offset, sha256 FROM check
 constexpr int REMOVED = 1;
 constexpr int BEING_REMOVED = 2;
 
+// Those of a folder that the next sample is for.
+constexpr char TO_SAMPLE[] =
+    "WHERE destination = ?1 AND taskID = ?2 AND removed = 0 AND sampled = 0 "
+    "AND path > ?3 AND path < ?4 ";
+
 CopiedFile load_copied(standalone::Statement& row) {
     CopiedFile file{.path = row.text(0),
                     .day = row.text(1),
@@ -108,8 +113,8 @@ void CopyStore::record(const CopiedFile& file) {
     standalone::Transaction transaction(database_);
     standalone::Statement insert = of_task(
         "INSERT OR REPLACE INTO copied_file (destination, taskID, path, day, size, "
-        "modified_ns, sha256, side_file, removed, share_modified_ns) "
-        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        "modified_ns, sha256, side_file, removed, share_modified_ns, sampled) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, 0)");
     insert.bind(3, file.path).bind(4, file.day).bind(5, file.size).bind(6, file.modified_ns);
     insert.bind(7, file.sha256).bind(8, file.side_file).bind(9, file.removed);
     if (file.share_modified_ns)
@@ -200,6 +205,58 @@ void CopyStore::set_removed(const std::string& path, int removed) {
     of_destination("UPDATE copied_file SET removed = ?3 WHERE destination = ?1 AND path = ?2")
         .bind(2, path)
         .bind(3, removed)
+        .step();
+}
+
+Sample CopyStore::sample() {
+    standalone::Statement first = of_task(std::string(COPIED) +
+                                          "WHERE destination = ? AND taskID = ? AND removed = 0 "
+                                          "AND sampled = 0 ORDER BY day LIMIT 1");
+    if (!first.step()) return {};
+    Sample sample{.folder = day_of_camera(load_copied(first)) + "/"};
+    standalone::Statement row =
+        of_task(std::string(COPIED) + TO_SAMPLE +
+                "ORDER BY random() LIMIT (SELECT (count(*) + 99) / 100 FROM copied_file " +
+                TO_SAMPLE + ")");
+    row.bind(3, sample.folder).bind(4, behind(sample.folder));
+    while (row.step()) sample.copies.push_back(load_copied(row));
+    return sample;
+}
+
+void CopyStore::end_sample(const std::string& folder) {
+    of_task(std::string("UPDATE copied_file SET sampled = 1 ") + TO_SAMPLE)
+        .bind(3, folder)
+        .bind(4, behind(folder))
+        .step();
+}
+
+void CopyStore::doubt(const std::string& path, const std::string& folder) {
+    standalone::Transaction transaction(database_);
+    of_destination("UPDATE copied_file SET sampled = 2 WHERE destination = ? AND path = ?")
+        .bind(2, path)
+        .step();
+    of_destination(
+        "UPDATE copied_file SET modified_ns = ?4 "
+        "WHERE destination = ?1 AND path > ?2 AND path < ?3 AND modified_ns <> ?4")
+        .bind(2, folder)
+        .bind(3, behind(folder))
+        .bind(4, DOUBTED)
+        .step();
+    transaction.commit();
+}
+
+std::set<std::string> CopyStore::spoilt() {
+    standalone::Statement row = of_task(
+        "SELECT path FROM copied_file WHERE destination = ? AND taskID = ? AND sampled = 2");
+    std::set<std::string> paths;
+    while (row.step()) paths.insert(row.text(0));
+    return paths;
+}
+
+void CopyStore::accept_spoilt() {
+    of_task(
+        "UPDATE copied_file SET sampled = 1 "
+        "WHERE destination = ? AND taskID = ? AND sampled = 2")
         .step();
 }
 

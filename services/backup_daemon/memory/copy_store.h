@@ -40,6 +40,11 @@ public:
     void begin_removal(const std::vector<CopiedFile>& copies) override;
     std::vector<CopiedFile> half_removed(int limit) override;
     void mark_removed(const std::string& path) override;
+    Sample sample() override;
+    void end_sample(const std::string& folder) override;
+    void doubt(const std::string& path, const std::string& folder) override;
+    std::set<std::string> spoilt() override;
+    void accept_spoilt() override;
     std::optional<TaskDate> date() override;
     void set_date(const TaskDate& date) override;
 

@@ -1,8 +1,12 @@
 -- Third schema: copies are read back the day after, and no date is trusted for want of another.
 
--- 0 until a sample of the copies of its camera and day, of which it may be a part, was read back.
--- Copies of the version before are not asked for.
+-- 0 until a sample of the copies of its camera and day, of which it may be a part, was read back;
+-- 2 when it was in the sample and is not as it was made. Copies of the version before are not asked
+-- for. The indexes are as small as what a run has to look for.
 ALTER TABLE copied_file ADD COLUMN sampled INTEGER NOT NULL DEFAULT 1;
+CREATE INDEX copied_to_sample ON copied_file (taskID, destination, removed, day)
+    WHERE sampled = 0;
+CREATE INDEX copied_and_spoilt ON copied_file (taskID, destination, sampled) WHERE sampled = 2;
 
 -- What was the last day of a run is to be trusted; the version before wrote down the time alone.
 INSERT OR IGNORE INTO task_date (taskID, trusted_day)

@@ -10,6 +10,7 @@
 #include "services/backup_daemon/run/copy_errand.h"
 #include "services/backup_daemon/run/day_errand.h"
 #include "services/backup_daemon/run/place_errand.h"
+#include "services/backup_daemon/run/read_errand.h"
 
 namespace services {
 namespace {
@@ -147,6 +148,10 @@ std::unique_ptr<Errand> make(const ListDay& order) {
 
 std::unique_ptr<Errand> make(const CopyJob& order) {
     return std::make_unique<CopyErrand>(order);
+}
+
+std::unique_ptr<Errand> make(const ReadCopy& order) {
+    return std::make_unique<ReadErrand>(order);
 }
 
 std::unique_ptr<Errand> make(const RemoveFiles& order) {

@@ -38,7 +38,18 @@ struct ListDay {
     bool ask_share = false;  ///< otherwise nobody looks at the share
 };
 
-using Order = std::variant<ListDays, ListDay, CopyJob, RemoveFiles, AskRoom, FindPlace, WriteText>;
+/// Order: see whether a copy that was made earlier still is what it was.
+struct ReadCopy {
+    ReadBack copy;
+    // Where its hash is not known, the recording tells what it should be, if it still has the size
+    // and the time that are recorded.
+    std::string recordings;     ///< the channel's folder; "": nobody knows of a recording
+    std::string source;         ///< its path below it
+    long long modified_ns = 0;  ///< its time as recorded
+};
+
+using Order =
+    std::variant<ListDays, ListDay, CopyJob, RemoveFiles, AskRoom, FindPlace, WriteText, ReadCopy>;
 
 /// Report: where copies go.
 struct FoundPlace {
@@ -83,7 +94,7 @@ struct Copied {
     CopyResult result;
 };
 
-using Report =
-    std::variant<Ready, Days, Entries, At, Noted, Copied, Removed, Room, Done, Failed, FoundPlace>;
+using Report = std::variant<Ready, Days, Entries, At, Noted, Copied, Removed, Room, Done, Failed,
+                            FoundPlace, CopySeen>;
 
 }  // namespace services

@@ -67,6 +67,11 @@ void RunPlan::enter_next_phase() {
             return;
         case Phase::finding_days:
             judge_the_date();
+            phase_ = Phase::sampling;
+            return;
+        case Phase::sampling:
+            // In steps, until nothing is found.
+            if (!goal_.preview && plan_sample()) return;
             plan_measuring();
             phase_ = Phase::measuring;
             return;
@@ -84,6 +89,7 @@ void RunPlan::enter_next_phase() {
             if (!plan_half_removed()) phase_ = Phase::copying;
             return;
         case Phase::copying:
+            give_up_spoilt();
             if (!goal_.first_kept_day.empty()) kept_days_ = memory_.newest_days();
             if (stopped_.empty()) tally_.all_planned();
             phase_ = Phase::retention;
@@ -118,6 +124,7 @@ void RunPlan::judge_the_date() {
 /// Why this run removes no copy; "" when it may.
 std::string RunPlan::why_copies_stay() const {
     if (!failure().empty()) return "a run that has failed removes none";
+    if (!sampling_.spoilt.empty()) return "there are copies that are not as they were made";
     return date_doubt_;
 }
 
@@ -220,6 +227,7 @@ Order RunPlan::order_of(Work& work) {
         return removal->order;
     }
     if (is_question_of_room(work)) return AskRoom();
+    if (const auto* check = std::get_if<CheckCopy>(&work.what)) return check->order;
     auto& copy = std::get<CopyFile>(work.what);
     resume(copy);
     copy.rooms = room_.made;
@@ -245,7 +253,7 @@ void RunPlan::lose(LaneId lane) {
     if (found == given_.end()) return;
     if (auto* look = std::get_if<LookAtDay>(&found->second.what)) look->found.clear();
     const bool is_wanted = stopped_.empty() || !is_copying(found->second);
-    if (is_wanted) ready_.push_front(std::move(found->second));
+    if (is_wanted && may_be_tried_again(found->second)) ready_.push_front(std::move(found->second));
     given_.erase(found);
 }
 

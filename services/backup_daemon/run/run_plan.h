@@ -33,7 +33,8 @@ struct FailureStep {
     std::string why;  ///< of lose_lane and end_run
 };
 
-/// A run as a plan, phase by phase: find the place, find the days, measure them, see whether there
+/// A run as a plan, phase by phase: find the place, find the days, read a sample of the copies made
+/// since the last one, measure the days, see whether there
 /// is room, copy day by day, the oldest first, remove what is too old, remove temporary files that
 /// nothing will continue. An order that was given waits for its lane's reports; of a lane that is
 /// lost it goes back into the plan.
@@ -44,6 +45,11 @@ struct FailureStep {
 ///
 /// A plan whose goal is a preview asks the share what it has while it measures, and is over when it
 /// knows what there is to do. It gives no order that changes anything and writes nothing down.
+///
+/// When a copy of the sample is not as it was made, all copies of its camera and day are compared
+/// with their recordings, as far as the run selects them. As long as it is not made anew no copy is
+/// removed, and one that is not counts as a failed file. What keeps a copy from being read keeps
+/// nothing from being copied.
 ///
 /// A file that finds the share full ends the copying, unless room can be made for it. Where others
 /// are on their way, all of them are sent one by one from then on; of what was begun and has no
@@ -102,6 +108,7 @@ private:
     enum class Phase {
         finding_place,
         finding_days,
+        sampling,
         measuring,
         weighing,
         copying,
@@ -127,7 +134,15 @@ private:
     struct Counts {
         long long removed = 0;   ///< copies that retention has removed
         long long not_ours = 0;  ///< that were to go, and another file stood in their place
+        long long spoilt = 0;    ///< of the sample, that are not as they were made
         int denied_in_a_row = 0;
+    };
+
+    /// Reading back what earlier runs have copied.
+    struct Sampling {
+        std::string folder;            ///< whose sample is being read; "": none
+        std::set<std::string> spoilt;  ///< paths of copies that are still to be made anew
+        bool was_any = false;          ///< the memory has been told of some, or told some
     };
 
     enum class Answer { nonsense, part, whole };
@@ -139,6 +154,7 @@ private:
     void enter_next_phase();
     void plan_finding_days();
     void judge_the_date();
+    bool plan_sample();
     void plan_measuring();
     bool plan_half_removed();
     void look_ahead();
@@ -161,6 +177,8 @@ private:
     Answer answer(CopyFile& copy, const At& at);
     Answer answer(CopyFile& copy, const Noted& noted);
     Answer answer(CopyFile& copy, const Copied& copied);
+    Answer answer(CheckCopy& check, const At&);
+    Answer answer(CheckCopy& check, const CopySeen& seen);
     Answer answer(RemoveCopies& removal, const At&);
     void tell_cameras(const FoundPlace& place);
     Answer answer(RemoveCopies& removal, const Removed& removed);
@@ -171,6 +189,10 @@ private:
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
+    void find_spoilt(const CheckCopy& check, const std::string& why);
+    FailureStep fail_to_check(LaneId lane, const Failed& failed);
+    static bool may_be_tried_again(Work& work);
+    void give_up_spoilt();
     FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
@@ -197,6 +219,7 @@ private:
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;
     RoomMaking room_;
+    Sampling sampling_;
     bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
     std::string newest_recording_;     ///< its day; "": none was found

@@ -128,6 +128,7 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
                     .sha256 = copied.result.sha256,
                     .side_file = copy.job.side_file.has_value(),
                     .share_modified_ns = copied.result.share_modified_ns});
+    sampling_.spoilt.erase(copy.path);
     tally_.finished(copy.count, copied.result.size);
     counts_.denied_in_a_row = 0;
     return Answer::whole;
@@ -136,6 +137,8 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     using Kind = FailureStep::Kind;
     if (!is_busy(lane)) return fail_to_connect(failed);
+    const bool checks = std::holds_alternative<CheckCopy>(given_.at(lane).what);
+    if (checks && !ends_connection(failed.kind)) return fail_to_check(lane, failed);
     switch (failed.kind) {
         case FailureKind::lost:
         case FailureKind::unknown:
@@ -176,10 +179,12 @@ FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     const auto* copy = std::get_if<CopyFile>(&work.what);
     const bool unread = failed.kind == FailureKind::source && is_listing(work);
     if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
-    if (copy)
+    if (copy) {
+        sampling_.spoilt.erase(copy->path);
         give_up_file(copy->count, failed.text);
-    else
+    } else {
         give_up_source(work, failed.text);
+    }
     given_.erase(lane);
     if (failed.kind != FailureKind::denied || ++counts_.denied_in_a_row < MOST_DENIED) return {};
     return {FailureStep::Kind::end_run, tally_.failure()};

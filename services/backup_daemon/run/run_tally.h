@@ -58,7 +58,11 @@ public:
     /// A planned file was given up; it takes its bytes along.
     void gave_up(const FileCount& file, const std::string& why);
 
-    /// Whether a file got further than ever, or was finished, since the last call.
+    /// Something went well that is no part of the figures, and is progress all the same.
+    void went_on() { progressed_ = true; }
+
+    /// Whether a file got further than ever, or was finished, or something went on, since the last
+    /// call.
     bool take_progress();
 
     /// Reads the speed: once the run has connected, and then once a second or so.

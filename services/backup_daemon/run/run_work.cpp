@@ -75,11 +75,28 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
     work.job.target = names.on_share(work.path);
     work.job.claim = names.claim();
     work.job.fresh = entry.remote.size < 0;
-    if (copy) work.job.recorded = RecordedCopy{copy->size, copy->share_modified_ns, copy->sha256};
+    // What follows a doubted content is not begun from it.
+    const bool doubted = copy && copy->modified_ns == DOUBTED;
+    if (copy)
+        work.job.recorded =
+            RecordedCopy{copy->size, copy->share_modified_ns, doubted ? "" : copy->sha256};
     work.job.check = goal.check;
     if (goal.side_files)
         work.job.side_file = SideFile{where.channel->index, where.channel->guid,
                                       standalone::recording_start(where.day, entry.name)};
+    return work;
+}
+
+CheckCopy check_work(const RunGoal& goal, const ShareNames& names, const CopiedFile& copy,
+                     const std::string& folder) {
+    CheckCopy work{.path = copy.path, .folder = folder, .order = {}};
+    work.order.copy = {names.on_share(copy.path), copy.size, copy.sha256};
+    for (const SelectedChannel& channel : goal.channels) {
+        if (!copy.path.starts_with(channel.folder + "/")) continue;
+        work.order.recordings = channel.recordings;
+        work.order.source = copy.path.substr(channel.folder.size() + 1);
+        work.order.modified_ns = copy.modified_ns;
+    }
     return work;
 }
 

@@ -42,6 +42,13 @@ struct CopyFile {
     int rooms = 0;  ///< how often room had been made when it was last given to a lane
 };
 
+/// Is a copy that was made earlier still what it was?
+struct CheckCopy {
+    std::string path;    ///< below the destination's folder
+    std::string folder;  ///< of its camera and day, as Sample has it
+    ReadCopy order;
+};
+
 /// Files that go from the share.
 struct RemoveCopies {
     enum class Why { room, retention, leftover };
@@ -62,9 +69,9 @@ struct SeekRoom {
 
 struct Work {
     std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies, WeighRun,
-                 SeekRoom>
+                 SeekRoom, CheckCopy>
         what;
-    int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of
+    int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of, or of a check
 };
 
 /// Whether a recording has to be sent.
@@ -83,6 +90,10 @@ std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
 /// @param copy  what is recorded of an earlier copy; null when nothing is
 CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDay& where,
                    const DayEntry& entry, const CopiedFile* copy);
+
+/// @param folder of its camera and day, as Sample has it
+CheckCopy check_work(const RunGoal& goal, const ShareNames& names, const CopiedFile& copy,
+                     const std::string& folder);
 
 /// Copies with their descriptions, and the folders that may be empty then.
 RemoveCopies removal_work(RemoveCopies::Why why, std::vector<CopiedFile> copies,

@@ -43,6 +43,7 @@ def test_retention_leaves_what_stands_where_a_copy_was_and_says_so_once(house):
     record_days(house, range(6))
     task_id = house.create()
     house.run(task_id)
+    house.run(task_id)  # reads the copies back, which no run does once more
     write_memory("UPDATE copied_file SET share_modified_ns = ? WHERE path LIKE ?",
                  copy_of(house, 4).stat().st_mtime_ns, f"%{day_name(4)}%")
     copy_of(house, 5).write_bytes(b"longer than it was: " + noise(1000, "foreign"))

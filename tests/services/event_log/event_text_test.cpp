@@ -48,7 +48,8 @@ TEST(EventText, SaysWhatHappenedInARun) {
         {0x23150018, "Oldest day removed from the full share"},
         {0x23150019, "Share is full"},
         {0x23150020, "Run will not fit on the share"},
-        {0x23150021, "Copy not removed"}};
+        {0x23150021, "Copy not removed"},
+        {0x23150022, "Copy is not as it was made"}};
     for (const auto& [id, text] : rows) EXPECT_EQ(event_text(event(id)), text);
 }
 

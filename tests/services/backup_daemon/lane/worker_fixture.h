@@ -47,7 +47,7 @@ protected:
 
     services::ShareMaker make_share = [this] { return std::make_unique<MemoryShare>(server); };
 
-private:
+    /// What a worker reports of the orders that wait for it.
     Reports reports_of(int daemon, int process) {
         shutdown(daemon, SHUT_WR);
         services::run_worker(process, make_share);
@@ -65,8 +65,8 @@ inline std::string failed(services::FailureKind kind) {
 
 /// A report in a word, with its kind when something failed.
 inline std::string name_of(const services::WorkerReport& report) {
-    static constexpr const char* NAMES[] = {"ready", "files",   "at",     "noted",
-                                            "whole", "removed", "failed", "room"};
+    static constexpr const char* NAMES[] = {"ready",  "files", "at",    "noted", "whole", "removed",
+                                            "failed", "room",  "texts", "done",  "seen"};
     if (const auto* failure = std::get_if<services::Failed>(&report)) return failed(failure->kind);
     return NAMES[report.index()];
 }

@@ -33,7 +33,8 @@ std::vector<std::string> all_orders() {
             pack(WorkerOrder(AskRoom())),
             pack(WorkerOrder(ReadTexts{{"a"}})),
             pack(WorkerOrder(WriteText{"a", "b", "c"})),
-            pack(WorkerOrder(FolderClaim{"a", "b", "c", "d"}))};
+            pack(WorkerOrder(FolderClaim{"a", "b", "c", "d"})),
+            pack(WorkerOrder(ReadBack{"a", 5, "ab"}))};
 }
 
 std::vector<std::string> all_reports() {
@@ -46,7 +47,8 @@ std::vector<std::string> all_reports() {
             pack(WorkerReport(Failed{FailureKind::full, "no room"})),
             pack(WorkerReport(Room{ShareRoom{5, 6}})),
             pack(WorkerReport(Contents{{"text", {}, ""}})),
-            pack(WorkerReport(Done()))};
+            pack(WorkerReport(Done())),
+            pack(WorkerReport(CopySeen{Condition::other_size}))};
 }
 
 template <typename Message>
@@ -198,6 +200,19 @@ TEST(WorkerMessages, EveryKindOfFailureArrivesAndOthersAreRefused) {
     }
 }
 
+TEST(WorkerMessages, OrderToReadBackAndEveryConditionArrivesWhole) {
+    const auto order = std::get<ReadBack>(given_back(WorkerOrder(ReadBack{"a", 1LL << 40, "ab"})));
+    EXPECT_EQ(order.path, "a");
+    EXPECT_EQ(order.size, 1LL << 40);
+    EXPECT_EQ(order.sha256, "ab");
+    for (const Condition condition :
+         {Condition::as_made, Condition::missing, Condition::other_size, Condition::other_content})
+        EXPECT_EQ(std::get<CopySeen>(given_back(WorkerReport(CopySeen{condition}))).condition,
+                  condition);
+    const auto beyond = static_cast<Condition>(static_cast<int>(Condition::other_content) + 1);
+    EXPECT_THROW(unpack_report(pack(WorkerReport(CopySeen{beyond}))), std::runtime_error);
+}
+
 TEST(WorkerMessages, PacketCutOffAnywhereIsRefused) {
     for (const std::string& whole : all_orders())
         for (std::size_t size = 0; size < whole.size(); ++size)
@@ -230,7 +245,8 @@ TEST(WorkerMessages, SpoiledPacketIsReadOrRefusedAndNothingElse) {
     const auto orders = all_orders();
     const auto reports = all_reports();
     for (int round = 0; round < 20'000; ++round)
-        for (std::string packet : {orders[round % 4], reports[round % 8]}) {
+        for (std::string packet :
+             {orders[round % orders.size()], reports[round % reports.size()]}) {
             for (int times = 0; times < 3; ++times)
                 packet[random() % packet.size()] = static_cast<char>(random());
             try {

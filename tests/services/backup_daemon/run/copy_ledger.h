@@ -15,6 +15,8 @@ struct CopyLedger {
     std::map<std::string, services::CopiedFile> copies;       ///< by path
     std::map<std::string, services::Checkpoint> checkpoints;  ///< by path, the task's own
     std::set<std::string> foreign;       ///< paths of copies that another task has made
+    std::set<std::string> unsampled;     ///< paths of copies that a sample is for
+    std::set<std::string> spoilt;        ///< paths of those that are not as they were made
     std::set<std::string> half_removed;  ///< paths, while they are being removed to make room
     /// What is known of the date: by default it is believed for years.
     std::optional<services::TaskDate> date = services::TaskDate{.trusted = "2030-01-01"};
@@ -134,6 +136,8 @@ public:
     void record(const services::CopiedFile& file) override {
         call();
         ledger_.copies[file.path] = file;
+        ledger_.unsampled.insert(file.path);
+        ledger_.spoilt.erase(file.path);
         ledger_.checkpoints.erase(file.path);
         ledger_.recorded.push_back(file.path);
     }
@@ -205,6 +209,40 @@ public:
     void set_date(const services::TaskDate& date) override {
         call();
         ledger_.date = date;
+    }
+
+    /// Of each day the first.
+    services::Sample sample() override {
+        call();
+        for (const std::string& path : ledger_.unsampled) {
+            const auto copy = ledger_.copies.find(path);
+            if (copy != ledger_.copies.end() && is_own(copy->second))
+                return {camera(path) + copy->second.day + "/", {copy->second}};
+        }
+        return {};
+    }
+
+    void end_sample(const std::string& folder) override {
+        call();
+        std::erase_if(ledger_.unsampled,
+                      [&](const std::string& path) { return path.starts_with(folder); });
+    }
+
+    void doubt(const std::string& path, const std::string& folder) override {
+        call();
+        ledger_.spoilt.insert(path);
+        for (auto& [of, copy] : ledger_.copies)
+            if (of.starts_with(folder)) copy.modified_ns = services::DOUBTED;
+    }
+
+    std::set<std::string> spoilt() override {
+        call();
+        return ledger_.spoilt;
+    }
+
+    void accept_spoilt() override {
+        call();
+        ledger_.spoilt.clear();
     }
 
     void forget(const std::string& path) override {

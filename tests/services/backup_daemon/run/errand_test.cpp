@@ -21,8 +21,9 @@ using Texts = std::vector<std::string>;
 constexpr char DAY[] = "2024-03-01";
 const std::string HASH(64, 'a');
 
-const WorkerReport EVERY_REPORT[] = {Ready(), Files(),        files_of({5}), At{0},  Noted{0, HASH},
-                                     Whole(), Whole{HASH, 0}, Removed(),     Room(), Done()};
+const WorkerReport EVERY_REPORT[] = {Ready(),        Files(), files_of({5}),  At{0},
+                                     Noted{0, HASH}, Whole(), Whole{HASH, 0}, Removed(),
+                                     Room(),         Done(),  CopySeen()};
 
 /// Whether an errand takes none of the reports but those named by their places.
 void expect_only(const std::function<std::unique_ptr<Errand>()>& begun,

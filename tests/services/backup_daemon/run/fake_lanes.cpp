@@ -14,7 +14,7 @@ bool ends_an_order(const Report& report) {
     return std::holds_alternative<FoundPlace>(report) || std::holds_alternative<Days>(report) ||
            std::holds_alternative<Copied>(report) || std::holds_alternative<Removed>(report) ||
            std::holds_alternative<Room>(report) || std::holds_alternative<Done>(report) ||
-           std::holds_alternative<Failed>(report);
+           std::holds_alternative<Failed>(report) || std::holds_alternative<CopySeen>(report);
 }
 
 }  // namespace

@@ -53,6 +53,12 @@ std::string print(const RemoveFiles& order) {
     return "remove " + joined(files) + ", folders " + joined(order.folders);
 }
 
+std::string print(const ReadCopy& order) {
+    return "check " + order.copy.path + "=" + std::to_string(order.copy.size) + " \"" +
+           order.copy.sha256 + "\" of " + order.recordings + "/" + order.source + "@" +
+           std::to_string(order.modified_ns);
+}
+
 std::string print(const AskRoom&) {
     return "room";
 }

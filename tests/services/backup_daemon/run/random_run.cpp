@@ -45,6 +45,8 @@ Report report_of_kind(int kind) {
             return Room();
         case 8:
             return FoundPlace{.below = "elsewhere", .id = "other"};
+        case 9:
+            return CopySeen{Condition::missing};
         default:
             return Done();
     }
@@ -57,6 +59,7 @@ bool may_answer(const Order& order, const Report& report) {
     if (std::holds_alternative<ListDay>(order))
         return std::holds_alternative<Entries>(report) || std::holds_alternative<Done>(report);
     if (std::holds_alternative<CopyJob>(order)) return std::holds_alternative<Copied>(report);
+    if (std::holds_alternative<ReadCopy>(order)) return std::holds_alternative<CopySeen>(report);
     if (std::holds_alternative<AskRoom>(order)) return std::holds_alternative<Room>(report);
     return std::holds_alternative<Removed>(report);
 }
@@ -127,9 +130,12 @@ void RandomRun::remember(const std::string& path, const std::string& day, long l
     copy.side_file = chance(30);
     copy.removed = chance(10);
     if (chance(20)) scene_.ledger.foreign.insert(path);
+    if (copy.removed || chance(20)) return;
     const std::string& folder = scene_.goal.destination.folder;
-    if (!copy.removed && chance(80))
-        scene_.world.share[folder.empty() ? path : folder + "/" + path] = size;
+    const std::string there = folder.empty() ? path : folder + "/" + path;
+    scene_.world.share[there] = size;
+    if (chance(30)) scene_.ledger.unsampled.insert(path);
+    if (chance(10)) scene_.world.spoilt.insert(there);
 }
 
 void RandomRun::add_old_copies() {
@@ -193,7 +199,7 @@ void RandomRun::trouble_lane(LaneId lane) {
 /// A lane carries out one order at a time, so nothing tells a report that comes twice from the
 /// answer to its next order: only what cannot be meant so is nonsense.
 void RandomRun::say_nonsense(LaneId lane) {
-    const Report report = report_of_kind(below(10));
+    const Report report = report_of_kind(below(11));
     const Order* order = scene_.lanes.order(lane);
     if (std::holds_alternative<Ready>(report) && !scene_.lanes.is_ready(lane)) return;
     if (!order || !may_answer(*order, report)) scene_.lanes.report(lane, report);

@@ -84,7 +84,8 @@ std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
     std::vector<Report> reports;
     // What stands there already is kept; another file goes only when the copy gets its name.
     const auto there = share.find(order.target);
-    if (there == share.end() || there->second != recording.size) {
+    const bool is_equal = there != share.end() && there->second == recording.size;
+    if (!is_equal || spoilt.contains(order.target)) {
         if (recording.size > free_room()) return {Failed{FailureKind::full, "no room"}};
         long long offset = std::min(order.offset, recording.size);
         reports.emplace_back(At{offset, true});
@@ -93,6 +94,7 @@ std::vector<Report> RecordingWorld::obey(const CopyJob& order) {
             reports.emplace_back(Noted{offset, "hash of " + std::to_string(offset)});
         }
         share[order.target] = recording.size;
+        spoilt.erase(order.target);
         share.erase(order.temporary);
     }
     if (order.side_file) share[order.target + ".json"] = 0;
@@ -123,6 +125,17 @@ Fate RecordingWorld::remove(const DoomedFile& file) {
 std::vector<Report> RecordingWorld::obey(const AskRoom&) {
     if (!tells_room) return {Room()};
     return {Room{ShareRoom{std::max(free_room(), 0LL), room}}};
+}
+
+std::vector<Report> RecordingWorld::obey(const ReadCopy& order) {
+    return {At{0}, CopySeen{condition_of(order.copy)}};
+}
+
+Condition RecordingWorld::condition_of(const ReadBack& copy) const {
+    const auto there = share.find(copy.path);
+    if (there == share.end()) return Condition::missing;
+    if (there->second != copy.size) return Condition::other_size;
+    return spoilt.contains(copy.path) ? Condition::other_content : Condition::as_made;
 }
 
 long long RecordingWorld::free_room() const {

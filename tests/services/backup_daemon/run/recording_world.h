@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ public:
 
     /// The files on the share, with their sizes.
     std::map<std::string, long long> share;
+    /// Those of them whose content is not as it was copied.
+    std::set<std::string> spoilt;
     /// Where a lane finds that copies go.
     services::FoundPlace place{.below = "", .id = "place", .marked = true};
     /// How many bytes the share has room for.
@@ -40,6 +43,8 @@ private:
     std::vector<services::Report> obey(const services::CopyJob& order);
     std::vector<services::Report> obey(const services::RemoveFiles& order);
     std::vector<services::Report> obey(const services::AskRoom& order);
+    std::vector<services::Report> obey(const services::ReadCopy& order);
+    services::Condition condition_of(const services::ReadBack& copy) const;
     services::Fate remove(const services::DoomedFile& file);
 
     long long free_room() const;

@@ -96,7 +96,7 @@ bool RunChecker::may_go(const std::string& path) const {
     const CopyLedger& ledger = scene_.ledger;
     const bool full = !scene_.told(SHARE_FULL).empty();
     if (is_begun(path)) return scene_.lanes.said_full() || scene_.figures().files_left == 0;
-    if (full || scene_.figures().files_failed > 0) return false;
+    if (full || scene_.figures().files_failed > 0 || !ledger.spoilt.empty()) return false;
     if (scene_.figures().files_left > 0)
         return scene_.goal.when_full == WhenFull::remove_oldest &&
                ledger.of_oldest_day.contains(path) && ledger.half_removed.contains(path);
@@ -114,6 +114,7 @@ bool RunChecker::is_begun(const std::string& path) const {
 void RunChecker::check_events() {
     EXPECT_LE(scene_.told(CONNECTION_LOST).size(), MOST_TOLD);
     EXPECT_LE(scene_.told(FILE_NOT_COPIED).size(), MOST_TOLD);
+    EXPECT_LE(scene_.told(COPY_SPOILT).size(), MOST_TOLD);
     EXPECT_LE(scene_.told(RETENTION_PASS).size(), 1U);
     EXPECT_LE(scene_.told(SHARE_FULL).size(), 1U);
     EXPECT_LE(scene_.connected, 1);

@@ -70,4 +70,12 @@ TEST_F(RunWorkTest, CopyIsFreshWhereTheListingHadNothing) {
     EXPECT_TRUE(job(nullptr).fresh);
 }
 
+TEST_F(RunWorkTest, DoubtedCopyIsComparedAndNothingIsBegunFromIt) {
+    EXPECT_EQ(job(&copy).recorded->sha256, "ab");
+    copy.modified_ns = DOUBTED;
+    EXPECT_TRUE(is_needed());
+    EXPECT_EQ(job(&copy).recorded->sha256, "");
+    EXPECT_EQ(job(&copy).recorded->size, 5);
+}
+
 }  // namespace
