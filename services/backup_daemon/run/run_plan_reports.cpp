@@ -36,7 +36,7 @@ bool RunPlan::take(LaneId lane, const Report& report) {
 }
 
 RunPlan::Answer RunPlan::answer(SeekPlace&, const FoundPlace& place) {
-    places_.settle(place.id, place.marked);
+    places_.settle({place.id, place.marked, !place.below.empty()});
     memory_.move_to(place.id);
     auto channels = goal_.channels;
     give_folders(channels, place.cameras, places_);
@@ -54,8 +54,8 @@ void RunPlan::tell_cameras(const FoundPlace& place) {
     const std::string text = cameras_text(folders_to_tell(place.cameras, places_), LONGEST_TEXT);
     if (text == cameras_text(place.cameras, LONGEST_TEXT)) return;
     const std::string path = cameras_path(names_.on_share(""));
-    ready_.push_back({TellCameras{
-        {.path = path, .temporary = path + "." + goal_.task_id + ".part", .text = text}}});
+    ready_.push_back(
+        {TellCameras{{.path = path, .temporary = names_.temporary_path(path), .text = text}}});
 }
 
 RunPlan::Answer RunPlan::answer(TellCameras&, const Done&) {

@@ -20,6 +20,7 @@ struct CopyLedger {
     std::optional<services::TaskDate> date = services::TaskDate{.trusted = "2030-01-01"};
     std::string destination;                     ///< the last that was settled; "" before
     bool marked = false;                         ///< as it was settled
+    bool own = false;                            ///< the same
     std::map<std::string, std::string> folders;  ///< by the camera's guid
 
     int calls = 0;  ///< so far, refused ones too
@@ -55,13 +56,16 @@ public:
         const bool is_known = !ledger_.destination.empty();
         return {.id = is_known ? ledger_.destination : "new",
                 .is_known = is_known,
-                .marked = ledger_.marked};
+                .marked = ledger_.marked,
+                .own = ledger_.own,
+                .fresh = "new"};
     }
 
-    void settle(const std::string& id, bool marked) override {
+    void settle(const services::FoundDestination& found) override {
         ledger_.call();
-        ledger_.destination = id;
-        ledger_.marked = marked;
+        ledger_.destination = found.id;
+        ledger_.marked = found.marked;
+        ledger_.own = found.own;
     }
 
     std::map<std::string, std::string> camera_folders() override {
