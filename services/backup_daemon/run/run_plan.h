@@ -45,6 +45,9 @@ struct FailureStep {
 /// A plan whose goal is a preview asks the share what it has while it measures, and is over when it
 /// knows what there is to do. It gives no order that changes anything and writes nothing down.
 ///
+/// A plan whose goal is a clean-up finds the place, without making one, and removes temporary
+/// files. Each run removes those of deleted tasks, too, as far as the share lets it.
+///
 /// A file that finds the share full ends the copying, unless room can be made for it. Where others
 /// are on their way, all of them are sent one by one from then on; of what was begun and has no
 /// room nothing stays on the share.

@@ -18,6 +18,12 @@ constexpr long long FAILURES_TOLD = 10;
 // So many files refused one after the other: it is the share, not the files.
 constexpr int MOST_DENIED = 20;
 
+/// A file that is of no weight to the run: another task's, which is deleted.
+bool is_abandoned(const Work& work) {
+    const auto* removal = std::get_if<RemoveCopies>(&work.what);
+    return removal && removal->why == RemoveCopies::Why::abandoned;
+}
+
 bool is_listing(const Work& work) {
     return std::holds_alternative<FindDays>(work.what) ||
            std::holds_alternative<LookAtDay>(work.what);
@@ -43,7 +49,7 @@ RunPlan::Answer RunPlan::answer(SeekPlace&, const FoundPlace& place) {
     goal_.channels = std::move(channels);
     names_ =
         ShareNames(join_path(goal_.destination.folder, place.below), goal_.recorder, goal_.task_id);
-    if (place.marked && !goal_.preview) tell_cameras(place);
+    if (place.marked && !goal_.makes_nothing()) tell_cameras(place);
     if (place.is_new && !place.below.empty())
         notes_.push_back({OWN_FOLDER_MADE, names_.on_share("")});
     return Answer::whole;
@@ -136,6 +142,10 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     using Kind = FailureStep::Kind;
     if (!is_busy(lane)) return fail_to_connect(failed);
+    if (is_abandoned(given_.at(lane)) && !ends_connection(failed.kind)) {
+        given_.erase(lane);  // the next run tries again
+        return {};
+    }
     switch (failed.kind) {
         case FailureKind::lost:
         case FailureKind::unknown:

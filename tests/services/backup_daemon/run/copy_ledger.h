@@ -14,6 +14,7 @@
 struct CopyLedger {
     std::map<std::string, services::CopiedFile> copies;       ///< by path
     std::map<std::string, services::Checkpoint> checkpoints;  ///< by path, the task's own
+    std::vector<services::Checkpoint> abandoned;              ///< of tasks that are deleted
     std::set<std::string> foreign;       ///< paths of copies that another task has made
     std::set<std::string> half_removed;  ///< paths, while they are being removed to make room
     /// What is known of the date: by default it is believed for years.
@@ -123,6 +124,18 @@ public:
             ledger_.begun.insert(made.temporary);
         }
         return all;
+    }
+
+    std::vector<services::Checkpoint> abandoned() override {
+        call();
+        return ledger_.abandoned;
+    }
+
+    void drop_abandoned(const std::string& temporary) override {
+        call();
+        std::erase_if(ledger_.abandoned, [&](const services::Checkpoint& left) {
+            return left.temporary == temporary;
+        });
     }
 
     void save(const services::Checkpoint& made) override {
