@@ -11,8 +11,8 @@ namespace services {
 /// Bytes that are read of a text at most.
 inline constexpr std::size_t LONGEST_TEXT = 48UL * 1024;
 
-/// @return "" for a text that is longer than that, or that may not be read; nothing for none
-/// @throws CopyFailure
+/// @return "" for a text that is longer than that; nothing for none
+/// @throws CopyFailure denied: there is one, or may be, that must not be read
 std::optional<std::string> read_text(Share& share, const std::string& path);
 
 /// Puts a text into a file, in the place of what it held. The file appears as a whole, from

@@ -77,8 +77,13 @@ public:
     /// All files that the task has begun and not completed.
     virtual std::vector<Checkpoint> checkpoints() = 0;
 
-    /// Keeps a checkpoint in the place of an earlier one of its path. What is kept of a task that
-    /// was deleted meanwhile does not stay (memory_database.h).
+    /// The files at the destination that other tasks had begun when they were deleted.
+    virtual std::vector<Checkpoint> abandoned() = 0;
+
+    /// Forgets such a file.
+    virtual void drop_abandoned(const std::string& temporary) = 0;
+
+    /// Keeps a checkpoint in the place of an earlier one of its path.
     virtual void save(const Checkpoint& made) = 0;
 
     /// Forgets a checkpoint; there need not be one.

@@ -88,11 +88,26 @@ std::optional<Checkpoint> CopyStore::checkpoint(const std::string& path) {
 }
 
 std::vector<Checkpoint> CopyStore::checkpoints() {
-    standalone::Statement row =
-        of_task(std::string(CHECKPOINT) + "WHERE destination = ? AND taskID = ?");
+    return all_of(of_task(std::string(CHECKPOINT) + "WHERE destination = ? AND taskID = ?"));
+}
+
+std::vector<Checkpoint> CopyStore::abandoned() {
+    return all_of(of_task(std::string(CHECKPOINT) +
+                          "WHERE destination = ? AND taskID != ? AND abandoned = 1"));
+}
+
+std::vector<Checkpoint> CopyStore::all_of(standalone::Statement row) {
     std::vector<Checkpoint> found;
     while (row.step()) found.push_back(load_checkpoint(row));
     return found;
+}
+
+void CopyStore::drop_abandoned(const std::string& temporary) {
+    of_destination(
+        "DELETE FROM checkpoint WHERE destination = ? AND temporary = ? "
+        "AND abandoned = 1")
+        .bind(2, temporary)
+        .step();
 }
 
 void CopyStore::save(const Checkpoint& made) {

@@ -17,8 +17,7 @@ class CopyStore : public CopyMemory {
 public:
     /// @param database    with deferred durability: when the newest rows are lost, what is on the
     ///                    share is compared before anything is sent
-    /// @param task_id     decimal, as all of tasks are. What is saved for a task that was deleted
-    ///                    meanwhile is swept with the rest of its checkpoints (memory_database.h)
+    /// @param task_id     decimal, as all of tasks are; the task may be deleted
     /// @param destination its identifier; "" when it is not known yet
     CopyStore(standalone::Database& database, const std::string& task_id,
               std::string destination = "");
@@ -27,6 +26,8 @@ public:
     std::map<std::string, CopiedFile> copied_in(const std::string& folder) override;
     std::optional<Checkpoint> checkpoint(const std::string& path) override;
     std::vector<Checkpoint> checkpoints() override;
+    std::vector<Checkpoint> abandoned() override;
+    void drop_abandoned(const std::string& temporary) override;
     void save(const Checkpoint& made) override;
     void drop_checkpoint(const std::string& path) override;
     void record(const CopiedFile& file) override;
@@ -51,6 +52,7 @@ public:
 private:
     standalone::Statement of_task(const std::string& sql);
     standalone::Statement of_destination(const std::string& sql);
+    static std::vector<Checkpoint> all_of(standalone::Statement row);
     standalone::Statement older(const std::string& day);
     void set_removed(const std::string& path, int removed);
 

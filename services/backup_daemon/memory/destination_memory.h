@@ -12,6 +12,15 @@ struct KnownPlace {
     std::string id;         ///< a new one, at random, when the address has never led anywhere
     bool is_known = false;  ///< the address has led there
     bool marked = false;    ///< our marker was there
+    bool own = false;       ///< it lies in a folder of this recorder's own, below the address's
+    std::string fresh{};    ///< an identifier that no destination has, at random
+};
+
+/// A destination, as it was found.
+struct FoundDestination {
+    std::string id;
+    bool marked = false;  ///< our marker has been seen there
+    bool own = false;     ///< it lies in a folder of this recorder's own, below the address's
 };
 
 /// The memory of one address. Any call may throw standalone::DatabaseError.
@@ -22,11 +31,10 @@ public:
     /// Where the address led when it was last settled.
     virtual KnownPlace known() = 0;
 
-    /// From now on the address leads to the destination `id`, and all that follows is about that
-    /// one. Copies, checkpoints and folders that are recorded for the address by a version without
-    /// markers become the destination's, where it has none of the same path or camera.
-    /// @param marked our marker has been seen there
-    virtual void settle(const std::string& id, bool marked) = 0;
+    /// From now on the address leads to this destination, and all that follows is about that one.
+    /// What is recorded of a place without a marker that the address led to before becomes the
+    /// destination's, if that is the same folder.
+    virtual void settle(const FoundDestination& found) = 0;
 
     /// The folder of each camera, by its guid.
     virtual std::map<std::string, std::string> camera_folders() = 0;

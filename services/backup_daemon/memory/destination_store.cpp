@@ -9,15 +9,26 @@ namespace {
 using standalone::Database;
 using standalone::Statement;
 
-// Parameter 1 takes in what 2 has; what both have stays as 1 has it.
+// Parameter 1 takes in what 2 has; what both have stays as 1 has it. A folder that is a camera's
+// here and was not that camera's there, or the other way round, holds copies of who knows which:
+// they are forgotten, or the camera gets another folder. What nobody has recorded is compared, and
+// never replaced or removed; a camera's next copy would take the place of another one's.
+// Folders of cameras stay with 2 as well, for what is taken in later.
 constexpr std::array TAKE_IN = {
+    "DELETE FROM copied_file WHERE destination = ?2 AND substr(path, 1, instr(path, '/') - 1) IN "
+    "(SELECT folder FROM camera_folder AS here WHERE destination = ?1 AND NOT EXISTS "
+    "(SELECT 1 FROM camera_folder WHERE destination = ?2 AND guid = here.guid "
+    "AND folder = here.folder))",
+    "INSERT OR IGNORE INTO camera_folder (destination, guid, folder, folded) "
+    "SELECT ?1, guid, folder, folded FROM camera_folder AS there WHERE destination = ?2 "
+    "AND NOT EXISTS (SELECT 1 FROM copied_file WHERE destination = ?1 "
+    "AND path > there.folder || '/' AND path < there.folder || '0')",
     "UPDATE OR IGNORE copied_file SET destination = ?1 WHERE destination = ?2",
     "UPDATE OR IGNORE checkpoint SET destination = ?1 WHERE destination = ?2",
-    "UPDATE OR IGNORE camera_folder SET destination = ?1 WHERE destination = ?2",
     "UPDATE destination_address SET id = ?1 WHERE id = ?2"};
-constexpr std::array DROP = {
-    "DELETE FROM copied_file WHERE destination = ?", "DELETE FROM checkpoint WHERE destination = ?",
-    "DELETE FROM camera_folder WHERE destination = ?", "DELETE FROM destination WHERE id = ?"};
+constexpr std::array DROP = {"DELETE FROM copied_file WHERE destination = ?",
+                             "DELETE FROM checkpoint WHERE destination = ?",
+                             "DELETE FROM destination WHERE id = ?"};
 
 /// The first text behind all those that begin with `folder` and a slash.
 std::string behind(const std::string& folder) {
@@ -27,31 +38,58 @@ std::string behind(const std::string& folder) {
 }  // namespace
 
 KnownPlace DestinationStore::known() {
-    Statement row = database_.prepare(
-        "SELECT id, marked FROM destination_address JOIN destination USING (id) "
-        "WHERE address = ?");
-    if (row.bind(1, address_).step())
-        return {.id = row.text(0), .is_known = true, .marked = row.integer(1) != 0};
     Statement random = database_.prepare("SELECT lower(hex(randomblob(16)))");
     random.step();
-    return {.id = random.text(0)};
+    const std::string fresh = random.text(0);
+    Statement row = database_.prepare(
+        "SELECT id, marked, own FROM destination_address JOIN destination USING (id) "
+        "WHERE address = ?");
+    if (!row.bind(1, address_).step()) return {.id = fresh, .fresh = fresh};
+    return {.id = row.text(0),
+            .is_known = true,
+            .marked = row.integer(1) != 0,
+            .own = row.integer(2) != 0,
+            .fresh = fresh};
 }
 
-void DestinationStore::settle(const std::string& id, bool marked) {
+void DestinationStore::settle(const FoundDestination& found) {
     standalone::Transaction transaction(database_);
     const KnownPlace before = known();
-    database_
-        .prepare("INSERT OR IGNORE INTO destination (id, marked, folders_known) VALUES (?, 0, 1)")
-        .bind(1, id)
-        .step();
-    if (marked)
-        database_.prepare("UPDATE destination SET marked = 1 WHERE id = ?").bind(1, id).step();
-    id_ = id;
-    if (before.is_known && !before.marked && before.id != id) take_in(before.id);
+    turn_to(found.id);
+    note(found);
+    const bool is_the_same_folder = before.is_known && before.own == found.own;
+    if (is_the_same_folder && !before.marked && before.id != found.id) note_former(before.id);
+    take_in_formers();
     Statement address =
         database_.prepare("INSERT OR REPLACE INTO destination_address (address, id) VALUES (?, ?)");
-    address.bind(1, address_).bind(2, id).step();
+    address.bind(1, address_).bind(2, found.id).step();
     transaction.commit();
+}
+
+void DestinationStore::note(const FoundDestination& found) {
+    database_
+        .prepare("INSERT OR IGNORE INTO destination (id, marked, folders_known) VALUES (?, 0, 1)")
+        .bind(1, found.id)
+        .step();
+    Statement update =
+        database_.prepare("UPDATE destination SET marked = max(marked, ?), own = ? WHERE id = ?");
+    update.bind(1, found.marked).bind(2, found.own).bind(3, found.id).step();
+}
+
+void DestinationStore::note_former(const std::string& former) {
+    Statement insert =
+        database_.prepare("INSERT OR REPLACE INTO former_destination (former, id) VALUES (?, ?)");
+    insert.bind(1, former).bind(2, id_).step();
+}
+
+/// Each time: a run that was at work at the place when it was taken in goes on under the identifier
+/// that it had then.
+void DestinationStore::take_in_formers() {
+    Statement row = database_.prepare("SELECT former FROM former_destination WHERE id = ?");
+    row.bind(1, id_);
+    std::vector<std::string> formers;
+    while (row.step()) formers.push_back(row.text(0));
+    for (const std::string& former : formers) take_in(former);
 }
 
 void DestinationStore::take_in(const std::string& other) {

@@ -21,7 +21,7 @@ public:
         : database_(database), address_(std::move(address)) {}
 
     KnownPlace known() override;
-    void settle(const std::string& id, bool marked) override;
+    void settle(const FoundDestination& found) override;
     std::map<std::string, std::string> camera_folders() override;
     std::set<std::string> folders_of_copies() override;
     void add_camera_folder(const std::string& guid, const std::string& folder,
@@ -38,6 +38,9 @@ protected:
     void turn_to(const std::string& id) { id_ = id; }
 
 private:
+    void note(const FoundDestination& found);
+    void note_former(const std::string& former);
+    void take_in_formers();
     void take_in(const std::string& other);
 
     standalone::Database& database_;
@@ -51,7 +54,7 @@ class UnwrittenDestinations : public DestinationStore {
 public:
     using DestinationStore::DestinationStore;
 
-    void settle(const std::string& id, bool /*marked*/) override { turn_to(id); }
+    void settle(const FoundDestination& found) override { turn_to(found.id); }
 
     std::map<std::string, std::string> camera_folders() override {
         auto folders = DestinationStore::camera_folders();

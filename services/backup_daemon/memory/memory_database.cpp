@@ -16,11 +16,27 @@ using standalone::Database;
 
 constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1, MEMORY_SCHEMA_2, MEMORY_SCHEMA_3};
 
-constexpr std::array FORGET = {
-    "DELETE FROM next_run WHERE taskID NOT IN (SELECT value FROM json_each(?))",
-    "DELETE FROM run_progress WHERE taskID NOT IN (SELECT value FROM json_each(?))",
-    "DELETE FROM checkpoint WHERE taskID NOT IN (SELECT value FROM json_each(?))",
-    "DELETE FROM task_date WHERE taskID NOT IN (SELECT value FROM json_each(?))"};
+/// What becomes of a table's rows when their task is gone.
+struct Sweep {
+    const char* table;
+    const char* action;
+    const char* which = "";  ///< of those rows; ends with "AND"
+};
+
+constexpr std::array SWEEPS = {
+    Sweep{"next_run", "DELETE FROM next_run"}, Sweep{"run_progress", "DELETE FROM run_progress"},
+    Sweep{"task_date", "DELETE FROM task_date"},
+    Sweep{"checkpoint", "UPDATE checkpoint SET abandoned = 1", "abandoned = 0 AND"}};
+
+/// Looks before it writes: who writes waits for whoever else does.
+void sweep(Database& database, const Sweep& what, const std::string& kept) {
+    const std::string rows =
+        std::string(" WHERE ") + what.which + " taskID NOT IN (SELECT value FROM json_each(?))";
+    standalone::Statement found =
+        database.prepare(std::string("SELECT 1 FROM ") + what.table + rows + " LIMIT 1");
+    if (!found.bind(1, kept).step()) return;
+    database.prepare(what.action + rows).bind(1, kept).step();
+}
 
 /// The tasks' identifiers as a JSON array of numbers.
 std::string json_array(const std::list<TDataBackupConfig>& tasks) {
@@ -56,7 +72,7 @@ Database read_memory() {
 
 void keep_only(Memory& memory, const std::list<TDataBackupConfig>& tasks) {
     const std::string kept = json_array(tasks);
-    for (const char* sql : FORGET) memory.runs.prepare(sql).bind(1, kept).step();
+    for (const Sweep& what : SWEEPS) sweep(memory.runs, what, kept);
 }
 
 }  // namespace services

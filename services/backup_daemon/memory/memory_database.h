@@ -30,8 +30,9 @@ Memory open_memory();
 ///         program's; the daemon brings it up to date when it starts
 standalone::Database read_memory();
 
-/// Forgets next runs, progress, checkpoints and dates of all tasks but these; copies outlive their
-/// task.
+/// Forgets next runs, progress and dates of all tasks but these. Copies outlive their task.
+/// Checkpoints do until the unfinished file is gone from the share: they are marked as abandoned,
+/// and a later run at their destination sees to it (copy_memory.h).
 ///
 /// Tasks are in another database, which no foreign key reaches. Looking at the list of those that
 /// are left, once a second, needs nobody who remembers to tell of a deletion; and it reaches what a

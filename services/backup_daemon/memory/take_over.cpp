@@ -16,6 +16,8 @@ INSERT OR IGNORE INTO main.run_progress (taskID, bytes_planned, bytes_done, perc
     SELECT taskID, bytes_planned, bytes_done, percent, rate,
         files_done, files_left, files_failed, seconds_left, message, time_ms
     FROM config.run_progress;
+INSERT OR IGNORE INTO main.task_date (taskID, trusted_day)
+    SELECT taskID, date(time_ms / 1000, 'unixepoch', 'localtime') FROM config.run_progress;
 INSERT OR IGNORE INTO main.destination_address (address, id)
     SELECT address, lower(hex(randomblob(16))) FROM (
         SELECT destination AS address FROM config.copied_file

@@ -112,18 +112,60 @@ void BackupRunner::begin(const TDataBackupConfig& task, bool resumed, Listener l
     // What stands there of the run before must not be taken for this one's.
     unwritten_[task_id] = run->figures();
     write_figures();
-    runs_[task_id] = {std::move(run), std::move(listener)};
+    runs_[task_id] = {.run = std::move(run), .listener = std::move(listener)};
 }
 
 void BackupRunner::cancel(const std::string& task_id) {
     if (const auto entry = runs_.find(task_id); entry != runs_.end()) entry->second.run->cancel();
 }
 
+void BackupRunner::clean_up(const TDataBackupConfig& task) {
+    if (const auto entry = runs_.find(task.taskID); entry != runs_.end())
+        entry->second.deleted = true;
+    else
+        begin_clean_up(task);
+}
+
+/// Nobody waits for it, so what goes wrong is nobody's but the log's.
+void BackupRunner::begin_clean_up(const TDataBackupConfig& task) {
+    try {
+        auto run = clean_up_run(task);
+        if (!run) return;
+        run->begin();
+        clean_ups_[task.taskID] = std::move(run);
+    } catch (const std::exception& error) {
+        cleaned_up(task.taskID, error.what());
+    }
+}
+
+/// @return null when the task has left nothing
+std::unique_ptr<BackupRun> BackupRunner::clean_up_run(const TDataBackupConfig& task) {
+    const std::string task_id = task.taskID;
+    RunGoal wanted = clean_up_goal(task);
+    wanted.recorder = identity_;
+    RunParts made = parts(task, wanted.destination);
+    made.tell = [](RunEvent, const std::string&, const std::string&) {};
+    made.places = std::make_unique<UnwrittenDestinations>(memory_, wanted.destination.key());
+    made.memory->move_to(made.places->known().id);
+    if (made.memory->checkpoints().empty()) return {};
+    BackupRun::Listener listener{
+        [] {}, [this, task_id](RunOutcome, const std::string& why) { cleaned_up(task_id, why); }};
+    return std::make_unique<BackupRun>(std::move(made), task, std::move(wanted),
+                                       std::move(listener));
+}
+
+void BackupRunner::cleaned_up(const std::string& task_id, const std::string& why) {
+    const auto run = clean_ups_.extract(task_id);
+    if (!why.empty())
+        std::fprintf(stderr, "unfinished files of task %s, which is deleted, stay for now: %s\n",
+                     task_id.c_str(), standalone::one_line(why).c_str());
+}
+
 /// The event before the status, which the listener stores: a daemon killed in between tells the end
 /// twice, the other way round it would not tell it at all.
 void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const std::string& why) {
     const auto entry = runs_.extract(task_id);
-    const auto& [run, listener] = entry.mapped();
+    const auto& [run, listener, deleted] = entry.mapped();
     const auto figures = run->figures();
     unwritten_[task_id] = figures;
     write_figures();
@@ -133,6 +175,7 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
                      standalone::one_line(run->task().taskName).c_str(),
                      standalone::one_line(why).c_str());
     listener.ended(outcome);
+    if (deleted) begin_clean_up(run->task());
 }
 
 /// No run hangs on them. What will never be written is given up: runs are to begin, and to say why
@@ -157,6 +200,7 @@ void BackupRunner::tick() {
         entry.run->look_after();
         unwritten_[task_id] = entry.run->figures();
     }
+    for (const auto& [task_id, run] : clean_ups_) run->look_after();
     write_figures();
     events_.write_kept();
 }

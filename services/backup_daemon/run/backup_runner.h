@@ -34,6 +34,10 @@ public:
     void begin(const TDataBackupConfig& task, bool resumed, Listener listener) override;
     void cancel(const std::string& task_id) override;
 
+    /// Tries for as long as a run would. What cannot be removed until then, or until the daemon
+    /// ends, stays for a later run at the same destination: no login is kept.
+    void clean_up(const TDataBackupConfig& task) override;
+
     /// Not while figures of runs cannot be written: neither could what a new run copies.
     bool can_begin() override { return unwritten_.empty(); }
 
@@ -47,9 +51,13 @@ private:
     struct Entry {
         std::unique_ptr<BackupRun> run;
         Listener listener;
+        bool deleted = false;  ///< its task is: what it leaves on the share is to go
     };
 
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
+    void begin_clean_up(const TDataBackupConfig& task);
+    std::unique_ptr<BackupRun> clean_up_run(const TDataBackupConfig& task);
+    void cleaned_up(const std::string& task_id, const std::string& why);
     void write_figures();
     RunGoal goal(const TDataBackupConfig& task);
     EarlierPart earlier_part(const TDataBackupConfig& task, const RunParts& parts);
@@ -62,7 +70,8 @@ private:
     ProgressStore progress_;
     standalone::ChannelStore channels_;
     std::map<std::string, Entry> runs_;
-    std::map<std::string, RunFigures> unwritten_;  ///< the newest of each task
+    std::map<std::string, std::unique_ptr<BackupRun>> clean_ups_;  ///< by the deleted task
+    std::map<std::string, RunFigures> unwritten_;                  ///< the newest of each task
     EventOutbox events_;
     Complaints complaints_;
 };

@@ -38,7 +38,7 @@ void take_over(standalone::Database& memory, const std::string& address, const O
                const std::vector<Channel>& channels) {
     DestinationStore destination(memory, address);
     const KnownPlace place = destination.known();
-    destination.settle(place.id, place.marked);
+    destination.settle({place.id, place.marked, place.own});
     const std::set<std::string> used = destination.folders_of_copies();
     standalone::Transaction transaction(memory);
     for (const auto& [name, channel] : older) {

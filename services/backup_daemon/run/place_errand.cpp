@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "services/backup_daemon/copy/share_path.h"
+#include "services/backup_daemon/run/run_names.h"
 
 namespace services {
 namespace {
@@ -32,8 +33,19 @@ std::string PlaceErrand::temporary(const std::string& below) const {
            order_.task_id;
 }
 
+/// Whether it is the place that is known: what is recorded of the task's folder must not be taken
+/// for what lies in the one below, nor the other way round.
+bool PlaceErrand::is_known(const std::string& below) const {
+    return order_.known.is_known && order_.known.own == !below.empty();
+}
+
+/// The identifier of a place whose marker does not tell it.
+std::string PlaceErrand::id(const std::string& below) const {
+    return is_known(below) ? order_.known.id : order_.known.fresh;
+}
+
 std::string PlaceErrand::text() const {
-    return marker_text({order_.recorder, order_.known.id});
+    return marker_text({order_.recorder, place_.id});
 }
 
 Step PlaceErrand::begin() {
@@ -84,7 +96,7 @@ Step PlaceErrand::decide(const Text& own, const Text& shared) {
     if (shared_marker && shared_marker->recorder == order_.recorder)
         return settle_at("", shared_marker->destination);
     if (!shared && !in_vain_) return claim("");
-    if (!shared_marker && order_.known.marked) return mend("");
+    if (!shared_marker && order_.known.marked && is_known("")) return mend("");
     return claim(own_);
 }
 
@@ -96,7 +108,7 @@ Step PlaceErrand::settle_at(const std::string& below, const std::string& id) {
 
 Step PlaceErrand::claim(const std::string& below) {
     if (order_.only_look) return go_unmarked(below);
-    place_ = {.below = below, .id = order_.known.id, .marked = true, .is_new = true};
+    place_ = {.below = below, .id = id(below), .marked = true, .is_new = true};
     asked_ = Asked::claim;
     return {.ask = FolderClaim{.folder = join_path(folder(below), MARKER_FOLDER),
                                .temporary = temporary(below),
@@ -106,10 +118,12 @@ Step PlaceErrand::claim(const std::string& below) {
 
 Step PlaceErrand::mend(const std::string& below) {
     if (order_.only_look) return go_unmarked(below);
-    place_ = {.below = below, .id = order_.known.id, .marked = true};
+    place_ = {.below = below, .id = id(below), .marked = true};
     asked_ = Asked::mending;
     const std::string path = marker_path(folder(below));
-    return {.ask = WriteText{.path = path, .temporary = path + ".part", .text = text()}};
+    const ShareNames names("", order_.recorder, order_.task_id);
+    return {.ask =
+                WriteText{.path = path, .temporary = names.temporary_path(path), .text = text()}};
 }
 
 /// A run of this task's may have ended in the middle of a claim, and another one been first.
@@ -133,16 +147,34 @@ Step PlaceErrand::is_marked() const {
 }
 
 Step PlaceErrand::fail(Failed failed) {
-    if (asked_ == Asked::tidying && !ends_connection(failed.kind)) return is_marked();
-    if (asked_ == Asked::mending && failed.kind == FailureKind::full && order_.known.is_known)
-        return go_unmarked(place_.below);
-    if (asked_ != Asked::claim) return Errand::fail(std::move(failed));
+    const bool denied = failed.kind == FailureKind::denied;
+    switch (asked_) {
+        case Asked::markers:
+            if (denied) failed.text += ": nobody can tell whose folder it is";
+            break;
+        case Asked::claim:
+            return fail_to_claim(std::move(failed));
+        case Asked::mending:
+            if (failed.kind == FailureKind::full && is_known(place_.below))
+                return go_unmarked(place_.below);
+            break;
+        case Asked::cameras:
+            if (denied) return tidy_up();
+            break;
+        case Asked::tidying:
+            if (!ends_connection(failed.kind)) return is_marked();
+            break;
+    }
+    return Errand::fail(std::move(failed));
+}
+
+Step PlaceErrand::fail_to_claim(Failed failed) {
     if (failed.kind == FailureKind::occupied && looks_ < MOST_LOOKS) {
         in_vain_ = place_.below;
         return look();
     }
     const bool may_not = failed.kind == FailureKind::full || failed.kind == FailureKind::denied;
-    if (may_not && order_.known.is_known && place_.below.empty()) return go_unmarked("");
+    if (may_not && place_.below.empty() && is_known("")) return go_unmarked("");
     // Somebody who just looks for viruses in the new folder keeps some servers from renaming it.
     if (failed.kind == FailureKind::denied) failed.kind = FailureKind::other;
     return Errand::fail(std::move(failed));
@@ -152,7 +184,7 @@ Step PlaceErrand::fail(Failed failed) {
 /// made, and of one that may not be written to the run tells better itself. Who only looks makes
 /// none.
 Step PlaceErrand::go_unmarked(const std::string& below) {
-    place_ = {.below = below, .id = order_.known.id};
+    place_ = {.below = below, .id = id(below)};
     return {.tell = {place_}, .over = true};
 }
 

@@ -24,6 +24,7 @@ private:
 
     std::optional<Step> take(const WorkerReport& said) override;
     Step fail(Failed failed) override;
+    Step fail_to_claim(Failed failed);
     std::optional<Step> hear_texts(const Contents& said);
     std::optional<Step> hear_tidying(const WorkerReport& said) const;
     Step look();
@@ -38,6 +39,8 @@ private:
 
     std::string folder(const std::string& below) const;
     std::string temporary(const std::string& below) const;
+    bool is_known(const std::string& below) const;
+    std::string id(const std::string& below) const;
     std::string text() const;
 
     const FindPlace order_;

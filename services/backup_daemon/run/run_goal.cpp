@@ -18,4 +18,13 @@ RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Cha
     return goal;
 }
 
+RunGoal clean_up_goal(const TDataBackupConfig& task) {
+    RunGoal goal;
+    goal.task_id = task.taskID;
+    goal.destination = destination_of(task);
+    goal.side_files = task.recordingFormat == FORMAT_WITH_SIDE_FILE;
+    goal.clean_up = true;
+    return goal;
+}
+
 }  // namespace services

@@ -28,11 +28,19 @@ struct RunGoal {
     bool check = true;        ///< every file is read back before it gets its name
     int lanes = 1;            ///< files on their way at one time, at most
     bool preview = false;     ///< to see what there is to do, and to do nothing
+    bool clean_up = false;    ///< the task is deleted: only its unfinished files go
+
+    /// Nothing is made on the share.
+    bool makes_nothing() const { return preview || clean_up; }
 };
 
 /// Reads a task on the local day `today`. `recorder`, `check` and `lanes` are the caller's to fill
 /// in.
 RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Channel>& channels,
                 DayNumber today);
+
+/// Reads what is to be known of a deleted task, to remove its unfinished files. `recorder` is the
+/// caller's to fill in.
+RunGoal clean_up_goal(const TDataBackupConfig& task);
 
 }  // namespace services

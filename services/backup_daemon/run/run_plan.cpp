@@ -46,7 +46,7 @@ RunPlan::RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, Ru
         tally_.plan(1, 0);
         tally_.gave_up({}, "there is no channel " + index);
     }
-    if (!goal_.channels.empty()) ready_.emplace_back().what = SeekPlace();
+    if (!goal_.channels.empty() || goal_.clean_up) ready_.emplace_back().what = SeekPlace();
 }
 
 void RunPlan::settle() {
@@ -62,6 +62,11 @@ void RunPlan::settle() {
 void RunPlan::enter_next_phase() {
     switch (phase_) {
         case Phase::finding_place:
+            if (goal_.clean_up) {
+                plan_leftovers();
+                phase_ = Phase::leftovers;
+                return;
+            }
             plan_finding_days();
             phase_ = Phase::finding_days;
             return;
@@ -173,10 +178,14 @@ void RunPlan::tell_retention() {
                                           (why.empty() ? "" : ": " + why)});
 }
 
-/// Temporary files whose recording is gone or no longer wanted.
+/// Temporary files whose recording is gone or no longer wanted, and those of deleted tasks.
 void RunPlan::plan_leftovers() {
-    for (const Checkpoint& checkpoint : memory_.checkpoints())
+    const auto own = memory_.checkpoints();
+    const auto abandoned = memory_.abandoned();
+    for (const Checkpoint& checkpoint : own)
         ready_.push_back({leftover_work(goal_, names_, checkpoint)});
+    for (const Checkpoint& checkpoint : abandoned)
+        ready_.push_back({abandoned_work(names_, checkpoint)});
 }
 
 /// Something failed behind the request for room: what no lane has begun to remove stays.
@@ -206,7 +215,7 @@ Order RunPlan::order_of(Work& work) {
                          .recorder = goal_.recorder,
                          .task_id = goal_.task_id,
                          .known = places_.known(),
-                         .only_look = goal_.preview};
+                         .only_look = goal_.makes_nothing()};
     if (const auto* tell = std::get_if<TellCameras>(&work.what)) return tell->order;
     if (const auto* find = std::get_if<FindDays>(&work.what))
         return ListDays{find->channel->recordings, goal_.selection.first_day,

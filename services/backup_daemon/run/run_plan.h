@@ -51,6 +51,9 @@ struct FailureStep {
 /// removed, and one that is not counts as a failed file. What keeps a copy from being read keeps
 /// nothing from being copied.
 ///
+/// A plan whose goal is a clean-up finds the place, without making one, and removes temporary
+/// files. Each run removes those of deleted tasks, too, as far as the share lets it.
+///
 /// A file that finds the share full ends the copying, unless room can be made for it. Where others
 /// are on their way, all of them are sent one by one from then on; of what was begun and has no
 /// room nothing stays on the share.

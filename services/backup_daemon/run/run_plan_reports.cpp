@@ -18,6 +18,12 @@ constexpr long long FAILURES_TOLD = 10;
 // So many files refused one after the other: it is the share, not the files.
 constexpr int MOST_DENIED = 20;
 
+/// A file that is of no weight to the run: another task's, which is deleted.
+bool is_abandoned(const Work& work) {
+    const auto* removal = std::get_if<RemoveCopies>(&work.what);
+    return removal && removal->why == RemoveCopies::Why::abandoned;
+}
+
 bool is_listing(const Work& work) {
     return std::holds_alternative<FindDays>(work.what) ||
            std::holds_alternative<LookAtDay>(work.what);
@@ -36,14 +42,14 @@ bool RunPlan::take(LaneId lane, const Report& report) {
 }
 
 RunPlan::Answer RunPlan::answer(SeekPlace&, const FoundPlace& place) {
-    places_.settle(place.id, place.marked);
+    places_.settle({place.id, place.marked, !place.below.empty()});
     memory_.move_to(place.id);
     auto channels = goal_.channels;
     give_folders(channels, place.cameras, places_);
     goal_.channels = std::move(channels);
     names_ =
         ShareNames(join_path(goal_.destination.folder, place.below), goal_.recorder, goal_.task_id);
-    if (place.marked && !goal_.preview) tell_cameras(place);
+    if (place.marked && !goal_.makes_nothing()) tell_cameras(place);
     if (place.is_new && !place.below.empty())
         notes_.push_back({OWN_FOLDER_MADE, names_.on_share("")});
     return Answer::whole;
@@ -54,8 +60,8 @@ void RunPlan::tell_cameras(const FoundPlace& place) {
     const std::string text = cameras_text(folders_to_tell(place.cameras, places_), LONGEST_TEXT);
     if (text == cameras_text(place.cameras, LONGEST_TEXT)) return;
     const std::string path = cameras_path(names_.on_share(""));
-    ready_.push_back({TellCameras{
-        {.path = path, .temporary = path + "." + goal_.task_id + ".part", .text = text}}});
+    ready_.push_back(
+        {TellCameras{{.path = path, .temporary = names_.temporary_path(path), .text = text}}});
 }
 
 RunPlan::Answer RunPlan::answer(TellCameras&, const Done&) {
@@ -139,6 +145,10 @@ FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     if (!is_busy(lane)) return fail_to_connect(failed);
     const bool checks = std::holds_alternative<CheckCopy>(given_.at(lane).what);
     if (checks && !ends_connection(failed.kind)) return fail_to_check(lane, failed);
+    if (is_abandoned(given_.at(lane)) && !ends_connection(failed.kind)) {
+        given_.erase(lane);  // the next run tries again
+        return {};
+    }
     switch (failed.kind) {
         case FailureKind::lost:
         case FailureKind::unknown:

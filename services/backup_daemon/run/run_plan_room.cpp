@@ -171,7 +171,7 @@ RunPlan::Answer RunPlan::answer(RemoveCopies&, const At&) {
 RunPlan::Answer RunPlan::answer(RemoveCopies& removal, const Removed& removed) {
     const auto& copies = removal.copies;
     for (const CopiedFile& copy : copies) finish_removal(copy, removal.why);
-    if (removal.why == RemoveCopies::Why::leftover) return Answer::whole;
+    if (removal.is_of_temporary_files()) return Answer::whole;
     for (std::size_t copy = 0; copy < copies.size(); ++copy)
         note_fate(copies[copy], removed.files.at(copy));
     const long long stayed = std::ranges::count(removed.files, Fate::stayed);
@@ -191,6 +191,8 @@ void RunPlan::finish_removal(const CopiedFile& copy, RemoveCopies::Why why) {
     switch (why) {
         case RemoveCopies::Why::leftover:
             return memory_.drop_checkpoint(copy.path);
+        case RemoveCopies::Why::abandoned:
+            return memory_.drop_abandoned(copy.path);
         case RemoveCopies::Why::retention:
             return memory_.forget(copy.path);
         case RemoveCopies::Why::room:

@@ -123,4 +123,12 @@ RemoveCopies leftover_work(const RunGoal& goal, const ShareNames& names,
     return work;
 }
 
+RemoveCopies abandoned_work(const ShareNames& names, const Checkpoint& checkpoint) {
+    RemoveCopies work{RemoveCopies::Why::abandoned, {}, {}};
+    work.copies.emplace_back().path = checkpoint.temporary;
+    const std::string temporary = names.on_share(checkpoint.temporary);
+    work.order.files = {{.path = temporary}, {.path = side_file_path(temporary)}};
+    return work;
+}
+
 }  // namespace services

@@ -51,10 +51,18 @@ struct CheckCopy {
 
 /// Files that go from the share.
 struct RemoveCopies {
-    enum class Why { room, retention, leftover };
+    enum class Why {
+        room,
+        retention,
+        leftover,   ///< a temporary file of the task's
+        abandoned,  ///< one of a deleted task's
+    };
     Why why = Why::retention;
-    std::vector<CopiedFile> copies;  ///< of a left-over temporary file only the path counts
+    /// Of a temporary file only the path counts: its copy's or, when it is abandoned, its own.
+    std::vector<CopiedFile> copies;
     RemoveFiles order;
+
+    bool is_of_temporary_files() const { return why == Why::leftover || why == Why::abandoned; }
 };
 
 /// Is there room on the share for all that was measured?
@@ -102,5 +110,8 @@ RemoveCopies removal_work(RemoveCopies::Why why, std::vector<CopiedFile> copies,
 /// A temporary file that nothing will continue, and where copies are described its description's.
 RemoveCopies leftover_work(const RunGoal& goal, const ShareNames& names,
                            const Checkpoint& checkpoint);
+
+/// A deleted task's temporary file, and its description's if there is one.
+RemoveCopies abandoned_work(const ShareNames& names, const Checkpoint& checkpoint);
 
 }  // namespace services

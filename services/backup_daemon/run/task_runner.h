@@ -34,6 +34,11 @@ public:
 
     /// Has a run end as cancelled, unless it ends otherwise first. No such run: nothing happens.
     virtual void cancel(const std::string& task_id) = 0;
+
+    /// Has the unfinished files of a deleted task removed from its share, once its run, if it has
+    /// one, has ended. That is no run, tells nobody and throws nothing.
+    /// @param task as it was stored last
+    virtual void clean_up(const TDataBackupConfig& task) = 0;
 };
 
 }  // namespace services

@@ -153,8 +153,8 @@ void RunQueue::store(Change& change) {
     const std::string& task_id = change.happening.task_id;
     const auto& [next, stored, act] = change.step;
     if (stored.status != Stored::UNCHANGED) store_.set_state(task_id, state_of(task_id, stored));
+    if (act != Act::nothing && act != Act::cancel_run) change.task = store_.find(task_id);
     store_place(change.happening, stored.place);
-    if (act == Act::begin_run || act == Act::resume_run) change.task = store_.find(task_id);
 }
 
 void RunQueue::store_place(const Happening& happening, Place place) {
@@ -203,6 +203,11 @@ void RunQueue::act(const Change& change) {
             return;
         case Act::cancel_run:
             return cancel(task_id);
+        case Act::cancel_and_clean_up:
+            cancel(task_id);
+            return clean_up(change);
+        case Act::clean_up:
+            return clean_up(change);
     }
 }
 
@@ -226,6 +231,11 @@ void RunQueue::cancel(const std::string& task_id) {
     } catch (const std::exception& error) {
         complaints_.print("the run of task " + task_id + " cannot be cancelled: " + error.what());
     }
+}
+
+/// Of a task that somebody else has deleted nobody knows the login any more.
+void RunQueue::clean_up(const Change& change) {
+    if (change.task) runner_.clean_up(*change.task);
 }
 
 /// The run has nobody else to tell. What cannot be stored now is, by the next look.

@@ -83,7 +83,7 @@ private:
     struct Change {
         Happening happening;
         Step step;
-        std::optional<TDataBackupConfig> task{};  ///< to run, as it is stored
+        std::optional<TDataBackupConfig> task{};  ///< as it is stored, or was last
     };
 
     void take(const std::vector<Happening>& happenings);
@@ -101,6 +101,7 @@ private:
     void act(const Change& change);
     void begin(const TDataBackupConfig& task, bool resumed);
     void cancel(const std::string& task_id);
+    void clean_up(const Change& change);
     void ended(const std::string& task_id, RunOutcome outcome);
 
     standalone::TaskStore& store_;

@@ -19,7 +19,7 @@ constexpr Stored DELETED{Stored::UNCHANGED, Place::deleted};
 constexpr Transition TRANSITIONS[] = {
     {{at_rest}, {start, due}, Step{waiting, {TASK_WAIT, Place::back}}},
     {{at_rest}, {start_first}, Step{waiting, {TASK_WAIT, Place::front}}},
-    {{at_rest}, {remove}, Step{at_rest, DELETED}},
+    {{at_rest}, {remove}, Step{at_rest, DELETED, Act::clean_up}},
     {{at_rest}, {stop, make_way, begin, connected, ended, cut_off, take_over}, NOTHING},
 
     {{waiting}, {start_first}, Step{waiting, {TASK_WAIT, Place::front}}},
@@ -31,7 +31,7 @@ constexpr Transition TRANSITIONS[] = {
     {{interrupted}, {stop}, Step{at_rest, {TASK_CANCEL, Place::none, Stamp::end}}},
     {{interrupted}, {begin}, Step{starting, {TASK_PREPARE_START, Place::none}, Act::resume_run}},
     {{interrupted}, {take_over}, NOTHING},
-    {{waiting, interrupted}, {remove}, Step{at_rest, DELETED}},
+    {{waiting, interrupted}, {remove}, Step{at_rest, DELETED, Act::clean_up}},
     {{waiting, interrupted}, {start, due, make_way, connected, ended, cut_off}, NOTHING},
 
     {{starting}, {connected}, Step{running, {TASK_RUNNING}}},
@@ -39,7 +39,7 @@ constexpr Transition TRANSITIONS[] = {
     {{starting, running}, {stop, make_way}, Step{stopping, {TASK_PREPARE_STOP}, Act::cancel_run}},
     {{starting, running}, {start_first},
      Step{restarting, {TASK_WAIT, Place::front}, Act::cancel_run}},
-    {{starting, running}, {remove}, Step{stopping, DELETED, Act::cancel_run}},
+    {{starting, running}, {remove}, Step{stopping, DELETED, Act::cancel_and_clean_up}},
     {{starting, running, stopping}, {ended}, Step{at_rest, {ENDED, Place::same, Stamp::end}}},
     {{starting, running}, {cut_off, take_over}, Step{interrupted, {TASK_WAIT, Place::front}}},
     {{starting, running}, {start, due, begin}, NOTHING},
@@ -49,7 +49,7 @@ constexpr Transition TRANSITIONS[] = {
     {{stopping, restarting}, {start_first}, Step{restarting, {TASK_WAIT, Place::front}}},
     {{stopping}, {stop}, NOTHING},
     {{restarting}, {stop}, Step{stopping, {TASK_PREPARE_STOP, Place::none}}},
-    {{stopping, restarting}, {remove}, Step{stopping, DELETED}},
+    {{stopping, restarting}, {remove}, Step{stopping, DELETED, Act::clean_up}},
     {{restarting}, {ended, cut_off}, Step{waiting, {TASK_WAIT, Place::same, Stamp::end}}},
     {{stopping}, {cut_off, take_over}, Step{at_rest, {TASK_CANCEL, Place::same, Stamp::end}}},
     {{restarting}, {take_over}, Step{waiting, {TASK_WAIT}}},

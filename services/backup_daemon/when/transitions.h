@@ -58,7 +58,14 @@ struct Stored {
 };
 
 /// What is done once it is stored.
-enum class Act { nothing, begin_run, resume_run, cancel_run };
+enum class Act {
+    nothing,
+    begin_run,
+    resume_run,
+    cancel_run,
+    clean_up,  ///< what the deleted task has left on the share
+    cancel_and_clean_up,
+};
 
 /// What follows an input.
 struct Step {

@@ -3,12 +3,14 @@ import json
 import random
 import socket
 import sqlite3
+import tempfile
 import time
 from contextlib import ExitStack, closing, contextmanager
+from pathlib import Path
 
 import pytest
 
-from backup_house import FAILED, MIB, noise, tree
+from backup_house import FAILED, MIB, House, noise, tree
 from event_ids import OWN_FOLDER_MADE
 from fault_proxy import FaultProxy
 from lone_daemon import LoneDaemon
@@ -206,6 +208,54 @@ def test_share_that_cannot_be_written_fails_the_first_run(house):
     house.record(0, 0, "01-00-00.mp4", b"content")
     house.run(house.create(), FAILED)
     assert list(house.share.iterdir()) == []
+
+
+def test_copies_in_a_folder_that_another_recorder_has_now_do_not_count_below_it(house):
+    for days_ago in range(2):
+        house.record(0, days_ago, "01-00-00.mp4", noise(1000, days_ago))
+    task_id = house.create()
+    house.run(task_id)
+    shared = house.share / "recorder"
+    before = marker(shared)
+    (shared / MARKER / "recorder.json").write_text(json.dumps({**before, "recorder": "9" * 32}))
+    # What made room there is missing here.
+    with closing(sqlite3.connect(STATE / "backupd.db", timeout=30)) as memory, memory:
+        memory.execute("UPDATE copied_file SET removed = 1 WHERE day = ?", (day_name(1),))
+    house.run(task_id)
+    own = f"recorder/Recorder {before['recorder'][:8]}"
+    assert house.shared(own) == house.sources()
+    assert marker(house.share / own)["destination"] != before["destination"]
+    house.run(task_id)
+    assert [row["removed"] for row in house.database(
+        "SELECT removed FROM copied_file WHERE destination = ?",
+        marker(house.share / own)["destination"])] == [0, 0]
+
+
+@pytest.fixture
+def open_house(tmp_path):
+    """Its share lies where a server without root's rights gets at it."""
+    with tempfile.TemporaryDirectory(dir="/var/tmp") as folder:
+        Path(folder).chmod(0o755)
+        with House(tmp_path, share=folder) as house:
+            yield house
+
+
+def test_marker_that_must_not_be_read_fails_the_run_and_stays(open_house):
+    house, settings = open_house, open_house.samba.shares["backup"]
+    house.record(0, 0, "01-00-00.mp4", b"content")
+    task_id = house.create()
+    house.run(task_id)
+    file = house.share / "recorder" / MARKER / "recorder.json"
+    before = file.read_bytes()
+    file.chmod(0)
+    settings["force user"] = "nobody"
+    house.samba.reload()
+    house.run(task_id, FAILED)
+    assert "nobody can tell whose folder it is" in house.progress(task_id)[0]["message"]
+    settings["force user"] = "root"
+    house.samba.reload()
+    house.run(task_id)
+    assert file.read_bytes() == before
 
 
 # --- from the version before ----------------------------------------------------------------------

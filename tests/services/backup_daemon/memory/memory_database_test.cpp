@@ -95,7 +95,10 @@ protected:
             "('//nas:445/a', 'Door/2024-03-01/2.mp4', 2, '2024-03-01', 7, 8, '', 0, 1), "
             "('//nas:445/b', 'Door/2024-03-01/1.mp4', 1, '2024-03-01', 5, 6, '', 0, 0); "
             "INSERT INTO checkpoint (taskID, destination, path, temporary, offset, sha256) VALUES "
-            "(1, '//nas:445/a', 'p', 't', 9, 'cd'), (1, '//nas:445/c', 'q', 'u', 0, '')");
+            "(1, '//nas:445/a', 'p', 't', 9, 'cd'), (1, '//nas:445/c', 'q', 'u', 0, ''); "
+            "INSERT INTO run_progress (taskID, bytes_planned, bytes_done, percent, rate, "
+            "files_done, files_left, files_failed, message, time_ms) VALUES "
+            "(1, 0, 0, 0, 0, 0, 0, 0, '', 1709294400000)");
     }
 
     /// The identifier that an address has got.
@@ -127,6 +130,12 @@ TEST_F(FirstSchema, EveryAddressBecomesADestinationThatKeepsItsCopiesAndCheckpoi
     EXPECT_TRUE(CopyStore(memory.runs, "1", c).checkpoint("q")) << "begun, and nothing copied";
 }
 
+TEST_F(FirstSchema, DayOfATasksLastRunIsTrusted) {
+    Memory memory = open_memory();
+    EXPECT_EQ(CopyStore(memory.runs, "1").date(), TaskDate{.trusted = "2024-03-01"});
+    EXPECT_FALSE(CopyStore(memory.runs, "2").date()) << "it has never run";
+}
+
 TEST_F(FirstSchema, IsBroughtUpToDateOnce) {
     Memory memory = open_memory();
     const std::string a = destination(memory.runs, "//nas:445/a");
@@ -135,12 +144,37 @@ TEST_F(FirstSchema, IsBroughtUpToDateOnce) {
     EXPECT_EQ(destination(memory.runs, "//nas:445/a"), a);
 }
 
-TEST_F(MemoryDatabaseTest, WhatIsRememberedOfATaskThatIsGoneGoesButItsCopies) {
+TEST_F(MemoryDatabaseTest, WhatIsRememberedOfATaskThatIsGoneGoesButItsFilesOnShares) {
     for (const char* task_id : {"1", "2", "12"}) remember(task_id);
     keep_only(memory_, tasks({"12", "1", "7"}));
-    EXPECT_EQ(remembered(), "1 12 | 1 12 | 1 12 | 1 12 | 1 2 12 | ");
+    EXPECT_EQ(remembered(), "1 12 | 1 12 | 1 2 12 | 1 12 | 1 2 12 | ");
     keep_only(memory_, {});
-    EXPECT_EQ(remembered(), "| | | | 1 2 12 | ");
+    EXPECT_EQ(remembered(), "| | 1 2 12 | | 1 2 12 | ");
+}
+
+TEST_F(MemoryDatabaseTest, FilesThatATaskHadBegunWhenItWasDeletedAreAbandoned) {
+    for (const char* task_id : {"1", "2"}) remember(task_id);
+    CopyStore copies(memory_.runs, "1", "//d");
+    keep_only(memory_, tasks({"1", "2"}));
+    EXPECT_TRUE(copies.abandoned().empty());
+    keep_only(memory_, tasks({"1"}));
+    ASSERT_EQ(copies.abandoned().size(), 1U);
+    EXPECT_EQ(copies.abandoned()[0].path, "begun by 2");
+    EXPECT_TRUE(CopyStore(memory_.runs, "1", "//e").abandoned().empty()) << "at another place";
+    EXPECT_TRUE(CopyStore(memory_.runs, "2", "//d").abandoned().empty()) << "its own";
+    EXPECT_EQ(CopyStore(memory_.runs, "2", "//d").checkpoints().size(), 1U);
+    copies.drop_abandoned("t");
+    EXPECT_TRUE(copies.abandoned().empty());
+    EXPECT_EQ(copies.checkpoints().size(), 1U) << "of the same name, and not abandoned";
+}
+
+TEST_F(MemoryDatabaseTest, NobodyIsWaitedForWhenNoTaskIsGone) {
+    remember("1");
+    memory_.runs.limit_waiting(std::chrono::milliseconds(1));
+    Database other(memory_database_path(), Database::Access::writing);
+    const standalone::Transaction writer(other);
+    keep_only(memory_, tasks({"1"}));
+    EXPECT_THROW(keep_only(memory_, {}), standalone::DatabaseError);
 }
 
 TEST_F(MemoryDatabaseTest, WhatARunWritesAfterItsTaskIsGoneGoesTheNextTime) {
@@ -149,7 +183,8 @@ TEST_F(MemoryDatabaseTest, WhatARunWritesAfterItsTaskIsGoneGoesTheNextTime) {
     CopyStore(memory_.runs, "1", "//d").save({"late", "t", 1, ""});
     ProgressStore(memory_.runs).set("1", {});
     keep_only(memory_, {});
-    EXPECT_EQ(remembered(), "| | | | 1 | ");
+    EXPECT_EQ(remembered(), "| | 1 1 | | 1 | ");
+    EXPECT_EQ(CopyStore(memory_.runs, "2", "//d").abandoned().size(), 2U);
 }
 
 TEST_F(MemoryDatabaseTest, NothingIsWrittenWhenNoTaskIsGone) {

@@ -6,6 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <ctime>
+
 #include "platform/standalone/store/state_folder.h"
 #include "services/backup_daemon/memory/copy_store.h"
 #include "services/backup_daemon/memory/memory_database.h"
@@ -25,7 +28,7 @@ constexpr std::array MOVED = {"next_run", "run_progress", "copied_file", "checkp
 // All but what the newer database has alone.
 constexpr char COLUMNS_IN_ORDER[] =
     "SELECT group_concat(name) FROM (SELECT name FROM pragma_table_info(?) "
-    "WHERE name != 'share_modified_ns' ORDER BY name)";
+    "WHERE name NOT IN ('share_modified_ns', 'sampled', 'abandoned') ORDER BY name)";
 
 std::string text(Database& database, const std::string& sql) {
     Statement row = database.prepare(sql);
@@ -139,6 +142,11 @@ TEST(TakeOver, TheDaemonReadsWhatTheOlderVersionWrote) {
     ASSERT_TRUE(ProgressStore(memory).find("3"));
     EXPECT_FALSE(ProgressStore(memory).find("3")->seconds_left);
     EXPECT_EQ(ProgressStore(memory).find("1")->percent, 100.0);
+    const time_t last = ProgressStore(memory).find("1")->time_ms / 1000;
+    std::array<char, sizeof "2024-03-01"> day{};
+    std::strftime(day.data(), day.size(), "%F", std::localtime(&last));
+    EXPECT_EQ(CopyStore(memory, "1").date(), TaskDate{.trusted = day.data()});
+    EXPECT_FALSE(CopyStore(memory, "4").date()) << "it has never run";
 }
 
 TEST(TakeOver, KilledBeforeAnyOfItsStatementsTheNextStartCompletesIt) {

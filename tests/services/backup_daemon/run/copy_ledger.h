@@ -14,6 +14,7 @@
 struct CopyLedger {
     std::map<std::string, services::CopiedFile> copies;       ///< by path
     std::map<std::string, services::Checkpoint> checkpoints;  ///< by path, the task's own
+    std::vector<services::Checkpoint> abandoned;              ///< of tasks that are deleted
     std::set<std::string> foreign;       ///< paths of copies that another task has made
     std::set<std::string> unsampled;     ///< paths of copies that a sample is for
     std::set<std::string> spoilt;        ///< paths of those that are not as they were made
@@ -22,6 +23,7 @@ struct CopyLedger {
     std::optional<services::TaskDate> date = services::TaskDate{.trusted = "2030-01-01"};
     std::string destination;                     ///< the last that was settled; "" before
     bool marked = false;                         ///< as it was settled
+    bool own = false;                            ///< the same
     std::map<std::string, std::string> folders;  ///< by the camera's guid
 
     int calls = 0;  ///< so far, refused ones too
@@ -57,13 +59,16 @@ public:
         const bool is_known = !ledger_.destination.empty();
         return {.id = is_known ? ledger_.destination : "new",
                 .is_known = is_known,
-                .marked = ledger_.marked};
+                .marked = ledger_.marked,
+                .own = ledger_.own,
+                .fresh = "new"};
     }
 
-    void settle(const std::string& id, bool marked) override {
+    void settle(const services::FoundDestination& found) override {
         ledger_.call();
-        ledger_.destination = id;
-        ledger_.marked = marked;
+        ledger_.destination = found.id;
+        ledger_.marked = found.marked;
+        ledger_.own = found.own;
     }
 
     std::map<std::string, std::string> camera_folders() override {
@@ -121,6 +126,18 @@ public:
             ledger_.begun.insert(made.temporary);
         }
         return all;
+    }
+
+    std::vector<services::Checkpoint> abandoned() override {
+        call();
+        return ledger_.abandoned;
+    }
+
+    void drop_abandoned(const std::string& temporary) override {
+        call();
+        std::erase_if(ledger_.abandoned, [&](const services::Checkpoint& left) {
+            return left.temporary == temporary;
+        });
     }
 
     void save(const services::Checkpoint& made) override {

@@ -34,7 +34,7 @@ protected:
 
     Folders folders() {
         DestinationStore store(memory_.runs, "//nas:445/a");
-        store.settle("old", false);
+        store.settle({"old", false});
         return store.camera_folders();
     }
 };

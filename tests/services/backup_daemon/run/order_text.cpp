@@ -13,7 +13,8 @@ std::string joined(const std::vector<std::string>& texts) {
 
 std::string print(const FindPlace& order) {
     return "place " + order.folder + " of " + order.recorder + " task " + order.task_id +
-           " known " + order.known.id + (order.known.marked ? " marked" : "");
+           " known " + order.known.id + (order.known.marked ? " marked" : "") +
+           (order.only_look ? " only look" : "");
 }
 
 std::string print(const WriteText& order) {

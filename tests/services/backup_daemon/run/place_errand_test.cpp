@@ -13,17 +13,22 @@ const std::string RECORDER = "0123456789abcdef0123456789abcdef";
 const std::string OTHER = "99999999999999999999999999999999";
 const std::string PLACE = "fedcba9876543210fedcba9876543210";
 const std::string FRESH = "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa";
+const std::string KNOWN = "bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb";
 const std::string OURS = marker_text({RECORDER, PLACE});
 const std::string FOREIGN = marker_text({OTHER, PLACE});
 const std::string OWN = "store/Recorder 01234567";
 
 class PlaceErrandTest : public testing::Test {
 protected:
-    static FindPlace order(bool known = false, bool marked = false) {
+    static FindPlace order(bool known = false, bool marked = false, bool own = false) {
         return {.folder = "store",
                 .recorder = RECORDER,
                 .task_id = "7",
-                .known = {.id = FRESH, .is_known = known, .marked = marked}};
+                .known = {.id = known ? KNOWN : FRESH,
+                          .is_known = known,
+                          .marked = marked,
+                          .own = own,
+                          .fresh = FRESH}};
     }
 
     /// What an errand asks for next, as text.
@@ -117,6 +122,40 @@ TEST_F(PlaceErrandTest, AnotherRecordersFolderIsLeftToIt) {
     EXPECT_TRUE(found().is_new);
 }
 
+TEST_F(PlaceErrandTest, WhatIsKnownOfTheTasksFolderIsNotSaidOfTheOneBelow) {
+    for (const bool marked : {false, true}) {
+        EXPECT_EQ(begin(order(true, marked), {}, FOREIGN), CLAIM_OWN) << "with a new identifier";
+        EXPECT_EQ(hear(Done()), "over");
+        EXPECT_EQ(found().id, FRESH);
+    }
+    FindPlace look = order(true, true);
+    look.only_look = true;
+    begin(look, {}, FOREIGN);
+    EXPECT_EQ(found().id, FRESH);
+}
+
+TEST_F(PlaceErrandTest, FolderOfItsOwnKeepsItsIdentifierWhenItsMarkerIsLost) {
+    for (const Text& own : {Text(), Text("")}) {
+        const std::string next = begin(order(true, true, true), own, FOREIGN);
+        EXPECT_TRUE(next.starts_with(own ? "write " + OWN : "claim " + OWN)) << next;
+        EXPECT_TRUE(next.ends_with(marker_text({RECORDER, KNOWN}))) << next;
+        EXPECT_EQ(hear(Done()), "over");
+        EXPECT_EQ(found().id, KNOWN);
+    }
+}
+
+TEST_F(PlaceErrandTest, WhatIsKnownOfTheFolderBelowIsNotSaidOfTheTasks) {
+    EXPECT_EQ(begin(order(true, true, true), {}, {}), CLAIM_SHARED);
+    EXPECT_EQ(
+        begin(order(true, true, true), {}, "nonsense"),
+        "claim " + OWN + "/.recording-backup via " + OWN +
+            "/.recording-backup.01234567-7 with recorder.json: " + marker_text({RECORDER, KNOWN}))
+        << "ours was in the folder below: this one is another's";
+    begin(order(true, true, true), {}, {});
+    hear(Failed{FailureKind::full, "no room"});
+    EXPECT_EQ(failure().kind, FailureKind::full) << "no place is known there";
+}
+
 TEST_F(PlaceErrandTest, FolderOfItsOwnStaysWhereThisRecordersCopiesAre) {
     for (const Text& shared : {Text(), Text(FOREIGN), Text(OURS), Text("nonsense")}) {
         EXPECT_EQ(begin(order(true, true), OURS, shared),
@@ -148,13 +187,14 @@ TEST_F(PlaceErrandTest, MarkerThatCannotBeReadIsAnothersUnlessOursWasThere) {
         EXPECT_EQ(begin(order(true, false), {}, broken), CLAIM_OWN);
         EXPECT_EQ(begin(order(true, true), {}, broken),
                   "write store/.recording-backup/recorder.json via "
-                  "store/.recording-backup/recorder.json.part: " +
-                      marker_text({RECORDER, FRESH}));
+                  "store/.recording-backup/.recorder.json.01234567-7.part: " +
+                      marker_text({RECORDER, KNOWN}));
         EXPECT_EQ(hear(Done()), "over");
         EXPECT_EQ(found().below, "");
         EXPECT_EQ(begin(order(), broken, FOREIGN),
                   "write " + OWN + "/.recording-backup/recorder.json via " + OWN +
-                      "/.recording-backup/recorder.json.part: " + marker_text({RECORDER, FRESH}));
+                      "/.recording-backup/.recorder.json.01234567-7.part: " +
+                      marker_text({RECORDER, FRESH}));
     }
 }
 
@@ -179,7 +219,7 @@ TEST_F(PlaceErrandTest, KnownPlaceIsUsedWithoutAMarkerWhereNoneCanBeMadeNow) {
     for (const FailureKind kind : {FailureKind::full, FailureKind::denied}) {
         begin(order(true, false), {}, {});
         EXPECT_EQ(hear(Failed{kind, "no"}), "over");
-        EXPECT_EQ(found().id, FRESH);
+        EXPECT_EQ(found().id, KNOWN);
         EXPECT_FALSE(found().marked);
         begin(order(true, false), {}, FOREIGN);
         EXPECT_EQ(hear(Failed{kind, "no"}), "over");
@@ -214,11 +254,29 @@ TEST_F(PlaceErrandTest, ClaimsAreNotRepeatedForEver) {
 TEST_F(PlaceErrandTest, SpoiltMarkerOnAFullShareIsMendedWhenThereIsRoom) {
     begin(order(true, true), {}, "");
     EXPECT_EQ(hear(Failed{FailureKind::full, "no room"}), "over");
-    EXPECT_EQ(found().id, FRESH);
+    EXPECT_EQ(found().id, KNOWN);
     EXPECT_FALSE(found().marked);
+    begin(order(true, true), "", FOREIGN);
+    EXPECT_EQ(hear(Failed{FailureKind::full, "no room"}), "over");
+    EXPECT_EQ(failure().kind, FailureKind::full) << "nothing is known of the folder below";
     begin(order(true, true), {}, "");
     hear(Failed{FailureKind::denied, "no"});
     EXPECT_EQ(failure().kind, FailureKind::denied);
+}
+
+TEST_F(PlaceErrandTest, MarkerThatMustNotBeReadFailsTheRun) {
+    begin(order(true, true));
+    EXPECT_EQ(hear(Failed{FailureKind::denied, "no"}), "over");
+    EXPECT_EQ(failure().kind, FailureKind::denied);
+    EXPECT_EQ(failure().text, "no: nobody can tell whose folder it is");
+}
+
+TEST_F(PlaceErrandTest, ListOfCamerasThatMustNotBeReadIsNone) {
+    begin(order(true, true), {}, OURS);
+    EXPECT_TRUE(hear(Failed{FailureKind::denied, "no"}).starts_with("remove"));
+    EXPECT_EQ(hear(Removed{{Fate::gone}}), "over");
+    EXPECT_EQ(found().id, PLACE);
+    EXPECT_TRUE(found().cameras.empty());
 }
 
 TEST_F(PlaceErrandTest, WhoOnlyLooksMakesAndRemovesNothing) {

@@ -251,6 +251,59 @@ TEST_F(RunPlanCleanupTest, FilesBegunForNothingGoOfWhateverDay) {
     EXPECT_TRUE(plan().is_over());
 }
 
+TEST_F(RunPlanCleanupTest, FilesThatDeletedTasksHadBegunGoToo) {
+    ledger.abandoned = {{"Hall/2024-03-05/1.mp4", "Hall/2024-03-05/.1.mp4.01234567-6.part", 5, ""}};
+    EXPECT_EQ(rest_that("remove"),
+              Texts{"remove store/Hall/2024-03-05/.1.mp4.01234567-6.part "
+                    "store/Hall/2024-03-05/.1.mp4.01234567-6.part.json, folders "});
+    EXPECT_TRUE(ledger.abandoned.empty());
+    EXPECT_TRUE(ledger.gone.empty());
+    EXPECT_EQ(plan().failure(), "");
+}
+
+TEST_F(RunPlanCleanupTest, RunDoesNotFailOfADeletedTasksFileThatStays) {
+    for (const FailureKind kind :
+         {FailureKind::denied, FailureKind::other, FailureKind::full, FailureKind::occupied}) {
+        ledger.abandoned = {{"Hall/1.mp4", "Hall/.1.mp4.01234567-6.part", 5, ""}};
+        RunPlan run(goal, places, memory, tally);
+        std::optional<Order> order;
+        for (run.settle(); (order = run.next(1)); run.settle()) {
+            if (std::holds_alternative<RemoveFiles>(*order)) break;
+            for (const auto& report : world.carry_out(*order)) run.take(1, report);
+        }
+        ASSERT_TRUE(order);
+        EXPECT_EQ(run.fail(1, {kind, "no"}).kind, FailureStep::Kind::go_on);
+        run.settle();
+        EXPECT_TRUE(run.is_over());
+        EXPECT_EQ(run.failure(), "");
+        EXPECT_EQ(ledger.abandoned.size(), 1U) << "for the next run";
+    }
+}
+
+TEST_F(RunPlanCleanupTest, LaneThatIsLostOverADeletedTasksFileIsLost) {
+    ledger.abandoned = {{"Hall/1.mp4", "Hall/.1.mp4.01234567-6.part", 5, ""}};
+    ASSERT_NE(next_that("remove"), "");
+    EXPECT_EQ(fail(FailureKind::lost).kind, FailureStep::Kind::lose_lane);
+    plan().lose(1);
+    EXPECT_NE(next(), "");
+}
+
+TEST_F(RunPlanCleanupTest, CleanUpOfADeletedTaskRemovesItsFilesAndNothingElse) {
+    begin_file("2024-03-05", "08-00-00.mp4");
+    add_old("a.mp4");
+    world.record("/rec/door", "2024-03-05", "09-00-00.mp4", 100);
+    goal.channels.clear();
+    goal.clean_up = true;
+    world.place = {.below = "", .id = "d", .marked = true};
+    EXPECT_EQ(rest(), (Texts{"place store of 0123456789abcdef0123456789abcdef task 7 known new "
+                             "only look",
+                             "remove store/Door/2024-03-05/.08-00-00.mp4.01234567-7.part, "
+                             "folders "}));
+    EXPECT_TRUE(ledger.checkpoints.empty() && ledger.gone.empty() && ledger.recorded.empty());
+    EXPECT_TRUE(plan().take_notes().empty());
+    EXPECT_TRUE(plan().is_over());
+}
+
 TEST_F(RunPlanCleanupTest, FileThatWasBegunAndIsCompletedLeavesNothing) {
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
     begin_file("2024-03-05", "08-00-00.mp4");

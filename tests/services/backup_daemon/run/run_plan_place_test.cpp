@@ -77,7 +77,7 @@ TEST_F(RunPlanPlaceTest, LostLaneLeavesTheQuestionOpen) {
 TEST_F(RunPlanPlaceTest, OnceFoundTheDaysAreAskedForAndTheCamerasTold) {
     EXPECT_EQ(settle({.below = "", .id = "d", .marked = true}),
               "write store/.recording-backup/cameras.json via "
-              "store/.recording-backup/cameras.json.7.part: " +
+              "store/.recording-backup/.cameras.json.01234567-7.part: " +
                   cameras_text({{"g1", "Door"}, {"g2", "Yard"}}, 1000));
     EXPECT_EQ(next(2), "") << "one after the other";
     EXPECT_TRUE(plan().take(1, Done()));

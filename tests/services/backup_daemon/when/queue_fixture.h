@@ -36,6 +36,10 @@ public:
         if (refuses) throw std::runtime_error("no time can be had");
     }
 
+    void clean_up(const TDataBackupConfig& task) override {
+        said.push_back("clean up " + task.taskID);
+    }
+
     void connect(const std::string& task_id) { live.at(task_id).connected(); }
 
     void end(const std::string& task_id, services::RunOutcome outcome) {

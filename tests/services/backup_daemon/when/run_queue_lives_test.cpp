@@ -96,7 +96,7 @@ TEST_F(RunQueueLivesTest, DeletedTaskDoesNotWaitToGoOn) {
     next.take_over();
     next.remove("3");
     next_runner.end("1", Outcome::success);
-    EXPECT_EQ(next_runner.said, Words{"resume 1"});
+    EXPECT_EQ(next_runner.said, (Words{"resume 1", "clean up 3"}));
 }
 
 TEST_F(RunQueueLivesTest, NextLifeFinishesAStopThatWasUnderWay) {

@@ -35,7 +35,7 @@ TEST_F(RunQueueTest, RemovedTaskIsGoneFromStoreAndQueue) {
     EXPECT_EQ(state("1"), "gone");
     EXPECT_EQ(store.list().size(), 3U);
     runner.end("4", Outcome::success);
-    EXPECT_EQ(runner.said, Words{"begin 2"});
+    EXPECT_EQ(runner.said, (Words{"clean up 1", "begin 2"}));
 }
 
 TEST_F(RunQueueTest, ReloadKeepsThePlacesOfStoredTasks) {
@@ -160,13 +160,23 @@ TEST_F(RunQueueTest, StopWithoutTaskStopsAllThatRunAndNoneThatWaits) {
 TEST_F(RunQueueTest, RemovedTaskIsStoppedAndItsEndTouchesNothing) {
     start("1");
     queue.remove("1");
-    EXPECT_EQ(runner.said.back(), "cancel 1");
+    EXPECT_EQ(runner.said, (Words{"begin 1", "cancel 1", "clean up 1"}));
     EXPECT_EQ(state("1"), "gone");
     start("2");
     EXPECT_EQ(queue.waiting(), Words{"2"});
     runner.end("1", Outcome::cancelled);
     EXPECT_EQ(state("1"), "gone");
     EXPECT_EQ(runner.said.back(), "begin 2");
+}
+
+TEST_F(RunQueueTest, TaskAtRestOrOnTheWayThereIsCleanedUpWhenItIsRemoved) {
+    queue.remove("1");
+    queue.remove("1");
+    EXPECT_EQ(runner.said, Words{"clean up 1"});
+    start("2");
+    queue.stop("2");
+    queue.remove("2");
+    EXPECT_EQ(runner.said, (Words{"clean up 1", "begin 2", "cancel 2", "clean up 2"}));
 }
 
 TEST_F(RunQueueTest, ReloadStopsTheRunOfATaskThatIsGone) {

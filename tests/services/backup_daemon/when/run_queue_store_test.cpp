@@ -279,7 +279,7 @@ TEST_F(RunQueueStoreTest, InterruptedRunOfADeletedTaskIsGone) {
     runner.end("1", Outcome::interrupted);
     queue.look();
     EXPECT_EQ(state("1"), "gone");
-    EXPECT_EQ(runner.said, (Words{"begin 1", "cancel 1"}));
+    EXPECT_EQ(runner.said, (Words{"begin 1", "cancel 1", "clean up 1"}));
 }
 
 /// By somebody else than the daemon, between the look at the queue and the beginning.

@@ -19,7 +19,8 @@ constexpr const char* INPUTS[] = {"start", "start first", "due",   "stop",    "m
 constexpr const char* PLACES[] = {"", "place at the front", "place at the back", "place given up",
                                   "the task is deleted"};
 constexpr const char* STAMPS[] = {"", "start time", "end time"};
-constexpr const char* ACTS[] = {"", "begin a run", "take the run up", "cancel the run"};
+constexpr const char* ACTS[] = {
+    "", "begin a run", "take the run up", "cancel the run", "clean up", "cancel the run, clean up"};
 
 template <typename Kind, std::size_t N>
 std::string name(const char* const (&names)[N], Kind kind) {
@@ -98,8 +99,19 @@ TEST(Transitions, RunsAreBegunAndCancelledOnce) {
             const bool told = stage == Stage::starting || stage == Stage::running;
             const bool is_told =
                 row.step->next == Stage::stopping || row.step->next == Stage::restarting;
-            EXPECT_EQ(told && is_told, row.step->act == Act::cancel_run) << page_row(row);
+            const bool cancels =
+                row.step->act == Act::cancel_run || row.step->act == Act::cancel_and_clean_up;
+            EXPECT_EQ(told && is_told, cancels) << page_row(row);
         }
+    }
+}
+
+TEST(Transitions, WhatADeletedTaskHasLeftIsCleanedUp) {
+    for (const Transition& row : transitions()) {
+        if (!row.step) continue;
+        const bool cleans =
+            row.step->act == Act::clean_up || row.step->act == Act::cancel_and_clean_up;
+        EXPECT_EQ(row.step->stored.place == Place::deleted, cleans) << page_row(row);
     }
 }
 
