@@ -12,15 +12,6 @@ namespace {
 // Files of one order to remove; a packet has its limits.
 constexpr int REMOVED_AT_ONCE = 100;
 
-bool makes_room(const Work& work) {
-    const auto* removal = std::get_if<RemoveCopies>(&work.what);
-    return removal && removal->why == RemoveCopies::Why::room;
-}
-
-bool is_for_room(const Work& work) {
-    return makes_room(work) || std::holds_alternative<SeekRoom>(work.what);
-}
-
 bool is_question_of_room(const Work& work) {
     return std::holds_alternative<SeekRoom>(work.what) ||
            std::holds_alternative<WeighRun>(work.what);
@@ -172,19 +163,9 @@ void RunPlan::plan_leftovers() {
         ready_.push_back({leftover_work(goal_, names_, checkpoint)});
 }
 
-/// Something failed behind the request for room: what no lane has begun to remove stays.
-void RunPlan::take_back_room() {
-    if (!why_copies_stay().empty() && std::erase_if(ready_, is_for_room) > 0)
-        room_.in_the_making = false;
-}
-
 std::optional<Order> RunPlan::next(LaneId lane) {
-    auto place = ready_.begin();
-    // While room is being made, only that goes on.
-    if (room_.in_the_making)
-        place = std::ranges::find_if(ready_, is_for_room);
-    else
-        place = std::ranges::find_if(ready_, [this](const Work& work) { return may_go_now(work); });
+    const auto place =
+        std::ranges::find_if(ready_, [this](const Work& work) { return may_go_now(work); });
     if (place == ready_.end() || is_busy(lane)) return {};
     was_connected_ = true;
     Order order = order_of(*place);
@@ -216,13 +197,14 @@ Order RunPlan::order_of(Work& work) {
     if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) {
         // Known to the memory before the first of them goes: a run after a kill must not send it
         // again, to be in want of the room that it made.
-        if (makes_room(work)) memory_.begin_removal(removal->copies);
+        if (removal->why == RemoveCopies::Why::room) memory_.begin_removal(removal->copies);
         return removal->order;
     }
+    if (const auto* proof = std::get_if<ProveRoom>(&work.what))
+        return AskRoom{awaited_room(*proof)};
     if (is_question_of_room(work)) return AskRoom();
     auto& copy = std::get<CopyFile>(work.what);
     resume(copy);
-    copy.rooms = room_.made;
     return copy.job;
 }
 

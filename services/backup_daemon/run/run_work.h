@@ -39,7 +39,7 @@ struct CopyFile {
     std::string temporary;  ///< where it grows, below that folder
     CopyJob job;
     FileCount count;
-    int rooms = 0;  ///< how often room had been made when it was last given to a lane
+    int doubts = 0;  ///< how often it found the share full where room was told, or nothing
 };
 
 /// Files that go from the share.
@@ -60,9 +60,16 @@ struct SeekRoom {
     long long needed = 0;  ///< bytes of it that are not on the share yet
 };
 
+/// Older copies have gone for a file: has the share more room for it?
+struct ProveRoom {
+    std::string path;           ///< of the file's copy
+    long long free_before = 0;  ///< bytes
+    long long removed = 0;      ///< bytes of the copies that have gone
+};
+
 struct Work {
     std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies, WeighRun,
-                 SeekRoom>
+                 SeekRoom, ProveRoom>
         what;
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of
 };

@@ -137,8 +137,8 @@ TEST_F(ErrandTest, NewestDayIsToldThoughItIsNotAskedFor) {
 }
 
 TEST_F(ErrandTest, RoomIsAskedForAndBelievedWithinWhatCanBe) {
-    const Step step = errand_of(AskRoom())->begin();
-    EXPECT_TRUE(step.ask && std::holds_alternative<AskRoom>(*step.ask));
+    const Step step = errand_of(AskRoom{77})->begin();
+    EXPECT_EQ(std::get<AskRoom>(step.ask.value()).awaited, 77);
     expect_only([&] { return begun(AskRoom()); }, {8});
     EXPECT_FALSE(begun(AskRoom())->hear(Room{ShareRoom{-1, 5}}));
     EXPECT_FALSE(begun(AskRoom())->hear(Room{ShareRoom{5, -1}}));

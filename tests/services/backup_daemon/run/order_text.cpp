@@ -53,8 +53,8 @@ std::string print(const RemoveFiles& order) {
     return "remove " + joined(files) + ", folders " + joined(order.folders);
 }
 
-std::string print(const AskRoom&) {
-    return "room";
+std::string print(const AskRoom& order) {
+    return order.awaited == 0 ? "room" : "room for " + std::to_string(order.awaited);
 }
 
 }  // namespace
