@@ -159,6 +159,14 @@ std::unique_ptr<Errand> make(const RemoveFiles& order) {
 
 }  // namespace
 
+Step Errand::start() {
+    try {
+        return begin();
+    } catch (const std::exception& error) {
+        return fail({FailureKind::other, readable(error.what())});
+    }
+}
+
 std::optional<Step> Errand::hear(const WorkerReport& said) {
     const auto* failed = std::get_if<Failed>(&said);
     if (!failed) return take(said);

@@ -82,8 +82,7 @@ void RunPlan::enter_next_phase() {
         case Phase::retention:
             // In steps, until nothing is found.
             if (plan_retention()) return;
-            plan_leftovers();
-            tell_retention();
+            finish_retention();
             phase_ = Phase::leftovers;
             return;
         case Phase::leftovers:
@@ -149,14 +148,6 @@ bool RunPlan::plan_retention() {
     return true;
 }
 
-void RunPlan::tell_retention() {
-    if (goal_.first_kept_day.empty()) return;
-    const std::string why = why_copies_stay();
-    notes_.push_back({RETENTION_PASS, std::to_string(counts_.removed) + " files of days before " +
-                                          goal_.first_kept_day + " removed" +
-                                          (why.empty() ? "" : ": " + why)});
-}
-
 /// Temporary files whose recording is gone or no longer wanted.
 void RunPlan::plan_leftovers() {
     for (const Checkpoint& checkpoint : memory_.checkpoints())
@@ -185,6 +176,10 @@ Order RunPlan::order_of(Work& work) {
     if (const auto* find = std::get_if<FindDays>(&work.what))
         return ListDays{find->channel->recordings, goal_.selection.first_day,
                         goal_.selection.last_day};
+    if (const auto* seek = std::get_if<SeekRecordings>(&work.what)) {
+        const ChannelDay& where = days_[seek->day].where;
+        return ListDays{where.channel->recordings, where.day, where.day};
+    }
     if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
         const ChannelDay& where = days_[look->day].where;
         return ListDay{.recordings = where.channel->recordings,

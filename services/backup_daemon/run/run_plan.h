@@ -89,6 +89,10 @@ public:
     /// A lane could not carry its order out, or could not connect.
     FailureStep fail(LaneId lane, const Failed& failed);
 
+    /// A lane's process has ended by itself. That may be its order's doing, so it counts among the
+    /// order's attempts.
+    FailureStep end_process(LaneId lane, const std::string& why);
+
     /// A lane is gone; its order, if it had one, waits for another.
     void lose(LaneId lane);
 
@@ -142,7 +146,8 @@ private:
     bool plan_half_removed();
     void look_ahead();
     bool plan_retention();
-    void tell_retention();
+    void finish_retention();
+    std::string retention_text();
     void plan_leftovers();
     Order order_of(Work& work);
     void resume(CopyFile& copy);
@@ -156,13 +161,16 @@ private:
     Answer answer(TellCameras& tell, const Done&);
     Answer answer(FindDays& find, const Days& days);
     Answer answer(LookAtDay& look, const Entries& entries);
+    Answer answer(LookAtDay& look, const At&);
     Answer answer(LookAtDay& look, const Done&);
+    Answer answer(SeekRecordings& seek, const Days& days);
     Answer answer(CopyFile& copy, const At& at);
     Answer answer(CopyFile& copy, const Noted& noted);
     Answer answer(CopyFile& copy, const Copied& copied);
     void tell_cameras(const FoundPlace& place);
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
+    void give_up_day(std::size_t day, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
     FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);

@@ -1,5 +1,6 @@
 // What a run's plan makes of copies that have gone from the share, or have not.
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "services/backup_daemon/run/run_plan.h"
@@ -9,6 +10,8 @@ namespace {
 
 // Files that stood in the place of a copy and get an event of their own.
 constexpr long long NOT_OURS_TOLD = 10;
+
+constexpr long long ALL = std::numeric_limits<long long>::max();
 
 /// Bytes that the share has lost.
 long long bytes_gone(const std::vector<CopiedFile>& copies, const std::vector<Fate>& fates) {
@@ -20,6 +23,23 @@ long long bytes_gone(const std::vector<CopiedFile>& copies, const std::vector<Fa
 }
 
 }  // namespace
+
+/// What may fail first: all of this may have to be done again.
+void RunPlan::finish_retention() {
+    const std::string text = goal_.first_kept_day.empty() ? "" : retention_text();
+    plan_leftovers();
+    if (!text.empty()) notes_.push_back({RETENTION_PASS, text});
+}
+
+std::string RunPlan::retention_text() {
+    const std::string text = std::to_string(counts_.removed) + " files of days before " +
+                             goal_.first_kept_day + " removed";
+    const std::string why = why_copies_stay();
+    if (!why.empty()) return text + ": " + why;
+    const long long kept = memory_.amount_older_than(goal_.first_kept_day, {}, ALL).files;
+    if (kept == 0) return text;
+    return text + "; " + std::to_string(kept) + " stay, of the newest day that a camera has";
+}
 
 /// A sign of life between two files.
 RunPlan::Answer RunPlan::answer(RemoveCopies&, const At&) {

@@ -32,6 +32,11 @@ struct LookAtDay {
     std::vector<DayEntry> found;  ///< as far as it has been told
 };
 
+/// A day has no recordings: has its channel any? Otherwise the disk may not be there any more.
+struct SeekRecordings {
+    std::size_t day = 0;  ///< place among the plan's days
+};
+
 /// A recording's copy.
 struct CopyFile {
     std::size_t day = 0;    ///< place among the plan's days
@@ -69,7 +74,7 @@ struct ProveRoom {
 
 struct Work {
     std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies, WeighRun,
-                 SeekRoom, ProveRoom>
+                 SeekRoom, ProveRoom, SeekRecordings>
         what;
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of
 };

@@ -58,6 +58,22 @@ protected:
     TemporaryFolder folder;
 };
 
+class ThrowingErrand : public Errand {
+public:
+    Step begin() override { throw std::runtime_error("no\nmemory"); }
+
+private:
+    std::optional<Step> take(const WorkerReport&) override { return {}; }
+};
+
+TEST_F(ErrandTest, WhatAnErrandThrowsAtItsBeginningIsAFailureAtOnce) {
+    const Step step = ThrowingErrand().start();
+    EXPECT_TRUE(step.over && !step.ask);
+    const auto& failed = std::get<Failed>(step.tell.at(0));
+    EXPECT_EQ(failed.kind, FailureKind::other);
+    EXPECT_EQ(failed.text, "no?memory");
+}
+
 TEST_F(ErrandTest, ConnectingEndsWithReadyAndTakesNothingElse) {
     const auto step = connecting()->hear(Ready());
     ASSERT_TRUE(step);
