@@ -25,7 +25,7 @@ constexpr EventText EVENT_TEXTS[] = {
     {events::BACKUP_STOPPED, "Backup stopped"},
     {events::BACKUP_FORCED, "Backup forced"},
     {events::RUN_STARTED, "Run started"},
-    {events::RUN_RESUMED, "Run taken up again after a restart"},
+    {events::RUN_RESUMED, "Interrupted run taken up again"},
     {events::RUN_SUCCEEDED, "Run succeeded"},
     {events::RUN_FAILED, "Run failed"},
     {events::RUN_CANCELLED, "Run cancelled"},

@@ -59,14 +59,13 @@ bool is_description(Share& share, const std::string& path, long long size, const
 }
 
 /// A file that is there goes, if it is the one that is meant.
-/// @return whether something else stayed in its place
-bool stays(Share& share, const Found& found, const DoomedFile& file) {
+Fate remove_copy(Share& share, const Found& found, const DoomedFile& file) {
     const auto there = found.find(file.path);
     const bool is_there = file.size < 0 || there != found.end();
-    if (!is_there) return false;
-    if (file.size >= 0 && !is_it(file, there->second)) return true;
+    if (!is_there) return Fate::missing;
+    if (file.size >= 0 && !is_it(file, there->second)) return Fate::stayed;
     share.remove(file.path);
-    return false;
+    return Fate::gone;
 }
 
 /// The same for its description.
@@ -79,8 +78,9 @@ bool description_stays(Share& share, const Found& found, const DoomedFile& file)
 }
 
 Fate remove_file(Share& share, const Found& found, const DoomedFile& file) {
-    if (stays(share, found, file)) return Fate::stayed;
-    return description_stays(share, found, file) ? Fate::description_stayed : Fate::gone;
+    const Fate fate = remove_copy(share, found, file);
+    if (fate == Fate::stayed) return fate;
+    return description_stays(share, found, file) ? Fate::description_stayed : fate;
 }
 
 }  // namespace

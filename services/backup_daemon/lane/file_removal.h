@@ -11,7 +11,7 @@ namespace services {
 
 /// Carries an order out. Each folder is listed once, before anything in it goes. A file goes when
 /// it has the size and, within two seconds (servers keep times more or less finely), the time that
-/// the order tells; its description when that ends as the order says. What is not there is gone.
+/// the order tells; its description when that ends as the order says. What is not there is missing.
 /// @param alive called between two files
 /// @return what became of each, in the order of the order's files
 /// @throws CopyFailure; some of the files may be gone then

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "services/backup_daemon/copy/file_copier.h"
@@ -19,6 +20,11 @@ using Clock = std::chrono::steady_clock;
 
 // Reports on the way are for people and for the daemon's patience; more of them cost speed.
 constexpr std::chrono::milliseconds REPORT_PAUSE(250);
+
+// Room that is awaited is looked for once a second; file systems that put removal off do it within
+// half a minute.
+constexpr std::chrono::seconds ROOM_PAUSE(1);
+constexpr std::chrono::seconds ROOM_PATIENCE(40);
 
 /// Thrown when there is nobody left to work for.
 struct DaemonGone {};
@@ -120,7 +126,15 @@ private:
         report(CopySeen{read_back(share_, order, compared, [this] { at(0); })});
     }
 
-    void obey(const AskRoom&) { report(Room{share_.room()}); }
+    void obey(const AskRoom& order) {
+        const auto latest = Clock::now() + ROOM_PATIENCE;
+        auto room = share_.room();
+        while (room && room->free < order.awaited && Clock::now() < latest) {
+            std::this_thread::sleep_for(ROOM_PAUSE);
+            room = share_.room();
+        }
+        report(Room{room});
+    }
 
     void obey(const ReadTexts& order) {
         Contents answer;

@@ -75,7 +75,9 @@ void carry(auto& packet, Of<RemoveFiles> auto& order) {
     carry_texts(packet, order.folders);
 }
 
-void carry(auto&, Of<AskRoom> auto&) {}
+void carry(auto& packet, Of<AskRoom> auto& order) {
+    packet.carry(order.awaited);
+}
 
 void carry(auto& packet, Of<ReadTexts> auto& order) {
     carry_texts(packet, order.paths);
@@ -131,7 +133,7 @@ void carry(auto&, Of<Done> auto&) {}
 
 void carry(auto& packet, Of<Removed> auto& report) {
     packet.carry_size(report.files);
-    for (auto& fate : report.files) packet.carry_choice(fate, Fate::stayed);
+    for (auto& fate : report.files) packet.carry_choice(fate, Fate::missing);
 }
 
 void carry(auto& packet, Of<Room> auto& report) {

@@ -48,8 +48,11 @@ struct ReadBack {
     std::string sha256;  ///< of its content; "" when nobody knows
 };
 
-/// Order: tell how much room there is on the share.
-struct AskRoom {};
+/// Order: tell how much room there is on the share. Servers give back the room of what was removed
+/// when they come to it.
+struct AskRoom {
+    long long awaited = 0;  ///< free bytes: told as soon as there are so many, or after 40 seconds
+};
 
 /// Order: read small texts on the share.
 struct ReadTexts {
@@ -97,9 +100,10 @@ struct Done {};
 
 /// What became of a file that was to go. A description goes behind its copy and never without it.
 enum class Fate {
-    gone,                ///< now or before, its description too
+    gone,                ///< its description too
     description_stayed,  ///< it is gone; what lies at its description's place is another file
     stayed,              ///< what lies there is another file
+    missing,             ///< there was none; its description is gone
 };
 
 /// Report: the files were removed as far as they were what the order said, in the order of theirs.

@@ -8,9 +8,6 @@
 namespace services {
 namespace {
 
-// The library gives up after 20 seconds; a process that says nothing for so long hangs.
-constexpr std::chrono::seconds LONGEST_SILENCE(90);
-
 // What cannot be stored is tried again after a pause, for so long.
 constexpr std::chrono::seconds REFUSAL_PAUSE(1);
 constexpr std::chrono::seconds LONGEST_REFUSAL(60);
@@ -97,8 +94,9 @@ void BackupRun::advance() {
 void BackupRun::take_inbox() {
     while (!inbox_.empty() && !ending_) {
         understand(inbox_.front());
+        // Nothing is stored of how far a lane has come.
+        if (!inbox_.front().is_on_the_way()) refusal_.reset();
         inbox_.pop_front();
-        refusal_.reset();
     }
 }
 
@@ -154,8 +152,8 @@ void BackupRun::open_lane() {
 
 void BackupRun::understand(const Said& said) {
     if (!lanes_.contains(said.lane)) return;
-    if (!said.report) return lose(said.lane, said.why);
     try {
+        if (!said.report) return follow(said.lane, plan_.end_process(said.lane, said.why));
         understand(said.lane, *said.report);
     } catch (const standalone::DatabaseError&) {
         throw;
@@ -165,7 +163,8 @@ void BackupRun::understand(const Said& said) {
 }
 
 void BackupRun::understand(LaneId lane, const Report& report) {
-    if (const auto* failed = std::get_if<Failed>(&report)) return fail(lane, *failed);
+    if (const auto* failed = std::get_if<Failed>(&report))
+        return follow(lane, plan_.fail(lane, *failed));
     if (std::holds_alternative<Ready>(report) && !lanes_.at(lane).ready) return connected(lane);
     if (!plan_.take(lane, report))
         return lose(lane, "the copying process said what nobody had asked for");
@@ -186,8 +185,7 @@ void BackupRun::connected(LaneId lane) {
     message_.clear();
 }
 
-void BackupRun::fail(LaneId lane, const Failed& failed) {
-    const FailureStep step = plan_.fail(lane, failed);
+void BackupRun::follow(LaneId lane, const FailureStep& step) {
     switch (step.kind) {
         case FailureStep::Kind::go_on:
             return;

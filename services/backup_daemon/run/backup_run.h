@@ -108,7 +108,7 @@ private:
     void understand(const Said& said);
     void understand(LaneId lane, const Report& report);
     void connected(LaneId lane);
-    void fail(LaneId lane, const Failed& failed);
+    void follow(LaneId lane, const FailureStep& step);
     void drop(LaneId lane);
     void lose(LaneId lane, const std::string& why);
     void wait(const std::string& why);

@@ -68,8 +68,9 @@ void DayErrand::ask_for(bool alarm, const std::string& folder) {
     }
 }
 
+/// A day of very many files takes long, here and on the share: the run hears that it goes on.
 Step DayErrand::next() {
-    if (!questions_.empty()) return {.ask = questions_.front().order};
+    if (!questions_.empty()) return {.ask = questions_.front().order, .tell = {At()}};
     return {.tell = {std::move(found_), Done()}, .over = true};
 }
 

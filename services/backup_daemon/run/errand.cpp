@@ -91,7 +91,9 @@ private:
 
 class RoomErrand : public Errand {
 public:
-    Step begin() override { return {.ask = AskRoom()}; }
+    explicit RoomErrand(AskRoom order) : order_(order) {}
+
+    Step begin() override { return {.ask = order_}; }
 
 private:
     std::optional<Step> take(const WorkerReport& said) override {
@@ -103,6 +105,8 @@ private:
     static bool can_be(const Room& found) {
         return !found.room || (found.room->free >= 0 && found.room->total >= 0);
     }
+
+    const AskRoom order_;
 };
 
 /// What the next run writes again: a failure does not matter as long as the connection is good.
@@ -134,8 +138,8 @@ std::unique_ptr<Errand> make(const WriteText& order) {
     return std::make_unique<TextErrand>(order);
 }
 
-std::unique_ptr<Errand> make(const AskRoom&) {
-    return std::make_unique<RoomErrand>();
+std::unique_ptr<Errand> make(const AskRoom& order) {
+    return std::make_unique<RoomErrand>(order);
 }
 
 std::unique_ptr<Errand> make(const ListDays& order) {
@@ -159,6 +163,14 @@ std::unique_ptr<Errand> make(const RemoveFiles& order) {
 }
 
 }  // namespace
+
+Step Errand::start() {
+    try {
+        return begin();
+    } catch (const std::exception& error) {
+        return fail({FailureKind::other, readable(error.what())});
+    }
+}
 
 std::optional<Step> Errand::hear(const WorkerReport& said) {
     const auto* failed = std::get_if<Failed>(&said);

@@ -29,6 +29,9 @@ public:
     /// Once. Looks at folders of this machine where need be, and waits for its disks.
     virtual Step begin() = 0;
 
+    /// The same; what it throws is a failure.
+    Step start();
+
     /// What comes of a report.
     /// @return nothing when it does not fit
     std::optional<Step> hear(const WorkerReport& said);

@@ -7,7 +7,8 @@
 namespace services {
 
 /// Finds out what a run of the task would do if it began now. Waits for the disks and for the
-/// server, in a loop of its own; nothing is tried again. It may be called beside a daemon, whatever
+/// server, in a loop of its own; nothing is tried again, and a server that does not answer for 90
+/// seconds is waited for no longer. It may be called beside a daemon, whatever
 /// the task is at there.
 /// @param identity this recorder's
 /// @param config   the configuration database

@@ -6,6 +6,10 @@
 
 namespace services {
 
+/// A lane that owes an answer and says nothing for so long hangs: the library gives up after 20
+/// seconds.
+inline constexpr std::chrono::seconds LONGEST_SILENCE{90};
+
 /// 1 second, doubled with every loss up to 60; back to 1 after progress. After 30 minutes without
 /// progress there is no next attempt.
 class RetryPause {

@@ -12,15 +12,6 @@ namespace {
 // Files of one order to remove; a packet has its limits.
 constexpr int REMOVED_AT_ONCE = 100;
 
-bool makes_room(const Work& work) {
-    const auto* removal = std::get_if<RemoveCopies>(&work.what);
-    return removal && removal->why == RemoveCopies::Why::room;
-}
-
-bool is_for_room(const Work& work) {
-    return makes_room(work) || std::holds_alternative<SeekRoom>(work.what);
-}
-
 bool is_question_of_room(const Work& work) {
     return std::holds_alternative<SeekRoom>(work.what) ||
            std::holds_alternative<WeighRun>(work.what);
@@ -102,8 +93,7 @@ void RunPlan::enter_next_phase() {
         case Phase::retention:
             // In steps, until nothing is found.
             if (plan_retention()) return;
-            plan_leftovers();
-            tell_retention();
+            finish_retention();
             phase_ = Phase::leftovers;
             return;
         case Phase::leftovers:
@@ -170,14 +160,6 @@ bool RunPlan::plan_retention() {
     return true;
 }
 
-void RunPlan::tell_retention() {
-    if (goal_.first_kept_day.empty()) return;
-    const std::string why = why_copies_stay();
-    notes_.push_back({RETENTION_PASS, std::to_string(counts_.removed) + " files of days before " +
-                                          goal_.first_kept_day + " removed" +
-                                          (why.empty() ? "" : ": " + why)});
-}
-
 /// Temporary files whose recording is gone or no longer wanted, and those of deleted tasks.
 void RunPlan::plan_leftovers() {
     const auto own = memory_.checkpoints();
@@ -188,19 +170,9 @@ void RunPlan::plan_leftovers() {
         ready_.push_back({abandoned_work(names_, checkpoint)});
 }
 
-/// Something failed behind the request for room: what no lane has begun to remove stays.
-void RunPlan::take_back_room() {
-    if (!why_copies_stay().empty() && std::erase_if(ready_, is_for_room) > 0)
-        room_.in_the_making = false;
-}
-
 std::optional<Order> RunPlan::next(LaneId lane) {
-    auto place = ready_.begin();
-    // While room is being made, only that goes on.
-    if (room_.in_the_making)
-        place = std::ranges::find_if(ready_, is_for_room);
-    else
-        place = std::ranges::find_if(ready_, [this](const Work& work) { return may_go_now(work); });
+    const auto place =
+        std::ranges::find_if(ready_, [this](const Work& work) { return may_go_now(work); });
     if (place == ready_.end() || is_busy(lane)) return {};
     was_connected_ = true;
     Order order = order_of(*place);
@@ -220,6 +192,10 @@ Order RunPlan::order_of(Work& work) {
     if (const auto* find = std::get_if<FindDays>(&work.what))
         return ListDays{find->channel->recordings, goal_.selection.first_day,
                         goal_.selection.last_day};
+    if (const auto* seek = std::get_if<SeekRecordings>(&work.what)) {
+        const ChannelDay& where = days_[seek->day].where;
+        return ListDays{where.channel->recordings, where.day, where.day};
+    }
     if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
         const ChannelDay& where = days_[look->day].where;
         return ListDay{.recordings = where.channel->recordings,
@@ -232,14 +208,15 @@ Order RunPlan::order_of(Work& work) {
     if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) {
         // Known to the memory before the first of them goes: a run after a kill must not send it
         // again, to be in want of the room that it made.
-        if (makes_room(work)) memory_.begin_removal(removal->copies);
+        if (removal->why == RemoveCopies::Why::room) memory_.begin_removal(removal->copies);
         return removal->order;
     }
+    if (const auto* proof = std::get_if<ProveRoom>(&work.what))
+        return AskRoom{awaited_room(*proof)};
     if (is_question_of_room(work)) return AskRoom();
     if (const auto* check = std::get_if<CheckCopy>(&work.what)) return check->order;
     auto& copy = std::get<CopyFile>(work.what);
     resume(copy);
-    copy.rooms = room_.made;
     return copy.job;
 }
 

@@ -98,6 +98,10 @@ public:
     /// A lane could not carry its order out, or could not connect.
     FailureStep fail(LaneId lane, const Failed& failed);
 
+    /// A lane's process has ended by itself. That may be its order's doing, so it counts among the
+    /// order's attempts.
+    FailureStep end_process(LaneId lane, const std::string& why);
+
     /// A lane is gone; its order, if it had one, waits for another.
     void lose(LaneId lane);
 
@@ -128,8 +132,8 @@ private:
     };
 
     struct RoomMaking {
-        int made = 0;                ///< how often room was made on a full share
-        bool in_the_making = false;  ///< nothing else goes on then
+        bool in_the_making = false;      ///< nothing else goes on then
+        std::optional<ProveRoom> proof;  ///< what is to be asked when the copies have gone
         bool full_was_told = false;
         bool one_by_one = false;  ///< files on their way together have filled the share
     };
@@ -153,7 +157,6 @@ private:
     // Phases, in run_plan.cpp.
     bool is_idle() const { return ready_.empty() && given_.empty(); }
     std::string why_copies_stay() const;
-    void take_back_room();
     void enter_next_phase();
     void plan_finding_days();
     void judge_the_date();
@@ -162,7 +165,8 @@ private:
     bool plan_half_removed();
     void look_ahead();
     bool plan_retention();
-    void tell_retention();
+    void finish_retention();
+    std::string retention_text();
     void plan_leftovers();
     Order order_of(Work& work);
     void resume(CopyFile& copy);
@@ -176,21 +180,18 @@ private:
     Answer answer(TellCameras& tell, const Done&);
     Answer answer(FindDays& find, const Days& days);
     Answer answer(LookAtDay& look, const Entries& entries);
+    Answer answer(LookAtDay& look, const At&);
     Answer answer(LookAtDay& look, const Done&);
+    Answer answer(SeekRecordings& seek, const Days& days);
     Answer answer(CopyFile& copy, const At& at);
     Answer answer(CopyFile& copy, const Noted& noted);
     Answer answer(CopyFile& copy, const Copied& copied);
     Answer answer(CheckCopy& check, const At&);
     Answer answer(CheckCopy& check, const CopySeen& seen);
-    Answer answer(RemoveCopies& removal, const At&);
     void tell_cameras(const FoundPlace& place);
-    Answer answer(RemoveCopies& removal, const Removed& removed);
-    Answer answer(WeighRun&, const Room& found);
-    Answer answer(SeekRoom& seek, const Room& found);
-    void note_fate(const CopiedFile& copy, Fate fate);
-    void finish_removal(const CopiedFile& copy, RemoveCopies::Why why);
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
+    void give_up_day(std::size_t day, const std::string& why);
     void give_up_file(const FileCount& file, const std::string& why);
     void find_spoilt(const CheckCopy& check, const std::string& why);
     FailureStep fail_to_check(LaneId lane, const Failed& failed);
@@ -199,16 +200,35 @@ private:
     FailureStep fail_to_connect(const Failed& failed) const;
     FailureStep try_again(LaneId lane, const Failed& failed);
     FailureStep give_up(LaneId lane, const Failed& failed);
+    void stop(const std::string& why);
+
+    // A file that finds the share full, in run_plan_full.cpp.
     FailureStep find_full(LaneId lane, const Failed& failed);
     std::string why_nothing_makes_way() const;
     bool has_older_copies(const CopyFile& copy);
+    void take_back_room();
+    bool room_is_moving() const;
     bool may_go_now(const Work& work) const;
     bool others_take_room(LaneId lane) const;
     void send_one_by_one(LaneId lane);
-    void make_room(const std::string& day);
-    void give_up_for_room(const SeekRoom& seek, const std::string& why);
     void tell_full(const std::string& why);
-    void stop(const std::string& why);
+
+    // Room, in run_plan_room.cpp.
+    Answer answer(WeighRun&, const Room& found);
+    Answer answer(SeekRoom& seek, const Room& found);
+    Answer answer(ProveRoom& proof, const Room& found);
+    void doubt_full(const SeekRoom& seek, const std::optional<ShareRoom>& room);
+    void make_room(const SeekRoom& seek, const std::optional<ShareRoom>& room);
+    void prove_room(long long removed);
+    static long long awaited_room(const ProveRoom& proof);
+    std::deque<Work>::iterator waiting_file(const std::string& path);
+    void give_up_for_room(const std::string& path, const std::string& why);
+
+    // Copies that have gone, in run_plan_removal.cpp.
+    Answer answer(RemoveCopies& removal, const At&);
+    Answer answer(RemoveCopies& removal, const Removed& removed);
+    void note_fate(const CopiedFile& copy, Fate fate);
+    void finish_removal(const CopiedFile& copy, RemoveCopies::Why why);
 
     RunGoal goal_;      ///< but for the channels' folders as it was given
     ShareNames names_;  ///< of the place where copies go, once it is known

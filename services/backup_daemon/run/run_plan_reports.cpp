@@ -26,7 +26,8 @@ bool is_abandoned(const Work& work) {
 
 bool is_listing(const Work& work) {
     return std::holds_alternative<FindDays>(work.what) ||
-           std::holds_alternative<LookAtDay>(work.what);
+           std::holds_alternative<LookAtDay>(work.what) ||
+           std::holds_alternative<SeekRecordings>(work.what);
 }
 
 }  // namespace
@@ -79,6 +80,11 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Entries& entries) {
     return Answer::part;
 }
 
+/// A sign of life between two questions about a long day.
+RunPlan::Answer RunPlan::answer(LookAtDay&, const At&) {
+    return Answer::part;
+}
+
 RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     if (!stopped_.empty()) return Answer::whole;
     Day& day = days_[look.day];
@@ -99,6 +105,15 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     }
     // What was measured gives way to what is found now.
     tally_.plan(files - std::exchange(day.files, files), bytes - std::exchange(day.bytes, bytes));
+    if (look.found.empty()) ready_.push_front({SeekRecordings{look.day}});
+    return Answer::whole;
+}
+
+/// The recorder removes its oldest days by itself. Where no day is left of several, the disk has
+/// gone, and what lay on it is not to be taken for nothing.
+RunPlan::Answer RunPlan::answer(SeekRecordings& seek, const Days& days) {
+    const std::string& folder = days_[seek.day].where.channel->recordings;
+    if (days.newest.empty()) give_up_day(seek.day, folder + ": has no recordings any more");
     return Answer::whole;
 }
 
@@ -138,6 +153,16 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
     tally_.finished(copy.count, copied.result.size);
     counts_.denied_in_a_row = 0;
     return Answer::whole;
+}
+
+FailureStep RunPlan::end_process(LaneId lane, const std::string& why) {
+    const auto found = given_.find(lane);
+    const auto* copy = found == given_.end() ? nullptr : std::get_if<CopyFile>(&found->second.what);
+    const std::string text = copy ? copy->path + ": " + why : why;
+    FailureStep step = fail(lane, {FailureKind::other, text});
+    // Of a process that ends without being given up for it, its end is told and no file.
+    if (step.kind == FailureStep::Kind::lose_lane) step.why = why;
+    return step;
 }
 
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
@@ -200,14 +225,20 @@ FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     return {FailureStep::Kind::end_run, tally_.failure()};
 }
 
-/// A day is looked at twice, and counts once.
 void RunPlan::give_up_source(const Work& work, const std::string& why) {
-    if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
-        Day& day = days_[look->day];
-        // What was measured of it is not to come any more.
-        tally_.plan(-std::exchange(day.files, 0), -std::exchange(day.bytes, 0));
-        if (std::exchange(day.unread, true)) return;
-    }
+    if (const auto* look = std::get_if<LookAtDay>(&work.what)) return give_up_day(look->day, why);
+    if (const auto* seek = std::get_if<SeekRecordings>(&work.what))
+        return give_up_day(seek->day, why);
+    tally_.plan(1, 0);
+    give_up_file({}, why);
+}
+
+/// A day is looked at twice, and counts once.
+void RunPlan::give_up_day(std::size_t number, const std::string& why) {
+    Day& day = days_[number];
+    // What was measured of it is not to come any more.
+    tally_.plan(-std::exchange(day.files, 0), -std::exchange(day.bytes, 0));
+    if (std::exchange(day.unread, true)) return;
     tally_.plan(1, 0);
     give_up_file({}, why);
 }

@@ -32,6 +32,11 @@ struct LookAtDay {
     std::vector<DayEntry> found;  ///< as far as it has been told
 };
 
+/// A day has no recordings: has its channel any? Otherwise the disk may not be there any more.
+struct SeekRecordings {
+    std::size_t day = 0;  ///< place among the plan's days
+};
+
 /// A recording's copy.
 struct CopyFile {
     std::size_t day = 0;    ///< place among the plan's days
@@ -39,7 +44,7 @@ struct CopyFile {
     std::string temporary;  ///< where it grows, below that folder
     CopyJob job;
     FileCount count;
-    int rooms = 0;  ///< how often room had been made when it was last given to a lane
+    int doubts = 0;  ///< how often it found the share full where room was told, or nothing
 };
 
 /// Is a copy that was made earlier still what it was?
@@ -75,9 +80,16 @@ struct SeekRoom {
     long long needed = 0;  ///< bytes of it that are not on the share yet
 };
 
+/// Older copies have gone for a file: has the share more room for it?
+struct ProveRoom {
+    std::string path;           ///< of the file's copy
+    long long free_before = 0;  ///< bytes
+    long long removed = 0;      ///< bytes of the copies that have gone
+};
+
 struct Work {
     std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies, WeighRun,
-                 SeekRoom, CheckCopy>
+                 SeekRoom, ProveRoom, SeekRecordings, CheckCopy>
         what;
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of, or of a check
 };

@@ -38,7 +38,7 @@ void WorkerLanes::drop(LaneId lane) {
 void WorkerLanes::begin(LaneId lane) {
     Lane& given = lanes_.at(lane);
     given.beginning.reset();
-    go_on(lane, given.errand->begin());
+    go_on(lane, given.errand->start());
 }
 
 /// Tells what has come; the rest in the loop's next round, so that a process that talks without end

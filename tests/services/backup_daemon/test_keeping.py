@@ -148,6 +148,21 @@ def test_full_share_is_left_without_temporary_files(small):
     assert len(small.copied()) == 2, "what had room was copied"
 
 
+def test_share_that_keeps_what_is_deleted_loses_one_day_and_no_more(small):
+    record_days(small, [4, 3, 2], 8 * MIB)
+    task_id = small.create(remoteOverwriteType="overwrite")
+    small.run(task_id)
+    for days_ago in (4, 3, 2):
+        os.link(copy_of(small, days_ago), small.share / f"kept-{days_ago}")
+    small.record(0, 1, "01-00-00.mp4", noise(24 * MIB, "new"))
+    small.run(task_id, FAILED)
+    assert [copy_of(small, days_ago).exists() for days_ago in (4, 3, 2, 1)] == [
+        False, True, True, False]
+    assert len(told(small, ROOM_MADE)) == 1
+    assert "does it keep what is deleted?" in small.progress(task_id)[0]["message"]
+    assert temporary_files(small) == []
+
+
 def test_removal_that_a_kill_interrupted_is_completed_and_nothing_is_sent_again(small):
     record_days(small, range(3), 8 * MIB)
     task_id = small.create(remoteOverwriteType="overwrite")

@@ -38,7 +38,7 @@ TEST(EventText, SaysWhatWasDone) {
 TEST(EventText, SaysWhatHappenedInARun) {
     const std::pair<unsigned, const char*> rows[] = {
         {0x23150010, "Run started"},
-        {0x23150011, "Run taken up again after a restart"},
+        {0x23150011, "Interrupted run taken up again"},
         {0x23150012, "Run succeeded"},
         {0x23150013, "Run failed"},
         {0x23150014, "Run cancelled"},

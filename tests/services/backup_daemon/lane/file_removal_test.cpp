@@ -57,8 +57,8 @@ TEST_F(FileRemovalTest, TimesMayDifferByTwoSeconds) {
     }
 }
 
-TEST_F(FileRemovalTest, FileThatIsNotThereIsGoneAndNothingIsAskedOfIt) {
-    EXPECT_EQ(remove({{"a/1", 5}}), Fates{Fate::gone});
+TEST_F(FileRemovalTest, FileThatIsNotThereIsMissingAndNothingIsAskedOfIt) {
+    EXPECT_EQ(remove({{"a/1", 5}}), Fates{Fate::missing});
     EXPECT_TRUE(server.calls_of("remove").empty());
 }
 
@@ -102,7 +102,7 @@ TEST_F(FileRemovalTest, DescriptionThatWasNotWrittenForTheCopyStays) {
 
 TEST_F(FileRemovalTest, DescriptionWhoseCopyIsGoneGoes) {
     server.put("a/1.json", side_file_text({1, "guid", 77}, 5, "abc"));
-    EXPECT_EQ(remove({{"a/1", 5, {}, side_file_end(5, "abc")}}), Fates{Fate::gone});
+    EXPECT_EQ(remove({{"a/1", 5, {}, side_file_end(5, "abc")}}), Fates{Fate::missing});
     EXPECT_FALSE(is_there("a/1.json"));
 }
 

@@ -248,6 +248,21 @@ TEST_F(WorkerBodyTest, TellsOfAsManyFilesAsAnOrderCanName) {
     EXPECT_EQ(files[7].size, 4);
 }
 
+TEST_F(WorkerBodyTest, RoomThatIsAwaitedIsToldWhenItIsThere) {
+    server.room = 100;
+    server.before_call = [this](const std::string& call) {
+        if (call == "room" && server.calls_of("room").size() > 1) server.room = 150;
+    };
+    EXPECT_EQ(std::get<Room>(work({AskRoom{150}}).back()).room->free, 150);
+    EXPECT_EQ(server.calls_of("room").size(), 2U);
+}
+
+TEST_F(WorkerBodyTest, RoomThatIsThereIsToldAtOnce) {
+    server.room = 100;
+    EXPECT_EQ(std::get<Room>(work({AskRoom{100}}).back()).room->free, 100);
+    EXPECT_EQ(server.calls_of("room").size(), 1U);
+}
+
 TEST_F(WorkerBodyTest, OrderThatCannotBeReadIsToldAndEndsTheWork) {
     server.put("a", "");
     const std::string order = pack(WorkerOrder(RemoveFiles{{{"a"}}, {}}));

@@ -117,13 +117,13 @@ TEST(WorkerMessages, WhatAFileWasArrivesWithTheOrderToRemoveIt) {
 }
 
 TEST(WorkerMessages, FatesAndRoomArriveWhole) {
-    const Removed removed{{Fate::gone, Fate::stayed, Fate::description_stayed}};
+    const Removed removed{{Fate::gone, Fate::stayed, Fate::description_stayed, Fate::missing}};
     EXPECT_EQ(std::get<Removed>(given_back(WorkerReport(removed))).files, removed.files);
     const Room room{ShareRoom{.free = 5, .total = 1LL << 50}};
     EXPECT_EQ(std::get<Room>(given_back(WorkerReport(room))).room->free, 5);
     EXPECT_EQ(std::get<Room>(given_back(WorkerReport(room))).room->total, 1LL << 50);
     EXPECT_FALSE(std::get<Room>(given_back(WorkerReport(Room()))).room);
-    EXPECT_TRUE(std::holds_alternative<AskRoom>(given_back(WorkerOrder(AskRoom()))));
+    EXPECT_EQ(std::get<AskRoom>(given_back(WorkerOrder(AskRoom{77}))).awaited, 77);
 }
 
 TEST(WorkerMessages, OrdersAboutTextsArriveWhole) {

@@ -175,7 +175,7 @@ TEST_F(BackupRunLanesTest, SameBytesSentAgainAndAgainAreNoProgress) {
                 scene.lanes.report(lane, At{0, true});
                 scene.lanes.report(lane, At{4000});
             }
-            scene.lanes.lose(lane, "the connection broke");
+            scene.lanes.fail(lane, FailureKind::lost, "the connection broke");
         }
         scene.clock.advance(*scene.clock.next_alarm());
     }
@@ -359,6 +359,30 @@ TEST_F(BackupRunLanesTest, LaneOfAThirdFailedAttemptIsReplacedWithoutAPause) {
     EXPECT_FALSE(scene.clock.next_alarm());
     EXPECT_EQ(scene.lanes.open().size(), 1U);
     EXPECT_EQ(scene.told(FILE_NOT_COPIED), Texts{"input/output error"});
+}
+
+TEST_F(BackupRunLanesTest, FileThatEndsThreeProcessesIsGivenUpAndTheOthersAreCopied) {
+    constexpr char POISON[] = "2024-03-04/08-00-00.mp4";
+    int ended = 0;
+    for (int steps = 0; !scene.has_ended(); ++steps) {
+        ASSERT_LT(steps, 1000) << "the run does not end";
+        const auto open = scene.lanes.open();
+        const auto poisoned = std::ranges::find_if(
+            open, [&](LaneId lane) { return copy_of(lane) && copy_of(lane)->source == POISON; });
+        if (poisoned != open.end()) {
+            scene.lanes.lose(*poisoned);
+            ++ended;
+        } else {
+            scene.step();
+        }
+    }
+    EXPECT_EQ(ended, 3);
+    EXPECT_EQ(scene.outcome(), RunOutcome::failed);
+    EXPECT_EQ(scene.told(FILE_NOT_COPIED),
+              Texts{"Door/2024-03-04/08-00-00.mp4: the copying process ended"});
+    EXPECT_EQ(scene.figures().files_failed, 1);
+    EXPECT_GT(scene.figures().files_done, 0);
+    EXPECT_EQ(scene.figures().files_left, 0);
 }
 
 TEST_F(BackupRunLanesTest, RunWaitsWhenNoLaneIsToBeHad) {

@@ -271,6 +271,23 @@ TEST_F(BackupRunMemoryTest, ConnectionThatIsNeverHeardInterruptsTheRun) {
     EXPECT_TRUE(scene->lanes.pool_is_gone());
 }
 
+TEST_F(BackupRunMemoryTest, SignsOfLifeDoNotHideTroubleThatLasts) {
+    const auto scene = make_scene();
+    for (const char* name : {"09-00-00.mp4", "10-00-00.mp4"})
+        scene->world.record("/rec/door", "2024-03-04", name, 10);
+    scene->begin();
+    wait_for_copy(*scene);
+    ASSERT_FALSE(scene->lanes.is_ready(2));
+    scene->ledger.refuses = [](int) { return true; };
+    scene->lanes.report(2, Ready());
+    for (int second = 0; second < 62 && !scene->has_ended(); ++second) {
+        scene->lanes.report(1, At{second});
+        scene->second();
+    }
+    ASSERT_TRUE(scene->has_ended());
+    EXPECT_EQ(scene->why(), TROUBLE);
+}
+
 TEST_F(BackupRunMemoryTest, RunInTroubleIsCancelledAtOnce) {
     const auto scene = make_scene();
     scene->begin();

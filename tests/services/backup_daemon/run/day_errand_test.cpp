@@ -79,10 +79,14 @@ TEST_F(DayErrandTest, ListsADayWithWhatTheShareHasOfIt) {
     DayErrand errand(order);
     const Step first = errand.begin();
     EXPECT_EQ(question_of(first), "Door/2024-03-01: 01-00-00.mp4 02-00-00.mp4");
-    EXPECT_TRUE(first.tell.empty() && !first.over);
+    EXPECT_FALSE(first.over);
+    ASSERT_EQ(first.tell.size(), 1U);
+    EXPECT_TRUE(std::holds_alternative<At>(first.tell[0])) << "a sign of life";
     const auto second = errand.hear(files_of({4, -1}));
     ASSERT_TRUE(second);
     EXPECT_EQ(question_of(*second), "Door/2024-03-01/alarm: 01-00-00.mp4 03-00-00.mp4");
+    ASSERT_EQ(second->tell.size(), 1U);
+    EXPECT_TRUE(std::holds_alternative<At>(second->tell[0])) << "a sign of life";
     const auto last = errand.hear(files_of({-1, 8}));
     ASSERT_TRUE(last);
     EXPECT_EQ(entries_of(*last), (Texts{"01-00-00.mp4 normal 5 4", "02-00-00.mp4 normal 6 -1",

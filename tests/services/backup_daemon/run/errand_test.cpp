@@ -59,6 +59,22 @@ protected:
     TemporaryFolder folder;
 };
 
+class ThrowingErrand : public Errand {
+public:
+    Step begin() override { throw std::runtime_error("no\nmemory"); }
+
+private:
+    std::optional<Step> take(const WorkerReport&) override { return {}; }
+};
+
+TEST_F(ErrandTest, WhatAnErrandThrowsAtItsBeginningIsAFailureAtOnce) {
+    const Step step = ThrowingErrand().start();
+    EXPECT_TRUE(step.over && !step.ask);
+    const auto& failed = std::get<Failed>(step.tell.at(0));
+    EXPECT_EQ(failed.kind, FailureKind::other);
+    EXPECT_EQ(failed.text, "no?memory");
+}
+
 TEST_F(ErrandTest, ConnectingEndsWithReadyAndTakesNothingElse) {
     const auto step = connecting()->hear(Ready());
     ASSERT_TRUE(step);
@@ -138,8 +154,8 @@ TEST_F(ErrandTest, NewestDayIsToldThoughItIsNotAskedFor) {
 }
 
 TEST_F(ErrandTest, RoomIsAskedForAndBelievedWithinWhatCanBe) {
-    const Step step = errand_of(AskRoom())->begin();
-    EXPECT_TRUE(step.ask && std::holds_alternative<AskRoom>(*step.ask));
+    const Step step = errand_of(AskRoom{77})->begin();
+    EXPECT_EQ(std::get<AskRoom>(step.ask.value()).awaited, 77);
     expect_only([&] { return begun(AskRoom()); }, {8});
     EXPECT_FALSE(begun(AskRoom())->hear(Room{ShareRoom{-1, 5}}));
     EXPECT_FALSE(begun(AskRoom())->hear(Room{ShareRoom{5, -1}}));

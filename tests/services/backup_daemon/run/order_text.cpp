@@ -60,8 +60,8 @@ std::string print(const ReadCopy& order) {
            std::to_string(order.modified_ns);
 }
 
-std::string print(const AskRoom&) {
-    return "room";
+std::string print(const AskRoom& order) {
+    return order.awaited == 0 ? "room" : "room for " + std::to_string(order.awaited);
 }
 
 }  // namespace

@@ -115,8 +115,9 @@ std::vector<Report> RecordingWorld::obey(const RemoveFiles& order) {
 
 Fate RecordingWorld::remove(const DoomedFile& file) {
     const auto there = share.find(file.path);
-    if (there == share.end()) return Fate::gone;
+    if (there == share.end()) return file.size < 0 ? Fate::gone : Fate::missing;
     if (file.size >= 0 && there->second != file.size) return Fate::stayed;
+    if (keeps_removed) kept_ += there->second;
     share.erase(there);
     if (!file.description_end.empty()) share.erase(file.path + ".json");
     return Fate::gone;
@@ -138,8 +139,12 @@ Condition RecordingWorld::condition_of(const ReadBack& copy) const {
     return spoilt.contains(copy.path) ? Condition::other_content : Condition::as_made;
 }
 
+void RecordingWorld::fill() {
+    room -= free_room();
+}
+
 long long RecordingWorld::free_room() const {
-    long long used = 0;
+    long long used = kept_;
     for (const auto& [path, size] : share) used += size;
     return room - used;
 }

@@ -27,6 +27,10 @@ public:
     services::FoundPlace place{.below = "", .id = "place", .marked = true};
     /// How many bytes the share has room for.
     long long room = 1LL << 50;
+    /// Leaves no room on the share.
+    void fill();
+    /// Whether the server keeps the bytes of what is removed.
+    bool keeps_removed = false;
     /// Whether the server tells how much of it is left.
     bool tells_room = true;
 
@@ -50,4 +54,5 @@ private:
     long long free_room() const;
 
     std::map<std::string, Recording> recordings_;  ///< by path
+    long long kept_ = 0;                           ///< bytes of what was removed
 };

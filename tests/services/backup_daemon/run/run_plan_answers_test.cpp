@@ -20,7 +20,7 @@ constexpr std::size_t ROOM = 7;
 constexpr std::size_t DONE = 8;
 
 const Case CASES[] = {{"days", {DAYS}},
-                      {"look", {ENTRIES, DONE}},
+                      {"look", {ENTRIES, AT, DONE}},
                       {"room", {ROOM}},
                       {"copy", {AT, NOTED, COPIED}},
                       {"remove", {AT, REMOVED}}};

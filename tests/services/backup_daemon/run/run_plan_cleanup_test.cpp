@@ -131,6 +131,9 @@ TEST_F(RunPlanCleanupTest, NewestDayOfACameraStaysHoweverOldItIs) {
     ledger.add("Yard/2023-01-02/d.mp4", "2023-01-02");
     rest();
     EXPECT_EQ(ledger.gone, (Texts{"Door/2023-01-01/a.mp4", "Yard/2023-01-02/d.mp4"}));
+    EXPECT_EQ(notes(RETENTION_PASS),
+              Texts{"2 files of days before 2024-03-01 removed; 2 stay, of the newest day that a "
+                    "camera has"});
 }
 
 TEST_F(RunPlanCleanupTest, PreviewTellsWhatARunWouldDoAndOrdersAndWritesNothing) {

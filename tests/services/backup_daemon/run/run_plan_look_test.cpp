@@ -31,6 +31,42 @@ TEST_F(RunPlanLookTest, WhatIsCopiedIsNotSentAgain) {
     EXPECT_EQ(counts(), "0 done, 0 failed, 0 left; 0 of 0 bytes");
 }
 
+TEST_F(RunPlanLookTest, ChannelWithoutAnyRecordingAfterMeasuringIsAFailure) {
+    world.record("/rec/door", "2024-03-05", "09-00-00.mp4", 100, 1000);
+    world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 100, 1000);
+    goal.first_kept_day = "2024-03-20";
+    next_that("room");
+    for (const char* name : {"08-00-00.mp4", "09-00-00.mp4"})
+        world.erase("/rec/door", "2024-03-05", name);
+    world.erase("/rec/door", "2024-03-06", "08-00-00.mp4");
+    carry_out();
+    const Texts orders = rest();
+    EXPECT_TRUE(std::ranges::count(orders, "days /rec/door 2024-03-05..2024-03-05") == 1);
+    EXPECT_EQ(counts(), "0 done, 2 failed, 0 left; 0 of 0 bytes");
+    EXPECT_EQ(plan().failure(),
+              "2 of 2 files could not be copied; the first: /rec/door: has no recordings any more");
+    EXPECT_TRUE(world.share.contains(ON_SHARE)) << "nothing is removed for its age";
+}
+
+TEST_F(RunPlanLookTest, ChannelWithoutAnyRecordingWhenItIsMeasuredIsAFailure) {
+    next_that("look");
+    world.erase("/rec/door", "2024-03-05", "08-00-00.mp4");
+    carry_out();
+    rest();
+    EXPECT_EQ(tally.files_failed(), 1);
+}
+
+TEST_F(RunPlanLookTest, DayThatTheRecorderHasRemovedMeanwhileIsNoFailure) {
+    world.record("/rec/door", "2024-03-04", "08-00-00.mp4", 100, 1000);
+    world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 100, 1000);
+    next_that("room");
+    world.erase("/rec/door", "2024-03-04", "08-00-00.mp4");
+    carry_out();
+    EXPECT_EQ(rest_that("copy").size(), 1U);
+    EXPECT_EQ(counts(), "1 done, 0 failed, 0 left; 100 of 100 bytes");
+    EXPECT_EQ(plan().failure(), "");
+}
+
 TEST_F(RunPlanLookTest, RecordingsOfOneNameOnTheShareAreOneCopyAndAFailure) {
     world.record("/rec/door", "2024-03-05", "09-00-00.\xfe", 10, 1000);
     world.record("/rec/door", "2024-03-05", "09-00-00.\xff", 11, 1000);

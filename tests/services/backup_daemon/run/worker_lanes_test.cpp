@@ -433,11 +433,11 @@ TEST_F(LyingProcessTest, SaysOfADayWhatNobodyAskedFor) {
                       .alarm = true,
                       .remote = "door/2024-03-01",
                       .ask_share = true};
-    expect_lost({day, {files_of({1, 2})}});
-    expect_lost({day, {Files()}});
-    expect_lost({day, {files_of({-2})}});
-    expect_lost({day, {Removed()}});
-    expect_lost({day, {files_of({7}), files_of({7})}, {"1 says 2", "1 says 8"}});
+    expect_lost({day, {files_of({1, 2})}, {"1 says 3"}});
+    expect_lost({day, {Files()}, {"1 says 3"}});
+    expect_lost({day, {files_of({-2})}, {"1 says 3"}});
+    expect_lost({day, {Removed()}, {"1 says 3"}});
+    expect_lost({day, {files_of({7}), files_of({7})}, {"1 says 3", "1 says 2", "1 says 8"}});
 }
 
 TEST_F(WorkerLanesTest, ProcessThatTalksWithoutEndKeepsNobodyElseFromBeingHeard) {
