@@ -46,9 +46,11 @@ class DaemonOfAUser(LoneDaemon):
     def start(self):
         for path in (self.path, *self.path.rglob("*")):
             os.chown(path, OWNER, OWNER)
+        # The build folder may be where that user cannot come.
+        program = shutil.copy(PROGRAMS / "recording-backupd", self.path.parent)
         self.process = start(
             self.inside("/usr/bin/setpriv", "--reuid", OWNER, "--regid", OWNER, "--clear-groups",
-                        PROGRAMS / "recording-backupd"),
+                        program),
             "recording-backupd: listening", env=self.environment)
 
 
