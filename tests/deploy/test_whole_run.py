@@ -11,6 +11,7 @@ from waiting import SECONDS
 GOOD = 'add_test(good "true")\n'
 SKIPPED = ('add_test(passed_over "echo" "SKIPPED here")\n'
            'set_tests_properties(passed_over PROPERTIES SKIP_REGULAR_EXPRESSION "SKIPPED")\n')
+LONG = 'add_test(hours "true")\nset_tests_properties(hours PROPERTIES LABELS "end_to_end;long")\n'
 LATE = 'add_test(late "sleep" "1000")\nset_tests_properties(late PROPERTIES TIMEOUT 1)\n'
 MISSING = 'add_test(missing "/nowhere/program")\n'
 
@@ -38,13 +39,13 @@ def tree(tmp_path):
                  "tools/cmake"):
         stand_in(tmp_path / name)
 
-    def run(release, asan=GOOD):
+    def run(release, *arguments, asan=GOOD):
         for preset, tests in (("release", release), ("asan", asan)):
             folder = tmp_path / "build" / preset
             folder.mkdir(parents=True, exist_ok=True)
             (folder / "CTestTestfile.cmake").write_text(tests)
         done = subprocess.run(
-            [tmp_path / "test"], capture_output=True, text=True, errors="replace",
+            [tmp_path / "test", *arguments], capture_output=True, text=True, errors="replace",
             timeout=SECONDS, env={**os.environ, "PATH": f"{tmp_path}/tools:{os.environ['PATH']}"},
             check=False)
         return done.returncode, done.stdout.splitlines()
@@ -92,3 +93,11 @@ def test_many_failures_are_named_up_to_a_bound(run):
     assert len([line for line in end if line.startswith("said by")]) == 10
     assert len([line for line in end if line.startswith("failed in release: bad_")]) == 50
     assert end[-2:] == ["and 10 more", "1 passed, 60 failed"]
+
+
+@pytest.mark.parametrize("arguments, passed", [
+    ((), 2), (("-LE", "unheard of"), 2), (("-L", "long"), 1), (("-L", "end_to_end"), 0),
+    (("-L", "long", "-LE", "end_to_end"), 0), (("-LE", "unheard of", "-L", "long"), 1)])
+def test_the_long_run_is_left_out_unless_it_is_asked_for(run, arguments, passed):
+    _, lines = run(GOOD + LONG, *arguments)
+    assert lines[-1].startswith(f"{passed} passed, ")

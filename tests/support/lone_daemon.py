@@ -2,7 +2,9 @@
 import array
 import json
 import socket
+import sqlite3
 import subprocess
+from contextlib import closing
 from pathlib import Path
 
 from fault_proxy import FaultProxy
@@ -127,6 +129,11 @@ class LoneDaemon(StateFolder):
     def run_task(self, task_id):
         self.begin_run(task_id)
         return self.wait_for_end(task_id)
+
+    def memory(self, sql):
+        """Asks the daemon's own database."""
+        with closing(sqlite3.connect(self.path / "backupd.db", timeout=30)) as database:
+            return database.execute(sql).fetchall()
 
     @property
     def identity(self):

@@ -1,9 +1,11 @@
 """Others that hold one of the recorder's databases, and runs to be troubled by that."""
 import json
 import sqlite3
+import subprocess
 import threading
+from contextlib import contextmanager, suppress
 
-from backup_house import MIB, noise
+from backup_house import MIB, House, noise
 from loopback import request_json
 from places import STATE
 from waiting import wait_until
@@ -38,6 +40,31 @@ class Lock:
     def wait(self):
         """Until it has been released."""
         self.timer.join()
+
+
+class SmallState(House):
+    """The recorder's state is a file system of its own that is soon full."""
+
+    def __enter__(self):
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=8m,mode=700", "small", STATE],
+                       check=True)
+        return super().__enter__()
+
+    def __exit__(self, *unused):
+        super().__exit__()
+        subprocess.run(["umount", "--lazy", STATE], check=True)
+
+    @contextmanager
+    def full_disk(self):
+        filler = STATE / "filler"
+        with open(filler, "wb", buffering=0) as file:
+            with suppress(OSError):
+                while file.write(bytes(MIB)):
+                    continue
+        try:
+            yield
+        finally:
+            filler.unlink()
 
 
 def record(house):

@@ -149,5 +149,6 @@ def test_json_is_for_lists_alone(state, words):
 
 def test_help_names_every_group_of_commands(state):
     said = state.ctl("--help")
-    for name in ("init", "user", "session", "config", "channel", "task", "event", "--state"):
+    for name in ("init", "info", "user", "session", "config", "channel", "task", "backup", "event",
+                 "--state"):
         assert f"\n  {name} " in said, name

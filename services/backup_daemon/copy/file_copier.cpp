@@ -44,8 +44,9 @@ WholeCopy FileCopier::copy(const CopyJob& job, const SourceFile& source) {
                     .hash = ContentHash(job.check || job.side_file)};
     const Standing standing = job.fresh ? Standing{} : what_stands_there(share_, job, state);
     if (standing.kind == Kind::foreign) throw occupied_target(job);
-    // A claim that was cut before its text equals a recording of no bytes.
-    if (standing.kind == Kind::equal && source.size() == 0) share_.remove(job.temporary);
+    // What an attempt before this one has begun: somebody else was faster, or the claim of a
+    // recording of no bytes was cut before its text.
+    if (standing.kind == Kind::equal) share_.remove(job.temporary);
     WholeCopy whole = standing.kind == Kind::equal
                           ? WholeCopy{state.hash.hex(), standing.seen.modified_ns}
                           : send_and_name(job, standing, state);

@@ -1,16 +1,37 @@
 // The last step of a copy: its name, which is taken from nobody.
 #include "services/backup_daemon/copy/final_name.h"
 
+#include <memory>
+
 #include "services/backup_daemon/copy/copy_failure.h"
 
 namespace services {
 namespace {
 
-bool claim(Share& share, const Naming& naming) {
+/// A claim that had no room would stand on the share as an empty recording. Where it cannot be
+/// removed either, the next run knows what is left of it.
+void give_back(Share& share, const Naming& naming) {
     try {
-        const auto file = share.open(naming.target, Share::Open::create);
+        share.remove(naming.target);
+    } catch (const CopyFailure&) {
+        return;  // why the claim could not be written counts
+    }
+}
+
+void write_claim(Share& share, const Naming& naming, std::unique_ptr<ShareFile> file) {
+    try {
         file->write(0, naming.claim.data(), naming.claim.size());
         file->close();
+    } catch (const CopyFailure& failure) {
+        file.reset();
+        if (failure.kind == FailureKind::full) give_back(share, naming);
+        throw;
+    }
+}
+
+bool claim(Share& share, const Naming& naming) {
+    try {
+        write_claim(share, naming, share.open(naming.target, Share::Open::create));
         return true;
     } catch (const CopyFailure& failure) {
         if (failure.kind != FailureKind::occupied) throw;

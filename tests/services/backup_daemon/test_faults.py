@@ -1,5 +1,4 @@
 """What a run makes of a bad network, a full or read-only share, and refusals."""
-import subprocess
 
 import pytest
 
@@ -7,6 +6,7 @@ from backup_house import CANCEL, FAILED, MIB, SUCCESS, House, noise
 from event_ids import (CONNECTION_LOST, FILE_NOT_COPIED, ROOM_MADE, RUN_FAILED, RUN_SUCCEEDED,
                        SHARE_FULL)
 from fault_proxy import FaultProxy
+from small_share import SmallShare
 from waiting import wait_until
 
 # Above what is copied: login, folders, names; and what was on its way when the line was cut.
@@ -244,16 +244,6 @@ def test_bytes_spoilt_on_the_line_are_found_and_sent_anew(house, proxy, way):
     assert spoil.done, "what is checked must come over the line"
     check_complete(house)
     assert proxy.sent > 2 * size
-
-
-class SmallShare(House):
-    """The share is a file system of 40 MiB."""
-
-    def __enter__(self):
-        self.share.mkdir()
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=40m", "small", self.share],
-                       check=True)
-        return super().__enter__()
 
 
 @pytest.fixture

@@ -2,15 +2,15 @@
 import json
 import os
 import sqlite3
-import subprocess
 from contextlib import closing
 
 import pytest
 
-from backup_house import FAILED, MIB, House, noise, tree
+from backup_house import FAILED, MIB, noise, tree
 from event_ids import COPY_NOT_REMOVED, RETENTION_PASS, ROOM_MADE, SHARE_FULL, WILL_NOT_FIT
 from places import STATE
 from recorder_clock import day_name
+from small_share import SmallShare
 
 
 def record_days(house, days, size=1000):
@@ -44,8 +44,6 @@ def test_retention_leaves_what_stands_where_a_copy_was_and_says_so_once(house):
     task_id = house.create()
     house.run(task_id)
     house.run(task_id)  # reads the copies back, which no run does once more
-    write_memory("UPDATE copied_file SET share_modified_ns = ? WHERE path LIKE ?",
-                 copy_of(house, 4).stat().st_mtime_ns, f"%{day_name(4)}%")
     copy_of(house, 5).write_bytes(b"longer than it was: " + noise(1000, "foreign"))
     copy_of(house, 4).write_bytes(noise(1000, "of the same size"))
     os.utime(copy_of(house, 4), (1_000_000_000, 1_000_000_000))
@@ -93,6 +91,24 @@ def test_clock_years_ahead_removes_nothing_until_it_is_set_right(house):
     assert not copy_of(house, 3).exists() and copy_of(house, 2).exists()
 
 
+def test_clock_that_is_years_ahead_of_all_recordings_removes_nothing(house):
+    """As a recorder sees it whose clock has jumped, and who has only older recordings."""
+    record_days(house, range(2000, 2004))
+    task_id = house.create()
+    house.recorder.ctl("task", "set", task_id, "backupDays=3000")
+    house.run(task_id)
+    before = house.shared()
+    assert len(before) == 4
+    keep_days(house, task_id, 30)
+    for number in range(1, 4):
+        house.run(task_id)
+        assert house.shared() == before
+        passes = told(house, RETENTION_PASS)
+        assert len(passes) == number
+        assert passes[0].startswith("0 files of days before ") and "is doubted" in passes[0]
+        assert day_name(2000) in passes[0] and "set the clock" in passes[0]
+
+
 def test_newest_day_of_a_camera_that_records_no_more_stays(house):
     record_days(house, [20, 21])
     house.record(1, 0, "01-00-00.mp4", b"the other camera's")
@@ -101,16 +117,6 @@ def test_newest_day_of_a_camera_that_records_no_more_stays(house):
     keep_days(house, task_id, 2)
     house.run(task_id)
     assert copy_of(house, 20).exists() and not copy_of(house, 21).exists()
-
-
-class SmallShare(House):
-    """The share is a file system of 40 MiB."""
-
-    def __enter__(self):
-        self.share.mkdir()
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=40m", "small", self.share],
-                       check=True)
-        return super().__enter__()
 
 
 @pytest.fixture

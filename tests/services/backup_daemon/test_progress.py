@@ -4,39 +4,64 @@ import time
 
 from backup_house import MIB, RUNNING, SUCCESS, noise
 from fault_proxy import FaultProxy
+from repeating import Repeating
 from waiting import wait_until
 
 RATE = 3 * MIB
 
 
-def figures_until_the_end(house, task_id, proxy, size):
-    """Every half second: told speed, told percent, and what part of the bytes has gone out."""
-    samples = []
+class ShareWatch(Repeating):
+    """When the share had how many bytes of recordings, whole or not."""
+
+    pause = 0.02
+
+    def __init__(self, house):
+        self.folder = house.share
+        self.seen = []
+
+    def look(self):
+        self.seen.append((time.time() * 1000, sum(map(size_of, self.folder.rglob("*.mp4*")))))
+
+    def at(self, time_ms):
+        """What lay there at the latest when the clock showed this."""
+        return max((size for seen, size in self.seen if seen <= time_ms), default=0)
+
+
+def size_of(path):
+    try:
+        return path.stat().st_size
+    except FileNotFoundError:
+        return 0  # it has been renamed meanwhile
+
+
+def figures_until_the_end(house, task_id):
+    """All figures that are told while the task runs."""
+    told = {}
     while house.status(task_id) == RUNNING:
         figures = house.progress(task_id)[0]
-        samples.append((figures["rate"], figures["percent"], 100 * proxy.sent / size))
-        time.sleep(0.5)
-    return samples[2:-2]
+        told[figures["time_ms"]] = figures
+        time.sleep(0.2)
+    return list(told.values())[2:-2]
 
 
 def check_told_figures(house, files, file_size):
     size = files * file_size
     for number in range(files):
         house.record(0, 1, f"{number // 60:02}-{number % 60:02}-00.mp4", noise(file_size, number))
-    with FaultProxy(house.samba.port) as proxy:
+    with FaultProxy(house.samba.port) as proxy, ShareWatch(house) as share:
         proxy.rate = RATE
         task_id = house.create(port=proxy.port)
         house.force(task_id)
         house.wait_for(task_id, RUNNING)
         began, sent = time.monotonic(), proxy.sent
-        samples = figures_until_the_end(house, task_id, proxy, size)
+        told = figures_until_the_end(house, task_id)
         true_rate = (proxy.sent - sent) / (time.monotonic() - began)
     assert house.status(task_id) == SUCCESS
-    told = statistics.mean(rate for rate, _, _ in samples)
-    assert abs(told / true_rate - 1) < 0.1, (told, true_rate)
-    # What is told of is up to a second old, and what has gone out is not yet acknowledged.
-    slack = 2 + 100 * (RATE + 3 * MIB) / size
-    assert all(abs(percent - truth) < slack for _, percent, truth in samples), samples
+    mean_rate = statistics.mean(figures["rate"] for figures in told)
+    assert abs(mean_rate / true_rate - 1) < 0.1, (mean_rate, true_rate)
+    percents = [(figures["percent"], 100 * share.at(figures["time_ms"]) / size)
+                for figures in told]
+    assert all(abs(percent - truth) < 2 for percent, truth in percents), percents
 
 
 def test_told_figures_of_large_files_are_true(house):

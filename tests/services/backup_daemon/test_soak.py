@@ -7,34 +7,13 @@ from pathlib import Path
 import pytest
 
 from backup_house import MIB, SUCCESS, House, noise
+from memory_watch import MemoryWatch
 from places import BUILD
-from processes import descendants
 from recorder_clock import day_name
-from repeating import Repeating
 
 MOST_MEMORY = 64 * 1024  # kB, of the daemon and its processes together
 GIB = 1024 * MIB
 PATIENCE = 600  # seconds; ctest ends what hangs
-
-
-class MemoryWatch(Repeating):
-    """The highest sum of what the daemon and its copying processes hold for themselves."""
-
-    def __init__(self, pid):
-        self.pid = pid
-        self.most = 0
-
-    def look(self):
-        self.most = max(self.most, sum(map(memory_of, descendants(self.pid))))
-
-
-def memory_of(pid):
-    """Proportional set size in kB: pages that several share count once."""
-    try:
-        with open(f"/proc/{pid}/smaps_rollup") as rollup:
-            return next(int(line.split()[1]) for line in rollup if line.startswith("Pss:"))
-    except (OSError, StopIteration):
-        return 0
 
 
 def run_watched(house, task_id):

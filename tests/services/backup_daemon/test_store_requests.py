@@ -8,10 +8,12 @@ import pytest
 from backup_house import NEW, RUNNING, SUCCESS
 from fault_proxy import FaultProxy
 from places import STATE
-from store_trouble import RATE, Lock, delete, notice, running, start_copying, waiting
+from store_trouble import (RATE, Lock, SmallState, delete, notice, running, start_copying,
+                           waiting)
 
 ROUNDS = 10
 DONE = (200, {"retCode": 0})
+FULL = (500, {"retCode": 500, "mesg": "database or disk is full"})
 
 
 @pytest.fixture
@@ -84,3 +86,33 @@ def test_short_writes_of_others_refuse_nobody(house, proxy):
     finally:
         ended.set()
         writer.join()
+
+
+@pytest.fixture
+def small(tmp_path):
+    with SmallState(tmp_path) as fresh:
+        yield fresh
+
+
+def test_requests_are_answered_while_the_state_disk_is_full_and_refused_ones_change_nothing(small):
+    """A database takes what goes into pages that it has already, so some are carried out."""
+    with FaultProxy(small.samba.port) as proxy:
+        task_id = start_copying(small, proxy)
+        proxy.stalled = True
+        others = [small.create(taskName=f"other {number}") for number in range(4)]
+        with small.full_disk():
+            requests = refused = 0
+            began = time.monotonic()
+            while refused < ROUNDS:
+                for other in others:
+                    waited = other in waiting()
+                    answer = notice(start_task=not waited, taskID=int(other))
+                    assert answer in (DONE, FULL)
+                    refused += answer == FULL
+                    assert (other in waiting()) == (waited if answer == FULL else not waited)
+                    assert running() == [task_id]
+                    requests += 4
+            assert time.monotonic() - began < requests, "a second for each"
+        proxy.stalled = False
+        small.wait_for_end(task_id)
+        assert small.status(task_id) == SUCCESS

@@ -1,15 +1,14 @@
 """What runs make of stores that cannot be written for a while: locked by others, a full disk."""
-import subprocess
 import time
-from contextlib import contextmanager, suppress
 
 import pytest
 
-from backup_house import MIB, PREPARE_START, RUNNING, SUCCESS, WAIT, House
+from backup_house import MIB, PREPARE_START, RUNNING, SUCCESS, WAIT
 from event_ids import RUN_FAILED, RUN_RESUMED, RUN_STARTED, RUN_SUCCEEDED, is_of_a_run
 from fault_proxy import FaultProxy
-from places import LOGS, STATE
-from store_trouble import FILES, RATE, SIZE, Lock, record, running, start_copying, waiting
+from places import LOGS
+from store_trouble import (FILES, RATE, SIZE, Lock, SmallState, record, running, start_copying,
+                           waiting)
 from waiting import wait_until
 
 MESSAGE = "the recorder's own database cannot be written: database is locked"
@@ -103,31 +102,6 @@ def test_run_that_cannot_store_for_a_minute_goes_on_by_itself_when_it_can(house,
     house.check_records()
     said = (LOGS / "recording-backupd.log").read_text()
     assert said.count("database is locked") < 10, "lines that nobody reads"
-
-
-class SmallState(House):
-    """The recorder's state is a file system of its own that is soon full."""
-
-    def __enter__(self):
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=8m,mode=700", "small", STATE],
-                       check=True)
-        return super().__enter__()
-
-    def __exit__(self, *unused):
-        super().__exit__()
-        subprocess.run(["umount", "--lazy", STATE], check=True)
-
-    @contextmanager
-    def full_disk(self):
-        filler = STATE / "filler"
-        with open(filler, "wb", buffering=0) as file:
-            with suppress(OSError):
-                while file.write(bytes(MIB)):
-                    continue
-        try:
-            yield
-        finally:
-            filler.unlink()
 
 
 @pytest.fixture

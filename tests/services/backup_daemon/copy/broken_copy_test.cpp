@@ -77,6 +77,13 @@ protected:
                               hash_of(scene.source));
     }
 
+    /// Whether the last call took back a claim that had no room.
+    bool takes_back_claim(const PlannedFailure& failure) const {
+        if (failure.kind != FailureKind::full) return false;
+        return server.calls.back() == "remove " + job.target ||
+               server.calls.back() == "remove " + job.target + ".json";
+    }
+
     /// Breaks the copy's call of this number and copies again.
     /// @return false: the copy has no such call
     bool breaks(const Scene& scene, const PlannedFailure& failure, bool keep_checkpoint) {
@@ -96,7 +103,8 @@ protected:
         } catch (const CopyFailure& thrown) {
             EXPECT_EQ(thrown.kind, failure.kind);
         }
-        EXPECT_EQ(server.calls.size(), failure.call + 1) << "nothing is done after a failure";
+        EXPECT_EQ(server.calls.size(), failure.call + (takes_back_claim(failure) ? 2 : 1))
+            << "nothing else is done after a failure";
         expect_nothing_half_done(scene);
         if (!keep_checkpoint) {
             job.offset = before.offset;

@@ -77,6 +77,13 @@ TEST_F(FinalNameTest, EqualFileThatAppearsIsTheCopy) {
     EXPECT_EQ(share_modified_ns, 77);
 }
 
+TEST_F(FinalNameTest, EqualFileLeavesNothingOfAnAttemptBefore) {
+    put(content);
+    server.put(job.temporary, content);
+    EXPECT_EQ(copy(), hash_of(content));
+    expect_only(content);
+}
+
 TEST_F(FinalNameTest, ClaimOfAnAttemptBeforeIsTakenOver) {
     for (const bool fresh : {true, false}) {
         server = {};
@@ -85,6 +92,15 @@ TEST_F(FinalNameTest, ClaimOfAnAttemptBeforeIsTakenOver) {
         copy();
         expect_only(content);
     }
+}
+
+TEST_F(FinalNameTest, ClaimThatHasNoRoomLeavesNothingAtTheName) {
+    server.before_call = [this](const std::string& call) {
+        if (call.starts_with("write " + job.target))
+            throw CopyFailure(FailureKind::full, "No space left on device");
+    };
+    EXPECT_EQ(failure(), FailureKind::full);
+    EXPECT_FALSE(server.files.contains(job.target));
 }
 
 TEST_F(FinalNameTest, ClaimOfAnotherRecorderStays) {
