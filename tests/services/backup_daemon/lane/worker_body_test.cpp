@@ -113,10 +113,13 @@ TEST_F(WorkerBodyTest, SlowComparisonTellsThatItIsAliveAndThatNothingIsSent) {
     EXPECT_EQ(offsets.count(0), offsets.size());
 }
 
-TEST_F(WorkerBodyTest, SlowCheckTellsThatItIsAliveAndThatAllIsSent) {
+TEST_F(WorkerBodyTest, SlowCheckTellsHowFarItIs) {
     write_source(content_of(2 * MIB + 5));
     slow_down(server, "read");
-    EXPECT_GE(offsets_of(work({send_file()})).count(2 * MIB + 5), 3U);
+    const auto offsets = offsets_of(work({send_file()}));
+    for (const long long offset : {MIB, 2 * MIB, 2 * MIB + 5})
+        EXPECT_TRUE(offsets.contains(offset)) << offset;
+    EXPECT_GE(offsets.count(2 * MIB + 5), 2U) << "its beginning is read once more";
 }
 
 TEST_F(WorkerBodyTest, OffsetIsThatOfTheFileInHand) {
