@@ -1,6 +1,7 @@
 // A remote share as the copying sees it; the body is SMB, and memory in tests.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdlib>
 #include <functional>
@@ -64,7 +65,8 @@ public:
 
     virtual ~Share() = default;
     /// Makes the connection. Once, before anything else.
-    virtual void connect() = 0;
+    /// @return what a request takes that moves nothing, or a little more
+    virtual std::chrono::nanoseconds connect() = 0;
     /// Those of the wanted files (no folders) that a folder has; none when there is no such folder.
     virtual std::map<std::string, FileState> list(const std::string& folder,
                                                   const std::set<std::string>& wanted) = 0;

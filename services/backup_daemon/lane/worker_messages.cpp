@@ -94,7 +94,9 @@ void carry(auto& packet, Of<FolderClaim> auto& order) {
     packet.carry(order.text);
 }
 
-void carry(auto&, Of<Ready> auto&) {}
+void carry(auto& packet, Of<Ready> auto& report) {
+    packet.carry(report.round_trip_us);
+}
 
 void carry(auto& packet, Of<FileState> auto& file) {
     packet.carry(file.size);

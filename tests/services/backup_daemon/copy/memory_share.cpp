@@ -137,8 +137,9 @@ std::vector<std::string> MemoryServer::calls_of(const std::string& beginning) co
     return found;
 }
 
-void MemoryShare::connect() {
+std::chrono::nanoseconds MemoryShare::connect() {
     Call(server_, "connect").done();
+    return server_.round_trip;
 }
 
 std::map<std::string, services::FileState> MemoryShare::list(const std::string& folder,

@@ -66,6 +66,11 @@ std::multiset<long long> offsets_of(const Reports& reports) {
     return offsets;
 }
 
+TEST_F(WorkerBodyTest, TellsHowLongTheLineIs) {
+    server.round_trip = std::chrono::milliseconds(40);
+    EXPECT_EQ(std::get<Ready>(work({}).at(0)).round_trip_us, 40'000);
+}
+
 TEST_F(WorkerBodyTest, SlowCopyTellsHowFarItIs) {
     write_source(content_of(3 * MIB));
     slow_down(server, "write");
