@@ -1,4 +1,5 @@
 """What copying costs: the backup daemon beside smbclient, rclone and cp, onto one Samba share."""
+import argparse
 import contextlib
 import os
 import shutil
@@ -13,6 +14,7 @@ from contextlib import closing
 from dataclasses import dataclass, field
 from datetime import date
 from pathlib import Path
+from threading import Event, Thread
 
 from cgi_program import CgiProgram
 from delay_proxy import DelayProxy
@@ -158,12 +160,37 @@ def check_copy(folder):
         subprocess.run(["cmp", source, copy], check=True)
 
 
-def peak_memory(daemon):
-    """Peak memory of the daemon itself, in kB; its copying processes are asked while they live."""
-    for line in Path(f"/proc/{daemon.pid}/status").read_text().splitlines():
-        if line.startswith("VmHWM:"):
-            return int(line.split()[1])
-    return 0
+def memory(process):
+    """Of a process and those below it, in MiB; what they share counts once."""
+    kib = 0
+    for pid in descendants(process.pid):
+        with contextlib.suppress(OSError):
+            for line in Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines():
+                if line.startswith("Pss:"):
+                    kib += int(line.split()[1])
+    return kib / KIB
+
+
+class Watch:
+    """Looks at the daemon and its copying processes: their most memory, and how many there were."""
+
+    def __init__(self, daemon):
+        self.daemon, self.ended = daemon, Event()
+        self.memory = self.processes = 0
+
+    def look(self):
+        while not self.ended.wait(0.1):
+            self.memory = max(self.memory, memory(self.daemon))
+            self.processes = max(self.processes, len(descendants(self.daemon.pid)) - 1)
+
+    def __enter__(self):
+        self.thread = Thread(target=self.look)
+        self.thread.start()
+        return self
+
+    def __exit__(self, *unused):
+        self.ended.set()
+        self.thread.join()
 
 
 def ways_of(copiers, scene):
@@ -227,19 +254,27 @@ def run(scene, program, daemon, store):
         AUTHENTICATION.write_text(f"username={USER}\npassword={server.password}\n")
         with line(scene, server) as (port, requests):
             copiers = Copiers(server, port, program, store)
-            print_figures(scene, measure(scene, copiers, (daemon, server.process), requests))
+            with Watch(daemon) as watch:
+                figures = measure(scene, copiers, (daemon, server.process), requests)
+            print_figures(scene, figures)
+            print(f"most memory of the daemon and its copying processes, of which there were "
+                  f"{watch.processes}: {watch.memory:.0f} MiB")
 
 
 def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--only", default="")
+    asked = parser.parse_args()
     program = CgiProgram(STATE)
     DAY.mkdir(parents=True)
     program.add_channel(0, "Bench", DAY.parent)
     SHARE.mkdir()
     with running("recording-backupd", program) as daemon:
         store = sqlite3.connect(STATE / "config.db", timeout=30, isolation_level=None)
-        for scene in scenes("--quick" in sys.argv[1:]):
-            run(scene, program, daemon, store)
-        print(f"\npeak memory of the daemon itself: {peak_memory(daemon)} kB")
+        for scene in scenes(asked.quick):
+            if asked.only in scene.name:
+                run(scene, program, daemon, store)
 
 
 main()

@@ -14,10 +14,16 @@ namespace services {
 /// @throws CopyFailure
 long long equal_until(ShareFile& file, long long offset, long long end, CopyState& state);
 
-/// Whether the share gives back the whole source and nothing behind it. Asks for what the source
-/// has and one byte more: a file on a strange server need not have an end. Leaves the hash as it
-/// is, and tells the watcher of each chunk that it is alive.
+/// Whether the share gives back the source's chunk at `offset`, which is in `mine`, and nothing
+/// behind it if the source ends there: one byte more is asked for then, in the same request.
 /// @throws CopyFailure
-bool reads_back(ShareFile& file, CopyState& state);
+bool gives_back(ShareFile& file, long long offset, std::size_t size, CopyState& state);
+
+/// Whether the share gives back the source's first `end` bytes and, if the source ends there,
+/// nothing behind them. Leaves the hash as it is, and tells the watcher of each chunk that it is
+/// alive.
+/// @param end at most the source's size
+/// @throws CopyFailure
+bool reads_back(ShareFile& file, long long end, CopyState& state);
 
 }  // namespace services

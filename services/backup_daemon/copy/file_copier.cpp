@@ -1,6 +1,7 @@
 // Copies one file to a share: goes on where an earlier attempt stopped, checks, then names it.
 #include "services/backup_daemon/copy/file_copier.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "services/backup_daemon/copy/compare.h"
@@ -14,6 +15,10 @@ namespace {
 
 using Kind = Standing::Kind;
 
+// So much of a file's beginning is read back at its end, too: a server that cannot reckon with
+// offsets as large as the file's has written there what belongs further on.
+constexpr long long READ_AGAIN = 64LL * 1024;
+
 // How often the target may turn out to be another one than it was a moment ago.
 constexpr int NAMING_ATTEMPTS = 3;
 
@@ -22,6 +27,13 @@ CopyFailure occupied_target(const CopyJob& job) {
         job.recorded ? ": the copy there was changed by somebody else, and stays as it is"
                      : ": another file, not of this recorder, has this name";
     return {FailureKind::occupied, job.target + why};
+}
+
+/// What is to be read back of a file when its last chunk has been, or when nothing was sent.
+long long rest_to_check(const Beginning& begin, long long size) {
+    if (begin.size == size) return size;
+    const bool has_one_chunk = size <= static_cast<long long>(CHUNK);
+    return has_one_chunk ? begin.unread : std::max(begin.unread, READ_AGAIN);
 }
 
 /// Whether the server shall make the beginning of the new copy from the one that stands there.
@@ -87,16 +99,20 @@ void FileCopier::send_until_right(const CopyJob& job, bool from_copy, CopyState&
 }
 
 /// Writes the temporary file, or what it lacks. It is read back through the same opening: the
-/// library keeps nothing of what it has written.
+/// library keeps nothing of what it has written. What a checkpoint vouches for is read at the end: a
+/// line that breaks again and again must not be kept from sending by what it has sent.
 /// @return whether it is right, as far as it is to be checked
 bool FileCopier::send(const CopyJob& job, bool from_copy, CopyState& state) {
     const bool begun = from_copy && begin_from_copy(job, state);
     const auto [file, there] = open_temporary(job);
-    const long long begin = begun ? job.recorded->size : resume_point(*file, there, job, state);
-    if (there > state.source.size()) file->truncate(state.source.size());
-    watcher_.begins(begin);
-    write_from(*file, begin, state);
-    const bool is_right = !job.check || reads_back(*file, state);
+    const long long copied = begun ? job.recorded->size : 0;
+    const Beginning begin =
+        begun ? Beginning{copied, copied} : resume_point(*file, there, job, state);
+    const long long size = state.source.size();
+    if (there > size) file->truncate(size);
+    watcher_.begins(begin.size);
+    const bool is_right = write_from(*file, begin.size, job.check, state) &&
+                          (!job.check || reads_back(*file, rest_to_check(begin, size), state));
     file->close();
     return is_right;
 }

@@ -36,6 +36,9 @@ public:
     ///         but not when somebody's file has the name
     WholeCopy copy(const CopyJob& job, const SourceFile& source);
 
+    /// What is known of the line.
+    Pace& pace() { return pace_; }
+
 private:
     struct Unfinished {
         std::unique_ptr<ShareFile> file;

@@ -15,6 +15,9 @@ inline constexpr std::size_t CHUNK = 1024UL * 1024;
 /// What it is at most.
 inline constexpr std::size_t LARGEST_CHUNK = 8 * CHUNK;
 
+/// A line on which a request takes so long, or longer, is a long one.
+inline constexpr std::chrono::milliseconds LONG_LINE(10);
+
 /// Times what is done anyway, over one connection. Between two pieces the line waits for an answer,
 /// which on a long one takes longer than a small piece; but no piece may take so long that the
 /// server seems to be lost.
@@ -31,23 +34,28 @@ public:
     auto ask(Action action) {
         const auto begin = now_();
         auto result = action();
-        const auto took = now_() - begin;
-        round_trip_ = round_trip_ ? std::min(*round_trip_, took) : took;
+        answered(now_() - begin);
         return result;
     }
 
-    /// Times so many bytes on their way to the share. The latest count.
+    /// A request that moves nothing has taken so long.
+    void answered(Clock::duration took) {
+        round_trip_ = round_trip_ ? std::min(*round_trip_, took) : took;
+    }
+
+    /// Times so many bytes on their way to the share. The latest count, but for a file's small rest:
+    /// most of its time is the round trip, and it tells of the line only when it is the slower one.
     template <typename Action>
     void send(std::size_t size, Action action) {
         const auto begin = now_();
         action();
-        latest_ = Sent{size, now_() - begin};
+        const auto took = now_() - begin;
+        if (size >= CHUNK || !latest_ || took > latest_->took) latest_ = Sent{size, took};
     }
 
     /// Bytes of the next piece.
     std::size_t chunk() const {
         using namespace std::chrono_literals;
-        constexpr auto LONG_LINE = 10ms;
         constexpr auto MOST_PATIENCE = 2s;
         if (!round_trip_ || *round_trip_ < LONG_LINE || !latest_) return CHUNK;
         const double fits = std::chrono::duration<double>(MOST_PATIENCE) / latest_->took;

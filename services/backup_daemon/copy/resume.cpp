@@ -23,13 +23,14 @@ bool begins_with(const std::string& sha256, long long end, CopyState& state) {
     return true;
 }
 
-long long resume_point(ShareFile& file, long long there, const CopyJob& job, CopyState& state) {
+Beginning resume_point(ShareFile& file, long long there, const CopyJob& job, CopyState& state) {
     state.hash.restart();
     const long long end = std::min(there, state.source.size());
     const bool has_checkpoint = job.offset > 0 && !job.prefix_sha256.empty();
     const bool vouched =
         has_checkpoint && job.offset <= end && begins_with(job.prefix_sha256, job.offset, state);
-    return equal_until(file, vouched ? job.offset : 0, end, state);
+    const long long unread = vouched ? job.offset : 0;
+    return {equal_until(file, unread, end, state), unread};
 }
 
 }  // namespace services

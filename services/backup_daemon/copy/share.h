@@ -1,6 +1,7 @@
 // A remote share as the copying sees it; the body is SMB, and memory in tests.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdlib>
 #include <functional>
@@ -40,7 +41,14 @@ public:
     /// Writes all of it at `offset`.
     virtual void write(long long offset, const char* data, std::size_t size) = 0;
     /// @return bytes read, fewer than `size` at the file's end only
-    virtual std::size_t read(long long offset, char* data, std::size_t size) = 0;
+    std::size_t read(long long offset, char* data, std::size_t size) {
+        return read_enough(offset, data, size, size);
+    }
+    /// Asks for `size` bytes at least once, and again only for as long as it has less than `enough`:
+    /// where the end is expected, nobody need ask on until there is nothing.
+    /// @return bytes read, fewer than `enough` at the file's end only
+    virtual std::size_t read_enough(long long offset, char* data, std::size_t size,
+                                    std::size_t enough) = 0;
     virtual void truncate(long long size) = 0;
     /// Has the server take everything; what it refuses is thrown here. The destructor just lets go.
     virtual void close() = 0;
@@ -57,7 +65,8 @@ public:
 
     virtual ~Share() = default;
     /// Makes the connection. Once, before anything else.
-    virtual void connect() = 0;
+    /// @return what a request takes that moves nothing, or a little more
+    virtual std::chrono::nanoseconds connect() = 0;
     /// Those of the wanted files (no folders) that a folder has; none when there is no such folder.
     virtual std::map<std::string, FileState> list(const std::string& folder,
                                                   const std::set<std::string>& wanted) = 0;

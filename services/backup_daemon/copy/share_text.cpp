@@ -7,13 +7,6 @@
 namespace services {
 namespace {
 
-void put_text(Share& share, const std::string& path, const std::string& text) {
-    const auto file = share.open(path, Share::Open::write);
-    file->truncate(0);
-    file->write(0, text.data(), text.size());
-    file->close();
-}
-
 std::string read_all(ShareFile& file) {
     std::string text(LONGEST_TEXT + 1, '\0');
     text.resize(file.read(0, text.data(), text.size()));
@@ -34,6 +27,13 @@ void tidy_up(Share& share, const std::string& folder, const std::string& file) {
 std::optional<std::string> read_text(Share& share, const std::string& path) {
     if (!share.look(path)) return {};
     return read_all(*share.open(path, Share::Open::read));
+}
+
+void put_text(Share& share, const std::string& path, const std::string& text) {
+    const auto file = share.open(path, Share::Open::write);
+    file->truncate(0);
+    file->write(0, text.data(), text.size());
+    file->close();
 }
 
 void write_text(Share& share, const std::string& path, const std::string& temporary,

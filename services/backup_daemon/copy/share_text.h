@@ -15,6 +15,10 @@ inline constexpr std::size_t LONGEST_TEXT = 48UL * 1024;
 /// @throws CopyFailure denied: there is one, or may be, that must not be read
 std::optional<std::string> read_text(Share& share, const std::string& path);
 
+/// Writes a file of the text alone, over whatever it held. It may be seen, and stay, half written.
+/// @throws CopyFailure
+void put_text(Share& share, const std::string& path, const std::string& text);
+
 /// Puts a text into a file, in the place of what it held. The file appears as a whole, from
 /// `temporary` in the same folder.
 /// @throws CopyFailure

@@ -5,6 +5,7 @@
 
 #include "platform/standalone/store/strict_json.h"
 #include "services/backup_daemon/copy/copy_failure.h"
+#include "services/backup_daemon/copy/share_text.h"
 
 namespace services {
 namespace {
@@ -23,13 +24,6 @@ bool describes(const std::string& text, const SideFile& described) {
            json_object_is_type(start, json_type_int) &&
            json_object_get_string(guid) == described.guid &&
            json_object_get_int64(start) == described.start;
-}
-
-void write(Share& share, const std::string& path, const std::string& text) {
-    const auto file = share.open(path, Share::Open::write);
-    file->truncate(0);
-    file->write(0, text.data(), text.size());
-    file->close();
 }
 
 std::string content_of(Share& share, const std::string& path, long long size) {
@@ -61,7 +55,7 @@ std::string side_file_end(long long length, const std::string& sha256) {
 
 void write_side_file(Share& share, const Naming& naming, const SideFile& described,
                      const std::string& text) {
-    write(share, naming.temporary, text);
+    put_text(share, naming.temporary, text);
     if (take_free_name(share, naming)) return;
     const auto there = share.look(naming.target);
     if (there && there->size <= LARGEST_DESCRIPTION) {

@@ -20,6 +20,7 @@ extern "C" {
 #include "platform/standalone/store/text_buffer.h"
 #include "services/backup_daemon/copy/host_name.h"
 #include "services/backup_daemon/copy/login_words.h"
+#include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/copy/smb_failure.h"
 
 namespace services {
@@ -112,16 +113,16 @@ public:
     }
 
     /// Asked at once, the library sends several requests side by side where one does not do.
-    std::size_t read(long long offset, char* data, std::size_t size) override {
+    std::size_t read_enough(long long offset, char* data, std::size_t size,
+                            std::size_t enough) override {
         seek(offset);
         std::size_t total = 0;
-        while (total < size) {
-            const ssize_t got =
-                smbc_getFunctionRead(context_)(context_, file_, data + total, size - total);
+        ssize_t got = 0;
+        do {
+            got = smbc_getFunctionRead(context_)(context_, file_, data + total, size - total);
             if (got < 0) give_up();
-            if (got == 0) break;
             total += static_cast<std::size_t>(got);
-        }
+        } while (got > 0 && total < enough);
         return total;
     }
 
@@ -191,7 +192,7 @@ std::string SmbShare::url(const std::string& path) const {
     return smb_url(login_, path);
 }
 
-void SmbShare::connect() {
+std::chrono::nanoseconds SmbShare::connect() {
     if (const std::string problem = login_problem(login_); !problem.empty())
         throw CopyFailure(FailureKind::refused, problem + " cannot be used");
     SMBCCTX* context = context_->handle.get();
@@ -200,11 +201,24 @@ void SmbShare::connect() {
     const bool connected = smbc_getFunctionStat(context)(context, url("").c_str(), &root) == 0;
     const int error = errno;
     const std::string login = context_->words.stop();
-    if (connected) return;
+    if (connected) return measure_round_trip();
     // The library has one number for a name that nobody knows and for all that it has none for.
     throw connection_failure(
         login_,
         {.error = error, .login = login, .name = error == EINVAL ? look_up(login_.server) : 0});
+}
+
+/// Looks for what nobody has: that is one request, and any answer to it will do.
+std::chrono::nanoseconds SmbShare::measure_round_trip() {
+    using Clock = std::chrono::steady_clock;
+    SMBCCTX* context = context_->handle.get();
+    struct stat nothing {};
+    const auto begin = Clock::now();
+    if (smbc_getFunctionStat(context)(context, url(".recording-backup.none").c_str(), &nothing) !=
+            0 &&
+        meaning_of(errno) == FailureKind::lost)
+        fail("the line's length");
+    return Clock::now() - begin;
 }
 
 /// The library has the whole listing in memory by then, however long the server makes it: what ends
@@ -250,15 +264,24 @@ std::optional<ShareRoom> SmbShare::room() {
                      no_more_than_can_be(std::min<std::uint64_t>(found.f_blocks, most) * block)};
 }
 
+/// From the last one upwards: mostly those above it are there.
 void SmbShare::make_folders(const std::string& path) {
-    SMBCCTX* context = context_->handle.get();
-    for (std::size_t end = 0; end != std::string::npos;) {
-        end = path.find('/', end + 1);
-        const std::string folder = path.substr(0, end);
-        if (smbc_getFunctionMkdir(context)(context, url(folder).c_str(), 0755) != 0 &&
-            errno != EEXIST)
-            fail(folder);
+    if (make_folder(path)) return;
+    const std::string above = folder_of(path);
+    if (!above.empty()) make_folders(above);
+    if (above.empty() || !make_folder(path)) {
+        errno = ENOENT;
+        fail(path);
     }
+}
+
+/// @return false: what it should be in is not there
+bool SmbShare::make_folder(const std::string& path) {
+    SMBCCTX* context = context_->handle.get();
+    if (smbc_getFunctionMkdir(context)(context, url(path).c_str(), 0755) == 0 || errno == EEXIST)
+        return true;
+    if (errno != ENOENT) fail(path);
+    return false;
 }
 
 std::unique_ptr<ShareFile> SmbShare::open(const std::string& path, Open mode) {

@@ -19,7 +19,7 @@ public:
     explicit SmbShare(SmbLogin login);
     ~SmbShare() override;
 
-    void connect() override;
+    std::chrono::nanoseconds connect() override;
     std::map<std::string, FileState> list(const std::string& folder,
                                           const std::set<std::string>& wanted) override;
     std::optional<FileState> look(const std::string& path) override;
@@ -36,6 +36,8 @@ public:
 
 private:
     struct Context;
+    std::chrono::nanoseconds measure_round_trip();
+    bool make_folder(const std::string& path);
     std::string url(const std::string& path) const;
 
     SmbLogin login_;

@@ -11,8 +11,6 @@
 namespace services {
 namespace {
 
-constexpr long long TOLERANCE_NS = 2'000'000'000;
-
 // Far more than a description has.
 constexpr long long LONGEST_DESCRIPTION = 64LL * 1024;
 
@@ -44,10 +42,7 @@ Found look_at(Share& share, const std::vector<DoomedFile>& files,
 
 bool is_it(const DoomedFile& file, const FileState& there) {
     if (there.size != file.size) return false;
-    if (!file.modified_ns) return true;
-    long long apart = 0;
-    if (__builtin_sub_overflow(there.modified_ns, *file.modified_ns, &apart)) return false;
-    return apart >= -TOLERANCE_NS && apart <= TOLERANCE_NS;
+    return !file.modified_ns || same_time(there.modified_ns, *file.modified_ns);
 }
 
 bool is_description(Share& share, const std::string& path, long long size, const std::string& end) {

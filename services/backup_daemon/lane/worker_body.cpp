@@ -83,8 +83,10 @@ private:
     }
 
     void connect() {
-        share_.connect();
-        report(Ready());
+        using std::chrono::microseconds;
+        const auto round_trip = share_.connect();
+        copier_.pace().answered(round_trip);
+        report(Ready{std::chrono::duration_cast<microseconds>(round_trip).count()});
     }
 
     void obey(const AskFiles& order) {

@@ -102,7 +102,9 @@ void carry(auto& packet, Of<ReadBack> auto& order) {
     packet.carry(order.sha256);
 }
 
-void carry(auto&, Of<Ready> auto&) {}
+void carry(auto& packet, Of<Ready> auto& report) {
+    packet.carry(report.round_trip_us);
+}
 
 void carry(auto& packet, Of<FileState> auto& file) {
     packet.carry(file.size);

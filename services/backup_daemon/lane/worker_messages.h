@@ -70,7 +70,9 @@ using WorkerOrder = std::variant<AskFiles, SendFile, RemoveFiles, AskRoom, ReadT
                                  FolderClaim, ReadBack>;
 
 /// Report: connected, waiting for orders.
-struct Ready {};
+struct Ready {
+    long long round_trip_us = 0;  ///< what a request to the share takes, about, in microseconds
+};
 
 /// Report: the files that were asked for, in the order of their names.
 struct Files {

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "services/backup_daemon/copy/pace.h"
+
 namespace services {
 namespace {
 
@@ -136,11 +138,20 @@ void BackupRun::give_orders() {
     }
 }
 
+/// A small file is mostly round trips, in which a long line stands idle; how large they are on the
+/// average says enough, since a few large ones would not leave it small.
+std::size_t BackupRun::most_lanes() const {
+    const RunGoal& goal = plan_.goal();
+    const bool small = tally_.bytes_left() < tally_.files_left() * static_cast<long long>(CHUNK);
+    const bool many = connection_.is_long && small;
+    return static_cast<std::size_t>(many ? std::max(goal.lanes, goal.lanes_far) : goal.lanes);
+}
+
 /// One at a time, and one alone until a connection stands.
 void BackupRun::open_lane() {
     const bool connecting =
         std::ranges::any_of(lanes_, [](const auto& lane) { return !lane.second.ready; });
-    const std::size_t limit = connection_.stands ? static_cast<std::size_t>(plan_.goal().lanes) : 1;
+    const std::size_t limit = connection_.stands ? most_lanes() : 1;
     if (!plan_.has_orders() || pause_ || connecting || lanes_.size() >= limit) return;
     try {
         lanes_[parts_.lanes->open()].heard = now();
@@ -165,7 +176,8 @@ void BackupRun::understand(const Said& said) {
 void BackupRun::understand(LaneId lane, const Report& report) {
     if (const auto* failed = std::get_if<Failed>(&report))
         return follow(lane, plan_.fail(lane, *failed));
-    if (std::holds_alternative<Ready>(report) && !lanes_.at(lane).ready) return connected(lane);
+    const auto* ready = std::get_if<Ready>(&report);
+    if (ready && !lanes_.at(lane).ready) return connected(lane, *ready);
     if (!plan_.take(lane, report))
         return lose(lane, "the copying process said what nobody had asked for");
     if (!tally_.take_progress()) return;
@@ -174,13 +186,14 @@ void BackupRun::understand(LaneId lane, const Report& report) {
 }
 
 /// The listener first: it may refuse to hear of it for now.
-void BackupRun::connected(LaneId lane) {
+void BackupRun::connected(LaneId lane, const Ready& ready) {
     if (!connection_.was_told) {
         listener_.connected();
         tally_.note_speed();
     }
     connection_.was_told = true;
     connection_.stands = true;
+    connection_.is_long = std::chrono::microseconds(ready.round_trip_us) >= LONG_LINE;
     lanes_.at(lane).ready = true;
     message_.clear();
 }

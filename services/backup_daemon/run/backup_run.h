@@ -93,6 +93,7 @@ private:
         RetryPause retry;
         bool was_told = false;  ///< the listener knows that there is one
         bool stands = false;    ///< until one does, a single lane tries
+        bool is_long = false;   ///< as the latest lane has found it
         int losses_told = 0;
     };
 
@@ -104,10 +105,11 @@ private:
     void hold(const standalone::DatabaseError& error);
     void tell_notes();
     void give_orders();
+    std::size_t most_lanes() const;
     void open_lane();
     void understand(const Said& said);
     void understand(LaneId lane, const Report& report);
-    void connected(LaneId lane);
+    void connected(LaneId lane, const Ready& ready);
     void follow(LaneId lane, const FailureStep& step);
     void drop(LaneId lane);
     void lose(LaneId lane, const std::string& why);

@@ -19,6 +19,9 @@ namespace {
 constexpr int LANES = 3;
 constexpr int LANES_OF_ALL_RUNS = 6;
 
+// Over a long line small files leave the server idle, and need little memory.
+constexpr int LANES_FAR = 8;
+
 int lanes_of_a_run() {
     return std::clamp(LANES_OF_ALL_RUNS / parallel_limit(), 1, LANES);
 }
@@ -59,6 +62,7 @@ RunGoal BackupRunner::goal(const TDataBackupConfig& task) {
     goal.recorder = identity_;
     goal.check = check_reading();
     goal.lanes = lanes_of_a_run();
+    goal.lanes_far = LANES_FAR / (1 + static_cast<int>(runs_.size()));
     return goal;
 }
 

@@ -34,8 +34,9 @@ public:
 
 private:
     std::optional<Step> take(const WorkerReport& said) override {
-        if (!std::holds_alternative<Ready>(said)) return {};
-        return Step{.tell = {Ready()}, .over = true};
+        const auto* ready = std::get_if<Ready>(&said);
+        if (!ready) return {};
+        return Step{.tell = {*ready}, .over = true};
     }
 };
 

@@ -27,6 +27,7 @@ struct RunGoal {
     bool side_files = false;  ///< a description goes beside every copy
     bool check = true;        ///< every file is read back before it gets its name
     int lanes = 1;            ///< files on their way at one time, at most
+    int lanes_far = 1;        ///< the same for small files over a long line
     bool preview = false;     ///< to see what there is to do, and to do nothing
     bool clean_up = false;    ///< the task is deleted: only its unfinished files go
 
@@ -34,8 +35,8 @@ struct RunGoal {
     bool makes_nothing() const { return preview || clean_up; }
 };
 
-/// Reads a task on the local day `today`. `recorder`, `check` and `lanes` are the caller's to fill
-/// in.
+/// Reads a task on the local day `today`. `recorder`, `check`, `lanes` and `lanes_far` are the
+/// caller's to fill in.
 RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Channel>& channels,
                 DayNumber today);
 

@@ -90,7 +90,7 @@ RunFigures RunTally::figures(const std::string& message) const {
     figures.percent = percent_;
     figures.rate = rate_.rate();
     figures.files_done = earlier_.files + files_done_;
-    figures.files_left = files_planned_ - files_done_ - files_failed_;
+    figures.files_left = files_left();
     figures.files_failed = files_failed_;
     figures.seconds_left = seconds_left(planned() - done(), figures.rate);
     figures.message = message;

@@ -73,6 +73,9 @@ public:
     /// Bytes that are planned and not on the share.
     long long bytes_left() const { return bytes_planned_ - bytes_done_; }
 
+    /// Files that are planned and neither complete nor given up.
+    long long files_left() const { return files_planned_ - files_done_ - files_failed_; }
+
     /// How many files were given up, and why the first; "" when none was.
     std::string failure() const;
 

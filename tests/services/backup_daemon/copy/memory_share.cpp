@@ -78,7 +78,8 @@ public:
         call.done();
     }
 
-    std::size_t read(long long offset, char* data, std::size_t size) override {
+    /// Everything at once.
+    std::size_t read_enough(long long offset, char* data, std::size_t size, std::size_t) override {
         const Call call(server_, "read " + path_ + place(offset, size));
         const auto begin = std::min(static_cast<std::size_t>(offset), content().size());
         std::string bytes = content().substr(begin, size);
@@ -136,8 +137,9 @@ std::vector<std::string> MemoryServer::calls_of(const std::string& beginning) co
     return found;
 }
 
-void MemoryShare::connect() {
+std::chrono::nanoseconds MemoryShare::connect() {
     Call(server_, "connect").done();
+    return server_.round_trip;
 }
 
 std::map<std::string, services::FileState> MemoryShare::list(const std::string& folder,

@@ -1,6 +1,7 @@
 // A share in memory that notes every call and fails on demand, for tests of the copying.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -27,6 +28,7 @@ struct PlannedFailure {
 /// The share's content outlives the connections to it, as on a server. Like one, it opens no file
 /// in a folder that is not there, and renames no file that is open.
 struct MemoryServer {
+    std::chrono::nanoseconds round_trip{};  ///< as connect() tells it
     std::map<std::string, std::string> files;
     std::map<std::string, long long> modified_ns;  ///< of files whose time was set; others have 0
     std::set<std::string> folders;
@@ -61,7 +63,7 @@ class MemoryShare : public services::Share {
 public:
     explicit MemoryShare(MemoryServer& server) : server_(server) {}
 
-    void connect() override;
+    std::chrono::nanoseconds connect() override;
     std::map<std::string, services::FileState> list(const std::string& folder,
                                                     const std::set<std::string>& wanted) override;
     std::optional<services::FileState> look(const std::string& path) override;

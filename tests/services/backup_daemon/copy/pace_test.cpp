@@ -62,6 +62,21 @@ TEST_F(PaceTest, NoPieceTakesMoreThanTwoSeconds) {
     EXPECT_EQ(pace.chunk(), CHUNK);
 }
 
+TEST_F(PaceTest, RestOfAFileTellsNothingOfTheLineUnlessItIsSlow) {
+    ask(40ms);
+    send(CHUNK, 50ms);
+    send(5, 41ms);
+    EXPECT_EQ(pace.chunk(), LARGEST_CHUNK) << "the next file begins as the last went on";
+    send(5, 3s);
+    EXPECT_EQ(pace.chunk(), CHUNK);
+}
+
+TEST_F(PaceTest, LineThatIsKnownFromConnectingIsALongOne) {
+    pace.answered(40ms);
+    send(CHUNK, 50ms);
+    EXPECT_EQ(pace.chunk(), LARGEST_CHUNK);
+}
+
 TEST_F(PaceTest, PieceThatTakesNoTimeIsNoTrouble) {
     ask(40ms);
     send(CHUNK, 0ms);

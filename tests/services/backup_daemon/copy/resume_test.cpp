@@ -19,10 +19,11 @@ protected:
         told.clear();
         CopyState state = new_state(hashed);
         const auto file = share.open("file", Share::Open::write);
-        const long long begin =
+        const Beginning begin =
             resume_point(*file, static_cast<long long>(there.size()), job, state);
         hash = state.hash.hex();
-        return begin;
+        unread = begin.unread;
+        return begin.size;
     }
 
     void note(long long offset) {
@@ -35,6 +36,7 @@ protected:
     const long long size = 4 * MIB + 5;
     const std::string content = content_of(size);
     std::string hash;
+    long long unread = 0;
 };
 
 TEST_F(ResumeTest, NothingThereBeginsAtTheBeginning) {
@@ -45,6 +47,7 @@ TEST_F(ResumeTest, NothingThereBeginsAtTheBeginning) {
 
 TEST_F(ResumeTest, WithoutACheckpointEverythingIsCompared) {
     EXPECT_EQ(resume(content_of(2 * MIB + 9)), 2 * MIB + 9);
+    EXPECT_EQ(unread, 0);
     EXPECT_EQ(reads().size(), 3U);
     EXPECT_EQ(hash, hash_of(content_of(2 * MIB + 9)));
 }
@@ -66,6 +69,7 @@ TEST_F(ResumeTest, WhatTheCheckpointVouchesForIsNotRead) {
     EXPECT_EQ(resume(content_of(3 * MIB + 1)), 3 * MIB + 1);
     EXPECT_EQ(reads(), (Texts{"read file 2097152 1048576", "read file 3145728 1"}));
     EXPECT_EQ(hash, hash_of(content_of(3 * MIB + 1)));
+    EXPECT_EQ(unread, 2 * MIB);
     EXPECT_EQ(told_of("alive"), 4) << "two chunks of the source hashed, two compared";
 }
 
@@ -103,6 +107,7 @@ TEST_F(ResumeTest, CheckpointOfAnotherContentIsNotTrusted) {
     note(2 * MIB);
     write_source(spoilt(content, 5));
     EXPECT_EQ(resume(content_of(3 * MIB)), 0);
+    EXPECT_EQ(unread, 0);
     EXPECT_EQ(reads(), Texts{"read file 0 1048576"});
     EXPECT_EQ(hash, hash_of(""));
 }

@@ -78,7 +78,7 @@ TEST_F(SecondAttemptTest, BytesSpoiltOnTheirWayAreFoundAndSentAnew) {
     };
     EXPECT_EQ(copy(), hash_of(content));
     expect_only(content);
-    EXPECT_EQ(sent(), 2 * SIZE);
+    EXPECT_EQ(sent(), CHUNK_SIZE + SIZE) << "found at once, before the rest is sent for nothing";
 }
 
 TEST_F(SecondAttemptTest, BytesThatTheShareDropsAreFoundAndSentAnew) {
@@ -100,9 +100,47 @@ TEST_F(SecondAttemptTest, ShareThatKeepsGivingBackOtherBytesFailsAtTheSecondAtte
     };
     EXPECT_EQ(failure(), FailureKind::mismatch);
     EXPECT_TRUE(server.files.empty()) << "nothing of it can be trusted";
-    EXPECT_EQ(sent(), 2 * SIZE);
+    EXPECT_EQ(sent(), 2 * CHUNK_SIZE);
     EXPECT_EQ(told.back(), "checkpoint 0 ");
     EXPECT_EQ(job.offset, 0);
+}
+
+TEST_F(SecondAttemptTest, ShareThatWritesTheEndOverTheBeginningIsFound) {
+    write_source(content);
+    int wraps = 1;
+    server.before_call = [&](const std::string& call) {
+        const std::string last = "write " + job.temporary + " " + std::to_string(20 * MIB) + " ";
+        if (call.starts_with(last) && wraps-- > 0) server.files[job.temporary][16] ^= 1;
+    };
+    copy();
+    expect_only(content);
+    EXPECT_EQ(sent(), 2 * SIZE);
+}
+
+TEST_F(SecondAttemptTest, WholeFileThatWasNotNamedIsReadBackBeforeItIs) {
+    write_source(content);
+    server.put(job.temporary, content);
+    job.offset = 16 * MIB;
+    job.prefix_sha256 = hash_of(content_of(16 * MIB));
+    server.files[job.temporary][static_cast<std::size_t>(12 * MIB)] ^= 1;
+    copy();
+    expect_only(content);
+    EXPECT_EQ(sent(), SIZE);
+}
+
+TEST_F(SecondAttemptTest, WhatACutLeftIsReadOnceAndOnlyWhenTheRestIsSent) {
+    write_source(content);
+    cut_at(15 * MIB);
+    server.calls.clear();
+    copy();
+    const Texts reads = server.calls_of("read " + job.temporary);
+    const auto of = [&](long long offset) {
+        return std::ranges::count_if(reads, [&](const std::string& call) {
+            return call.starts_with("read " + job.temporary + " " + std::to_string(offset) + " ");
+        });
+    };
+    for (long long offset = 0; offset < SIZE; offset += CHUNK_SIZE) EXPECT_EQ(of(offset), 1);
+    EXPECT_TRUE(reads.back().ends_with(" " + std::to_string(7 * MIB) + " 1048576"));
 }
 
 TEST_F(SecondAttemptTest, TemporaryFileLongerThanTheSourceIsCut) {

@@ -19,9 +19,19 @@ protected:
         told.clear();
         CopyState state = new_state(hashed);
         state.hash.add(content_of(offset).data(), static_cast<std::size_t>(offset));
-        write_from(*share.open("file", Share::Open::write), offset, state);
+        EXPECT_TRUE(write_from(*share.open("file", Share::Open::write), offset, false, state));
         EXPECT_TRUE(server.files["file"] == content_of(size)) << size << " from " << offset;
         EXPECT_EQ(state.hash.hex(), hashed ? hash_of(content_of(size)) : "");
+    }
+
+    /// Writes three chunks, each of which is checked.
+    bool write_checked() {
+        write_source(content_of(2 * MIB + 5));
+        server.put("file", "");
+        server.calls.clear();
+        told.clear();
+        CopyState state = new_state();
+        return write_from(*share.open("file", Share::Open::write), 0, true, state);
     }
 
     Texts checkpoints() const {
@@ -95,6 +105,52 @@ TEST_F(TransferTest, CheckpointIsToldAfterItsBytes) {
 TEST_F(TransferTest, WithoutAWantedHashCheckpointsHaveNone) {
     write(9 * MIB, 0, false);
     EXPECT_EQ(checkpoints(), Texts{"checkpoint " + std::to_string(8 * MIB) + " "});
+}
+
+TEST_F(TransferTest, CheckedChunkIsReadBackBeforeTheNextIsSentAndTheEndIsLookedForWithTheLast) {
+    EXPECT_TRUE(write_checked());
+    EXPECT_EQ(server.calls, (Texts{"open write file", "write file 0 1048576", "read file 0 1048576",
+                                   "write file 1048576 1048576", "read file 1048576 1048576",
+                                   "write file 2097152 5", "read file 2097152 6"}));
+    EXPECT_EQ(told, (Texts{"at 1048576", "at 2097152", "at 2097157"}));
+}
+
+TEST_F(TransferTest, CheckNoticesEveryByteThatIsSpoiltOnItsWay) {
+    for (const std::size_t at : {0UL, CHUNK / 2, CHUNK - 1}) {
+        server.spoil_write = [at](const std::string& call, std::string& bytes) {
+            if (call == "write file 1048576 1048576") bytes[at] ^= 1;
+        };
+        EXPECT_FALSE(write_checked());
+        EXPECT_EQ(told, Texts{"at 1048576"}) << "nothing that is wrong is told to be there";
+        EXPECT_EQ(server.calls_of("write").size(), 2U) << "the rest is not sent for nothing";
+    }
+}
+
+TEST_F(TransferTest, CheckNoticesMissingAndFurtherBytes) {
+    server.spoil_write = [](const std::string& call, std::string& bytes) {
+        if (call == "write file 2097152 5") bytes.pop_back();
+    };
+    EXPECT_FALSE(write_checked());
+    server.spoil_write = [](const std::string& call, std::string& bytes) {
+        if (call == "write file 2097152 5") bytes += 'x';
+    };
+    EXPECT_FALSE(write_checked());
+    server.spoil_read = [](const std::string&, std::string& bytes) { bytes.clear(); };
+    EXPECT_FALSE(write_checked());
+}
+
+TEST_F(TransferTest, CheckTakesAsLongAsTheSlowerWay) {
+    using namespace std::chrono_literals;
+    pace.ask([this] {
+        now += 40ms;
+        return 0;
+    });
+    server.before_call = [this](const std::string& call) {
+        if (call.starts_with("read")) now += 1s;
+    };
+    write_checked();
+    EXPECT_EQ(server.calls_of("write")[1], "write file 1048576 1048581");
+    EXPECT_EQ(pace.chunk(), 2 * CHUNK);
 }
 
 TEST_F(TransferTest, LongLineGetsLargerChunksOnceItsRateIsKnown) {

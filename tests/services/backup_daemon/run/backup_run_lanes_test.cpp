@@ -80,6 +80,43 @@ TEST_F(BackupRunLanesTest, FurtherLanesConnectOneByOneUpToTheLimit) {
     EXPECT_EQ(scene.connected, 1);
 }
 
+/// Lanes of a run that is at its files, when each of them tells this of the line.
+std::size_t lanes_over(std::chrono::milliseconds round_trip, long long size) {
+    RunGoal goal = sample_goal();
+    goal.lanes = 3;
+    goal.lanes_far = 8;
+    RunScene scene(goal);
+    for (int file = 10; file < 30; ++file)
+        scene.world.record("/rec/door", "2024-03-04", "08-00-" + std::to_string(file) + ".mp4",
+                           size);
+    scene.begin();
+    scene.clock.advance(0s);
+    const auto copies = [&](LaneId lane) {
+        const Order* order = scene.lanes.order(lane);
+        return order && std::holds_alternative<CopyJob>(*order);
+    };
+    for (int step = 0; step < 100; ++step) {
+        for (const LaneId lane : scene.lanes.open()) {
+            if (!scene.lanes.is_ready(lane))
+                scene.lanes.report(lane, Ready{round_trip / 1us});
+            else if (!copies(lane) && scene.lanes.order(lane))
+                scene.play_lane(lane);
+        }
+    }
+    return scene.lanes.open().size();
+}
+
+TEST(BackupRunLanes, SmallFilesOverALongLineGetMoreLanes) {
+    EXPECT_EQ(lanes_over(40ms, 20'000), 8U);
+    EXPECT_EQ(lanes_over(10ms, (1 << 20) - 1), 8U);
+}
+
+TEST(BackupRunLanes, LargerFilesAndShortLinesDoNot) {
+    EXPECT_EQ(lanes_over(40ms, 1 << 20), 3U);
+    EXPECT_EQ(lanes_over(9ms, 20'000), 3U);
+    EXPECT_EQ(lanes_over(-1ms, 20'000), 3U);
+}
+
 TEST_F(BackupRunLanesTest, ConnectionIsToldOnce) {
     scene.lanes.report(1, Ready());
     scene.lanes.lose(1);

@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace services;
 using namespace std::chrono_literals;
 
-RunScene::RunScene(RunGoal wanted) : goal(std::move(wanted)), lanes(goal.lanes) {
+RunScene::RunScene(RunGoal wanted)
+    : goal(std::move(wanted)), lanes(std::max(goal.lanes, goal.lanes_far)) {
     for (const SelectedChannel& channel : goal.channels)
         world.place.cameras.emplace(channel.guid, channel.folder);
 }
