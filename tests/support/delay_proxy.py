@@ -15,6 +15,7 @@ class DelayProxy:
     def __init__(self, target_port, round_trip):
         self.target = target_port
         self.delay = round_trip / 2
+        self.connections = 0
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.port = self.listener.getsockname()[1]
 
@@ -30,6 +31,7 @@ class DelayProxy:
         with contextlib.suppress(OSError):
             while True:
                 client, _ = self.listener.accept()
+                self.connections += 1
                 server = socket.create_connection(("127.0.0.1", self.target))
                 for one, other in ((client, server), (server, client)):
                     one.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)

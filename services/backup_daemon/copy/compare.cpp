@@ -14,6 +14,13 @@ bool is_equal(ShareFile& file, long long offset, std::size_t size, CopyState& st
     return file.read(offset, theirs, size) == size && std::memcmp(mine, theirs, size) == 0;
 }
 
+/// Asks for a single byte: a file on a strange server need not have an end. (Asked for it together
+/// with those before, the library sends the same two requests.)
+bool ends_at(ShareFile& file, long long end) {
+    char further = 0;
+    return file.read(end, &further, 1) == 0;
+}
+
 }  // namespace
 
 long long equal_until(ShareFile& file, long long offset, long long end, CopyState& state) {
@@ -27,14 +34,12 @@ long long equal_until(ShareFile& file, long long offset, long long end, CopyStat
     return offset;
 }
 
-/// Never more than that byte: a file on a strange server need not have an end.
 bool gives_back(ShareFile& file, long long offset, std::size_t size, CopyState& state) {
-    const char* const mine = state.buffers.mine.data();
     char* const theirs = state.buffers.theirs.data();
-    const bool is_last = offset + static_cast<long long>(size) == state.source.size();
-    const std::size_t asked = is_last ? size + 1 : size;
-    return file.read_enough(offset, theirs, asked, size) == size &&
-           std::memcmp(mine, theirs, size) == 0;
+    if (file.read(offset, theirs, size) != size) return false;
+    if (std::memcmp(state.buffers.mine.data(), theirs, size) != 0) return false;
+    const long long end = offset + static_cast<long long>(size);
+    return end < state.source.size() || ends_at(file, end);
 }
 
 bool reads_back(ShareFile& file, long long end, CopyState& state) {
@@ -45,8 +50,7 @@ bool reads_back(ShareFile& file, long long end, CopyState& state) {
         offset += static_cast<long long>(size);
         state.watcher.alive();
     }
-    char further = 0;
-    return state.source.size() > 0 || file.read(0, &further, 1) == 0;
+    return state.source.size() > 0 || ends_at(file, 0);
 }
 
 }  // namespace services

@@ -15,7 +15,7 @@ namespace services {
 long long equal_until(ShareFile& file, long long offset, long long end, CopyState& state);
 
 /// Whether the share gives back the source's chunk at `offset`, which is in `mine`, and nothing
-/// behind it if the source ends there: one byte more is asked for then, in the same request.
+/// behind it if the source ends there: one byte more is asked for then.
 /// @throws CopyFailure
 bool gives_back(ShareFile& file, long long offset, std::size_t size, CopyState& state);
 

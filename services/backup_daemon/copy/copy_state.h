@@ -21,15 +21,15 @@ struct CopyWatcher {
     std::function<void()> alive;  ///< something was done that moves no byte to the share
 };
 
-/// Room for a chunk of the source and for what the share has of it, with a byte behind it. They grow
-/// as chunks ask for it: many lanes copy nothing but small files.
+/// Room for a chunk of the source and for one of what the share has. It grows as chunks ask for it:
+/// many lanes have small files alone.
 struct ChunkBuffers {
     std::vector<char> mine{};
     std::vector<char> theirs{};
 
     void hold(std::size_t chunk) {
         mine.resize(std::max(mine.size(), chunk));
-        theirs.resize(std::max(theirs.size(), chunk + 1));
+        theirs.resize(std::max(theirs.size(), chunk));
     }
 };
 

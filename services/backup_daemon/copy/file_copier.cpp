@@ -99,8 +99,8 @@ void FileCopier::send_until_right(const CopyJob& job, bool from_copy, CopyState&
 }
 
 /// Writes the temporary file, or what it lacks. It is read back through the same opening: the
-/// library keeps nothing of what it has written. What a checkpoint vouches for is read at the end: a
-/// line that breaks again and again must not be kept from sending by what it has sent.
+/// library keeps nothing of what it has written. What a checkpoint vouches for is read at the end:
+/// a line that breaks again and again must not be busy with reading what it has sent.
 /// @return whether it is right, as far as it is to be checked
 bool FileCopier::send(const CopyJob& job, bool from_copy, CopyState& state) {
     const bool begun = from_copy && begin_from_copy(job, state);

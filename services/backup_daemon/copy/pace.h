@@ -43,8 +43,8 @@ public:
         round_trip_ = round_trip_ ? std::min(*round_trip_, took) : took;
     }
 
-    /// Times so many bytes on their way to the share. The latest count, but for a file's small rest:
-    /// most of its time is the round trip, and it tells of the line only when it is the slower one.
+    /// Times so many bytes on their way to the share. The latest count, but for a small rest of
+    /// a file: its time is mostly the round trip, and says little unless it is longer than before.
     template <typename Action>
     void send(std::size_t size, Action action) {
         const auto begin = now_();

@@ -41,14 +41,7 @@ public:
     /// Writes all of it at `offset`.
     virtual void write(long long offset, const char* data, std::size_t size) = 0;
     /// @return bytes read, fewer than `size` at the file's end only
-    std::size_t read(long long offset, char* data, std::size_t size) {
-        return read_enough(offset, data, size, size);
-    }
-    /// Asks for `size` bytes at least once, and again only for as long as it has less than `enough`:
-    /// where the end is expected, nobody need ask on until there is nothing.
-    /// @return bytes read, fewer than `enough` at the file's end only
-    virtual std::size_t read_enough(long long offset, char* data, std::size_t size,
-                                    std::size_t enough) = 0;
+    virtual std::size_t read(long long offset, char* data, std::size_t size) = 0;
     virtual void truncate(long long size) = 0;
     /// Has the server take everything; what it refuses is thrown here. The destructor just lets go.
     virtual void close() = 0;

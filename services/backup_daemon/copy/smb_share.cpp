@@ -113,16 +113,16 @@ public:
     }
 
     /// Asked at once, the library sends several requests side by side where one does not do.
-    std::size_t read_enough(long long offset, char* data, std::size_t size,
-                            std::size_t enough) override {
+    std::size_t read(long long offset, char* data, std::size_t size) override {
         seek(offset);
         std::size_t total = 0;
-        ssize_t got = 0;
-        do {
-            got = smbc_getFunctionRead(context_)(context_, file_, data + total, size - total);
+        while (total < size) {
+            const ssize_t got =
+                smbc_getFunctionRead(context_)(context_, file_, data + total, size - total);
             if (got < 0) give_up();
+            if (got == 0) break;
             total += static_cast<std::size_t>(got);
-        } while (got > 0 && total < enough);
+        }
         return total;
     }
 

@@ -4,6 +4,7 @@ import os
 import pytest
 
 from backup_house import FAILED, MIB, SUCCESS, noise
+from delay_proxy import DelayProxy
 from event_ids import FILE_NOT_COPIED
 from fault_proxy import FaultProxy
 from request_proxy import RequestProxy
@@ -157,7 +158,7 @@ def test_daemon_killed_between_claim_and_name_takes_its_claim_over(house):
     house.check_records()
 
 
-@pytest.mark.parametrize("check, most", [("1", 18), ("0", 17)])
+@pytest.mark.parametrize("check, most", [("1", 19), ("0", 17)])
 def test_small_file_costs_no_more_requests_than_the_design_says(house, check, most):
     files = 60
     for number in range(files):
@@ -167,4 +168,14 @@ def test_small_file_costs_no_more_requests_than_the_design_says(house, check, mo
         house.run(house.create(port=proxy.port))
         around = 100  # logins and listings, by all lanes
         assert sum(proxy.requests.values()) <= most * files + around
+    assert house.shared() == house.sources()
+
+
+@pytest.mark.parametrize("round_trip, lanes", [(0, 3), (0.04, 8)])
+def test_small_files_over_a_long_line_go_over_more_connections(house, round_trip, lanes):
+    for number in range(60):
+        house.record(0, 0, f"01-00-{number:02}.mp4", noise(20_000, number))
+    with DelayProxy(house.samba.port, round_trip) as proxy:
+        house.run(house.create(port=proxy.port))
+        assert proxy.connections == lanes
     assert house.shared() == house.sources()

@@ -31,7 +31,7 @@ TEST_F(GrownCopyTest, OnlyWhatIsNewIsSent) {
 
 TEST_F(GrownCopyTest, EverythingIsReadBackAllTheSame) {
     copy();
-    EXPECT_EQ(server.calls_of("read " + job.temporary).size(), 22U);
+    EXPECT_EQ(server.calls_of("read " + job.temporary).size(), 23U);
 }
 
 TEST_F(GrownCopyTest, WithoutAKnownHashAllIsSent) {

@@ -78,8 +78,7 @@ public:
         call.done();
     }
 
-    /// Everything at once.
-    std::size_t read_enough(long long offset, char* data, std::size_t size, std::size_t) override {
+    std::size_t read(long long offset, char* data, std::size_t size) override {
         const Call call(server_, "read " + path_ + place(offset, size));
         const auto begin = std::min(static_cast<std::size_t>(offset), content().size());
         std::string bytes = content().substr(begin, size);

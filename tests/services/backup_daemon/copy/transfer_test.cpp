@@ -107,11 +107,12 @@ TEST_F(TransferTest, WithoutAWantedHashCheckpointsHaveNone) {
     EXPECT_EQ(checkpoints(), Texts{"checkpoint " + std::to_string(8 * MIB) + " "});
 }
 
-TEST_F(TransferTest, CheckedChunkIsReadBackBeforeTheNextIsSentAndTheEndIsLookedForWithTheLast) {
+TEST_F(TransferTest, CheckedChunkIsReadBackBeforeTheNextIsSentAndTheEndIsLookedForAtLast) {
     EXPECT_TRUE(write_checked());
-    EXPECT_EQ(server.calls, (Texts{"open write file", "write file 0 1048576", "read file 0 1048576",
-                                   "write file 1048576 1048576", "read file 1048576 1048576",
-                                   "write file 2097152 5", "read file 2097152 6"}));
+    EXPECT_EQ(server.calls,
+              (Texts{"open write file", "write file 0 1048576", "read file 0 1048576",
+                     "write file 1048576 1048576", "read file 1048576 1048576",
+                     "write file 2097152 5", "read file 2097152 5", "read file 2097157 1"}));
     EXPECT_EQ(told, (Texts{"at 1048576", "at 2097152", "at 2097157"}));
 }
 
@@ -146,7 +147,7 @@ TEST_F(TransferTest, CheckTakesAsLongAsTheSlowerWay) {
         return 0;
     });
     server.before_call = [this](const std::string& call) {
-        if (call.starts_with("read")) now += 1s;
+        if (call.starts_with("read") && !call.ends_with(" 1")) now += 1s;
     };
     write_checked();
     EXPECT_EQ(server.calls_of("write")[1], "write file 1048576 1048581");
