@@ -1,13 +1,17 @@
 """recorderctl's state folder: made by init, found by every other command, never made by one."""
 import os
 import sqlite3
+import subprocess
 import tempfile
 from contextlib import closing
+from pathlib import Path
 
 import pytest
 
 from failures import misused, refused
+from places import PROGRAMS
 from state_folder import StateFolder
+from waiting import SECONDS
 
 DATABASES = {"config.db", "registry.db", "events.db"}
 
@@ -151,3 +155,42 @@ def test_help_names_every_group_of_commands(state):
     said = state.ctl("--help")
     for name in ("init", "user", "session", "config", "channel", "task", "event", "--state"):
         assert f"\n  {name} " in said, name
+
+
+# --- who may -------------------------------------------------------------------------------------
+
+
+def as_nobody(state, *words):
+    return subprocess.run(["setpriv", "--reuid", "nobody", "--regid", "nogroup", "--clear-groups",
+                           PROGRAMS / "recorderctl", *words], env=state.environment, check=False,
+                          capture_output=True, text=True, timeout=SECONDS)
+
+
+@pytest.fixture
+def roots():
+    """The state of a recorder that belongs to root, where everybody can see its folder."""
+    if os.geteuid() != 0:
+        pytest.skip("needs root")
+    with tempfile.TemporaryDirectory() as place:
+        os.chmod(place, 0o755)
+        yield StateFolder(Path(place) / "state").init()
+
+
+@pytest.mark.parametrize("words", [["init"], ["user", "list"], ["state", "check"]])
+def test_another_users_state_needs_root_in_words(roots, words):
+    done = as_nobody(roots, *words)
+    assert (done.returncode, done.stdout) == (1, "")
+    assert done.stderr == (f"recorderctl: needs root: the recorder's state in {roots.path} belongs "
+                           "to user root\n")
+
+
+def test_a_state_that_is_out_of_sight_needs_root_in_words(roots):
+    hidden = StateFolder(roots.path / "inner")
+    done = as_nobody(hidden, "user", "list")
+    assert done.stderr == (f"recorderctl: needs root: {hidden.path} is out of sight for user "
+                           "nobody\n")
+
+
+def test_help_and_version_need_nobodys_state(roots):
+    assert as_nobody(roots, "--version").stdout == roots.ctl("--version")
+    assert as_nobody(roots, "user", "--help").stdout == roots.ctl("user", "--help")

@@ -9,6 +9,7 @@
 #include "platform/version.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/reading_right.h"
+#include "tools/recorderctl/recorder_user.h"
 #include "tools/recorderctl/state.h"
 
 namespace recorderctl {
@@ -47,10 +48,14 @@ int run(int count, char** arguments) {
     app.fallthrough();
     app.set_version_flag("--version", std::string("recorderctl ") + RECORDER_VERSION);
     // Root's commands act as the recorder's user: what they make belongs to the services, too.
-    app.parse_complete_callback(become_recorder);
+    app.parse_complete_callback([] {
+        become_recorder();
+        require_own_state();
+    });
     add_state_option(app);
     add_init_command(app);
     add_info_command(app);
+    add_state_commands(app);
     add_user_commands(app);
     add_session_commands(app);
     add_config_commands(app);
