@@ -8,6 +8,7 @@ from pathlib import Path
 import pytest
 
 from failures import misused, refused
+from older_registry import TO_SCHEMA_1
 from state_folder import StateFolder
 
 NEEDED = {"config.db", "registry.db", "events.db"}
@@ -271,7 +272,7 @@ def test_a_backup_of_a_newer_program_changes_nothing(full, copy):
 
 def test_an_older_backup_is_brought_up_to_date(full, copy):
     with connect(copy / "registry.db") as database:
-        database.executescript("DROP TABLE recorder; PRAGMA user_version = 1")
+        database.executescript(TO_SCHEMA_1)
     full.ctl("state", "restore", copy)
     assert contents(full)[1:] == full.then[1:]
 

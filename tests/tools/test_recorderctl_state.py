@@ -9,6 +9,7 @@ from pathlib import Path
 import pytest
 
 from failures import misused, refused
+from older_registry import TO_SCHEMA_1
 from places import PROGRAMS
 from state_folder import StateFolder
 from waiting import SECONDS
@@ -19,7 +20,8 @@ DATABASES = {"config.db", "registry.db", "events.db"}
 COMMANDS = [
     ("registry.db", ["info"]),
     ("registry.db", ["user", "add", "admin"]), ("registry.db", ["user", "list"]),
-    ("registry.db", ["user", "remove", "admin"]), ("registry.db", ["session", "open", "admin"]),
+    ("registry.db", ["user", "remove", "admin"]), ("registry.db", ["user", "password", "admin"]),
+    ("registry.db", ["session", "open", "admin"]), ("registry.db", ["session", "list"]),
     ("registry.db", ["session", "close", "0" * 32]),
     ("registry.db", ["config", "get", "s", "k"]), ("registry.db", ["config", "set", "s", "k", "v"]),
     ("registry.db", ["config", "unset", "s", "k"]),
@@ -95,7 +97,7 @@ def test_identity_is_the_folders_own_and_stays(state, nowhere):
 
 def test_older_state_folder_gets_its_identity_at_the_next_init(state):
     with closing(sqlite3.connect(state.path / "registry.db")) as connection:
-        connection.executescript("DROP TABLE recorder; PRAGMA user_version = 1")
+        connection.executescript(TO_SCHEMA_1)
     assert "run recorderctl init" in refused(state, "info")
     state.init()
     assert len(state.ctl_json("info")[0]["identity"]) == 32
@@ -134,9 +136,19 @@ def test_the_state_option_needs_a_folder(state):
 
 
 @pytest.mark.parametrize("words", [[], ["user"], ["session"], ["config"], ["channel"], ["task"],
-                                   ["event"], ["nonsense"], ["user", "nonsense"]])
+                                   ["event"], ["state"], ["backup"]])
 def test_a_command_line_without_a_command_is_refused(state, words):
     assert misused(state, *words) == "A subcommand is required"
+
+
+@pytest.mark.parametrize("words, named", [
+    (["tsak"], 'command "tsak"'), (["tsak", "list"], 'command "tsak"'),
+    (["user", "nonsense"], 'command "nonsense"'), (["--nonsense"], 'option "--nonsense"'),
+    (["user", "--nonsense"], 'option "--nonsense"'),
+    (["user", "add", "--nonsense"], 'option "--nonsense"'),
+    (["two\nlines"], 'command "two\\nlines"'), (["\udcff"], 'command "\ufffd"')])
+def test_an_unknown_word_is_named_on_one_line(state, words, named):
+    assert misused(state, *words) == f"unknown {named}"
 
 
 @pytest.mark.parametrize("words", [
@@ -153,7 +165,8 @@ def test_json_is_for_lists_alone(state, words):
 
 def test_help_names_every_group_of_commands(state):
     said = state.ctl("--help")
-    for name in ("init", "user", "session", "config", "channel", "task", "event", "--state"):
+    for name in ("init", "info", "state", "user", "session", "config", "channel", "task", "backup",
+                 "event", "--state"):
         assert f"\n  {name} " in said, name
 
 

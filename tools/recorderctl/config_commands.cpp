@@ -5,6 +5,7 @@
 
 #include "platform/standalone/store/key_value_store.h"
 #include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/output.h"
 #include "tools/recorderctl/state.h"
 
 namespace recorderctl {
@@ -25,13 +26,13 @@ void get_key(const Key& key) {
     standalone::Database database = open_registry();
     const auto value = standalone::KeyValueStore(database).get(key.section, key.key);
     if (!value) fail_unknown(key);
-    std::cout << *value << '\n';
+    print_line(*value);
 }
 
 void set_key(const Key& key) {
     standalone::Database database = open_registry();
     standalone::KeyValueStore(database).set(key.section, key.key, key.value);
-    std::cout << key.value << '\n';
+    print_line(key.value);
 }
 
 void unset_key(const Key& key) {
