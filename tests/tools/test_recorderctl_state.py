@@ -68,7 +68,7 @@ def test_what_root_makes_in_another_users_folder_is_that_users():
 
 
 def test_init_repeated_keeps_what_is_stored(state):
-    state.ctl("config", "set", "s", "k", "v")
+    state.ctl("config", "set", "s", "k", "v", "--force")
     state.add_user("admin")
     state.add_tasks(1)
     state.add_event("62040001", 1, "admin", "", "a")
@@ -126,7 +126,7 @@ def test_a_command_refuses_a_database_of_another_version(state, database, words)
 def test_the_state_option_counts_before_the_environment_wherever_it_stands(state, tmp_path):
     other = tmp_path / "other"
     assert state.ctl("--state", other, "init") == f"{other}\n"
-    state.ctl("config", "--state", other, "set", "s", "k", "v")
+    state.ctl("config", "--state", other, "set", "s", "k", "v", "--force")
     assert state.ctl("config", "get", "s", "k", "--state", other) == "v\n"
     assert refused(state, "config", "get", "s", "k") == "there is no key k in section s"
 
