@@ -110,6 +110,12 @@ def test_completion_offers_each_command_and_option_and_no_others(tree):
             assert completed(*words, "") == subcommands | options, words
 
 
+def test_completion_is_a_sound_shell_script():
+    done = subprocess.run(["shellcheck", COMPLETION], capture_output=True, text=True, check=False,
+                          timeout=SECONDS)
+    assert (done.returncode, done.stdout) == (0, "")
+
+
 def test_completion_goes_on_behind_options_and_values():
     assert completed("--state", "/tmp/x", "user", "pa") == {"password"}
     assert completed("user", "--help", "li") == {"list"}

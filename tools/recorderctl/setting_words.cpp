@@ -47,10 +47,11 @@ bool takes(const KnownSetting& setting, const std::string& text) {
 }
 
 std::string nearest_settings(const std::string& section, const std::string& key) {
+    const std::string asked = section + ' ' + key;
     std::string names;
     std::size_t smallest = std::numeric_limits<std::size_t>::max();
     for (const KnownSetting& setting : KNOWN_SETTINGS) {
-        const std::size_t away = distance(section + ' ' + key, name_of(setting));
+        const std::size_t away = distance(asked, name_of(setting));
         if (away > smallest) continue;
         if (away < smallest) names.clear();
         smallest = away;
