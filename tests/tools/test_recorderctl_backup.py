@@ -1,7 +1,9 @@
 """recorderctl state: consistent copies of the databases, put back whole or not at all, checked."""
 import os
 import re
+import shutil
 import sqlite3
+import tempfile
 from contextlib import closing, contextmanager
 from pathlib import Path
 
@@ -302,6 +304,34 @@ def test_a_restore_without_a_state_folder_asks_for_init(copy, tmp_path):
     nowhere = StateFolder(tmp_path / "nowhere")
     assert refused(nowhere, "state", "restore", copy) == (
         f"there is no state folder {nowhere.path}; run recorderctl init")
+
+
+def test_root_copies_and_restores_as_the_user_whose_state_it_is():
+    if os.geteuid() != 0:
+        pytest.skip("needs root")
+    with tempfile.TemporaryDirectory() as place:
+        os.chmod(place, 0o755)
+        for name in ("state", "backups"):
+            (Path(place) / name).mkdir(mode=0o700)
+            os.chown(Path(place) / name, 4711, 4712)
+        state = StateFolder(Path(place) / "state")
+        # A sanitizer cannot look for leaks in a process that has changed its user.
+        state.environment["ASAN_OPTIONS"] = "detect_leaks=0"
+        state.init()
+        assert refused(state, "state", "backup", f"{place}/copy") == (
+            f"cannot make {place}/.copy.part as user 4711: Permission denied")
+        copy = Path(state.ctl("state", "backup", "--keep", "1", f"{place}/backups").strip())
+        assert owners(copy) == {(4711, 4712)}
+        kept_by_root = Path(place) / "kept by root"
+        shutil.copytree(copy, kept_by_root)
+        kept_by_root.chmod(0o700)
+        state.ctl("state", "restore", kept_by_root)
+        assert owners(state.path) == {(4711, 4712)}
+
+
+def owners(folder):
+    return {(found.st_uid, found.st_gid)
+            for found in map(os.lstat, [folder, *Path(folder).rglob("*")])}
 
 
 # --- check ---------------------------------------------------------------------------------------
