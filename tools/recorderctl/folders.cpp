@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -60,6 +61,14 @@ std::string moment_for_names() {
     std::array<char, 32> text{};
     std::strftime(text.data(), text.size(), "%Y-%m-%dT%H-%M-%SZ", &utc);
     return text.data();
+}
+
+bool is_moment(std::string_view name) {
+    constexpr std::string_view FORM = "0000-00-00T00-00-00Z";
+    return std::ranges::equal(name, FORM, [](char letter, char form) {
+        const bool is_digit = '0' <= letter && letter <= '9';
+        return form == '0' ? is_digit : letter == form;
+    });
 }
 
 }  // namespace recorderctl

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "platform/standalone/store/file_handle.h"
 
@@ -39,5 +40,8 @@ void sync_to_disk(const std::string& path);
 
 /// The moment as it stands in names: "2024-03-01T12-30-00Z". Names sort as their moments do.
 std::string moment_for_names();
+
+/// Whether a name has that form.
+bool is_moment(std::string_view name);
 
 }  // namespace recorderctl

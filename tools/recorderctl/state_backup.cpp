@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <regex>
+#include <string_view>
 #include <vector>
 
 #include "platform/standalone/store/state_folder.h"
@@ -17,11 +17,12 @@ namespace {
 
 using std::filesystem::path;
 
-// As moment_for_names() writes it, and as a copy is called that is not ready yet.
-constexpr char MOMENT[] = R"(\d{4}-\d\d-\d\dT\d\d-\d\d-\d\dZ)";
+constexpr std::string_view UNREADY_BEFORE = ".";
+constexpr std::string_view UNREADY_BEHIND = ".part";
 
 path unready_name(const path& folder) {
-    return folder.parent_path() / ("." + folder.filename().string() + ".part");
+    const std::string name = folder.filename();
+    return folder.parent_path() / std::string(UNREADY_BEFORE).append(name).append(UNREADY_BEHIND);
 }
 
 void copy_into(const std::string& folder, const StateDatabase& database) {
@@ -37,14 +38,20 @@ void copy_into(const std::string& folder, const StateDatabase& database) {
     require_sound(copy, database, original);
 }
 
-/// The names of folders in `place` that have the form, the first to be removed first.
-std::vector<std::string> folders_named(const path& place, const std::string& form) {
-    const std::regex pattern(form);
+bool is_unready(std::string_view name) {
+    if (!name.starts_with(UNREADY_BEFORE) || !name.ends_with(UNREADY_BEHIND)) return false;
+    name.remove_prefix(UNREADY_BEFORE.size());
+    name.remove_suffix(UNREADY_BEHIND.size());
+    return is_moment(name);
+}
+
+/// The names of folders in `place` that have the form, by the moment in them.
+std::vector<std::string> folders_named(const path& place, bool (*has_form)(std::string_view)) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(place)) {
         const std::string name = entry.path().filename();
         if (entry.symlink_status().type() == std::filesystem::file_type::directory &&
-            std::regex_match(name, pattern))
+            has_form(name))
             names.push_back(name);
     }
     std::ranges::sort(names);
@@ -52,7 +59,7 @@ std::vector<std::string> folders_named(const path& place, const std::string& for
 }
 
 void remove_oldest(const path& place, const std::string& newest, std::size_t count) {
-    std::vector<std::string> names = folders_named(place, MOMENT);
+    std::vector<std::string> names = folders_named(place, is_moment);
     // Those that are dated later than now are from before the clock was set right, so they are
     // older than all that have come since.
     const auto later = std::ranges::upper_bound(names, newest);
@@ -77,8 +84,7 @@ std::string backup_in_turn(const std::string& folder, int count) {
     const path place = std::filesystem::absolute(folder);
     if (!std::filesystem::exists(place)) make_folder(place);
     const standalone::FileHandle held = hold_folder(place);
-    for (const std::string& left :
-         folders_named(place, std::string(R"(\.)") + MOMENT + R"(\.part)"))
+    for (const std::string& left : folders_named(place, is_unready))
         std::filesystem::remove_all(place / left);
     const std::string name = moment_for_names();
     backup_state(place / name);
