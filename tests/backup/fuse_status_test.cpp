@@ -2,6 +2,7 @@
 #include "backup/fuse_status.h"
 
 #include "backup/recording_backup_function.h"
+#include "platform/known_settings.h"
 #include "platform/nvrcfg.h"
 #include "tests/backup/daemon_messages.h"
 #include "tests/support/fake_platform/platform_test.h"
@@ -22,6 +23,7 @@ protected:
 
 TEST_F(FuseStatus, AbsentKeyMeansOn) {
     EXPECT_TRUE(isFileExplorerTurnOn());
+    EXPECT_EQ(find_setting("fuse", "fuse_enabled")->otherwise, 1);
     EXPECT_EQ(reply(), ON);
     EXPECT_EQ(fake::effects(), (std::vector<fake::Call>{READ_FUSE_SWITCH, READ_FUSE_SWITCH}));
 }

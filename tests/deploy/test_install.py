@@ -18,7 +18,10 @@ SERVICES = [f"lib/systemd/system/{name}.service"
             for name in ("recorder-httpd", "recorder-logd", "recording-backupd")]
 SOCKETS = [f"lib/systemd/system/{name}.socket" for name in ("recorder-logd", "recording-backupd")]
 UNITS = SERVICES + SOCKETS
-DATA = ["share/recorder/recorder.conf"]
+DATA = ["share/recorder/recorder.conf", "share/bash-completion/completions/recorderctl"]
+# Where there was no scdoc when the build was configured, there are none.
+PAGES = [f"share/man/man8/{Path(name).name}.8" for name in PROGRAMS
+         if (BUILD / "docs/man/recorderctl.8").is_file()]
 
 REFUSED = ('Status: 401 Unauthorized\r\nContent-type: application/json\r\n\r\n'
            '{ "retCode": -1794506751.0, "mesg": "SID authorization fail." }\n\n')
@@ -61,7 +64,7 @@ def test_the_files_and_their_modes(tmp_path):
     found = {path.relative_to(tmp_path / "usr").as_posix(): path.stat().st_mode & 0o7777
              for path in tmp_path.rglob("*") if path.is_file()}
     assert found == {**{name: 0o755 for name in PROGRAMS},
-                     **{name: 0o644 for name in UNITS + DATA}}
+                     **{name: 0o644 for name in UNITS + DATA + PAGES}}
 
 
 @pytest.mark.parametrize("program", [name for name in PROGRAMS if not name.endswith(".cgi")])

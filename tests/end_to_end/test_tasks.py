@@ -205,7 +205,7 @@ def test_fuse_is_off_only_when_the_key_says_0(recorder):
     reply = '{ "ret_code": 0, "mesg": "Success.", "isFUSE": %s }'
     assert recorder.call("GET", "fuse").text == reply % "true"
     for value, answer in (("0", "false"), ("1", "true"), ("", "true"), ("off", "true")):
-        recorder.ctl("config", "set", "fuse", "fuse_enabled", value)
+        recorder.ctl("config", "set", "fuse", "fuse_enabled", value, "--force")
         assert recorder.call("GET", "fuse").text == reply % answer, value
 
 

@@ -1,4 +1,5 @@
-"""How recorderctl fails: one line when it cannot do what it is asked, a hint when it is misused."""
+"""How recorderctl fails: one line when it cannot do what it is asked, one with a hint when it is
+misused."""
 
 
 def refused(state, *words, given=""):
@@ -10,6 +11,6 @@ def misused(state, *words):
     """What is wrong with the command line; nothing was done."""
     done = state.run("recorderctl", *words)
     assert done.returncode > 1 and done.stdout == "", done
-    said, hint = done.stderr.splitlines()
-    assert hint == "Run with --help for more information."
-    return said
+    said, = done.stderr.splitlines()
+    assert said.startswith("recorderctl: ") and said.endswith("; see --help"), said
+    return said.removeprefix("recorderctl: ").removesuffix("; see --help")

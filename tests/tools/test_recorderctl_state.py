@@ -1,13 +1,18 @@
 """recorderctl's state folder: made by init, found by every other command, never made by one."""
 import os
 import sqlite3
+import subprocess
 import tempfile
 from contextlib import closing
+from pathlib import Path
 
 import pytest
 
 from failures import misused, refused
+from older_registry import TO_SCHEMA_1
+from places import PROGRAMS
 from state_folder import StateFolder
+from waiting import SECONDS
 
 DATABASES = {"config.db", "registry.db", "events.db"}
 
@@ -15,7 +20,8 @@ DATABASES = {"config.db", "registry.db", "events.db"}
 COMMANDS = [
     ("registry.db", ["info"]),
     ("registry.db", ["user", "add", "admin"]), ("registry.db", ["user", "list"]),
-    ("registry.db", ["user", "remove", "admin"]), ("registry.db", ["session", "open", "admin"]),
+    ("registry.db", ["user", "remove", "admin"]), ("registry.db", ["user", "password", "admin"]),
+    ("registry.db", ["session", "open", "admin"]), ("registry.db", ["session", "list"]),
     ("registry.db", ["session", "close", "0" * 32]),
     ("registry.db", ["config", "get", "s", "k"]), ("registry.db", ["config", "set", "s", "k", "v"]),
     ("registry.db", ["config", "unset", "s", "k"]),
@@ -62,7 +68,7 @@ def test_what_root_makes_in_another_users_folder_is_that_users():
 
 
 def test_init_repeated_keeps_what_is_stored(state):
-    state.ctl("config", "set", "s", "k", "v")
+    state.ctl("config", "set", "s", "k", "v", "--force")
     state.add_user("admin")
     state.add_tasks(1)
     state.add_event("62040001", 1, "admin", "", "a")
@@ -91,7 +97,7 @@ def test_identity_is_the_folders_own_and_stays(state, nowhere):
 
 def test_older_state_folder_gets_its_identity_at_the_next_init(state):
     with closing(sqlite3.connect(state.path / "registry.db")) as connection:
-        connection.executescript("DROP TABLE recorder; PRAGMA user_version = 1")
+        connection.executescript(TO_SCHEMA_1)
     assert "run recorderctl init" in refused(state, "info")
     state.init()
     assert len(state.ctl_json("info")[0]["identity"]) == 32
@@ -120,7 +126,7 @@ def test_a_command_refuses_a_database_of_another_version(state, database, words)
 def test_the_state_option_counts_before_the_environment_wherever_it_stands(state, tmp_path):
     other = tmp_path / "other"
     assert state.ctl("--state", other, "init") == f"{other}\n"
-    state.ctl("config", "--state", other, "set", "s", "k", "v")
+    state.ctl("config", "--state", other, "set", "s", "k", "v", "--force")
     assert state.ctl("config", "get", "s", "k", "--state", other) == "v\n"
     assert refused(state, "config", "get", "s", "k") == "there is no key k in section s"
 
@@ -130,9 +136,19 @@ def test_the_state_option_needs_a_folder(state):
 
 
 @pytest.mark.parametrize("words", [[], ["user"], ["session"], ["config"], ["channel"], ["task"],
-                                   ["event"], ["nonsense"], ["user", "nonsense"]])
+                                   ["event"], ["state"], ["backup"]])
 def test_a_command_line_without_a_command_is_refused(state, words):
     assert misused(state, *words) == "A subcommand is required"
+
+
+@pytest.mark.parametrize("words, named", [
+    (["tsak"], 'command "tsak"'), (["tsak", "list"], 'command "tsak"'),
+    (["user", "nonsense"], 'command "nonsense"'), (["--nonsense"], 'option "--nonsense"'),
+    (["user", "--nonsense"], 'option "--nonsense"'),
+    (["user", "add", "--nonsense"], 'option "--nonsense"'),
+    (["two\nlines"], 'command "two\\nlines"'), (["\udcff"], 'command "\ufffd"')])
+def test_an_unknown_word_is_named_on_one_line(state, words, named):
+    assert misused(state, *words) == f"unknown {named}"
 
 
 @pytest.mark.parametrize("words", [
@@ -149,6 +165,45 @@ def test_json_is_for_lists_alone(state, words):
 
 def test_help_names_every_group_of_commands(state):
     said = state.ctl("--help")
-    for name in ("init", "info", "user", "session", "config", "channel", "task", "backup", "event",
-                 "--state"):
+    for name in ("init", "info", "state", "user", "session", "config", "channel", "task", "backup",
+                 "event", "--state"):
         assert f"\n  {name} " in said, name
+
+
+# --- who may -------------------------------------------------------------------------------------
+
+
+def as_nobody(state, *words):
+    return subprocess.run(["setpriv", "--reuid", "nobody", "--regid", "nogroup", "--clear-groups",
+                           PROGRAMS / "recorderctl", *words], env=state.environment, check=False,
+                          capture_output=True, text=True, timeout=SECONDS)
+
+
+@pytest.fixture
+def roots():
+    """The state of a recorder that belongs to root, where everybody can see its folder."""
+    if os.geteuid() != 0:
+        pytest.skip("needs root")
+    with tempfile.TemporaryDirectory() as place:
+        os.chmod(place, 0o755)
+        yield StateFolder(Path(place) / "state").init()
+
+
+@pytest.mark.parametrize("words", [["init"], ["user", "list"], ["state", "check"]])
+def test_another_users_state_needs_root_in_words(roots, words):
+    done = as_nobody(roots, *words)
+    assert (done.returncode, done.stdout) == (1, "")
+    assert done.stderr == (f"recorderctl: needs root: the recorder's state in {roots.path} belongs "
+                           "to user root\n")
+
+
+def test_a_state_that_is_out_of_sight_needs_root_in_words(roots):
+    hidden = StateFolder(roots.path / "inner")
+    done = as_nobody(hidden, "user", "list")
+    assert done.stderr == (f"recorderctl: needs root: {hidden.path} is out of sight for user "
+                           "nobody\n")
+
+
+def test_help_and_version_need_nobodys_state(roots):
+    assert as_nobody(roots, "--version").stdout == roots.ctl("--version")
+    assert as_nobody(roots, "user", "--help").stdout == roots.ctl("user", "--help")

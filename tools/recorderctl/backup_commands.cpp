@@ -1,9 +1,11 @@
-// recorderctl backup: what backups will do, asked of the daemon's program.
+// recorderctl backup: what backups will do, asked of the daemon's program, and what they have done.
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 
 #include "platform/standalone/store/strict_json.h"
+#include "platform/standalone/store/utf8.h"
+#include "tools/recorderctl/backup_progress.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/output.h"
 #include "tools/recorderctl/service_program.h"
@@ -57,7 +59,7 @@ void print_plan(const std::string& task_id, bool json) {
     const std::string said = output_of_service("recording-backupd", {"--plan", task_id});
     const Plan plan(said.substr(0, said.find('\n')));
     if (json)
-        std::cout << said;
+        std::cout << standalone::valid_utf8(said);
     else
         print_for_people(plan);
 }
@@ -65,7 +67,7 @@ void print_plan(const std::string& task_id, bool json) {
 }  // namespace
 
 void add_backup_commands(CLI::App& app) {
-    CLI::App* group = app.add_subcommand("backup", "What backups will do");
+    CLI::App* group = app.add_subcommand("backup", "What backups will do and have done");
     group->require_subcommand(1);
     const auto task_id = std::make_shared<std::string>();
     const auto json = std::make_shared<bool>(false);
@@ -75,6 +77,11 @@ void add_backup_commands(CLI::App& app) {
     plan->add_option("TASK", *task_id, "Identifier of the task")->required();
     plan->add_flag("--json", *json, "One JSON object");
     plan->callback([task_id, json] { print_plan(*task_id, *json); });
+
+    CLI::App* progress =
+        group->add_subcommand("progress", "Tell how far each task's last run has come");
+    progress->add_flag("--json", *json, "One JSON object a line; times in milliseconds");
+    progress->callback([json] { print_progress(*json); });
 }
 
 }  // namespace recorderctl

@@ -19,6 +19,7 @@ class Failure : public std::runtime_error {
 // throws Failure or another std::exception when it cannot be done.
 
 void add_info_command(CLI::App& app);
+void add_state_commands(CLI::App& app);
 void add_user_commands(CLI::App& app);
 void add_session_commands(CLI::App& app);
 void add_config_commands(CLI::App& app);

@@ -4,11 +4,15 @@
 #include <filesystem>
 #include <iostream>
 
+#include "platform/standalone/store/one_line.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
+#include "platform/standalone/store/utf8.h"
 #include "platform/version.h"
 #include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/misuse.h"
 #include "tools/recorderctl/reading_right.h"
+#include "tools/recorderctl/recorder_user.h"
 #include "tools/recorderctl/state.h"
 
 namespace recorderctl {
@@ -41,16 +45,25 @@ void add_state_option(CLI::App& app) {
         ->trigger_on_parse();
 }
 
+/// On one line, whatever names are in it.
+void complain(const std::string& what) {
+    std::cerr << "recorderctl: " << standalone::one_line(standalone::valid_utf8(what)) << '\n';
+}
+
 int run(int count, char** arguments) {
     CLI::App app("Sets up and looks after the state of a stand-alone recorder.", "recorderctl");
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", std::string("recorderctl ") + RECORDER_VERSION);
     // Root's commands act as the recorder's user: what they make belongs to the services, too.
-    app.parse_complete_callback(become_recorder);
+    app.parse_complete_callback([] {
+        become_recorder();
+        require_own_state();
+    });
     add_state_option(app);
     add_init_command(app);
     add_info_command(app);
+    add_state_commands(app);
     add_user_commands(app);
     add_session_commands(app);
     add_config_commands(app);
@@ -58,8 +71,15 @@ int run(int count, char** arguments) {
     add_task_commands(app);
     add_backup_commands(app);
     add_event_commands(app);
-    CLI11_PARSE(app, count, arguments);
-    return EXIT_SUCCESS;
+    try {
+        app.parse(count, arguments);
+        return EXIT_SUCCESS;
+    } catch (const CLI::Success& asked) {
+        return app.exit(asked);
+    } catch (const CLI::ParseError& error) {
+        complain(misuse(app, error) + "; see --help");
+        return error.get_exit_code();
+    }
 }
 
 }  // namespace
@@ -82,7 +102,7 @@ int main(int count, char** arguments) {
     try {
         return recorderctl::run(count, arguments);
     } catch (const std::exception& error) {
-        std::cerr << "recorderctl: " << error.what() << '\n';
+        recorderctl::complain(error.what());
         return EXIT_FAILURE;
     }
 }

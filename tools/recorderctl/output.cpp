@@ -1,4 +1,4 @@
-// How recorderctl prints: a JSON object or a row of columns to a line.
+// How recorderctl prints: a JSON object or a row of columns to a line, always UTF-8.
 #include "tools/recorderctl/output.h"
 
 #include <json-c/json.h>
@@ -8,13 +8,15 @@
 #include <iostream>
 
 #include "platform/standalone/store/strict_json.h"
+#include "platform/standalone/store/utf8.h"
 
 namespace recorderctl {
 
 namespace {
 
 json_object* new_text(const std::string& text) {
-    return json_object_new_string_len(text.data(), static_cast<int>(text.size()));
+    const std::string valid = standalone::valid_utf8(text);
+    return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
 }
 
 }  // namespace
@@ -64,7 +66,11 @@ void print_row(const std::vector<std::string>& columns) {
         if (!line.empty()) line += '\t';
         for (const char byte : column) line += static_cast<unsigned char>(byte) < 0x20 ? ' ' : byte;
     }
-    std::cout << line << '\n';
+    print_line(line);
+}
+
+void print_line(const std::string& text) {
+    std::cout << standalone::valid_utf8(text) << '\n';
 }
 
 std::string local_time(long long milliseconds) {

@@ -1,4 +1,4 @@
-// How recorderctl prints: a JSON object or a row of columns to a line.
+// How recorderctl prints: a JSON object or a row of columns to a line, always UTF-8.
 #pragma once
 
 #include <string>
@@ -7,6 +7,8 @@
 #include "platform/json_ptr.h"
 
 namespace recorderctl {
+
+// Bytes that are part of no character are printed as U+FFFD.
 
 /// A JSON object that is built member by member.
 class JsonLine {
@@ -29,6 +31,9 @@ private:
 
 /// Prints columns separated by tabs; control characters in them become blanks.
 void print_row(const std::vector<std::string>& columns);
+
+/// Prints a text as it is.
+void print_line(const std::string& text);
 
 /// Local time as "2024-03-01 12:30:00".
 std::string local_time(long long milliseconds);

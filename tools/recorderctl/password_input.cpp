@@ -4,6 +4,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include "tools/recorderctl/commands.h"
@@ -11,6 +12,12 @@
 namespace recorderctl {
 
 namespace {
+
+constexpr int FEWEST_CHARACTERS = 10;
+
+bool begins_character(unsigned char byte) {
+    return (byte & 0xC0) != 0x80;
+}
 
 /// Keeps the terminal from showing what is typed.
 class SilentTerminal {
@@ -42,6 +49,14 @@ std::string read_password() {
     std::string password;
     if (!std::getline(std::cin, password) || password.empty())
         throw Failure("no password on standard input");
+    return password;
+}
+
+std::string read_account_password() {
+    std::string password = read_password();
+    if (std::ranges::count_if(password, begins_character) < FEWEST_CHARACTERS)
+        throw Failure("a password has at least " + std::to_string(FEWEST_CHARACTERS) +
+                      " characters");
     return password;
 }
 

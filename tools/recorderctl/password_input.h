@@ -9,4 +9,8 @@ namespace recorderctl {
 /// @throws Failure when the line is missing or empty
 std::string read_password();
 
+/// The same for a password of an account of this recorder.
+/// @throws Failure, also when it has less than ten characters
+std::string read_account_password();
+
 }  // namespace recorderctl

@@ -1,10 +1,11 @@
-// recorderctl session: opens and closes sessions.
+// recorderctl session: opens, closes and lists sessions.
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 
 #include "platform/standalone/store/session_store.h"
 #include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/output.h"
 #include "tools/recorderctl/state.h"
 
 namespace recorderctl {
@@ -26,6 +27,24 @@ void close_session(const std::string& sid) {
     std::cout << "closed\n";
 }
 
+std::string opened_text(const standalone::Session& session) {
+    return session.opened_ms ? local_time(*session.opened_ms) : "?";
+}
+
+void list_sessions(bool json) {
+    standalone::Database database = open_registry();
+    for (const standalone::Session& session : standalone::SessionStore(database).list()) {
+        if (!json) {
+            print_row({session.user, opened_text(session), local_time(session.expires_ms)});
+            continue;
+        }
+        JsonLine line;
+        line.add("user", session.user);
+        if (session.opened_ms) line.add("opened", *session.opened_ms);
+        line.add("expires", session.expires_ms).print();
+    }
+}
+
 }  // namespace
 
 void add_session_commands(CLI::App& app) {
@@ -44,6 +63,12 @@ void add_session_commands(CLI::App& app) {
     CLI::App* close = group->add_subcommand("close", "Close a session");
     close->add_option("SID", *sid, "As session open printed it")->required();
     close->callback([sid] { close_session(*sid); });
+
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* list = group->add_subcommand(
+        "list", "List the open sessions: user, since when, until when; never a SID");
+    list->add_flag("--json", *json, "One JSON object a line; times in milliseconds");
+    list->callback([json] { list_sessions(*json); });
 }
 
 }  // namespace recorderctl

@@ -1,6 +1,6 @@
 // recorderctl user: the recorder's accounts.
 #include <CLI/CLI.hpp>
-#include <iostream>
+#include <limits>
 #include <memory>
 
 #include "platform/standalone/store/user_store.h"
@@ -13,6 +13,8 @@ namespace recorderctl {
 
 namespace {
 
+constexpr long long HIGHEST_LEVEL = std::numeric_limits<unsigned>::max();
+
 using standalone::User;
 using standalone::UserStore;
 
@@ -20,9 +22,17 @@ void add_user(const User& user) {
     if (!UserStore::valid_name(user.name))
         throw Failure("a user name has 1 to 1023 bytes and no control characters");
     standalone::Database database = open_registry();
-    if (!UserStore(database).add(user, read_password()))
+    if (!UserStore(database).add(user, read_account_password()))
         throw Failure("there is a user " + user.name + " already");
-    std::cout << user.name << '\n';
+    print_line(user.name);
+}
+
+void change_password(const std::string& name) {
+    standalone::Database database = open_registry();
+    UserStore users(database);
+    if (!users.exists(name) || !users.set_password(name, read_account_password()))
+        throw Failure("there is no user " + name);
+    print_line(name);
 }
 
 void list_users(bool json) {
@@ -41,7 +51,7 @@ void list_users(bool json) {
 void remove_user(const std::string& name) {
     standalone::Database database = open_registry();
     if (!UserStore(database).remove(name)) throw Failure("there is no user " + name);
-    std::cout << name << '\n';
+    print_line(name);
 }
 
 }  // namespace
@@ -50,11 +60,18 @@ void add_user_commands(CLI::App& app) {
     CLI::App* group = app.add_subcommand("user", "Accounts that may open sessions");
     group->require_subcommand(1);
     const auto user = std::make_shared<User>();
-    CLI::App* add =
-        group->add_subcommand("add", "Add a user; the password comes on standard input");
+    CLI::App* add = group->add_subcommand(
+        "add", "Add a user; the password, ten characters or more, comes on standard input");
     add->add_option("NAME", user->name, "Name of the account")->required();
-    add->add_option("--level", user->level, "Level; 11 is an administrator")->capture_default_str();
+    add->add_option("--level", user->level, "Level; 11 is an administrator")
+        ->check(CLI::Range(0LL, HIGHEST_LEVEL))
+        ->capture_default_str();
     add->callback([user] { add_user(*user); });
+
+    CLI::App* password = group->add_subcommand(
+        "password", "Give a user another password, from standard input; the user's sessions end");
+    password->add_option("NAME", user->name, "Name of the account")->required();
+    password->callback([user] { change_password(user->name); });
 
     const auto json = std::make_shared<bool>(false);
     CLI::App* list = group->add_subcommand("list", "List the users and their levels");

@@ -6,6 +6,7 @@
 #include <array>
 #include <span>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/utilities.h"
 
@@ -42,9 +43,11 @@ std::string SessionStore::open(const std::string& user, long long minutes) {
     std::string sid = hex(random);
     Transaction transaction(database_);
     database_.prepare("DELETE FROM session WHERE expires_ms <= ?").bind(1, now()).step();
-    Statement insert =
-        database_.prepare("INSERT INTO session (sid_hash, user, expires_ms) VALUES (?, ?, ?)");
-    insert.bind(1, hash_sid(sid)).bind(2, user).bind(3, now() + minutes * 60'000).step();
+    const long long opened = now();
+    Statement insert = database_.prepare(
+        "INSERT INTO session (sid_hash, user, opened_ms, expires_ms) VALUES (?, ?, ?, ?)");
+    insert.bind(1, hash_sid(sid)).bind(2, user);
+    insert.bind(3, opened).bind(4, opened + minutes * 60'000).step();
     transaction.commit();
     return sid;
 }
@@ -52,6 +55,20 @@ std::string SessionStore::open(const std::string& user, long long minutes) {
 bool SessionStore::close(const std::string& sid) {
     database_.prepare("DELETE FROM session WHERE sid_hash = ?").bind(1, hash_sid(sid)).step();
     return database_.changes() > 0;
+}
+
+std::vector<Session> SessionStore::list() {
+    std::vector<Session> sessions;
+    Statement row = database_.prepare(
+        "SELECT user, opened_ms, expires_ms FROM session WHERE expires_ms > ? "
+        "ORDER BY user, expires_ms");
+    row.bind(1, now());
+    while (row.step()) {
+        Session session{.user = row.text(0), .opened_ms = {}, .expires_ms = row.integer(2)};
+        if (!row.is_null(1)) session.opened_ms = row.integer(1);
+        sessions.push_back(std::move(session));
+    }
+    return sessions;
 }
 
 std::optional<User> SessionStore::find(const std::string& sid) {

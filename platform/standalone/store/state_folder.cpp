@@ -14,6 +14,10 @@ namespace standalone {
 
 namespace {
 
+constexpr char CONFIG[] = "/config.db";
+constexpr char REGISTRY[] = "/registry.db";
+constexpr char EVENTS[] = "/events.db";
+
 /// A folder that is in use for something else keeps its mode: it is refused, not locked up.
 bool may_be_made_private(const std::string& folder) {
     return std::filesystem::is_empty(folder) || std::filesystem::exists(config_database_path());
@@ -40,22 +44,26 @@ std::string state_folder() {
 }
 
 std::string config_database_path() {
-    return state_folder() + "/config.db";
+    return state_folder() + CONFIG;
 }
 
 std::string registry_database_path() {
-    return state_folder() + "/registry.db";
+    return state_folder() + REGISTRY;
 }
 
 std::string event_database_path() {
-    return state_folder() + "/events.db";
+    return state_folder() + EVENTS;
+}
+
+void migrate_databases(const std::string& folder) {
+    migrate(folder + CONFIG, config_migrations());
+    migrate(folder + REGISTRY, registry_migrations(), Journal::rollback);
+    migrate(folder + EVENTS, event_migrations());
 }
 
 void make_state() {
     make_private_folder(state_folder());
-    migrate(config_database_path(), config_migrations());
-    migrate(registry_database_path(), registry_migrations(), Journal::rollback);
-    migrate(event_database_path(), event_migrations());
+    migrate_databases(state_folder());
 }
 
 }  // namespace standalone

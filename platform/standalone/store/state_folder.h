@@ -21,6 +21,10 @@ std::string registry_database_path();
 /// Path of the event database.
 std::string event_database_path();
 
+/// Makes these databases in a folder (mode 0600), or brings them up to the newest schema.
+/// @throws std::runtime_error with one line for the user
+void migrate_databases(const std::string& folder);
+
 /// Makes the folder (mode 0700) and the databases (mode 0600), or brings them up to the newest
 /// schema. Safe to repeat.
 /// @throws std::runtime_error with one line for the user

@@ -37,6 +37,17 @@ bool UserStore::add(const User& user, const std::string& password) {
     return database_.changes() > 0;
 }
 
+bool UserStore::set_password(const std::string& name, const std::string& password) {
+    const std::string hash = hash_password(password);
+    Transaction transaction(database_);
+    Statement update = database_.prepare("UPDATE user SET password_hash = ? WHERE name = ?");
+    update.bind(1, hash).bind(2, name).step();
+    const bool known = database_.changes() > 0;
+    database_.prepare("DELETE FROM session WHERE user = ?").bind(1, name).step();
+    transaction.commit();
+    return known;
+}
+
 bool UserStore::remove(const std::string& name) {
     database_.prepare("DELETE FROM user WHERE name = ?").bind(1, name).step();
     return database_.changes() > 0;

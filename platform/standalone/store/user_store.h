@@ -29,6 +29,11 @@ public:
     /// @throws std::runtime_error when there is not enough memory for the hash
     bool add(const User& user, const std::string& password);
 
+    /// Gives an account another password, and closes its sessions.
+    /// @return whether there is such an account
+    /// @throws std::runtime_error as add()
+    bool set_password(const std::string& name, const std::string& password);
+
     /// Deletes an account and its sessions.
     /// @return whether there was such an account
     bool remove(const std::string& name);

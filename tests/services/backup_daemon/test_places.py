@@ -14,6 +14,7 @@ from backup_house import FAILED, MIB, House, noise, tree
 from event_ids import OWN_FOLDER_MADE
 from fault_proxy import FaultProxy
 from lone_daemon import LoneDaemon
+from older_registry import TO_SCHEMA_1
 from places import SOURCE, STATE, STORAGE
 from recorder_clock import day_name
 from samba_server import SambaServer
@@ -284,7 +285,7 @@ def make_older(house):
                                f"({', '.join('?' * len(names))})", rows[table])
         memory.commit()
     with closing(sqlite3.connect(STATE / "registry.db")) as registry:
-        registry.executescript("DROP TABLE recorder; PRAGMA user_version = 1;")
+        registry.executescript(TO_SCHEMA_1)
     for path in (house.share / "recorder" / MARKER).iterdir():
         path.unlink()
     (house.share / "recorder" / MARKER).rmdir()

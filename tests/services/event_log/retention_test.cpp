@@ -1,6 +1,7 @@
 // How long events are kept, and that old ones go in small transactions.
 #include "services/event_log/retention.h"
 
+#include "platform/known_settings.h"
 #include "platform/standalone/store/key_value_store.h"
 #include "tests/support/temporary_state.h"
 
@@ -28,6 +29,7 @@ protected:
 
 TEST_F(RetentionTest, KeepsAYearUnlessConfiguredOtherwise) {
     EXPECT_EQ(keep_days(), 365);
+    EXPECT_EQ(keep_days(), find_setting("log", "keep_days")->otherwise);
     Database registry(standalone::registry_database_path(), Database::Access::writing);
     standalone::KeyValueStore(registry).set("log", "keep_days", "30");
     EXPECT_EQ(keep_days(), 30);

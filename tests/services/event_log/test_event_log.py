@@ -184,7 +184,7 @@ def wait_for_total(wanted):
                                              ("-1", 365), ("", 365), ("a week", 365)])
 def test_events_older_than_the_configured_days_are_removed_at_the_start(state, keep_days, kept):
     if keep_days is not None:
-        state.ctl("config", "set", "log", "keep_days", keep_days)
+        state.ctl("config", "set", "log", "keep_days", keep_days, "--force")
     state.add_event("62040001", now() - kept * DAY - 60_000, "u", "", APPLICATION, "too old")
     state.add_event("62040001", now() - kept * DAY + 600_000, "u", "", APPLICATION, "old")
     state.add_event("23150001", now(), "u", "", APPLICATION, "new")

@@ -94,7 +94,7 @@ def test_nothing_started_means_empty_replies(state):
 
 def test_parallel_limit_is_read_afresh_and_wrong_ones_mean_two(state, daemon):
     for text, limit in (("5", 5), ("1", 1), ("0", 2), ("7", 7), ("many", 2)):
-        state.ctl("config", "set", "backup", "max_parallel", text)
+        state.ctl("config", "set", "backup", "max_parallel", text, "--force")
         assert query("get_runningTask_info")[1]["max_parallel_task_num"] == limit
 
 

@@ -1,6 +1,7 @@
 // What the configured keys of all runs mean.
 #include "services/backup_daemon/run/run_settings.h"
 
+#include "platform/known_settings.h"
 #include "platform/standalone/store/key_value_store.h"
 #include "tests/support/temporary_state.h"
 
@@ -19,6 +20,7 @@ protected:
 
 TEST_F(RunSettings, TwoRunsGoSideBySideUnlessConfiguredOtherwise) {
     EXPECT_EQ(parallel_limit(), 2);
+    EXPECT_EQ(parallel_limit(), find_setting("backup", "max_parallel")->otherwise);
     set("max_parallel", "5");
     EXPECT_EQ(parallel_limit(), 5);
     set("max_parallel", "none");
@@ -27,6 +29,7 @@ TEST_F(RunSettings, TwoRunsGoSideBySideUnlessConfiguredOtherwise) {
 
 TEST_F(RunSettings, CopiesAreReadBackUnlessThatIsSwitchedOff) {
     EXPECT_TRUE(check_reading());
+    EXPECT_EQ(find_setting("backup", "check_reading")->otherwise, 1);
     for (const char* text : {"1", "", "no", "00"}) {
         set("check_reading", text);
         EXPECT_TRUE(check_reading()) << text;
