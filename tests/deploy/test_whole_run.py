@@ -38,13 +38,14 @@ def tree(tmp_path):
                  "tools/cmake"):
         stand_in(tmp_path / name)
 
-    def run(release, asan=GOOD):
+    def run(release, asan=GOOD, arguments=()):
         for preset, tests in (("release", release), ("asan", asan)):
             folder = tmp_path / "build" / preset
             folder.mkdir(parents=True, exist_ok=True)
             (folder / "CTestTestfile.cmake").write_text(tests)
         done = subprocess.run(
-            [tmp_path / "test"], capture_output=True, text=True, errors="replace",
+            [tmp_path / "test", *arguments], text=True, errors="replace",
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
             timeout=SECONDS, env={**os.environ, "PATH": f"{tmp_path}/tools:{os.environ['PATH']}"},
             check=False)
         return done.returncode, done.stdout.splitlines()
@@ -92,3 +93,26 @@ def test_many_failures_are_named_up_to_a_bound(run):
     assert len([line for line in end if line.startswith("said by")]) == 10
     assert len([line for line in end if line.startswith("failed in release: bad_")]) == 50
     assert end[-2:] == ["and 10 more", "1 passed, 60 failed"]
+
+
+def test_no_test_of_that_name_is_no_success(run):
+    status, lines = run(release=GOOD, arguments=["-R", "nosuchtest"])
+    assert status == 1
+    assert "test: there is no such test: -R nosuchtest" in lines
+    assert lines[-1] == "0 passed, 1 failed"
+
+
+def test_a_name_in_one_of_the_builds_is_enough(run):
+    status, lines = run(release=GOOD + bad("other"), asan=bad("other"), arguments=["-R", "good"])
+    assert (status, lines[-1]) == (0, "1 passed, 0 failed")
+
+
+@pytest.mark.parametrize("arguments", [["--nonsense"], ["-X"], ["task_list"], ["-R", "x", "--typo"]])
+def test_an_unknown_option_fails_in_one_line_at_once(run, arguments):
+    status, lines = run(release=GOOD, arguments=arguments)
+    assert status == 1
+    assert lines == [f"test: unknown option {arguments[-1]}; see --help"]
+
+
+def test_an_option_without_its_value_fails_in_one_line(run):
+    assert run(release=GOOD, arguments=["-R"]) == (1, ["test: -R needs a value; see --help"])
