@@ -34,14 +34,15 @@ home_of() {
     echo "${home:-${HOME:-/}}"
 }
 
-# hands_of USER-ID GROUP-ID: words that, before a command, have root run it as that user. Anybody else
-# is nobody but himself.
+# hands_of USER-ID GROUP-ID: words that, before a command, have root run it as that user. Anybody
+# else is nobody but himself.
 hands_of() {
     ((EUID == 0 && $1 != 0)) || return 0
     printf '%s\n' setpriv "--reuid=$1" "--regid=$2" --clear-groups -- env "HOME=$(home_of "$1")"
 }
 
-# Root leaves nothing of its own in somebody else's source tree, or in the home of whoever called sudo.
+# Root leaves nothing of its own in somebody else's source tree, or in the home of whoever called
+# sudo.
 # shellcheck disable=SC2034
 mapfile -t AS_INVOKER < <(hands_of "$INVOKER" "${SUDO_GID:-0}")
 mapfile -t AS_BUILDER < <(hands_of "$(stat -c %u "$SOURCE_DIR")" "$(stat -c %g "$SOURCE_DIR")")

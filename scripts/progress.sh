@@ -1,7 +1,8 @@
-# For scripts that people watch: one line of progress a step, and a log of all that is said meanwhile.
+# For scripts that people watch: a line of progress for each step, and a log of what is said.
 # shellcheck shell=bash
 
-# begin_log FILE COMMAND...: what the steps say goes there; the file is made as AS_BUILDER, for example.
+# begin_log FILE COMMAND...: what the steps say goes there; the file is made by AS_BUILDER's words,
+# for example.
 begin_log() {
     progress_log=$1
     shift
@@ -9,7 +10,7 @@ begin_log() {
     "$@" touch -- "$progress_log"
 }
 
-# follow TITLE: logs its input, and shows on a terminal how far "[N/M] ..." or another line says to be.
+# follow TITLE: logs its input, and shows on a terminal how far it is: "[N/M] ...", or the line.
 follow() {
     local title=$1 line shown
     trap '' INT # Ctrl-C ends whoever writes, and that ends this

@@ -107,7 +107,8 @@ def test_a_name_in_one_of_the_builds_is_enough(run):
     assert (status, lines[-1]) == (0, "1 passed, 0 failed")
 
 
-@pytest.mark.parametrize("arguments", [["--nonsense"], ["-X"], ["task_list"], ["-R", "x", "--typo"]])
+@pytest.mark.parametrize("arguments", [["--nonsense"], ["-X"], ["task_list"],
+                                       ["-R", "x", "--typo"]])
 def test_an_unknown_option_fails_in_one_line_at_once(run, arguments):
     status, lines = run(release=GOOD, arguments=arguments)
     assert status == 1
