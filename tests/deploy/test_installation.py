@@ -49,9 +49,9 @@ class Installation:
             (folder / name).write_text(text)
             (folder / name).chmod(0o755)
 
-    def start(self):
+    def start(self, option="--demo"):
         return subprocess.Popen(
-            [SOURCE / "scripts/install_dependencies", "--demo"], start_new_session=True,
+            [SOURCE / "scripts/install_dependencies", option], start_new_session=True,
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
             env={**os.environ, "PLAY": str(self.folder),
                  "PATH": f"{self.folder}:{os.environ['PATH']}"})
@@ -135,7 +135,8 @@ def test_when_the_script_is_killed_apt_takes_everything_back(installation):
     assert nothing_is_left()
 
 
-def test_when_all_is_killed_the_next_start_takes_everything_back(installation):
+@pytest.mark.parametrize("next_start", ["--programs", "--demo", "--undo"])
+def test_when_all_is_killed_the_next_start_takes_everything_back(installation, next_start):
     process = installation.start_until("install")
     os.killpg(process.pid, signal.SIGKILL)
     finish(process)
@@ -144,7 +145,7 @@ def test_when_all_is_killed_the_next_start_takes_everything_back(installation):
     for service in SERVICES:
         Path("/etc/init.d", service).touch()
     assert POLICY.exists()
-    assert finish(installation.start())[0] == 0
+    assert finish(installation.start(next_start)) == (0, "")
     assert installation.enabled() == []
     assert nothing_is_left()
 
