@@ -15,6 +15,7 @@ SERVICES = ["smbd", "nmbd", "samba-ad-dc"]
 
 # Stands in for apt-get: tells where it is and, where it is told to, waits to be let go on.
 APT_GET = r"""#!/bin/bash
+trap 'exit 100' INT TERM
 case "$*" in
     *update) phase=update ;;
     *--download-only*) phase=download ;;
