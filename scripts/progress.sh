@@ -17,7 +17,7 @@ follow() {
     while IFS= read -r line || [[ -n $line ]]; do
         printf '%s\n' "$line"
         [[ -t 2 && -n $line ]] || continue
-        shown=$line
+        shown=${line##*$'\r'} # which others write to overwrite themselves
         if [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]]; then
             shown="${BASH_REMATCH[1]} of ${BASH_REMATCH[2]} files"
         fi
