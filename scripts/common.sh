@@ -22,6 +22,54 @@ need_value() {
     (($2 >= 2)) || fail "$1 needs a value; see --help"
 }
 
+# Who asked for all this, also when sudo stands between; and that user's home.
+# shellcheck disable=SC2034
+INVOKER=$EUID
+if ((EUID == 0)); then INVOKER=${SUDO_UID:-0}; fi
+
+# home_of USER ID: where that user's own files are.
+home_of() {
+    local home
+    home=$(getent passwd "$1" | cut -d: -f6)
+    echo "${home:-${HOME:-/}}"
+}
+
+# hands_of USER-ID GROUP-ID: words that, before a command, have root run it as that user. Anybody
+# else is nobody but himself.
+hands_of() {
+    ((EUID == 0 && $1 != 0)) || return 0
+    printf '%s\n' setpriv "--reuid=$1" "--regid=$2" --clear-groups -- env "HOME=$(home_of "$1")"
+}
+
+# Root leaves nothing of its own in somebody else's source tree, or in the home of whoever called
+# sudo.
+# shellcheck disable=SC2034
+mapfile -t AS_INVOKER < <(hands_of "$INVOKER" "${SUDO_GID:-0}")
+mapfile -t AS_BUILDER < <(hands_of "$(stat -c %u "$SOURCE_DIR")" "$(stat -c %g "$SOURCE_DIR")")
+
+# require_root: fails now rather than later when this user cannot become root.
+require_root() {
+    local words
+    ((EUID != 0)) || return 0
+    command -v sudo >/dev/null || fail "needs root: run it as root, or install sudo"
+    words=$(sudo -- true 2>&1) || fail "needs root, and sudo says: ${words##*$'\n'}"
+}
+
+# require_room FOLDER MIB COMMAND...: makes the folder and a file in it, as AS_BUILDER for example;
+# fails with the system's words when it cannot, or when there is less room than that.
+require_room() {
+    local folder=$1 needed=$2 free words
+    shift 2
+    words=$("$@" mkdir -p -- "$folder" 2>&1) || fail "cannot make $folder: ${words##*: }"
+    words=$(LC_ALL=C "$@" dd if=/dev/zero of="$folder/.room" bs=64K count=1 status=none 2>&1) || {
+        "$@" rm -f -- "$folder/.room" 2>/dev/null || true
+        fail "cannot write to $folder: ${words##*: }"
+    }
+    "$@" rm -f -- "$folder/.room"
+    free=$(df --output=avail -B1M -- "$folder" | tail -n 1)
+    ((free >= needed)) || fail "$folder has $((free)) MiB free, and $needed MiB are needed"
+}
+
 # as_root COMMAND...: runs it as root. The variables named here are the only ones that sudo passes.
 as_root() {
     if ((EUID == 0)); then
@@ -42,12 +90,37 @@ as_root_instead() {
     exec sudo -- setpriv --pdeathsig KILL -- "$@"
 }
 
+# plain_source: the source tree by a name that CMake and ninja understand. In their files quotes, &
+# and the like have meanings of their own; such a tree gets a link in the builder's cache.
+plain_source() {
+    local link
+    if [[ $SOURCE_DIR != *["\"'&;\\|<>*?\`^(){}"]* ]]; then
+        echo "$SOURCE_DIR"
+        return
+    fi
+    link=$(home_of "$(stat -c %u "$SOURCE_DIR")")/.cache/recorder-source-$(
+        sha256sum <<<"$SOURCE_DIR" | head -c 16)
+    "${AS_BUILDER[@]}" mkdir -p "${link%/*}"
+    "${AS_BUILDER[@]}" ln -sfnT "$SOURCE_DIR" "$link"
+    echo "$link"
+}
+
+# is_configured NAME: build/NAME was made for the tree where it now is, and of these presets. What
+# else changes, ninja notices.
+is_configured() {
+    local folder=$SOURCE_DIR/build/$1
+    [[ $folder/build.ninja -nt $SOURCE_DIR/CMakePresets.json ]] &&
+        grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$(plain_source)" "$folder/CMakeCache.txt"
+}
+
 # configure_preset NAME [CMAKE OPTION...]: makes build/NAME ready to build.
 configure_preset() {
-    local log=$SOURCE_DIR/build/$1.configure.log
-    mkdir -p "$SOURCE_DIR/build"
+    local log=$SOURCE_DIR/build/$1.configure.log fresh=()
+    "${AS_BUILDER[@]}" mkdir -p "$SOURCE_DIR/build"
     if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
-    cmake -S "$SOURCE_DIR" --preset "$@" >"$log" 2>&1 || {
+    is_configured "$1" || fresh=(--fresh) # a tree that was moved or copied
+    "${AS_BUILDER[@]}" cmake -S "$(plain_source)" "${fresh[@]}" --preset "$@" 2>&1 |
+        "${AS_BUILDER[@]}" tee "$log" >/dev/null || {
         cat "$log" >&2
         fail "configuring $1 failed; what cmake says stands above"
     }
@@ -55,10 +128,11 @@ configure_preset() {
 
 # build_folder NAME [TARGET...]: builds these, or everything, in build/NAME.
 build_folder() {
-    local folder=$SOURCE_DIR/build/$1
+    local folder
+    folder=$(plain_source)/build/$1
     shift
-    run_and_wait terminate cmake --build "$folder" --parallel "$(nproc)" ${1:+--target "$@"} ||
-        fail "building ${folder##*/} failed or was interrupted"
+    run_and_wait terminate "${AS_BUILDER[@]}" cmake --build "$folder" --parallel "$(nproc)" \
+        ${1:+--target "$@"} || fail "building ${folder##*/} failed or was interrupted"
 }
 
 # build_preset NAME: configures build/NAME and builds everything, tests included.
@@ -70,11 +144,7 @@ build_preset() {
 # build_release TARGET...: builds no more than these. A folder that is new asks for no test library;
 # one that knows the tests keeps them.
 build_release() {
-    if [[ -e $SOURCE_DIR/build/release/CMakeCache.txt ]]; then
-        configure_preset release
-    else
-        configure_preset release -DBUILD_TESTING=OFF
-    fi
+    is_configured release || configure_preset release -DBUILD_TESTING=OFF
     build_folder release "$@"
 }
 
@@ -92,16 +162,17 @@ answers() {
 # The ports of the services; their clients know them literally.
 SERVICE_PORTS=(10150 10205 10141)
 
-# check_free_ports PORT: whether the web server's port and the services' are free; says so if not.
+# check_free_ports PORT [SHARE_PORT]: whether the web server's port, the services' and the demo
+# share's are free; says so if not.
 check_free_ports() {
-    local taken other
-    for taken in "$1" "${SERVICE_PORTS[@]}"; do
-        if answers "$taken"; then
-            [[ $taken != "$1" ]] || other=", or choose another with --port"
-            echo "$PROGRAM: port $taken of 127.0.0.1 is taken; stop the program that" \
-                "\"ss -ltnp sport = :$taken\" shows${other:-}" >&2
-            return 1
-        fi
+    local taken other=
+    for taken in "$@" "${SERVICE_PORTS[@]}"; do
+        answers "$taken" || continue
+        [[ $taken != "${2:-}" ]] || other=", or choose another with --share-port"
+        [[ $taken != "$1" ]] || other=", or choose another with --port"
+        echo "$PROGRAM: port $taken of 127.0.0.1 is taken; stop the program that" \
+            "\"ss -ltnp sport = :$taken\" shows$other" >&2
+        return 1
     done
 }
 

@@ -1,19 +1,26 @@
 """The demo recorder: what it prints works when pasted, outlives a restart, fails in one line."""
+import hashlib
 import json
 import os
 import re
-import shlex
+import shutil
 import signal
 import socket
 import subprocess
+from pathlib import Path
+
+import pytest
 
 from loopback import listens
+from other_user import NOBODY
 from places import BUILD, SOURCE, STATE
+from processes import processes
 from service_process import ended_afterwards, start_recorder
 from state_folder import StateFolder
 from waiting import SECONDS
 
 PORT = 8080
+SHARE_PORT = 10445
 
 
 def welcome(process):
@@ -26,11 +33,30 @@ def welcome(process):
 
 
 def paste(text):
-    """The replies to the printed curl lines."""
-    commands = [line for line in text.splitlines() if line.startswith("curl ")]
-    assert len(commands) == 3
-    return [subprocess.run([*shlex.split(command), "--silent"], capture_output=True, text=True,
-                           timeout=SECONDS, check=True).stdout for command in commands]
+    """What the printed lines say in a shell, the end of the run included."""
+    lines = text[text.index("\napi="):text.index("\nCtrl-C")]
+    return subprocess.run(["bash", "-e", "-c", lines], text=True, timeout=SECONDS, check=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT).stdout
+
+
+def tour(text):
+    """What the script of the same lines says."""
+    url, sid = re.search(r"^api=(.*)\nsid=(\S+)", text, re.MULTILINE).groups()
+    return subprocess.run([SOURCE / "scripts/demo_tour", url, sid, STATE], text=True, check=True,
+                          timeout=SECONDS, stdout=subprocess.PIPE).stdout
+
+
+def pairs(said):
+    """(hash, copy, recording) of what the lines compare."""
+    found = re.findall(r"^([0-9a-f]{64})  (.*/demo/share/.*)\n([0-9a-f]{64})  (.*/recordings/.*)$",
+                       said, re.MULTILINE)
+    assert all(first == second for first, _, second, _ in found)
+    return [(digest, Path(copy), Path(recording)) for digest, copy, _, recording in found]
+
+
+def chosen_recordings():
+    """Those of the cameras that there still are."""
+    return {file for file in (STATE / "recordings").rglob("*.mp4") if "old-gate" not in file.parts}
 
 
 def camera_states(text):
@@ -54,26 +80,65 @@ def serving(*options):
     return ended_afterwards(start_recorder(PORT, *options))
 
 
+DEMO = "--demo", STATE
+
+
 def test_the_demo_works_when_pasted_and_is_made_once():
     recorder = StateFolder(STATE)
-    with serving("--demo") as process:
+    with serving(*DEMO) as process:
         first = welcome(process)
-        created, listed, status = paste(first)
-        assert created.strip() == '{ "ret_code": 0, "mesg": "Success." }'
-        assert '"taskName": "Every night"' in listed
-        assert '"status": "new"' in status
+        assert len(first.splitlines()) <= 25
+        said = paste(first)
+        assert '{ "ret_code": 0, "mesg": "Success." }' in said
+        assert '"status": "success"' in said
+        assert {recording for _, _, recording in pairs(said)} == chosen_recordings()
+        assert f"Run succeeded: {len(chosen_recordings())} files" in said
         assert camera_states(first) == STATES
     cameras = recorder.ctl("channel", "list")
     assert len(cameras.splitlines()) == 5
     assert recorder.ctl("config", "get", "fuse", "fuse_enabled").strip() == "1"
-    with serving("--demo") as process:
+    with serving(*DEMO) as process:
         second = welcome(process)
         assert password(second) == password(first)
         assert camera_states(second) == STATES
-        assert paste(second)[1].count('"taskName": "Every night"') == 2
+        assert '"status": "success"' in paste(second)
+        assert len(recorder.stored_tasks()) == 2
     assert recorder.ctl("channel", "list") == cameras
-    assert (STATE / "demo/password").stat().st_mode & 0o777 == 0o600
     assert (STATE / "demo/password").read_text().strip() == password(first)
+    for name in ("password", "share-password", "task.json"):
+        assert (STATE / "demo" / name).stat().st_mode & 0o777 == 0o600
+
+
+def test_what_is_copied_has_the_recordings_bytes():
+    with serving(*DEMO) as process:
+        found = pairs(tour(welcome(process)))
+    assert {recording for _, _, recording in found} == chosen_recordings()
+    for digest, copy, recording in found:
+        assert copy.read_bytes() == recording.read_bytes()
+        assert hashlib.sha256(copy.read_bytes()).hexdigest() == digest
+    assert len({digest for digest, _, _ in found}) == len(found)  # no two pictures alike
+
+
+def test_another_user_s_state_folder_has_a_share_of_that_user_s():
+    shutil.chown(STATE, NOBODY, NOBODY)
+    try:
+        with serving(*DEMO) as process:
+            assert pairs(paste(welcome(process)))
+            servers = {pid for pid, command in processes() if b"smbd" in command}
+            assert servers
+            assert {Path(f"/proc/{pid}").stat().st_uid for pid in servers} == {NOBODY}
+            status = Path(f"/proc/{max(servers)}/status").read_text()
+            assert re.search(r"^CapBnd:\t0+$", status, re.MULTILINE)
+        assert {path.stat().st_uid for path in (STATE / "demo").rglob("*")} == {NOBODY}
+    finally:
+        shutil.chown(STATE, 0, 0)
+
+
+def test_the_share_s_password_is_in_nobody_s_arguments():
+    with serving(*DEMO) as process:
+        welcome(process)
+        secret = (STATE / "demo/share-password").read_text().strip()
+        assert not [command for _, command in processes() if secret.encode() in command]
 
 
 def serve(*options):
@@ -82,9 +147,9 @@ def serve(*options):
 
 
 def test_a_taken_port_gives_one_line_and_leaves_nothing():
-    for port in (PORT, 10205, 10141, 10150):
+    for port in (PORT, SHARE_PORT, 10205, 10141, 10150):
         with socket.create_server(("127.0.0.1", port)):
-            done = serve()
+            done = serve(*DEMO)
         assert done.returncode == 1
         assert done.stderr.startswith(f"serve: port {port} of 127.0.0.1 is taken")
         assert done.stderr.count("\n") == 1
@@ -98,13 +163,15 @@ def test_a_wrong_port_number_gives_one_line():
         assert "is not a port number" in done.stderr
 
 
-def test_when_a_service_ends_all_end_and_the_message_names_it():
-    with serving() as process:
-        found = subprocess.run(["pgrep", "-P", str(process.pid), "recorder-logd"], text=True,
+@pytest.mark.parametrize("program, name", [("recorder-logd", "recorder-logd"),
+                                           ("smbd", "demo-share")])
+def test_when_a_service_ends_all_end_and_the_message_names_it(program, name):
+    with serving(*DEMO) as process:
+        found = subprocess.run(["pgrep", "-P", str(process.pid), program], text=True,
                                capture_output=True, check=True).stdout
         os.kill(int(found), signal.SIGKILL)
         said = process.communicate(timeout=SECONDS)[0]
-        assert "recorder-logd has ended" in said
+        assert f"{name} has ended" in said
         assert process.returncode == 1
-    for port in (PORT, 10205, 10141, 10150):
+    for port in (PORT, SHARE_PORT, 10205, 10141, 10150):
         assert not listens(port)

@@ -39,13 +39,14 @@ def tree(tmp_path):
                  "tools/cmake"):
         stand_in(tmp_path / name)
 
-    def run(release, *arguments, asan=GOOD):
+    def run(release, asan=GOOD, arguments=()):
         for preset, tests in (("release", release), ("asan", asan)):
             folder = tmp_path / "build" / preset
             folder.mkdir(parents=True, exist_ok=True)
             (folder / "CTestTestfile.cmake").write_text(tests)
         done = subprocess.run(
-            [tmp_path / "test", *arguments], capture_output=True, text=True, errors="replace",
+            [tmp_path / "test", *arguments], text=True, errors="replace",
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
             timeout=SECONDS, env={**os.environ, "PATH": f"{tmp_path}/tools:{os.environ['PATH']}"},
             check=False)
         return done.returncode, done.stdout.splitlines()
@@ -99,5 +100,29 @@ def test_many_failures_are_named_up_to_a_bound(run):
     ((), 2), (("-LE", "unheard of"), 2), (("-L", "long"), 1), (("-L", "end_to_end"), 0),
     (("-L", "long", "-LE", "end_to_end"), 0), (("-LE", "unheard of", "-L", "long"), 1)])
 def test_the_long_run_is_left_out_unless_it_is_asked_for(run, arguments, passed):
-    _, lines = run(GOOD + LONG, *arguments)
+    _, lines = run(release=GOOD + LONG, arguments=arguments)
     assert lines[-1].startswith(f"{passed} passed, ")
+
+
+def test_no_test_of_that_name_is_no_success(run):
+    status, lines = run(release=GOOD, arguments=["-R", "nosuchtest"])
+    assert status == 1
+    assert "test: there is no such test: -R nosuchtest" in lines
+    assert lines[-1] == "0 passed, 1 failed"
+
+
+def test_a_name_in_one_of_the_builds_is_enough(run):
+    status, lines = run(release=GOOD + bad("other"), asan=bad("other"), arguments=["-R", "good"])
+    assert (status, lines[-1]) == (0, "1 passed, 0 failed")
+
+
+@pytest.mark.parametrize("arguments", [["--nonsense"], ["-X"], ["task_list"],
+                                       ["-R", "x", "--typo"]])
+def test_an_unknown_option_fails_in_one_line_at_once(run, arguments):
+    status, lines = run(release=GOOD, arguments=arguments)
+    assert status == 1
+    assert lines == [f"test: unknown option {arguments[-1]}; see --help"]
+
+
+def test_an_option_without_its_value_fails_in_one_line(run):
+    assert run(release=GOOD, arguments=["-R"]) == (1, ["test: -R needs a value; see --help"])
