@@ -13,7 +13,7 @@ namespace services {
 inline constexpr std::size_t CHUNK = 1024UL * 1024;
 
 /// What it is at most.
-inline constexpr std::size_t LARGEST_CHUNK = 8 * CHUNK;
+inline constexpr std::size_t LARGEST_CHUNK = 4 * CHUNK;
 
 /// A line on which a request takes so long, or longer, is a long one.
 inline constexpr std::chrono::milliseconds LONG_LINE(10);

@@ -107,7 +107,7 @@ void BackupRun::go_on() {
     tell_notes();
     if (plan_.is_over()) return finish();
     give_orders();
-    open_lane();
+    open_lanes();
 }
 
 void BackupRun::hold(const standalone::DatabaseError& error) {
@@ -147,14 +147,15 @@ std::size_t BackupRun::most_lanes() const {
     return static_cast<std::size_t>(many ? std::max(goal.lanes, goal.lanes_far) : goal.lanes);
 }
 
-/// One at a time, and one alone until a connection stands.
-void BackupRun::open_lane() {
-    const bool connecting =
-        std::ranges::any_of(lanes_, [](const auto& lane) { return !lane.second.ready; });
+/// One alone until a connection stands, then side by side: on a long line each takes its time.
+void BackupRun::open_lanes() {
     const std::size_t limit = connection_.stands ? most_lanes() : 1;
-    if (!plan_.has_orders() || pause_ || connecting || lanes_.size() >= limit) return;
+    auto connecting =
+        std::ranges::count_if(lanes_, [](const auto& lane) { return !lane.second.ready; });
     try {
-        lanes_[parts_.lanes->open()].heard = now();
+        for (; !pause_ && lanes_.size() < limit && connecting < plan_.waiting_orders();
+             ++connecting)
+            lanes_[parts_.lanes->open()].heard = now();
     } catch (const std::exception& error) {
         connection_.stands = false;
         wait(error.what());

@@ -106,7 +106,7 @@ private:
     void tell_notes();
     void give_orders();
     std::size_t most_lanes() const;
-    void open_lane();
+    void open_lanes();
     void understand(const Said& said);
     void understand(LaneId lane, const Report& report);
     void connected(LaneId lane, const Ready& ready);

@@ -82,8 +82,8 @@ public:
     /// Why the run has failed; "" when it has not, as far as it has come.
     std::string failure() const { return stopped_.empty() ? tally_.failure() : stopped_; }
 
-    /// Orders wait for a lane.
-    bool has_orders() const { return !ready_.empty(); }
+    /// How many orders wait for a lane.
+    std::ptrdiff_t waiting_orders() const { return std::ssize(ready_); }
 
     /// The order that a lane without one shall carry out; nothing when there is none for now.
     std::optional<Order> next(LaneId lane);

@@ -54,8 +54,8 @@ TEST_F(PaceTest, ShortestAnswerTellsTheLine) {
 
 TEST_F(PaceTest, NoPieceTakesMoreThanTwoSeconds) {
     ask(40ms);
-    send(CHUNK, 500ms);
-    EXPECT_EQ(pace.chunk(), 4 * CHUNK);
+    send(CHUNK, 700ms);
+    EXPECT_EQ(pace.chunk(), 2 * CHUNK);
     send(4 * CHUNK, 3s);
     EXPECT_EQ(pace.chunk(), 2 * CHUNK);
     send(2 * CHUNK, 60s);

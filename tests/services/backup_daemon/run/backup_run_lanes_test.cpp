@@ -59,7 +59,7 @@ TEST_F(BackupRunLanesTest, FirstLaneConnectsAlone) {
     EXPECT_EQ(scene.connected, 0);
 }
 
-TEST_F(BackupRunLanesTest, FurtherLanesConnectOneByOneUpToTheLimit) {
+TEST_F(BackupRunLanesTest, FurtherLanesConnectAsOrdersWaitForThemUpToTheLimit) {
     scene.lanes.report(1, Ready());
     EXPECT_EQ(scene.connected, 1);
     EXPECT_TRUE(scene.lanes.order(1));
@@ -236,7 +236,7 @@ TEST_F(BackupRunLanesTest, AfterALossOneLaneTriesAloneWhileTheOthersGoOn) {
     EXPECT_EQ(scene.lanes.open(), Lanes{4});
     scene.lanes.report(4, Ready());
     EXPECT_EQ(message(), "");
-    EXPECT_EQ(scene.lanes.open(), (Lanes{4, 5}));
+    EXPECT_EQ(scene.lanes.open(), (Lanes{4, 5, 6})) << "side by side, once one connection stands";
 }
 
 TEST_F(BackupRunLanesTest, ProgressOfOtherLanesDoesNotHideALoss) {

@@ -60,7 +60,7 @@ protected:
     std::string state() {
         plan().settle();
         return counts() + " " + memory_text() + (plan().is_busy(1) ? " busy" : " free") +
-               (plan().has_orders() ? " more" : "") + (plan().is_over() ? " over" : "");
+               (plan().waiting_orders() > 0 ? " more" : "") + (plan().is_over() ? " over" : "");
     }
 };
 
