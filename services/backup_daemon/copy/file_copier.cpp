@@ -2,6 +2,8 @@
 #include "services/backup_daemon/copy/file_copier.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "services/backup_daemon/copy/compare.h"
@@ -21,6 +23,26 @@ constexpr long long READ_AGAIN = 64LL * 1024;
 
 // How often the target may turn out to be another one than it was a moment ago.
 constexpr int NAMING_ATTEMPTS = 3;
+
+// How often a name may be refused for the moment.
+constexpr int LOOKS = 4;
+constexpr std::chrono::milliseconds LOOK_PAUSE(50);
+
+/// While somebody else takes a name, his claim of it is being deleted: for moments the server
+/// refuses whatever is asked of the name.
+template <typename Action>
+auto when_settled(Action action) {
+    for (int look = 1;; ++look) {
+        try {
+            return action();
+        } catch (const CopyFailure& failure) {
+            const bool may_pass =
+                failure.kind == FailureKind::denied || failure.kind == FailureKind::other;
+            if (!may_pass || look == LOOKS) throw;
+        }
+        std::this_thread::sleep_for(LOOK_PAUSE);
+    }
+}
 
 CopyFailure occupied_target(const CopyJob& job) {
     const char* const why =
@@ -54,7 +76,9 @@ WholeCopy FileCopier::copy(const CopyJob& job, const SourceFile& source) {
                     .watcher = watcher_,
                     .pace = pace_,
                     .hash = ContentHash(job.check || job.side_file)};
-    const Standing standing = job.fresh ? Standing{} : what_stands_there(share_, job, state);
+    const Standing standing =
+        job.fresh ? Standing{}
+                  : when_settled([&] { return what_stands_there(share_, job, state); });
     if (standing.kind == Kind::foreign) throw occupied_target(job);
     // What an attempt before this one has begun: somebody else was faster, or the claim of a
     // recording of no bytes was cut before its text.
@@ -152,11 +176,12 @@ FileCopier::Unfinished FileCopier::open_temporary(const CopyJob& job) {
 Standing FileCopier::take_name(const CopyJob& job, Standing standing, CopyState& state) {
     const Naming naming{job.temporary, job.target, job.claim};
     for (int attempt = 0; attempt < NAMING_ATTEMPTS; ++attempt) {
-        const bool taken = standing.kind == Kind::nothing
-                               ? take_free_name(share_, naming)
-                               : take_over_name(share_, naming, standing.seen);
+        const bool taken = when_settled([&] {
+            return standing.kind == Kind::nothing ? take_free_name(share_, naming)
+                                                  : take_over_name(share_, naming, standing.seen);
+        });
         if (taken) return standing;
-        standing = what_stands_there(share_, job, state);
+        standing = when_settled([&] { return what_stands_there(share_, job, state); });
         if (standing.kind == Kind::foreign || standing.kind == Kind::equal) break;
     }
     share_.remove(job.temporary);

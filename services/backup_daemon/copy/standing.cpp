@@ -11,6 +11,9 @@ namespace {
 
 using Kind = Standing::Kind;
 
+// How often a name may change hands while it is looked over.
+constexpr int MOST_LOOKS = 4;
+
 bool is_as_recorded(const FileState& there, const CopyJob& job) {
     if (!job.recorded || job.recorded->size != there.size) return false;
     const auto& modified_ns = job.recorded->modified_ns;
@@ -28,9 +31,7 @@ Kind kind_of_content(ShareFile& file, const FileState& there, Kind otherwise, co
     return is_claim(file, there.size, job.claim) ? Kind::claim : otherwise;
 }
 
-}  // namespace
-
-Standing what_stands_there(Share& share, const CopyJob& job, CopyState& state) {
+Standing look_over(Share& share, const CopyJob& job, CopyState& state) {
     state.hash.restart();
     const auto there = share.look(job.target);
     if (!there) return {};
@@ -42,6 +43,18 @@ Standing what_stands_there(Share& share, const CopyJob& job, CopyState& state) {
     if (!decides) return {otherwise, *there};
     const auto file = share.open(job.target, Share::Open::read);
     return {kind_of_content(*file, *there, otherwise, job, state), *there};
+}
+
+}  // namespace
+
+/// What was read may be another file than the one that was looked at: a claim is replaced by a copy.
+Standing what_stands_there(Share& share, const CopyJob& job, CopyState& state) {
+    Standing found = look_over(share, job, state);
+    for (int look = 1; found.kind == Kind::foreign && look < MOST_LOOKS; ++look) {
+        if (share.look(job.target) == found.seen) break;
+        found = look_over(share, job, state);
+    }
+    return found;
 }
 
 }  // namespace services

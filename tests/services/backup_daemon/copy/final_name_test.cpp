@@ -54,6 +54,35 @@ TEST_F(FinalNameTest, FileThatAppearsWhileTheCopyIsSentStays) {
     }
 }
 
+TEST_F(FinalNameTest, NameThatIsRefusedForAMomentIsAskedAgain) {
+    for (const FailureKind kind : {FailureKind::denied, FailureKind::other}) {
+        server = {};
+        server.before_call = [this, kind](const std::string& call) {
+            if (call == "create " + job.target && server.calls_of(call).size() == 1) put("theirs");
+            const bool is_refused =
+                call == "open read " + job.target && server.calls_of(call).size() <= 2;
+            if (is_refused) throw CopyFailure(kind, "it is being deleted");
+        };
+        EXPECT_EQ(words(), job.target + ": another file, not of this recorder, has this name");
+        expect_only("theirs");
+    }
+}
+
+TEST_F(FinalNameTest, ClaimThatBecomesTheSameCopyWhileItIsLookedOverIsNoForeignFile) {
+    put(job.claim);
+    before("open read " + job.target, [this] { put(content); });
+    copy();
+    expect_only(content);
+}
+
+TEST_F(FinalNameTest, NameThatIsRefusedEachTimeIsTheServersFailure) {
+    server.before_call = [this](const std::string& call) {
+        if (call == "look " + job.target) throw CopyFailure(FailureKind::denied, "no");
+    };
+    EXPECT_EQ(failure(), FailureKind::denied);
+    EXPECT_EQ(server.calls_of("look " + job.target).size(), 4U);
+}
+
 TEST_F(FinalNameTest, FileThatAppearsRightBeforeTheClaimStays) {
     before("create " + job.target, [this] { put("somebody's"); });
     EXPECT_EQ(failure(), FailureKind::occupied);
