@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "services/backup_daemon/copy/sha256.h"
+
 namespace services {
 namespace {
 
@@ -51,6 +53,20 @@ bool reads_back(ShareFile& file, long long end, CopyState& state) {
         state.watcher.alive();
     }
     return state.source.size() > 0 || ends_at(file, 0);
+}
+
+std::string hash_of(ShareFile& file, long long size, CopyState& state) {
+    Sha256 hash;
+    for (long long offset = 0; offset < size;) {
+        const std::size_t wanted = state.chunk_at(offset, size);
+        char* const theirs = state.buffers.theirs.data();
+        const std::size_t got = file.read(offset, theirs, wanted);
+        hash.add(theirs, got);
+        if (got < wanted) break;
+        offset += static_cast<long long>(got);
+        state.watcher.alive();
+    }
+    return hash.hex();
 }
 
 }  // namespace services

@@ -1,6 +1,8 @@
 // How far a file on the share equals the source.
 #pragma once
 
+#include <string>
+
 #include "services/backup_daemon/copy/copy_state.h"
 #include "services/backup_daemon/copy/share.h"
 
@@ -25,5 +27,10 @@ bool gives_back(ShareFile& file, long long offset, std::size_t size, CopyState& 
 /// @param end at most the source's size
 /// @throws CopyFailure
 bool reads_back(ShareFile& file, long long end, CopyState& state);
+
+/// SHA-256 of the first `size` bytes that the remote file has, or of fewer when it has fewer. Tells
+/// the watcher of each chunk that it is alive.
+/// @throws CopyFailure
+std::string hash_of(ShareFile& file, long long size, CopyState& state);
 
 }  // namespace services

@@ -13,6 +13,7 @@ struct RecordedCopy {
     long long size = 0;                      ///< bytes
     std::optional<long long> modified_ns{};  ///< time on the share; nothing when it is not known
     std::string sha256{};                    ///< of its content; "" when nobody knows
+    bool doubted = false;                    ///< it may have another content than that
 };
 
 /// One file to copy. Paths on the share are relative to it.

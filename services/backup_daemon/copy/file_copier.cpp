@@ -60,7 +60,8 @@ long long rest_to_check(const Beginning& begin, long long size) {
 
 /// Whether the server shall make the beginning of the new copy from the one that stands there.
 bool has_grown(const CopyJob& job, const Standing& standing, const SourceFile& source) {
-    return standing.kind == Kind::recorded && !job.recorded->sha256.empty() && job.offset == 0 &&
+    return standing.kind == Kind::recorded && !job.recorded->sha256.empty() &&
+           !job.recorded->doubted && job.offset == 0 &&
            job.recorded->size >= static_cast<long long>(CHUNK) &&
            job.recorded->size < source.size();
 }

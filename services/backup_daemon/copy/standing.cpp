@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "services/backup_daemon/copy/compare.h"
+#include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/final_name.h"
 
 namespace services {
@@ -31,6 +32,16 @@ Kind kind_of_content(ShareFile& file, const FileState& there, Kind otherwise, co
     return is_claim(file, there.size, job.claim) ? Kind::claim : otherwise;
 }
 
+/// What spoils copies may spoil recordings, too: then the copy is all that there is.
+void keep_what_is_as_made(ShareFile& file, const CopyJob& job, CopyState& state) {
+    const RecordedCopy& copy = *job.recorded;
+    if (copy.sha256.empty() || hash_of(file, copy.size, state) != copy.sha256) return;
+    throw CopyFailure(FailureKind::source,
+                      job.target +
+                          ": the copy is as it was made and stays, but its recording has "
+                          "another content now");
+}
+
 Standing look_over(Share& share, const CopyJob& job, CopyState& state) {
     state.hash.restart();
     const auto there = share.look(job.target);
@@ -42,12 +53,14 @@ Standing look_over(Share& share, const CopyJob& job, CopyState& state) {
     const bool decides = recorded ? there->size == state.source.size() : there->size <= longest;
     if (!decides) return {otherwise, *there};
     const auto file = share.open(job.target, Share::Open::read);
-    return {kind_of_content(*file, *there, otherwise, job, state), *there};
+    const Kind kind = kind_of_content(*file, *there, otherwise, job, state);
+    if (kind == Kind::recorded && job.recorded->doubted) keep_what_is_as_made(*file, job, state);
+    return {kind, *there};
 }
 
 }  // namespace
 
-/// What was read may be another file than the one that was looked at: a claim is replaced by a copy.
+/// What was read may be another file than was looked at: a claim is replaced by a copy.
 Standing what_stands_there(Share& share, const CopyJob& job, CopyState& state) {
     Standing found = look_over(share, job, state);
     for (int look = 1; found.kind == Kind::foreign && look < MOST_LOOKS; ++look) {

@@ -20,18 +20,20 @@ constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1, MEMORY_SCHEMA_2, MEMORY_SC
 struct Sweep {
     const char* table;
     const char* action;
-    const char* which = "";  ///< of those rows; ends with "AND"
+    const char* which = "taskID NOT IN";  ///< the tasks that there are
 };
 
 constexpr std::array SWEEPS = {
     Sweep{"next_run", "DELETE FROM next_run"}, Sweep{"run_progress", "DELETE FROM run_progress"},
     Sweep{"task_date", "DELETE FROM task_date"},
-    Sweep{"checkpoint", "UPDATE checkpoint SET abandoned = 1", "abandoned = 0 AND"}};
+    Sweep{"checkpoint", "UPDATE checkpoint SET abandoned = 1", "abandoned = 0 AND taskID NOT IN"},
+    // A state that was restored may have a task that was not there for a while.
+    Sweep{"checkpoint", "UPDATE checkpoint SET abandoned = 0", "abandoned = 1 AND taskID IN"}};
 
 /// Looks before it writes: who writes waits for whoever else does.
 void sweep(Database& database, const Sweep& what, const std::string& kept) {
     const std::string rows =
-        std::string(" WHERE ") + what.which + " taskID NOT IN (SELECT value FROM json_each(?))";
+        std::string(" WHERE ") + what.which + " (SELECT value FROM json_each(?))";
     standalone::Statement found =
         database.prepare(std::string("SELECT 1 FROM ") + what.table + rows + " LIMIT 1");
     if (!found.bind(1, kept).step()) return;

@@ -2,6 +2,8 @@
 // process, and which of that one's answers fit.
 #include "services/backup_daemon/run/errand.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -40,6 +42,13 @@ private:
     }
 };
 
+/// A disk that is unmounted leaves a folder of another number, or of another device.
+std::string disk_of(const std::string& folder) {
+    struct stat found {};
+    if (stat(folder.c_str(), &found) != 0) return "";
+    return std::to_string(found.st_dev) + ":" + std::to_string(found.st_ino);
+}
+
 /// Needs no process.
 class DaysErrand : public Errand {
 public:
@@ -58,6 +67,7 @@ private:
 
     Days list() const {
         Days days{standalone::recording_days(order_.recordings, "", LAST_OF_ALL_DAYS)};
+        days.disk = disk_of(order_.recordings);
         if (!days.names.empty()) days.newest = days.names.back();
         std::erase_if(days.names, [this](const std::string& day) {
             return day < order_.first || day > order_.last;

@@ -64,6 +64,7 @@ struct FoundPlace {
 struct Days {
     std::vector<std::string> names;
     std::string newest{};  ///< that the channel has recordings of, asked for or not; "": none
+    std::string disk{};    ///< which disk's which folder it is; another text when it is another one
 };
 
 /// A recording of a day.

@@ -22,7 +22,7 @@ RunGoal clean_up_goal(const TDataBackupConfig& task) {
     RunGoal goal;
     goal.task_id = task.taskID;
     goal.destination = destination_of(task);
-    goal.side_files = task.recordingFormat == FORMAT_WITH_SIDE_FILE;
+    goal.side_files = true;  // begun, perhaps, when the task had another format
     goal.clean_up = true;
     return goal;
 }

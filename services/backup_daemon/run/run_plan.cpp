@@ -67,7 +67,10 @@ void RunPlan::enter_next_phase() {
             return;
         case Phase::sampling:
             // In steps, until nothing is found.
-            if (!goal_.preview && plan_sample()) return;
+            if (goal_.preview)
+                sampling_.spoilt = memory_.spoilt();
+            else if (plan_sample())
+                return;
             plan_measuring();
             phase_ = Phase::measuring;
             return;
@@ -97,6 +100,8 @@ void RunPlan::enter_next_phase() {
             phase_ = Phase::leftovers;
             return;
         case Phase::leftovers:
+            // As the run ends: one that is cut off before tells of them once more.
+            if (sampling_.was_any) memory_.accept_spoilt();
             phase_ = Phase::over;
             return;
         case Phase::over:

@@ -150,6 +150,7 @@ private:
         std::string folder;            ///< whose sample is being read; "": none
         std::set<std::string> spoilt;  ///< paths of copies that are still to be made anew
         bool was_any = false;          ///< the memory has been told of some, or told some
+        long long read = 0;            ///< bytes that this run has asked for
     };
 
     enum class Answer { nonsense, part, whole };
@@ -245,8 +246,9 @@ private:
     Sampling sampling_;
     bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
-    std::string newest_recording_;     ///< its day; "": none was found
-    std::string date_doubt_;           ///< "" when the date is believed
+    std::map<const SelectedChannel*, std::string> disks_;  ///< as Days has them, at the beginning
+    std::string newest_recording_;                         ///< its day; "": none was found
+    std::string date_doubt_;                               ///< "" when the date is believed
     std::set<std::string> kept_days_;  ///< that retention leaves alone: each camera's newest
     RunPreview weighed_;               ///< room and what may make way, once they were asked for
     std::string stopped_;              ///< why nothing more is copied; "" when nothing keeps it

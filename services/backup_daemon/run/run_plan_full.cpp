@@ -90,6 +90,9 @@ FailureStep RunPlan::find_full(LaneId lane, const Failed& failed) {
 std::string RunPlan::why_nothing_makes_way() const {
     if (const std::string failure = tally_.failure(); !failure.empty())
         return "; before that, " + failure;
+    if (goal_.when_full == WhenFull::remove_oldest && !sampling_.spoilt.empty())
+        return "; there are copies that are not as they were made, and no copy makes room in this "
+               "run";
     const bool doubted = goal_.when_full == WhenFull::remove_oldest && !date_doubt_.empty();
     return doubted ? "; " + date_doubt_ + ", and no copy makes room until then" : "";
 }

@@ -19,11 +19,6 @@ constexpr long long FAILURES_TOLD = 10;
 constexpr int MOST_DENIED = 20;
 
 /// A file that is of no weight to the run: another task's, which is deleted.
-bool is_abandoned(const Work& work) {
-    const auto* removal = std::get_if<RemoveCopies>(&work.what);
-    return removal && removal->why == RemoveCopies::Why::abandoned;
-}
-
 bool is_listing(const Work& work) {
     return std::holds_alternative<FindDays>(work.what) ||
            std::holds_alternative<LookAtDay>(work.what) ||
@@ -71,6 +66,7 @@ RunPlan::Answer RunPlan::answer(TellCameras&, const Done&) {
 
 RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
     for (const std::string& day : days.names) days_.push_back({{find.channel, day}});
+    disks_[find.channel] = days.disk;
     newest_recording_ = std::max(newest_recording_, days.newest);
     return Answer::whole;
 }
@@ -109,11 +105,15 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     return Answer::whole;
 }
 
-/// The recorder removes its oldest days by itself. Where no day is left of several, the disk has
-/// gone, and what lay on it is not to be taken for nothing.
+/// The recorder removes its oldest days by itself. Where no day is left of several, or the folder
+/// has become another one, the disk has gone, and what lay on it is not to be taken for nothing.
 RunPlan::Answer RunPlan::answer(SeekRecordings& seek, const Days& days) {
-    const std::string& folder = days_[seek.day].where.channel->recordings;
-    if (days.newest.empty()) give_up_day(seek.day, folder + ": has no recordings any more");
+    const SelectedChannel* channel = days_[seek.day].where.channel;
+    if (days.newest.empty())
+        give_up_day(seek.day, channel->recordings + ": has no recordings any more");
+    else if (days.disk != disks_[channel])
+        give_up_day(seek.day,
+                    channel->recordings + ": is another folder than it was, or another disk");
     return Answer::whole;
 }
 
@@ -172,7 +172,7 @@ FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     if (checks && !ends_connection(failed.kind)) return fail_to_check(lane, failed);
     if (is_abandoned(given_.at(lane)) && !ends_connection(failed.kind)) {
         given_.erase(lane);  // the next run tries again
-        return {};
+        return {failed.kind == FailureKind::other ? Kind::replace_lane : Kind::go_on, ""};
     }
     switch (failed.kind) {
         case FailureKind::lost:

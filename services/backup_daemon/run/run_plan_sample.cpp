@@ -12,6 +12,10 @@ constexpr long long SPOILT_TOLD = 10;
 // A server in trouble may answer another connection.
 constexpr int CHECK_ATTEMPTS = 3;
 
+// Bytes of copies that one run reads back, but for the rest of a camera's day: after a first run of
+// a large archive new recordings must not wait for hours. What is left waits for the next run.
+constexpr long long MOST_READ = 100LL << 30;
+
 const char* words_of(Condition condition) {
     switch (condition) {
         case Condition::as_made:
@@ -37,15 +41,20 @@ bool RunPlan::plan_sample() {
     } else {
         memory_.end_sample(sampling_.folder);
     }
+    if (sampling_.read >= MOST_READ) return false;
     Sample sample = memory_.sample();
     sampling_.folder = sample.folder;
-    for (const CopiedFile& copy : sample.copies)
+    for (const CopiedFile& copy : sample.copies) {
         ready_.push_back({check_work(goal_, names_, copy, sample.folder)});
+        sampling_.read += copy.size;
+    }
     return !sample.copies.empty();
 }
 
-/// A sign of life between two pieces.
+/// Each piece is progress: reading a large copy over a slow line must not use up the patience that
+/// copying needs.
 RunPlan::Answer RunPlan::answer(CheckCopy&, const At&) {
+    tally_.went_on();
     return Answer::part;
 }
 
@@ -78,15 +87,19 @@ FailureStep RunPlan::fail_to_check(LaneId lane, const Failed& failed) {
     return {FailureStep::Kind::replace_lane, ""};
 }
 
-/// A lane is lost. A copy that is at it each time may be why, and is left alone then.
+/// A lane is lost. A copy that is at it each time, or what a deleted task has left, may be why, and
+/// is left alone then.
 bool RunPlan::may_be_tried_again(Work& work) {
-    return !std::holds_alternative<CheckCopy>(work.what) || ++work.attempts < CHECK_ATTEMPTS;
+    const bool may_be_why = std::holds_alternative<CheckCopy>(work.what) || is_abandoned(work);
+    return !may_be_why || ++work.attempts < CHECK_ATTEMPTS;
 }
 
 /// What was not made anew, and has not failed on the way to that, is lost with its recording.
 void RunPlan::give_up_spoilt() {
     if (!sampling_.was_any) return;
-    memory_.accept_spoilt();
+    // Another task may have made one anew meanwhile.
+    const auto left = memory_.spoilt();
+    std::erase_if(sampling_.spoilt, [&](const std::string& path) { return !left.contains(path); });
     for (const std::string& path : std::exchange(sampling_.spoilt, {})) {
         tally_.plan(1, 0);
         give_up_file({}, path + ": the copy is not as it was made, and is not made anew");

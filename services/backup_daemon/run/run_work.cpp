@@ -65,6 +65,11 @@ std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
     return doubles;
 }
 
+bool is_abandoned(const Work& work) {
+    const auto* removal = std::get_if<RemoveCopies>(&work.what);
+    return removal && removal->why == RemoveCopies::Why::abandoned;
+}
+
 CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDay& where,
                    const DayEntry& entry, const CopiedFile* copy) {
     CopyFile work;
@@ -75,11 +80,11 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
     work.job.target = names.on_share(work.path);
     work.job.claim = names.claim();
     work.job.fresh = entry.remote.size < 0;
-    // What follows a doubted content is not begun from it.
-    const bool doubted = copy && copy->modified_ns == DOUBTED;
     if (copy)
-        work.job.recorded =
-            RecordedCopy{copy->size, copy->share_modified_ns, doubted ? "" : copy->sha256};
+        work.job.recorded = RecordedCopy{.size = copy->size,
+                                         .modified_ns = copy->share_modified_ns,
+                                         .sha256 = copy->sha256,
+                                         .doubted = copy->modified_ns == DOUBTED};
     work.job.check = goal.check;
     if (goal.side_files)
         work.job.side_file = SideFile{where.channel->index, where.channel->guid,

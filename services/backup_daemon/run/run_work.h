@@ -94,6 +94,9 @@ struct Work {
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of, or of a check
 };
 
+/// Whether it is about what a deleted task has left.
+bool is_abandoned(const Work& work);
+
 /// Whether a recording has to be sent.
 /// @param copy        what is recorded of it; null when nothing is
 /// @param asked_share the entry's state on the share is known

@@ -52,6 +52,23 @@ TEST_F(StandingTest, NameIsFree) {
     EXPECT_EQ(server.calls, Texts{"look a/b/file.mp4"});
 }
 
+TEST_F(StandingTest, DoubtedCopyThatIsAsItWasMadeIsNotReplacedByARecordingThatIsNot) {
+    std::string made = content;
+    made[5] ^= 1;
+    server.put(job.target, made);
+    job.recorded = RecordedCopy{.size = size, .sha256 = hash_of(made), .doubted = true};
+    try {
+        standing();
+        FAIL() << "it would be replaced";
+    } catch (const CopyFailure& failure) {
+        EXPECT_EQ(failure.kind, FailureKind::source);
+    }
+    job.recorded->sha256 = hash_of(content);
+    EXPECT_EQ(standing(), Kind::recorded) << "another content than it was made with";
+    job.recorded->sha256 = "";
+    EXPECT_EQ(standing(), Kind::recorded) << "nobody knows what it was made with";
+}
+
 TEST_F(StandingTest, WholeSourceIsEqualWhetherRecordedOrNot) {
     for (const long long recorded : {-1LL, size, 7LL}) {
         EXPECT_EQ(recorded < 0 ? standing_of(content) : standing_of(content, recorded),

@@ -161,8 +161,9 @@ TEST_F(TransferTest, LongLineGetsLargerChunksOnceItsRateIsKnown) {
         return 0;
     });
     write(11 * MIB);
-    EXPECT_EQ(server.calls_of("write"), (Texts{"write file 0 1048576", "write file 1048576 8388608",
-                                               "write file 9437184 2097152"}));
+    EXPECT_EQ(server.calls_of("write"),
+              (Texts{"write file 0 1048576", "write file 1048576 4194304",
+                     "write file 5242880 4194304", "write file 9437184 2097152"}));
     EXPECT_EQ(checkpoints(), Texts{checkpoint_at(9 * MIB)});
 }
 

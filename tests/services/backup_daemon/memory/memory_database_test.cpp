@@ -168,6 +168,14 @@ TEST_F(MemoryDatabaseTest, FilesThatATaskHadBegunWhenItWasDeletedAreAbandoned) {
     EXPECT_EQ(copies.checkpoints().size(), 1U) << "of the same name, and not abandoned";
 }
 
+TEST_F(MemoryDatabaseTest, FilesOfATaskThatIsThereAgainAreItsOwn) {
+    remember("2");
+    keep_only(memory_, tasks({"1"}));
+    EXPECT_EQ(CopyStore(memory_.runs, "1", "//d").abandoned().size(), 1U);
+    keep_only(memory_, tasks({"1", "2"}));
+    EXPECT_TRUE(CopyStore(memory_.runs, "1", "//d").abandoned().empty());
+}
+
 TEST_F(MemoryDatabaseTest, NobodyIsWaitedForWhenNoTaskIsGone) {
     remember("1");
     memory_.runs.limit_waiting(std::chrono::milliseconds(1));

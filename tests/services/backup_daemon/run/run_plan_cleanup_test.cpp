@@ -275,7 +275,9 @@ TEST_F(RunPlanCleanupTest, RunDoesNotFailOfADeletedTasksFileThatStays) {
             for (const auto& report : world.carry_out(*order)) run.take(1, report);
         }
         ASSERT_TRUE(order);
-        EXPECT_EQ(run.fail(1, {kind, "no"}).kind, FailureStep::Kind::go_on);
+        const bool may_be_the_lane = kind == FailureKind::other;
+        EXPECT_EQ(run.fail(1, {kind, "no"}).kind,
+                  may_be_the_lane ? FailureStep::Kind::replace_lane : FailureStep::Kind::go_on);
         run.settle();
         EXPECT_TRUE(run.is_over());
         EXPECT_EQ(run.failure(), "");
@@ -286,9 +288,14 @@ TEST_F(RunPlanCleanupTest, RunDoesNotFailOfADeletedTasksFileThatStays) {
 TEST_F(RunPlanCleanupTest, LaneThatIsLostOverADeletedTasksFileIsLost) {
     ledger.abandoned = {{"Hall/1.mp4", "Hall/.1.mp4.01234567-6.part", 5, ""}};
     ASSERT_NE(next_that("remove"), "");
-    EXPECT_EQ(fail(FailureKind::lost).kind, FailureStep::Kind::lose_lane);
-    plan().lose(1);
-    EXPECT_NE(next(), "");
+    for (int attempt = 1; attempt <= 3; ++attempt) {
+        EXPECT_EQ(fail(FailureKind::lost).kind, FailureStep::Kind::lose_lane);
+        plan().lose(1);
+        EXPECT_EQ(next() != "", attempt < 3) << "the file may be why, and the run has nothing else";
+    }
+    plan().settle();
+    EXPECT_TRUE(plan().is_over());
+    EXPECT_EQ(plan().failure(), "");
 }
 
 TEST_F(RunPlanCleanupTest, CleanUpOfADeletedTaskRemovesItsFilesAndNothingElse) {

@@ -56,6 +56,18 @@ TEST_F(RunPlanLookTest, ChannelWithoutAnyRecordingWhenItIsMeasuredIsAFailure) {
     EXPECT_EQ(tally.files_failed(), 1);
 }
 
+TEST_F(RunPlanLookTest, RecordingsOnAnotherDiskThanAtTheBeginningAreAFailure) {
+    next_that("look");
+    world.erase("/rec/door", "2024-03-05", "08-00-00.mp4");
+    carry_out();
+    ASSERT_NE(next_that("days"), "");
+    say(Days{.names = {}, .newest = "2024-03-20", .disk = "another one"});
+    rest();
+    EXPECT_EQ(plan().failure(),
+              "1 of 1 files could not be copied; the first: /rec/door: is another "
+              "folder than it was, or another disk");
+}
+
 TEST_F(RunPlanLookTest, DayThatTheRecorderHasRemovedMeanwhileIsNoFailure) {
     world.record("/rec/door", "2024-03-04", "08-00-00.mp4", 100, 1000);
     world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 100, 1000);

@@ -193,13 +193,43 @@ TEST_F(RunPlanSampleTest, RecordingThatChangesMeanwhileSaysNothingOfItsCopy) {
     EXPECT_EQ(plan().failure(), "");
 }
 
-TEST_F(RunPlanSampleTest, ReadCopyIsProgress) {
+TEST_F(RunPlanSampleTest, EachPieceOfACopyThatIsReadIsProgress) {
     copied(A);
     ASSERT_NE(next_that("check"), "");
+    EXPECT_FALSE(tally.take_progress());
     say(At{0});
-    EXPECT_FALSE(tally.take_progress()) << "a sign of life is none";
+    EXPECT_TRUE(tally.take_progress());
     carry_out();
     EXPECT_TRUE(tally.take_progress());
+}
+
+TEST_F(RunPlanSampleTest, WhatIsTooMuchForOneRunWaitsForTheNext) {
+    const std::string next_day = "Door/2024-03-06/c.mp4";
+    copied(A);
+    copied(next_day);
+    ledger.copies.at(A).size = 100LL << 30;
+    world.share["store/" + A] = 100LL << 30;
+    EXPECT_EQ(rest_that("check").size(), 1U);
+    EXPECT_TRUE(ledger.unsampled.contains(next_day));
+}
+
+TEST_F(RunPlanSampleTest, CopyThatAnotherTaskHasMadeAnewIsNoFailure) {
+    copied(A);
+    spoil(A);
+    ASSERT_NE(next_that("room"), "");
+    ledger.spoilt.clear();
+    lose_recording(A);
+    rest();
+    EXPECT_EQ(notes(FILE_NOT_COPIED), Texts{});
+}
+
+TEST_F(RunPlanSampleTest, PreviewKnowsThatCopiesStayForASpoiltOne) {
+    goal.preview = true;
+    ledger.add(A, "2024-03-05");
+    ledger.spoilt.insert(A);
+    rest();
+    EXPECT_EQ(plan().preview().why_copies_stay, "there are copies that are not as they were made");
+    EXPECT_EQ(ledger.spoilt.size(), 1U);
 }
 
 }  // namespace

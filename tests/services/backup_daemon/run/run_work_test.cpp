@@ -71,10 +71,11 @@ TEST_F(RunWorkTest, CopyIsFreshWhereTheListingHadNothing) {
 }
 
 TEST_F(RunWorkTest, DoubtedCopyIsComparedAndNothingIsBegunFromIt) {
-    EXPECT_EQ(job(&copy).recorded->sha256, "ab");
+    EXPECT_FALSE(job(&copy).recorded->doubted);
     copy.modified_ns = DOUBTED;
     EXPECT_TRUE(is_needed());
-    EXPECT_EQ(job(&copy).recorded->sha256, "");
+    EXPECT_TRUE(job(&copy).recorded->doubted);
+    EXPECT_EQ(job(&copy).recorded->sha256, "ab");
     EXPECT_EQ(job(&copy).recorded->size, 5);
 }
 
