@@ -32,8 +32,8 @@ void RunPlan::finish_retention() {
 }
 
 std::string RunPlan::retention_text() {
-    const std::string text = std::to_string(counts_.removed) + " files of days before " +
-                             goal_.first_kept_day + " removed";
+    std::string text = std::to_string(counts_.removed) + " files of days before " +
+                       goal_.first_kept_day + " removed";
     const std::string why = why_copies_stay();
     if (!why.empty()) return text + ": " + why;
     const long long kept = memory_.amount_older_than(goal_.first_kept_day, {}, ALL).files;
