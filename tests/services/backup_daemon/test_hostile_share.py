@@ -16,7 +16,7 @@ NO_CAPABILITY = "0" * 16
 
 
 class EndlessFile(Repeating):
-    """Makes every temporary file on a share longer than anybody reads as soon as it is whole."""
+    """Makes the temporary files of a recording longer than anybody reads when they are half sent."""
 
     pause = 0.001
 
@@ -31,7 +31,7 @@ class EndlessFile(Repeating):
 
     def look_at(self, path):
         try:
-            if path.stat().st_size == self.size:
+            if self.size // 2 < path.stat().st_size < TIB:
                 os.truncate(path, TIB)
                 self.spoilt += 1
         except FileNotFoundError:
