@@ -119,7 +119,9 @@ def test_what_is_copied_has_the_recordings_bytes():
     assert len({digest for digest, _, _ in found}) == len(found)  # no two pictures alike
 
 
-def test_another_user_s_state_folder_has_a_share_of_that_user_s():
+def test_another_user_s_state_folder_has_a_share_of_that_user_s(monkeypatch):
+    # The leak checker cannot look into a process that has changed its user.
+    monkeypatch.setenv("ASAN_OPTIONS", "detect_leaks=0")
     shutil.chown(STATE, NOBODY, NOBODY)
     try:
         with serving(*DEMO) as process:
