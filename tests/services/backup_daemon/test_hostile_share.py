@@ -16,7 +16,7 @@ NO_CAPABILITY = "0" * 16
 
 
 class EndlessFile(Repeating):
-    """Makes the temporary files of a recording longer than anybody reads when they are half sent."""
+    """Makes a recording's temporary files longer than anybody reads when they are half sent."""
 
     pause = 0.001
 
