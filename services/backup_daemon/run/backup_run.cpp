@@ -143,7 +143,7 @@ void BackupRun::give_orders() {
 std::size_t BackupRun::most_lanes() const {
     const RunGoal& goal = plan_.goal();
     const bool small = tally_.bytes_left() < tally_.files_left() * static_cast<long long>(CHUNK);
-    const bool many = connection_.is_long && small;
+    const bool many = connection_.round_trip >= LONG_LINE && small;
     return static_cast<std::size_t>(many ? std::max(goal.lanes, goal.lanes_far) : goal.lanes);
 }
 
@@ -194,7 +194,8 @@ void BackupRun::connected(LaneId lane, const Ready& ready) {
     }
     connection_.was_told = true;
     connection_.stands = true;
-    connection_.is_long = std::chrono::microseconds(ready.round_trip_us) >= LONG_LINE;
+    connection_.round_trip =
+        std::min(connection_.round_trip, std::chrono::microseconds(ready.round_trip_us));
     lanes_.at(lane).ready = true;
     message_.clear();
 }

@@ -93,7 +93,9 @@ private:
         RetryPause retry;
         bool was_told = false;  ///< the listener knows that there is one
         bool stands = false;    ///< until one does, a single lane tries
-        bool is_long = false;   ///< as the latest lane has found it
+        /// The shortest that a lane told: the others waited for more than the line. At first only
+        /// one lane is asked.
+        std::chrono::microseconds round_trip = std::chrono::microseconds::max();
         int losses_told = 0;
     };
 
