@@ -100,10 +100,11 @@ void serve() {
         each_second([&] { schedules.look(std::time(nullptr), services::machine_zone); });
     const auto deleted = each_second([&] { services::keep_only(memory, store.list()); });
     const auto waiting = each_second([&] { queue.look(); });
-    services::announce("recording-backupd: listening on " +
-                       services::place_of({NOTICE_PORT, TASK_PORT}));
-    tell_unreadable_folders(config);
-    service.run();
+    service.run([&] {
+        services::announce("recording-backupd: listening on " +
+                           services::place_of({NOTICE_PORT, TASK_PORT}));
+        tell_unreadable_folders(config);
+    });
 }
 
 Database read_config() {
