@@ -33,7 +33,7 @@ def tree(tmp_path):
     status and lines. Tests are the contents of a build folder's list of tests."""
     shutil.copy(SOURCE / "test", tmp_path)
     (tmp_path / "scripts").mkdir()
-    for name in ("common.sh", "failed_tests"):
+    for name in ("common.sh", "failed_tests", "untouched"):
         shutil.copy(SOURCE / "scripts" / name, tmp_path / "scripts")
     for name in ("scripts/install_dependencies", "scripts/sandbox", "tests/kernel_mount/prepare",
                  "tools/cmake"):
