@@ -21,7 +21,7 @@ struct OtherUse {
 /// @param description what --help says
 /// @param others     what it can be called for otherwise, one at a time
 /// @return exit status: 0; 1 with one line on standard error when the folder is missing or `serve`
-///         throws; CLI11's for arguments that nobody knows
+///         throws; CLI11's, with such a line, for arguments that nobody knows
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve, const std::vector<OtherUse>& others = {});
 
