@@ -1,4 +1,4 @@
-"""The web server's logs as a reader finds them: they are made, and renewed, while it runs."""
+"""The recorder's logs as a reader finds them: they are made, and renewed, while it runs."""
 from places import LOGS
 
 

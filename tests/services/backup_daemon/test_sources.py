@@ -10,9 +10,10 @@ import pytest
 from backup_house import FAILED, MIB, House, noise
 from event_ids import FILE_NOT_COPIED, ROOM_MADE, RUN_FAILED, RUN_SUCCEEDED, SHARE_FULL
 from fault_proxy import FaultProxy
-from places import LOGS, STORAGE
+from places import STORAGE
 from recorder_clock import day_name
 from waiting import wait_until
+from web_logs import log_lines
 
 
 def record_old_and_new(house, **settings):
@@ -116,8 +117,8 @@ def test_what_takes_a_recordings_place_behind_its_listing_hangs_nobody(house, ki
 def test_daemon_names_missing_folders_when_it_starts(house):
     (STORAGE / "2").rmdir()
     house.recorder.restart()
-    assert f'channel 2 "Camera 2": {STORAGE}/2 cannot be read: No such file or directory\n' in (
-        (LOGS / "recording-backupd.log").read_text())
+    line = f'channel 2 "Camera 2": {STORAGE}/2 cannot be read: No such file or directory'
+    wait_until(lambda: line in log_lines("recording-backupd.log"), "the daemon's words")
 
 
 @pytest.fixture
