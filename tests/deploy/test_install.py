@@ -17,8 +17,10 @@ PROGRAMS = ["libexec/recorder/recorder-logd", "libexec/recorder/recording-backup
 SERVICES = [f"lib/systemd/system/{name}.service"
             for name in ("recorder-httpd", "recorder-logd", "recording-backupd")]
 SOCKETS = [f"lib/systemd/system/{name}.socket" for name in ("recorder-logd", "recording-backupd")]
-UNITS = SERVICES + SOCKETS
-DATA = ["share/recorder/recorder.conf"]
+COPIES = [f"lib/systemd/system/recorder-backup-state.{kind}" for kind in ("service", "timer")]
+UNITS = SERVICES + SOCKETS + COPIES
+DATA = ["share/recorder/recorder.conf", "lib/sysusers.d/recorder.conf",
+        "lib/tmpfiles.d/recorder.conf"]
 
 REFUSED = ('Status: 401 Unauthorized\r\nContent-type: application/json\r\n\r\n'
            '{ "retCode": -1794506751.0, "mesg": "SID authorization fail." }\n\n')
