@@ -16,8 +16,8 @@ struct OtherUse {
     std::function<void(const std::string&)> run;
 };
 
-/// Exit status when nothing would be better after a restart; the units have systemd leave it at that.
-/// It is EX_CONFIG of sysexits.h.
+/// Exit status when nothing would be better after a restart: the units have systemd leave it at
+/// that. It is EX_CONFIG of sysexits.h.
 inline constexpr int NOT_TO_BE_REPEATED = 78;
 
 /// Handles --help and --version, checks that the state folder is there, and calls `serve`.
