@@ -11,6 +11,7 @@
 
 #include "platform/service_addresses.h"
 #include "platform/standalone/store/complain.h"
+#include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/version.h"
 
@@ -59,6 +60,9 @@ int service_main(const std::string& name, const std::string& description, int ar
         require_state_folder();
         wanted();
         return 0;
+    } catch (const standalone::NewerDatabase& error) {
+        std::cerr << name << ": " << error.what() << '\n';
+        return NOT_TO_BE_REPEATED;
     } catch (const std::exception& error) {
         std::cerr << name << ": " << error.what() << '\n';
         return 1;

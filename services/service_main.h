@@ -16,12 +16,17 @@ struct OtherUse {
     std::function<void(const std::string&)> run;
 };
 
+/// Exit status when nothing would be better after a restart: the units have systemd leave it at
+/// that. It is EX_CONFIG of sysexits.h.
+inline constexpr int NOT_TO_BE_REPEATED = 78;
+
 /// Handles --help and --version, checks that the state folder is there, and calls `serve`.
 /// @param name        the program's name
 /// @param description what --help says
 /// @param others     what it can be called for otherwise, one at a time
 /// @return exit status: 0; 1 with one line on standard error when the folder is missing or `serve`
-///         throws; CLI11's, with such a line, for arguments that nobody knows
+///         throws; NOT_TO_BE_REPEATED with such a line when a database is a newer version's;
+///         CLI11's, with such a line, for arguments that nobody knows
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve, const std::vector<OtherUse>& others = {});
 

@@ -17,8 +17,11 @@ PROGRAMS = ["libexec/recorder/recorder-logd", "libexec/recorder/recording-backup
 SERVICES = [f"lib/systemd/system/{name}.service"
             for name in ("recorder-httpd", "recorder-logd", "recording-backupd")]
 SOCKETS = [f"lib/systemd/system/{name}.socket" for name in ("recorder-logd", "recording-backupd")]
-UNITS = SERVICES + SOCKETS
-DATA = ["share/recorder/recorder.conf", "share/bash-completion/completions/recorderctl"]
+COPIES = [f"lib/systemd/system/recorder-backup-state.{kind}" for kind in ("service", "timer")]
+UNITS = SERVICES + SOCKETS + COPIES
+DATA = ["share/recorder/recorder.conf", "lib/sysusers.d/recorder.conf",
+        "lib/tmpfiles.d/recorder.conf",
+        "share/bash-completion/completions/recorderctl"]
 # Where there was no scdoc when the build was configured, there are none.
 PAGES = [f"share/man/man8/{Path(name).name}.8" for name in PROGRAMS
          if (BUILD / "docs/man/recorderctl.8").is_file()]

@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 
+#include "platform/standalone/store/schema.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
@@ -50,6 +51,12 @@ TEST_F(ServiceMain, SaysInOneLineWhatWentWrong) {
     setenv("RECORDER_STATE", folder_.path().c_str(), 1);
     EXPECT_EQ(run([] { throw std::runtime_error("no port"); }), 1);
     EXPECT_EQ(said_, "recorder-x: no port\n");
+}
+
+TEST_F(ServiceMain, SaysWithItsStatusThatANewerVersionsDatabaseStaysOne) {
+    setenv("RECORDER_STATE", folder_.path().c_str(), 1);
+    EXPECT_EQ(run([] { throw standalone::NewerDatabase("config.db has schema 9"); }), 78);
+    EXPECT_EQ(said_, "recorder-x: config.db has schema 9\n");
 }
 
 TEST_F(ServiceMain, ServesNothingWithoutAStateFolder) {

@@ -36,9 +36,9 @@ std::size_t schema_number(Database& database) {
 }
 
 [[noreturn]] void refuse_newer(const std::string& path, std::size_t number, std::size_t known) {
-    throw std::runtime_error(path + " has schema " + std::to_string(number) +
-                             ", this program knows schemas up to " + std::to_string(known) +
-                             "; use the newer program");
+    throw NewerDatabase(path + " has schema " + std::to_string(number) +
+                        ", this program knows schemas up to " + std::to_string(known) +
+                        "; use the newer program");
 }
 
 void run_missing_steps(Database& database, const std::string& path, Migrations steps) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <span>
+#include <stdexcept>
 #include <string>
 
 #include "platform/standalone/store/database.h"
@@ -28,14 +29,20 @@ enum class Journal {
     rollback,  ///< opened with fewer system calls, which a request that reads twice and ends feels
 };
 
+/// A database that a newer version has made. No attempt will fare better.
+struct NewerDatabase : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 /// Makes the database (mode 0600) where there is none and runs the steps it lacks, all in one
 /// transaction: it is either wholly up to date or as it was.
-/// @throws std::runtime_error with one line for the user, also when the database is newer than the
-///         steps known here
+/// @throws NewerDatabase when it is newer than the steps known here, std::runtime_error otherwise,
+///         with one line for the user
 void migrate(const std::string& path, Migrations steps, Journal journal = Journal::write_ahead);
 
 /// Makes sure that a database has exactly the number that `steps` lead to.
-/// @throws std::runtime_error with one line for the user
+/// @throws NewerDatabase when it is more, std::runtime_error when it is less, with one line for the
+///         user
 void require_current(Database& database, const std::string& path, Migrations steps);
 
 }  // namespace standalone
