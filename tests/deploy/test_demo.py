@@ -17,7 +17,7 @@ from places import BUILD, SOURCE, STATE
 from processes import processes
 from service_process import ended_afterwards, start_recorder
 from state_folder import StateFolder
-from waiting import SECONDS
+from waiting import SECONDS, wait_until
 
 PORT = 8080
 SHARE_PORT = 10445
@@ -165,6 +165,11 @@ def test_a_wrong_port_number_gives_one_line():
         assert "is not a port number" in done.stderr
 
 
+def servers_left():
+    """Those that start processes of their own; what was sent SIGKILL may take its time to go."""
+    return [command for _, command in processes() if b"apache2" in command or b"smbd" in command]
+
+
 @pytest.mark.parametrize("program, name", [("recorder-logd", "recorder-logd"),
                                            ("apache2", "httpd"), ("smbd", "demo-share")])
 def test_when_a_service_ends_all_end_and_the_message_names_it(program, name):
@@ -175,7 +180,6 @@ def test_when_a_service_ends_all_end_and_the_message_names_it(program, name):
         said = process.communicate(timeout=SECONDS)[0]
         assert f"{name} has ended" in said
         assert process.returncode == 1
-    for port in (PORT, SHARE_PORT, 10205, 10141, 10150):
-        assert not listens(port)
-    left = [command for _, command in processes() if b"apache2" in command or b"smbd" in command]
-    assert left == []
+    ports = (PORT, SHARE_PORT, 10205, 10141, 10150)
+    wait_until(lambda: not any(map(listens, ports)), "the ports to be free")
+    wait_until(lambda: not servers_left(), "the servers' processes to end")

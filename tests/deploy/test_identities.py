@@ -95,19 +95,37 @@ def test_nothing_of_another_users_shares_the_terminal_of_whoever_starts_it():
         shutil.chown(STATE, 0, 0)
 
 
-def test_a_log_whose_owner_has_put_a_link_there_is_opened_with_the_owners_rights():
+@pytest.fixture(name="planted")
+def folder_of_another_user():
+    """Has a link to a place of its own for each log, under the log's name with this ending."""
     places = [STATE / f"{name}.elsewhere" for name in (*SERVICES, "httpd")]
     shutil.rmtree(LOGS, ignore_errors=True)
     LOGS.mkdir()
-    for place in places:
-        (LOGS / place.stem).symlink_to(place)
-    shutil.chown(STATE, *OWNER)
-    try:
-        with ended_afterwards(start_recorder(free_port())):
-            wait_until(lambda: all(place.exists() for place in places), "the logs")
-            assert {place.stat().st_uid for place in places} == {OWNER[0]}
-    finally:
-        shutil.chown(STATE, 0, 0)
-        shutil.rmtree(LOGS)
+
+    def plant(ending):
         for place in places:
-            place.unlink()
+            (LOGS / place.stem).with_suffix(ending).symlink_to(place)
+        shutil.chown(STATE, *OWNER)
+        return places
+
+    yield plant
+    shutil.chown(STATE, 0, 0)
+    shutil.rmtree(LOGS)
+    for place in places:
+        place.unlink(missing_ok=True)
+
+
+def test_a_log_whose_owner_has_put_a_link_there_is_opened_with_the_owners_rights(planted):
+    places = planted("")
+    with ended_afterwards(start_recorder(free_port())):
+        wait_until(lambda: all(place.exists() for place in places), "the logs")
+        assert {place.stat().st_uid for place in places} == {OWNER[0]}
+
+
+def test_a_link_in_place_of_the_newest_log_leads_nowhere(planted):
+    places = planted(".log")
+    logs = [LOGS / f"{place.stem}.log" for place in places]
+    with ended_afterwards(start_recorder(free_port())):
+        wait_until(lambda: all(log.is_file() and not log.is_symlink() for log in logs), "the logs")
+    assert {log.stat().st_uid for log in logs} == {OWNER[0]}
+    assert not any(place.exists() for place in places)

@@ -47,3 +47,16 @@ def test_however_much_a_service_says_its_logs_stay_small_and_end_with_the_newest
             if line.startswith("line ")]
     newest = sorted(int(line.split()[1]) for line in kept)[-10_000:]
     assert newest == list(range(LINES - 10_000, LINES))
+
+
+def test_the_log_of_an_earlier_version_stays_until_so_much_more_is_said():
+    LOGS.mkdir(exist_ok=True)
+    for file in LOGS.glob("recorder-logd*"):
+        file.unlink()
+    (LOGS / "recorder-logd.log").write_text("an earlier line\n" * LINES)
+    for _ in range(2):
+        with ended_afterwards(start_recorder(PORT)) as server:
+            say(server, "recorder-logd", ["a new line\n"])
+            wait_until(lambda: "a new line" in log_lines("recorder-logd.log"), "the new line")
+        assert log_lines("recorder-logd.1") == ["an earlier line"] * LINES
+    assert log_lines("recorder-logd.log").count("a new line") == 2

@@ -3,41 +3,45 @@ import fcntl
 import os
 import signal
 import subprocess
-from pathlib import Path
 
 import pytest
 
+from loopback import listens
 from places import PROGRAMS
+from processes import stat_fields
 from service_process import ended_afterwards
 from state_folder import StateFolder
 from waiting import SECONDS, wait_until
-
-HELD_PIPE = 4096
 
 
 def full_pipe():
     """Its two ends; whoever writes to it waits until somebody reads."""
     reading, writing = os.pipe()
-    fcntl.fcntl(writing, fcntl.F_SETPIPE_SZ, HELD_PIPE)
-    assert os.write(writing, b"\n" * HELD_PIPE) == HELD_PIPE
+    os.set_blocking(writing, False)
+    try:
+        while True:
+            os.write(writing, b"\n" * fcntl.fcntl(writing, fcntl.F_GETPIPE_SZ))
+    except BlockingIOError:
+        os.set_blocking(writing, True)
     return reading, writing
 
 
-def waits_for_a_reader(process):
-    return "pipe_write" in Path(f"/proc/{process.pid}/wchan").read_text()
+def waits_for_a_reader(process, port):
+    """Its ports are open, and what it sleeps in next is the announcement."""
+    return listens(port) and stat_fields(process.pid)[:1] == ["S"]
 
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
-@pytest.mark.parametrize("program", ["recorder-logd", "recording-backupd"])
+@pytest.mark.parametrize("program, port", [("recorder-logd", 10150), ("recording-backupd", 10141)])
 def test_a_service_ends_in_an_orderly_way_once_it_has_begun_to_say_that_it_is_ready(
-        tmp_path, program, number):
+        tmp_path, program, port, number):
     state = StateFolder(tmp_path / "state").init()
     reading, writing = full_pipe()
     with open(reading, encoding="ascii") as output:
         process = subprocess.Popen([PROGRAMS / program], env=state.environment, stdout=writing)
         os.close(writing)
         with ended_afterwards(process):
-            wait_until(lambda: waits_for_a_reader(process), "the announcement")
+            wait_until(lambda: waits_for_a_reader(process, port), "the announcement")
             process.send_signal(number)
             assert output.read().strip().startswith(f"{program}: listening on 127.0.0.1, port")
             assert process.wait(SECONDS) == 0
