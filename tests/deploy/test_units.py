@@ -48,6 +48,11 @@ def test_a_worker_without_memory_dies_alone(units):
     assert settings(units / "recording-backupd.service")["OOMPolicy"] == "continue"
 
 
+def test_the_daemon_may_open_recordings(units):
+    """By openat2, whose flags no filter of calls sees: RestrictSUIDSGID= refuses it altogether."""
+    assert "RestrictSUIDSGID" not in settings(units / "recording-backupd.service")
+
+
 def test_workers_may_call_what_they_fence_themselves_in_with(units):
     """Their own fence makes no noise where these are refused: it would just not stand."""
     unit = settings(units / "recording-backupd.service")
