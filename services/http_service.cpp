@@ -221,11 +221,12 @@ void HttpService::route(int port, Method method, const std::string& path, Handle
     (*place)->routes.push_back({method, path, std::move(handler)});
 }
 
-void HttpService::run() {
+void HttpService::run(const std::function<void()>& ready) {
     loop_->sockets.close_the_rest();
     const auto stop = [this] { event_base_loopexit(loop(), nullptr); };
     const auto terminate = EventWatch::signal(loop(), SIGTERM, stop);
     const auto interrupt = EventWatch::signal(loop(), SIGINT, stop);
+    ready();
     event_base_dispatch(loop());
 }
 

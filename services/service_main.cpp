@@ -6,9 +6,11 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 
 #include "platform/service_addresses.h"
+#include "platform/standalone/store/complain.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/version.h"
@@ -22,6 +24,19 @@ void require_state_folder() {
     if (!std::filesystem::is_directory(folder, ignored))
         throw std::runtime_error("there is no state folder " + folder +
                                  " (make one with: recorderctl init)");
+}
+
+/// The exit status when the arguments ask for no more than words, or nobody knows them.
+std::optional<int> answer_to(CLI::App& arguments, int argc, char** argv) {
+    try {
+        arguments.parse(argc, argv);
+        return {};
+    } catch (const CLI::Success& asked) {
+        return arguments.exit(asked);
+    } catch (const CLI::ParseError& error) {
+        standalone::complain_of_misuse(arguments.get_name(), error.what());
+        return error.get_exit_code();
+    }
 }
 
 }  // namespace
@@ -39,7 +54,7 @@ int service_main(const std::string& name, const std::string& description, int ar
             ->type_name(other.value);
 
     arguments.set_version_flag("--version", name + ' ' + RECORDER_VERSION);
-    CLI11_PARSE(arguments, argc, argv);
+    if (const auto status = answer_to(arguments, argc, argv)) return *status;
     umask(S_IRWXG | S_IRWXO);
     try {
         require_state_folder();

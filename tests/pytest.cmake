@@ -1,13 +1,14 @@
 # Registers whole-program tests, in a sandbox where they need the recorder's fixed paths and ports.
 #
 # All of these take [LABELS label...] [TIMEOUT seconds]. Without LABELS a test is labelled after its
-# folder; ./test leaves the labels "end_to_end" and "source" out of the run with sanitizers. The
-# environment names the build folder (RECORDER_BUILD) and the source tree (RECORDER_SOURCE).
+# folder; ./test leaves the labels "end_to_end" and "source" out of the run with sanitizers. TIMEOUT
+# is for what takes an hour when all is well. The environment names the build folder
+# (RECORDER_BUILD) and the source tree (RECORDER_SOURCE).
 
 function(set_surroundings name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LABELS")
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 300)
+        set(arg_TIMEOUT ${HANGING})
     endif()
     if(NOT arg_LABELS)
         room_of_this_folder(room arg_LABELS)

@@ -18,8 +18,8 @@ function(register_tests program)
     room_of_this_folder(room label)
     list(APPEND room ${ARGN} "")
     list(JOIN room . prefix)
-    gtest_discover_tests(${program} TEST_PREFIX ${prefix} DISCOVERY_TIMEOUT 60
-        PROPERTIES LABELS ${label} ENVIRONMENT ${leak_options})
+    gtest_discover_tests(${program} TEST_PREFIX ${prefix} DISCOVERY_TIMEOUT ${HANGING}
+        PROPERTIES LABELS ${label} TIMEOUT ${HANGING} ENVIRONMENT ${leak_options})
 endfunction()
 
 function(add_unit_program program)

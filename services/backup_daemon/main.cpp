@@ -2,6 +2,8 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <optional>
+#include <stdexcept>
 
 #include "platform/service_addresses.h"
 #include "platform/standalone/store/channel_store.h"
@@ -16,6 +18,7 @@
 #include "services/backup_daemon/front/daemon_routes.h"
 #include "services/backup_daemon/front/preview_text.h"
 #include "services/backup_daemon/memory/memory_database.h"
+#include "services/backup_daemon/memory/recheck.h"
 #include "services/backup_daemon/memory/take_over.h"
 #include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/run/older_folders.h"
@@ -97,20 +100,37 @@ void serve() {
         each_second([&] { schedules.look(std::time(nullptr), services::machine_zone); });
     const auto deleted = each_second([&] { services::keep_only(memory, store.list()); });
     const auto waiting = each_second([&] { queue.look(); });
-    services::announce("recording-backupd: listening on " +
-                       services::place_of({NOTICE_PORT, TASK_PORT}));
-    tell_unreadable_folders(config);
-    service.run();
+    service.run([&] {
+        services::announce("recording-backupd: listening on " +
+                           services::place_of({NOTICE_PORT, TASK_PORT}));
+        tell_unreadable_folders(config);
+    });
+}
+
+Database read_config() {
+    const std::string path = standalone::config_database_path();
+    Database config(path, Database::Access::reading);
+    standalone::require_current(config, path, standalone::config_migrations());
+    return config;
 }
 
 /// Nothing is written: the connections only read.
 void tell_plan(const std::string& task_id) {
-    const std::string path = standalone::config_database_path();
-    Database config(path, Database::Access::reading);
-    standalone::require_current(config, path, standalone::config_migrations());
-    Database memory = services::read_memory();
+    Database config = read_config();
+    Database memory = services::open_existing_memory(Database::Access::reading);
     std::puts(
         services::preview_text(services::preview_of(task_id, identity(), config, memory)).c_str());
+}
+
+/// Copies outlive their tasks, and those of a deleted one are only reached with all.
+void recheck_copies(const std::string& whose) {
+    std::optional<std::string> task_id;
+    if (whose != "all") task_id = whose;
+    Database config = read_config();
+    if (task_id && !standalone::TaskStore(config).find(*task_id))
+        throw std::runtime_error("there is no task " + *task_id);
+    Database memory = services::open_existing_memory(Database::Access::writing);
+    std::printf("%d\n", services::recheck(memory, task_id));
 }
 
 }  // namespace
@@ -123,5 +143,9 @@ int main(int argc, char** argv) {
             ".\nState folder: environment RECORDER_STATE, otherwise /var/lib/recorder.",
         argc, argv, serve,
         {{"--plan", "TASK", "Tell in JSON what a run of the task would do, and do nothing",
-          tell_plan}});
+          tell_plan},
+         {"--recheck", "TASK",
+          "Have the next runs compare the copies that the task (or \"all\") has made with their "
+          "recordings, and tell how many they are",
+          recheck_copies}});
 }

@@ -24,8 +24,9 @@ void serve() {
     services::HttpService service("code", services::trusted_users());
     services::add_log_routes(service);
     const services::Retention retention;
-    services::announce("recorder-logd: listening on " + services::place_of({LOG_PORT}));
-    service.run();
+    service.run([] {
+        services::announce("recorder-logd: listening on " + services::place_of({LOG_PORT}));
+    });
 }
 
 }  // namespace

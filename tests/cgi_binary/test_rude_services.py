@@ -18,7 +18,7 @@ from scripted_server import CONFIGURATION_PORT, LOG_PORT, NOTHING_RUNS, NOTICE_P
 BROKEN = -1
 TIMED_OUT = -2
 TOO_LONG = -3
-MANY_SECONDS = 45  # two time-outs of five seconds, and much patience with a busy machine
+TIME_OUT = 5  # seconds, of each call
 
 DONE = ('{ "ret_code": 0, "mesg": "Success.", "has_running_task": false, "isFUSE": true, '
         '"taskID": "", "taskName": "" }')
@@ -79,13 +79,15 @@ def half_a_header(server, connection):
     connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Le")
 
 
-def four_seconds_late(server, connection):
-    server.closing.wait(4)
+def late(server, connection):
+    server.closing.wait(1)
     answer(connection, NOTHING_RUNS)
 
 
 def hang(server, connection):
-    server.closing.wait()
+    """Whoever waited for so long would be told that all is well."""
+    if not server.closing.wait(20 * TIME_OUT):
+        answer(connection, NOTHING_RUNS)
 
 
 def drip(server, connection):
@@ -150,14 +152,19 @@ def send(program, route):
                            query=f"sid={program.sid}&{query}")
 
 
-def expect(program, rows):
-    """Sends all requests at once; each ends in time with the reply of its row."""
-    begin = time.monotonic()
+def expect(program, rows, least=0):
+    """Sends all requests at once; each ends with the reply of its row, after `least` seconds or
+    more. At the most it takes what a busy machine makes it take; what hangs, `program` ends."""
+
+    def timed(row):
+        begin = time.monotonic()
+        return send(program, row[0]), time.monotonic() - begin
+
     with ThreadPoolExecutor(len(rows)) as pool:
-        results = list(pool.map(lambda row: send(program, row[0]), rows))
-    assert time.monotonic() - begin < MANY_SECONDS
-    for (route, text, status), result in zip(rows, results):
+        results = list(pool.map(timed, rows))
+    for (route, text, status), (result, took) in zip(rows, results):
         assert (result.text, result.status) == (text, status), route
+        assert took >= least, route
 
 
 def test_daemon_that_is_not_there(stored):
@@ -175,7 +182,7 @@ def test_daemon_that_breaks_off(stored, meeting, behave):
 @pytest.mark.parametrize("behave", [hang, drip])
 def test_daemon_that_never_gets_to_the_end_costs_each_call_its_time_out(stored, meeting, behave):
     notices, deletions = meeting(behave, NOTICE_PORT, CONFIGURATION_PORT)
-    expect(stored, [*UNREACHABLE, deleted(TIMED_OUT)])
+    expect(stored, [*UNREACHABLE, deleted(TIMED_OUT)], least=TIME_OUT)
     assert stored.events() == []
     # Nothing is asked twice, and nothing is deleted when the stop was not confirmed.
     assert len(notices.requests) == len(UNREACHABLE)
@@ -188,11 +195,12 @@ def test_daemon_that_listens_but_never_accepts(stored):
             listener = listeners.enter_context(socket.create_server(("127.0.0.1", port), backlog=0))
             # One connection fills the backlog: the next ones do not even get through.
             listeners.enter_context(socket.create_connection(listener.getsockname()))
-        expect(stored, [*UNREACHABLE, deleted(TIMED_OUT)])
+        expect(stored, [*UNREACHABLE, deleted(TIMED_OUT)], least=TIME_OUT)
 
 
-def test_daemon_that_takes_four_seconds_is_waited_for(stored, meeting):
-    meeting(four_seconds_late, NOTICE_PORT, CONFIGURATION_PORT)
+def test_daemon_that_answers_late_is_waited_for(stored, meeting):
+    """A second is far from the time-out, also where the machine adds to it."""
+    meeting(late, NOTICE_PORT, CONFIGURATION_PORT)
     expect(stored, SUCCEEDED)
     assert len(stored.events()) == len(SUCCEEDED)
 

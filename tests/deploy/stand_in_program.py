@@ -10,8 +10,8 @@ from service_process import ended_afterwards, start_recorder
 PORT = 8080
 PROGRAM = "/cgi-bin/recording_backup.cgi"
 
-# Answers a download as the real program does, sleeps or crashes where the path says so, and answers
-# anything else with its environment.
+# Answers a download as the real program does, sleeps, crashes or has a status of its own where the
+# path says so, and answers anything else with its environment.
 STAND_IN = r"""
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +27,11 @@ int main() {
     }
     if (!strcmp(text("PATH_INFO"), "/crash")) abort();
     if (!strcmp(text("PATH_INFO"), "/sleep")) sleep(20);
+    if (!strncmp(text("PATH_INFO"), "/says/", 6)) {
+        printf("Status: %s Said\r\nContent-type: application/json\r\n\r\n{}\n\n",
+               text("PATH_INFO") + 6);
+        return 0;
+    }
     long body = 0;
     while (getchar() != EOF) ++body;
     printf("Status: 200 OK\r\nContent-type: application/json\r\n\r\n"

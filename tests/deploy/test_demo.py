@@ -166,7 +166,7 @@ def test_a_wrong_port_number_gives_one_line():
 
 
 @pytest.mark.parametrize("program, name", [("recorder-logd", "recorder-logd"),
-                                           ("smbd", "demo-share")])
+                                           ("apache2", "httpd"), ("smbd", "demo-share")])
 def test_when_a_service_ends_all_end_and_the_message_names_it(program, name):
     with serving(*DEMO) as process:
         found = subprocess.run(["pgrep", "-P", str(process.pid), program], text=True,
@@ -177,3 +177,5 @@ def test_when_a_service_ends_all_end_and_the_message_names_it(program, name):
         assert process.returncode == 1
     for port in (PORT, SHARE_PORT, 10205, 10141, 10150):
         assert not listens(port)
+    left = [command for _, command in processes() if b"apache2" in command or b"smbd" in command]
+    assert left == []

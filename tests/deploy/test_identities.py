@@ -100,7 +100,7 @@ def test_a_log_whose_owner_has_put_a_link_there_is_opened_with_the_owners_rights
     shutil.rmtree(LOGS, ignore_errors=True)
     LOGS.mkdir()
     for place in places:
-        (LOGS / place.name).with_suffix(".log").symlink_to(place)
+        (LOGS / place.stem).symlink_to(place)
     shutil.chown(STATE, *OWNER)
     try:
         with ended_afterwards(start_recorder(free_port())):

@@ -8,7 +8,8 @@ from places import BUILD
 from waiting import SECONDS
 
 # The exposure that a unit may have at most: 10 is a service without any fence.
-MOST = [("recorder-logd", 1.5), ("recording-backupd", 2.0), ("recorder-httpd", 3.7)]
+MOST = [("recorder-logd", 1.5), ("recording-backupd", 2.0), ("recorder-httpd", 3.7),
+        ("recorder-backup-state", 1.5)]
 
 
 @pytest.fixture(scope="module", name="units")
@@ -43,9 +44,29 @@ def test_the_web_servers_unit_lets_the_program_become_root_and_mount(units):
     assert not {"@mount", "@privileged", "@setuid"} & set(unit["SystemCallFilter"].split())
 
 
-def test_a_worker_without_memory_dies_alone(units):
+@pytest.mark.parametrize("name", ["recording-backupd", "recorder-httpd"])
+def test_a_process_without_memory_dies_alone(units, name):
     """By default systemd ends the whole service when the kernel has ended one process of it."""
-    assert settings(units / "recording-backupd.service")["OOMPolicy"] == "continue"
+    assert settings(units / f"{name}.service")["OOMPolicy"] == "continue"
+
+
+def test_what_the_web_servers_main_process_leaves_goes_at_once(units):
+    """By default systemd asks it to go, for 90 seconds, before it starts the next one."""
+    assert settings(units / "recorder-httpd.service")["KillMode"] == "mixed"
+
+
+@pytest.mark.parametrize("name", ["recorder-logd", "recording-backupd"])
+def test_a_service_that_cannot_be_helped_by_a_restart_gets_none(units, name):
+    unit = settings(units / f"{name}.service")
+    assert (unit["Restart"], unit["RestartPreventExitStatus"]) == ("on-failure", "78")
+
+
+def test_the_state_is_copied_each_day_and_seven_copies_stay(units):
+    timer, unit = (settings(units / f"recorder-backup-state.{kind}")
+                   for kind in ("timer", "service"))
+    assert (timer["OnCalendar"], timer["Persistent"]) == ("daily", "yes")
+    assert unit["ExecStart"].endswith(
+        "recorderctl state backup --keep 7 /var/lib/recorder/backups")
 
 
 def test_the_daemon_may_open_recordings(units):

@@ -1,12 +1,17 @@
-"""What ./test says at its end, with real runs of ctest on tests that have been built already."""
+"""What ./test says and leaves, with real runs of ctest on tests that have been built already."""
 import os
+import pty
+import re
 import shutil
+import signal
 import subprocess
+import uuid
+from pathlib import Path
 
 import pytest
 
 from places import SOURCE
-from waiting import SECONDS
+from waiting import SECONDS, wait_until
 
 GOOD = 'add_test(good "true")\n'
 SKIPPED = ('add_test(passed_over "echo" "SKIPPED here")\n'
@@ -20,38 +25,53 @@ def bad(name, script="echo said by $0; exit 3"):
     return f'add_test({name} "bash" "-c" "{script}" "{name}")\n'
 
 
-def stand_in(path):
-    """A program that does nothing, successfully."""
+def stand_in(path, text=""):
+    """A program that does no more than this, successfully."""
     path.parent.mkdir(parents=True, exist_ok=True)
-    path.write_text("#!/bin/sh\n")
+    path.write_text(f"#!/bin/bash\n{text}\n")
     path.chmod(0o755)
 
 
-@pytest.fixture(name="run")
-def tree(tmp_path):
-    """Runs ./test in a tree where nothing is to be installed, prepared or built; gives its exit
-    status and lines. Tests are the contents of a build folder's list of tests."""
-    shutil.copy(SOURCE / "test", tmp_path)
-    (tmp_path / "scripts").mkdir()
-    for name in ("common.sh", "failed_tests"):
-        shutil.copy(SOURCE / "scripts" / name, tmp_path / "scripts")
-    for name in ("scripts/install_dependencies", "scripts/sandbox", "tests/kernel_mount/prepare",
-                 "tools/cmake"):
-        stand_in(tmp_path / name)
+class Tree:
+    """A tree where nothing is to be installed, prepared or built. Tests are the contents of a build
+    folder's list of tests."""
 
-    def run(release, asan=GOOD, arguments=()):
+    def __init__(self, folder):
+        self.folder = folder
+        self.log = folder / "build/test.log"
+        shutil.copy(SOURCE / "test", folder)
+        (folder / "scripts").mkdir()
+        for name in ("build", "common.sh", "failed_tests", "progress.sh", "untouched"):
+            shutil.copy(SOURCE / "scripts" / name, folder / "scripts")
+        for name in ("scripts/install_dependencies", "scripts/sandbox",
+                     "tests/kernel_mount/prepare", "tools/cmake"):
+            stand_in(folder / name)
+
+    def start(self, release, asan=GOOD, arguments=(), **kinds):
         for preset, tests in (("release", release), ("asan", asan)):
-            folder = tmp_path / "build" / preset
+            folder = self.folder / "build" / preset
             folder.mkdir(parents=True, exist_ok=True)
             (folder / "CTestTestfile.cmake").write_text(tests)
-        done = subprocess.run(
-            [tmp_path / "test", *arguments], text=True, errors="replace",
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-            timeout=SECONDS, env={**os.environ, "PATH": f"{tmp_path}/tools:{os.environ['PATH']}"},
-            check=False)
-        return done.returncode, done.stdout.splitlines()
+        path = f"{self.folder}/tools:{os.environ['PATH']}"
+        return subprocess.Popen([self.folder / "test", *arguments], stderr=subprocess.STDOUT,
+                                env={**os.environ, "PATH": path}, **kinds)
 
-    return run
+    def run(self, *tests, **kinds):
+        """Exit status and lines."""
+        with self.start(*tests, **kinds, text=True, errors="replace",
+                        stdout=subprocess.PIPE) as process:
+            said, _ = process.communicate(timeout=SECONDS)
+        return process.returncode, said.splitlines()
+
+
+@pytest.fixture(name="tree")
+def fresh_tree(tmp_path):
+    return Tree(tmp_path)
+
+
+@pytest.fixture(name="run")
+def its_run(tree):
+    return tree.run
 
 
 def test_without_a_failure_the_counts_are_all(run):
@@ -126,3 +146,93 @@ def test_an_unknown_option_fails_in_one_line_at_once(run, arguments):
 
 def test_an_option_without_its_value_fails_in_one_line(run):
     assert run(release=GOOD, arguments=["-R"]) == (1, ["test: -R needs a value; see --help"])
+
+
+# --- what is said when all is well ----------------------------------------------------------------
+
+def without_times(lines):
+    return [re.sub(r"\b[0-9]+ s$", "T s", line) for line in lines]
+
+
+def test_when_all_is_well_a_handful_of_lines_is_said(run):
+    _, lines = run(release="".join(GOOD.replace("good", f"good_{at}") for at in range(500)))
+    assert without_times(lines) == [
+        "packages: T s", "build/release: T s", "build/asan: T s",
+        "tests of build/release: 500 in T s", "tests of build/asan: 1 in T s",
+        "all of what was said: build/test.log", "501 passed, 0 failed"]
+
+
+def test_all_of_what_was_said_is_in_the_log(tree):
+    stand_in(tree.folder / "scripts/install_dependencies", "echo installing here")
+    stand_in(tree.folder / "tools/cmake", "echo building here")
+    stand_in(tree.folder / "tests/kernel_mount/prepare", "echo preparing here")
+    tree.run(release=GOOD + bad("talker", "seq 1000; exit 1"))
+    log = tree.log.read_text()
+    assert [line for line in log.splitlines() if line.endswith("ing here")] == [
+        "installing here", "building here", "building here", "preparing here"]
+    assert "1/2 Test #1: good" in log
+    assert "\n1\n2\n3\n" in log
+
+
+def test_the_log_is_the_last_run_s(tree):
+    tree.run(release=bad("talker"))
+    tree.run(release=GOOD)
+    assert "talker" not in tree.log.read_text()
+
+
+@pytest.mark.parametrize("option", ["-V", "-VV", "--verbose"])
+def test_whoever_wants_to_see_everything_sees_it(tree, option):
+    _, lines = tree.run(release='add_test(talker "echo" "some words")\n', arguments=[option])
+    assert [line for line in lines if line.endswith(": some words")]
+    assert ": some words\n" in tree.log.read_text()
+
+
+def test_a_terminal_sees_progress_in_place(tree):
+    stand_in(tree.folder / "tools/cmake", 'echo "[1/2] Building x"')
+    master, slave = pty.openpty()
+    with tree.start(GOOD + bad("second"), stdout=slave, stdin=slave) as process:
+        os.close(slave)
+        said = b""
+        try:
+            while part := os.read(master, 4096):
+                said += part
+        except OSError:  # the last of the other side is gone
+            pass
+        process.wait(SECONDS)
+    os.close(master)
+    shown = said.decode().split("\r\x1b[K")
+    for line in ("build/release: 1 of 2 files", "tests of build/release: 1 of 2",
+                 "tests of build/release: 2 of 2", "tests of build/asan: 1 of 1"):
+        assert line in shown
+
+
+def test_a_build_that_fails_shows_its_end_and_names_the_log(tree):
+    stand_in(tree.folder / "tools/cmake", "seq 1000; echo at last >&2; exit 3")
+    status, lines = tree.run(release=GOOD)
+    assert status == 1
+    assert "at last" in lines
+    assert lines[-1] == ("test: build/release: failed or was interrupted; all of what was said is "
+                         f"in {tree.log}")
+    assert len(lines) < 80
+
+
+def test_an_interruption_ends_the_tests(tree):
+    """As at a terminal, where the signal goes to all of the process group. ./test ends when the
+    last that might still speak has ended."""
+    begun = tree.folder / "build/begun"
+    tests = f'add_test(endless "bash" "-c" "touch {begun}; sleep 1000")\n'
+    with tree.start(tests, stdout=subprocess.DEVNULL, start_new_session=True) as process:
+        wait_until(begun.exists, "the test's start")
+        os.killpg(process.pid, signal.SIGINT)
+        assert process.wait(SECONDS) != 0
+
+
+# --- the machine ----------------------------------------------------------------------------------
+
+@pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
+                    reason="in place tests are on the machine itself")
+@pytest.mark.parametrize("place", ["/", "/etc", "/var/lib", "/tmp"])
+def test_what_a_test_would_leave_on_the_machine_is_not_there(run, place):
+    planted = Path(place) / f"planted-{uuid.uuid4()}"
+    run(release=bad("stray", f"touch {planted}"))
+    assert not planted.exists()

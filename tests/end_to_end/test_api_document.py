@@ -7,10 +7,10 @@ import pytest
 
 from places import SOURCE, STORAGE
 from stand_alone_recorder import ROOT_URL, Recorder
+from waiting import SECONDS
 
 PAGE = (SOURCE / "docs/api.md").read_text()
 ANY = "<any>"
-SECONDS = 20
 
 
 class Message:

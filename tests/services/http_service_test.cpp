@@ -95,7 +95,9 @@ void add_routes(HttpService& service, int port) {
     try {
         HttpService service("code", {geteuid()});
         add_routes(service, port);
-        if (write(ready, "+", 1) == 1) service.run();
+        service.run([ready] {
+            if (write(ready, "+", 1) != 1) throw std::runtime_error("nobody waits");
+        });
         status = 0;
     } catch (const std::exception& error) {
         fputs(error.what(), stderr);
@@ -329,6 +331,18 @@ TEST(JsonReply, IsPrintedWithoutBlanksAndEscapedSlashes) {
     const HttpReply reply = json_reply(object);
     EXPECT_EQ(reply.content_type, "application/json");
     EXPECT_EQ(reply.body, "\"a/b \xEF\xBF\xBD\"");
+}
+
+TEST(HttpServiceSignals, EndItInAnOrderlyWayFromTheMomentItIsReady) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        HttpService service("code", {geteuid()});
+        int ready = 0;
+        service.run([&] {
+            ++ready;
+            raise(number);
+        });
+        EXPECT_EQ(ready, 1);
+    }
 }
 
 }  // namespace

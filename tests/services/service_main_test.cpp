@@ -70,11 +70,15 @@ TEST_F(ServiceMain, ServesNothingWithoutAStateFolder) {
     }
 }
 
-TEST_F(ServiceMain, RefusesArgumentsThatNobodyKnows) {
+TEST_F(ServiceMain, RefusesArgumentsThatNobodyKnowsInOneLine) {
     setenv("RECORDER_STATE", folder_.path().c_str(), 1);
     bool served = false;
-    EXPECT_GT(run([&] { served = true; }, {"--fast"}), 0);
+    EXPECT_GT(run([&] { served = true; }, {"--fast", "a\nb\xFF"}), 1);
     EXPECT_FALSE(served);
+    EXPECT_EQ(
+        said_,
+        "recorder-x: The following arguments were not expected: a\\nb\xEF\xBF\xBD --fast; see "
+        "--help\n");
 }
 
 TEST(PlaceOf, NamesOnePortOrTwo) {

@@ -114,7 +114,7 @@ class House:
 
     def database(self, sql, *values):
         """Asks the daemon's own database."""
-        connection = sqlite3.connect(STATE / "backupd.db", timeout=30)
+        connection = sqlite3.connect(STATE / "backupd.db", timeout=SECONDS)
         connection.row_factory = sqlite3.Row
         try:
             return [dict(row) for row in connection.execute(sql, values)]

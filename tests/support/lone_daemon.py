@@ -132,7 +132,7 @@ class LoneDaemon(StateFolder):
 
     def memory(self, sql):
         """Asks the daemon's own database."""
-        with closing(sqlite3.connect(self.path / "backupd.db", timeout=30)) as database:
+        with closing(sqlite3.connect(self.path / "backupd.db", timeout=SECONDS)) as database:
             return database.execute(sql).fetchall()
 
     @property

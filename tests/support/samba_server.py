@@ -68,10 +68,12 @@ class SambaServer:
                        capture_output=True)
 
     def reload(self):
-        """Has the running processes take up changed settings."""
+        """Has the running processes take up changed settings; the one that takes connections has
+        done so when this returns, since it answers messages in their order."""
         self.write_config()
-        subprocess.run(["/usr/bin/smbcontrol", "-s", self.config, "smbd", "reload-config"],
-                       check=True, timeout=SECONDS)
+        for who, *message in ("smbd", "reload-config"), (str(self.process.pid), "ping"):
+            subprocess.run(["/usr/bin/smbcontrol", "-s", self.config, who, *message],
+                           check=True, timeout=SECONDS, stdout=subprocess.DEVNULL)
 
     def answers(self):
         assert self.process.poll() is None, self.log()

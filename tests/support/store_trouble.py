@@ -8,7 +8,7 @@ from contextlib import contextmanager, suppress
 from backup_house import MIB, House, noise
 from loopback import request_json
 from places import STATE
-from waiting import wait_until
+from waiting import SECONDS, wait_until
 
 NOTICES = (10205, "/databackupService/notify")
 TASKS = (10141, "/cfg/DataBackupService")
@@ -22,7 +22,7 @@ class Lock:
     """Holds a database as another writer does, until release() or for so many seconds."""
 
     def __init__(self, name, seconds=None):
-        self.connection = sqlite3.connect(STATE / name, timeout=60, isolation_level=None,
+        self.connection = sqlite3.connect(STATE / name, timeout=SECONDS, isolation_level=None,
                                           check_same_thread=False)
         self.connection.execute("BEGIN EXCLUSIVE")
         self.timer = None

@@ -44,3 +44,14 @@ def test_progress_of_runs_is_told_as_the_daemon_has_written_it(state):
     with closing(sqlite3.connect(state.path / "backupd.db")) as memory:
         memory.execute("PRAGMA user_version = 99")
     assert "backupd.db has schema 99" in refused(state, "backup", "progress")
+
+
+def test_copies_to_be_compared_once_more_are_counted_whether_the_daemon_runs_or_not(state):
+    assert refused(state, "backup", "recheck") == (
+        f"there is no {state.path}/backupd.db; the daemon makes it when it starts")
+    state.add_tasks(1)
+    with running("recording-backupd", state):
+        assert state.ctl("backup", "recheck", "1").startswith("0 copies will be compared ")
+    assert state.ctl("backup", "recheck").startswith("0 copies will be compared ")
+    for unknown in ("2", "x", ""):
+        assert refused(state, "backup", "recheck", unknown) == f"there is no task {unknown}"

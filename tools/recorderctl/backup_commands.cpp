@@ -1,4 +1,4 @@
-// recorderctl backup: what backups will do, asked of the daemon's program, and what they have done.
+// recorderctl backup: what backups will do and have done, and what they are to look at once more.
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
@@ -64,6 +64,20 @@ void print_plan(const std::string& task_id, bool json) {
         print_for_people(plan);
 }
 
+void recheck(const std::string& whose) {
+    const std::string said = output_of_service("recording-backupd", {"--recheck", whose});
+    std::cout << said.substr(0, said.find('\n'))
+              << " copies will be compared with their recordings by the next runs\n";
+}
+
+void add_recheck_command(CLI::App& group) {
+    const auto task_id = std::make_shared<std::string>("all");
+    CLI::App* command = group.add_subcommand(
+        "recheck", "Have the next runs compare all copies with their recordings");
+    command->add_option("TASK", *task_id, "Those alone that this task has made");
+    command->callback([task_id] { recheck(*task_id); });
+}
+
 }  // namespace
 
 void add_backup_commands(CLI::App& app) {
@@ -82,6 +96,8 @@ void add_backup_commands(CLI::App& app) {
         group->add_subcommand("progress", "Tell how far each task's last run has come");
     progress->add_flag("--json", *json, "One JSON object a line; times in milliseconds");
     progress->callback([json] { print_progress(*json); });
+
+    add_recheck_command(*group);
 }
 
 }  // namespace recorderctl

@@ -4,10 +4,9 @@
 #include <filesystem>
 #include <iostream>
 
-#include "platform/standalone/store/one_line.h"
+#include "platform/standalone/store/complain.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
-#include "platform/standalone/store/utf8.h"
 #include "platform/version.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/misuse.h"
@@ -18,6 +17,8 @@
 namespace recorderctl {
 
 namespace {
+
+constexpr char NAME[] = "recorderctl";
 
 standalone::Database open_database(const std::string& path, standalone::Migrations steps) {
     if (!std::filesystem::exists(path))
@@ -45,13 +46,8 @@ void add_state_option(CLI::App& app) {
         ->trigger_on_parse();
 }
 
-/// On one line, whatever names are in it.
-void complain(const std::string& what) {
-    std::cerr << "recorderctl: " << standalone::one_line(standalone::valid_utf8(what)) << '\n';
-}
-
 int run(int count, char** arguments) {
-    CLI::App app("Sets up and looks after the state of a stand-alone recorder.", "recorderctl");
+    CLI::App app("Sets up and looks after the state of a stand-alone recorder.", NAME);
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", std::string("recorderctl ") + RECORDER_VERSION);
@@ -77,7 +73,7 @@ int run(int count, char** arguments) {
     } catch (const CLI::Success& asked) {
         return app.exit(asked);
     } catch (const CLI::ParseError& error) {
-        complain(misuse(app, error) + "; see --help");
+        standalone::complain_of_misuse(NAME, misuse(app, error));
         return error.get_exit_code();
     }
 }
@@ -102,7 +98,7 @@ int main(int count, char** arguments) {
     try {
         return recorderctl::run(count, arguments);
     } catch (const std::exception& error) {
-        recorderctl::complain(error.what());
+        standalone::complain(recorderctl::NAME, error.what());
         return EXIT_FAILURE;
     }
 }

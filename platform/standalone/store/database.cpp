@@ -116,6 +116,9 @@ struct Database::Waits {
     using Clock = std::chrono::steady_clock;
     static constexpr std::chrono::seconds WINDOW{1};
     static constexpr std::chrono::milliseconds STEP{5};
+    /// What a step counts for at most. When it took longer, the machine had no time for us, and
+    /// perhaps none for who holds the database either.
+    static constexpr std::chrono::milliseconds MOST{10};
 
     std::chrono::milliseconds longest;
     Clock::time_point since{};
@@ -132,7 +135,7 @@ struct Database::Waits {
         }
         if (waits.spent >= waits.longest) return 0;
         std::this_thread::sleep_for(STEP);
-        waits.spent += Clock::now() - now;
+        waits.spent += std::min<Clock::duration>(Clock::now() - now, MOST);
         return 1;
     }
 };

@@ -77,7 +77,7 @@ public:
     int changes();
     /// From now on the waits of all calls within a second add up to `longest` and no more: for a
     /// thread that must answer others meanwhile. A call that comes when they are used up does not
-    /// wait at all.
+    /// wait at all. Time in which the machine let this thread do nothing hardly counts.
     void limit_waiting(std::chrono::milliseconds longest);
     sqlite3* handle() { return connection_.get(); }
 

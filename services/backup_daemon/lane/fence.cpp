@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <system_error>
 
 #include "services/backup_daemon/lane/call_filter.h"
+#include "services/backup_daemon/lane/errno_failure.h"
 #include "services/backup_daemon/lane/landlock.h"
 
 namespace services {
@@ -23,7 +23,7 @@ namespace {
 constexpr rlim_t DESCRIPTORS = 64;
 
 void require(bool done, const char* what) {
-    if (!done) throw std::system_error(errno, std::generic_category(), what);
+    if (!done) fail_with_errno(what);
 }
 
 /// What no program that is run can ever have again. Only whoever has CAP_SETPCAP may drop it; for

@@ -7,12 +7,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <system_error>
 
 #include "platform/standalone/store/file_handle.h"
+#include "services/backup_daemon/lane/errno_failure.h"
 
 namespace services {
 namespace {
@@ -54,10 +53,6 @@ struct Forbidden {
     std::uint64_t scopes = 0;
 };
 
-[[noreturn]] void fail(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 std::uint64_t forbidden_files(long version) {
     return FORBIDDEN_AT_FIRST | (version >= 2 ? REFER : 0) | (version >= 3 ? TRUNCATE : 0);
 }
@@ -71,7 +66,7 @@ std::size_t known_size(long version) {
 /// A file has no entries that could be read.
 std::uint64_t reading(int place) {
     struct stat found {};
-    if (fstat(place, &found) != 0) fail("fstat");
+    if (fstat(place, &found) != 0) fail_with_errno("fstat");
     return LANDLOCK_ACCESS_FS_READ_FILE |
            (S_ISDIR(found.st_mode) ? LANDLOCK_ACCESS_FS_READ_DIR : 0);
 }
@@ -81,13 +76,13 @@ void allow_reading(int rules, const char* path) {
     if (!place) return;
     const landlock_path_beneath_attr rule{reading(place.get()), place.get()};
     if (syscall(SYS_landlock_add_rule, rules, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0)
-        fail("landlock_add_rule");
+        fail_with_errno("landlock_add_rule");
 }
 
 void allow_port(int rules, std::uint64_t port) {
     const PortRule rule{CONNECT, port};
     if (syscall(SYS_landlock_add_rule, rules, RULE_OF_A_PORT, &rule, 0) != 0)
-        fail("landlock_add_rule");
+        fail_with_errno("landlock_add_rule");
 }
 
 void allow_connecting(int rules, int port) {
@@ -106,10 +101,11 @@ bool shut_off(int port) {
                               version >= 6 ? OTHERS : 0};
     const FileHandle rules(
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &forbidden, known_size(version), 0)));
-    if (!rules) fail("landlock_create_ruleset");
+    if (!rules) fail_with_errno("landlock_create_ruleset");
     if (knows_ports) allow_connecting(rules.get(), port);
     for (const char* path : READABLE) allow_reading(rules.get(), path);
-    if (syscall(SYS_landlock_restrict_self, rules.get(), 0) != 0) fail("landlock_restrict_self");
+    if (syscall(SYS_landlock_restrict_self, rules.get(), 0) != 0)
+        fail_with_errno("landlock_restrict_self");
     return true;
 }
 

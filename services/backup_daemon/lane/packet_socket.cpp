@@ -6,19 +6,17 @@
 
 #include <cerrno>
 #include <cstring>
-#include <system_error>
+
+#include "services/backup_daemon/lane/errno_failure.h"
 
 namespace services {
 namespace {
 
-[[noreturn]] void fail(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 /// The kernel's usual limit of one packet is a little above 200 KiB.
 void make_room(int socket) {
     constexpr int ROOM = LARGEST_PACKET;
-    if (setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &ROOM, sizeof ROOM) != 0) fail("setsockopt");
+    if (setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &ROOM, sizeof ROOM) != 0)
+        fail_with_errno("setsockopt");
 }
 
 /// Room for the descriptor of one file.
@@ -85,7 +83,8 @@ Received receive_with(int socket, int flags, standalone::FileHandle* file = null
 
 std::pair<standalone::FileHandle, standalone::FileHandle> connected_sockets() {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) fail("socketpair");
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
+        fail_with_errno("socketpair");
     std::pair sockets{standalone::FileHandle(ends[0]), standalone::FileHandle(ends[1])};
     make_room(sockets.first.get());
     make_room(sockets.second.get());

@@ -6,12 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <memory>
-#include <system_error>
 #include <vector>
 
 #include "services/backup_daemon/copy/smb_share.h"
+#include "services/backup_daemon/lane/errno_failure.h"
 #include "services/backup_daemon/lane/fence.h"
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/backup_daemon/lane/worker_body.h"
@@ -60,7 +59,7 @@ Worker::Worker(const Work& work, int port) {
     auto [ours, theirs] = connected_sockets();
     const pid_t daemon = getpid();
     process_ = fork();
-    if (process_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
+    if (process_ < 0) fail_with_errno("fork");
     if (process_ == 0) live(theirs.get(), daemon, work, port);
     socket_ = std::move(ours);
 }

@@ -103,8 +103,10 @@ public:
     virtual std::vector<CopiedFile> older_than(const std::string& day, int limit,
                                                const std::set<std::string>& kept) = 0;
 
+    static constexpr long long ALL = std::numeric_limits<long long>::max();
+
     /// How much older_than() could tell of in all, counted oldest day first until it has `enough`
-    /// bytes.
+    /// bytes; never, for ALL.
     virtual Amount amount_older_than(const std::string& day, const std::set<std::string>& kept,
                                      long long enough) = 0;
 

@@ -1,6 +1,8 @@
 // The memory of one task's copies on one destination, in the daemon's own database.
 #include "services/backup_daemon/memory/copy_store.h"
 
+#include "services/backup_daemon/memory/path_range.h"
+
 namespace services {
 namespace {
 
@@ -40,12 +42,6 @@ Checkpoint load_checkpoint(standalone::Statement& row) {
 /// As newest_days() names it.
 std::string day_of_camera(const CopiedFile& file) {
     return file.path.substr(0, file.path.find('/') + 1) + file.day;
-}
-
-/// The first text behind all those that begin with `folder`, which ends with a slash.
-std::string behind(std::string folder) {
-    folder.back() = '/' + 1;
-    return folder;
 }
 
 }  // namespace

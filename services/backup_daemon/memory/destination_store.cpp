@@ -3,6 +3,8 @@
 
 #include <array>
 
+#include "services/backup_daemon/memory/path_range.h"
+
 namespace services {
 namespace {
 
@@ -29,11 +31,6 @@ constexpr std::array TAKE_IN = {
 constexpr std::array DROP = {"DELETE FROM copied_file WHERE destination = ?",
                              "DELETE FROM checkpoint WHERE destination = ?",
                              "DELETE FROM destination WHERE id = ?"};
-
-/// The first text behind all those that begin with `folder` and a slash.
-std::string behind(const std::string& folder) {
-    return folder + static_cast<char>('/' + 1);
-}
 
 }  // namespace
 
@@ -119,7 +116,7 @@ std::set<std::string> DestinationStore::folders_of_copies() {
         const std::string path = row.text(0);
         const std::string folder = path.substr(0, path.find('/'));
         folders.insert(folder);
-        from = behind(folder);
+        from = behind(folder + '/');
         row.reset();
     }
 }

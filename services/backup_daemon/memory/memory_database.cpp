@@ -63,11 +63,11 @@ Memory open_memory() {
             Database(path, Database::Access::writing, Database::Durability::deferred)};
 }
 
-Database read_memory() {
+Database open_existing_memory(Database::Access access) {
     const std::string path = memory_database_path();
     if (!std::filesystem::exists(path))
         throw std::runtime_error("there is no " + path + "; the daemon makes it when it starts");
-    Database memory(path, Database::Access::reading);
+    Database memory(path, access);
     standalone::require_current(memory, path, MEMORY_STEPS);
     return memory;
 }

@@ -25,10 +25,10 @@ struct Memory {
 ///         program
 Memory open_memory();
 
-/// Opens it, to read and never to write.
+/// Opens it beside the daemon.
 /// @throws std::runtime_error when there is none, or when its schema is another one than this
 ///         program's; the daemon brings it up to date when it starts
-standalone::Database read_memory();
+standalone::Database open_existing_memory(standalone::Database::Access access);
 
 /// Forgets next runs, progress and dates of all tasks but these. Copies outlive their task.
 /// Checkpoints do until the unfinished file is gone from the share: they are marked as abandoned,

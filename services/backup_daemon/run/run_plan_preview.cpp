@@ -1,16 +1,10 @@
 // What a run's plan tells of a run that is not to happen yet.
 #include <algorithm>
-#include <limits>
 #include <set>
 
 #include "services/backup_daemon/run/run_plan.h"
 
 namespace services {
-namespace {
-
-constexpr long long ALL = std::numeric_limits<long long>::max();
-
-}  // namespace
 
 RunPreview RunPlan::preview() {
     RunPreview seen = weighed_;
@@ -30,7 +24,8 @@ RunPreview RunPlan::preview() {
     seen.failure = failure();
     seen.why_copies_stay = why_copies_stay();
     if (!goal_.first_kept_day.empty() && seen.why_copies_stay.empty())
-        seen.too_old = memory_.amount_older_than(goal_.first_kept_day, memory_.newest_days(), ALL);
+        seen.too_old =
+            memory_.amount_older_than(goal_.first_kept_day, memory_.newest_days(), CopyMemory::ALL);
     return seen;
 }
 

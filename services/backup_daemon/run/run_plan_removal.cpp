@@ -1,6 +1,5 @@
 // What a run's plan makes of copies that have gone from the share, or have not.
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "services/backup_daemon/run/run_plan.h"
@@ -10,8 +9,6 @@ namespace {
 
 // Files that stood in the place of a copy and get an event of their own.
 constexpr long long NOT_OURS_TOLD = 10;
-
-constexpr long long ALL = std::numeric_limits<long long>::max();
 
 /// Bytes that the share has lost.
 long long bytes_gone(const std::vector<CopiedFile>& copies, const std::vector<Fate>& fates) {
@@ -36,7 +33,8 @@ std::string RunPlan::retention_text() {
                        goal_.first_kept_day + " removed";
     const std::string why = why_copies_stay();
     if (!why.empty()) return text + ": " + why;
-    const long long kept = memory_.amount_older_than(goal_.first_kept_day, {}, ALL).files;
+    const long long kept =
+        memory_.amount_older_than(goal_.first_kept_day, {}, CopyMemory::ALL).files;
     if (kept == 0) return text;
     return text + "; " + std::to_string(kept) + " stay, of the newest day that a camera has";
 }

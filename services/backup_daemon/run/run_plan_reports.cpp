@@ -18,8 +18,8 @@ constexpr long long FAILURES_TOLD = 10;
 // So many files refused one after the other: it is the share, not the files.
 constexpr int MOST_DENIED = 20;
 
-/// A file that is of no weight to the run: another task's, which is deleted.
-bool is_listing(const Work& work) {
+/// It reads folders of recordings.
+bool is_listing_recordings(const Work& work) {
     return std::holds_alternative<FindDays>(work.what) ||
            std::holds_alternative<LookAtDay>(work.what) ||
            std::holds_alternative<SeekRecordings>(work.what);
@@ -212,7 +212,7 @@ FailureStep RunPlan::try_again(LaneId lane, const Failed& failed) {
 FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     const Work& work = given_.at(lane);
     const auto* copy = std::get_if<CopyFile>(&work.what);
-    const bool unread = failed.kind == FailureKind::source && is_listing(work);
+    const bool unread = failed.kind == FailureKind::source && is_listing_recordings(work);
     if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
     if (copy) {
         sampling_.spoilt.erase(copy->path);

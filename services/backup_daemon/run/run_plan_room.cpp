@@ -1,7 +1,6 @@
 // What a run's plan does about room on the share: weighs, has older copies make way, sees whether
 // that has helped.
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "services/backup_daemon/run/run_plan.h"
@@ -14,8 +13,6 @@ constexpr int ROOM_FILES = 100;
 
 // A share that has more than this part of its bytes free is not full, whatever it refuses.
 constexpr long long SPACIOUS = 10;
-
-constexpr long long ALL = std::numeric_limits<long long>::max();
 
 std::string bytes_text(long long bytes) {
     return std::to_string(bytes) + " bytes";
@@ -36,7 +33,8 @@ RunPlan::Answer RunPlan::answer(WeighRun&, const Room& found) {
     for (const Checkpoint& checkpoint : memory_.checkpoints()) needed -= checkpoint.offset;
     const bool may_remove = goal_.when_full == WhenFull::remove_oldest && why_copies_stay().empty();
     const std::string last = days_.empty() ? "" : days_.back().where.day;
-    const long long removable = may_remove ? memory_.amount_older_than(last, {}, ALL).bytes : 0;
+    const long long removable =
+        may_remove ? memory_.amount_older_than(last, {}, CopyMemory::ALL).bytes : 0;
     weighed_.room = found.room;
     weighed_.can_make_way = removable;
     weighed_.fits = needed - found.room->free <= removable;

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "platform/recorder_log.h"
+#include "tests/support/patience.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
@@ -181,7 +182,7 @@ TEST_F(DebugFileTest, WaitsForAProcessThatIsPuttingTheFileAside) {
     }
     const std::string waiter = "-> FLOCK  ADVISORY  WRITE " + std::to_string(other) + " ";
     siginfo_t ended{};
-    for (int tries = 0; tries < 2000 && ended.si_pid == 0; ++tries) {
+    for (int waited = 0; waited < PATIENCE_MS && ended.si_pid == 0; ++waited) {
         if (read_file("/proc/locks").find(waiter) != std::string::npos) break;
         waitid(P_PID, static_cast<id_t>(other), &ended, WEXITED | WNOHANG | WNOWAIT);
         usleep(1000);

@@ -10,6 +10,7 @@
 
 #include "platform/standalone/store/file_handle.h"
 #include "platform/utilities.h"
+#include "tests/support/patience.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
@@ -296,7 +297,7 @@ TEST_F(RunProgram, KillsAProgramAndItsChildrenWhenTheTimeIsUp) {
     const std::string status =
         "/proc/" + std::to_string(std::stoi(read_file(folder_.path() + "/child"))) + "/stat";
     // Gone, or a zombie that init has not collected yet.
-    for (int tries = 0; tries < 100 && sleeps(status); ++tries) usleep(50'000);
+    for (int waited = 0; waited < PATIENCE_MS && sleeps(status); waited += 50) usleep(50'000);
     EXPECT_FALSE(sleeps(status));
 }
 
@@ -305,7 +306,7 @@ TEST_F(RunProgram, DoesNotWaitForWhatAProgramLeavesBehind) {
                   {.stdout_path = out_.c_str(),
                    .stderr_path = err_.c_str(),
                    .arguments = {"/bin/sh", "-c", "echo done; sleep 1000 & echo $! >&2; exit 4"},
-                   .limit = 10s}),
+                   .limit = PATIENCE}),
               4);
     EXPECT_EQ(read_file(out_), "done\n");
     EXPECT_EQ(kill(std::stoi(read_file(err_)), SIGKILL), 0);

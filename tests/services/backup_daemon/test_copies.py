@@ -10,7 +10,7 @@ from event_ids import RETENTION_PASS, RUN_FAILED, RUN_STARTED
 from fault_proxy import CRAWL, FaultProxy
 from places import STATE
 from recorder_clock import day_name, local
-from waiting import wait_until
+from waiting import SECONDS, wait_until
 
 
 def names(house):
@@ -177,7 +177,7 @@ def test_forced_task_takes_the_place_of_the_running_one(house):
 
 
 def set_due(house, task_id, due):
-    connection = sqlite3.connect(STATE / "backupd.db", timeout=30)
+    connection = sqlite3.connect(STATE / "backupd.db", timeout=SECONDS)
     with connection:
         connection.execute("UPDATE next_run SET due = ? WHERE taskID = ?", (due, task_id))
     connection.close()

@@ -11,6 +11,7 @@ from event_ids import COPY_NOT_REMOVED, RETENTION_PASS, ROOM_MADE, SHARE_FULL, W
 from places import STATE
 from recorder_clock import day_name
 from small_share import SmallShare
+from waiting import SECONDS
 
 
 def record_days(house, days, size=1000):
@@ -27,7 +28,7 @@ def temporary_files(house):
 
 
 def write_memory(sql, *values):
-    with closing(sqlite3.connect(STATE / "backupd.db", timeout=30)) as database, database:
+    with closing(sqlite3.connect(STATE / "backupd.db", timeout=SECONDS)) as database, database:
         database.execute(sql, values)
 
 

@@ -18,7 +18,7 @@ from older_registry import TO_SCHEMA_1
 from places import SOURCE, STATE, STORAGE
 from recorder_clock import day_name
 from samba_server import SambaServer
-from waiting import wait_until
+from waiting import SECONDS, wait_until
 
 MARKER = ".recording-backup"
 
@@ -220,7 +220,7 @@ def test_copies_in_a_folder_that_another_recorder_has_now_do_not_count_below_it(
     before = marker(shared)
     (shared / MARKER / "recorder.json").write_text(json.dumps({**before, "recorder": "9" * 32}))
     # What made room there is missing here.
-    with closing(sqlite3.connect(STATE / "backupd.db", timeout=30)) as memory, memory:
+    with closing(sqlite3.connect(STATE / "backupd.db", timeout=SECONDS)) as memory, memory:
         memory.execute("UPDATE copied_file SET removed = 1 WHERE day = ?", (day_name(1),))
     house.run(task_id)
     own = f"recorder/Recorder {before['recorder'][:8]}"

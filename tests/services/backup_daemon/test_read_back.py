@@ -1,7 +1,7 @@
 """A server that forgets what it had: the next run finds it in a sample of its copies, and tells."""
 import os
 
-from backup_house import FAILED, MIB, noise
+from backup_house import FAILED, MIB, SUCCESS, noise
 from event_ids import COPY_SPOILT, FILE_NOT_COPIED
 from places import STORAGE
 from recorder_clock import day_name
@@ -96,3 +96,54 @@ def test_file_that_somebody_has_put_in_the_place_of_a_copy_is_told_and_stays(hou
         f"{path_of(1)} has another content than it was made with"]
     assert copy_of(house, 1).read_bytes() == foreign
     assert house.progress(task_id)[0]["files_failed"] == 1
+
+
+# --- all copies, when somebody asks for it --------------------------------------------------------
+
+def recheck(house, *whose):
+    return house.recorder.ctl("backup", "recheck", *whose)
+
+
+def test_copies_that_are_asked_about_are_compared_and_only_what_differs_is_made_anew(house):
+    record_days(house, range(4))
+    task_id = house.create()
+    house.run(task_id)
+    house.run(task_id)  # the sample of what the first one has copied
+    forget(house, 2)
+    before = copy_of(house, 1).stat()
+    house.run(task_id)
+    assert house.shared() != house.sources(), "no sample is taken of it any more"
+    assert recheck(house, task_id) == (
+        "4 copies will be compared with their recordings by the next runs\n")
+    house.run(task_id)
+    assert house.shared() == house.sources()
+    after = copy_of(house, 1).stat()
+    assert (after.st_ino, after.st_mtime_ns) == (before.st_ino, before.st_mtime_ns)
+    assert min(row["modified_ns"] for row in house.copied().values()) > 0
+
+
+def test_copies_of_other_tasks_are_left_unless_all_are_asked_about(house):
+    record_days(house, range(2))
+    first = house.create()
+    house.run(first)
+    second = house.create(destPath="/backup/other")
+    house.run(second)
+    assert recheck(house, second).startswith("2 copies ")
+    doubted = house.database("SELECT * FROM copied_file WHERE modified_ns < 0")
+    assert [row["taskID"] for row in doubted] == [int(second)] * 2
+    assert recheck(house).startswith("4 copies ")
+
+
+def test_copies_may_be_asked_about_while_a_run_goes_on(house):
+    record_days(house, range(8))
+    task_id = house.create()
+    house.force(task_id)
+    asked = 0
+    while house.status(task_id) not in (SUCCESS, FAILED):
+        recheck(house)
+        asked += 1
+    assert asked > 0
+    assert house.status(task_id) == SUCCESS
+    house.run(task_id)
+    assert house.shared() == house.sources()
+    assert {row["modified_ns"] > 0 for row in house.copied().values()} == {True}

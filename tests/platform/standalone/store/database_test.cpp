@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/standalone/store/schema.h"
+#include "tests/support/patience.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
@@ -147,7 +148,7 @@ TEST_F(DatabaseTest, StatementThatFailedCanBeRunAgain) {
 
 TEST_F(DatabaseTest, CallWaitsForAnotherWriterThatIsDoneSoon) {
     Database database(path_, Access::writing);
-    database.limit_waiting(1min);
+    database.limit_waiting(PATIENCE);
     Database other(path_, Access::writing);
     auto writer = std::make_unique<Transaction>(other);
     std::atomic<bool> done = false;

@@ -15,6 +15,7 @@
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/backup_daemon/lane/worker.h"
 #include "tests/services/backup_daemon/lane/file_answers.h"
+#include "tests/support/patience.h"
 
 /// Sends a report from inside a process.
 inline void say(int socket, const services::WorkerReport& report) {
@@ -30,7 +31,7 @@ inline void stay(int socket) {
 /// Waits until there is something to receive.
 inline std::optional<services::WorkerReport> next_report(services::Worker& worker) {
     pollfd ready{.fd = worker.descriptor(), .events = POLLIN, .revents = 0};
-    EXPECT_EQ(poll(&ready, 1, 60'000), 1);
+    EXPECT_EQ(poll(&ready, 1, PATIENCE_MS), 1);
     return worker.receive();
 }
 

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "tests/services/backup_daemon/lane/worker_talk.h"
+#include "tests/support/patience.h"
 #include "tests/support/temporary_state.h"
 
 using namespace services;
@@ -32,7 +33,7 @@ bool exists(pid_t process) {
 }
 
 void wait_until_reaped(pid_t process) {
-    for (int times = 0; times < 6000 && exists(process); ++times) {
+    for (int waited = 0; waited < PATIENCE_MS && exists(process); waited += 10) {
         Worker::reap();
         usleep(10'000);
     }

@@ -20,6 +20,7 @@
 #include "services/backup_daemon/lane/packet_socket.h"
 #include "services/clock.h"
 #include "tests/services/backup_daemon/lane/file_answers.h"
+#include "tests/support/patience.h"
 #include "tests/support/temporary_state.h"
 
 using namespace services;
@@ -29,8 +30,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// Longer than anything here takes; only a test that fails waits for so long.
-constexpr std::chrono::seconds PATIENCE(20);
 constexpr std::size_t MEBIBYTE = std::size_t{1024} * 1024;
 
 struct FreeLoop {
@@ -72,7 +71,7 @@ private:
 
     static bool is_readable(int descriptor) {
         pollfd watched{descriptor, POLLIN, 0};
-        return poll(&watched, 1, static_cast<int>(PATIENCE / 1ms)) == 1;
+        return poll(&watched, 1, PATIENCE_MS) == 1;
     }
 
     standalone::FileHandle socket_;

@@ -1,0 +1,240 @@
+"""The Debian package: what it brings, and what it does to the state as it comes, changes and goes.
+"""
+import os
+import pwd
+import re
+import shutil
+import sqlite3
+import subprocess
+from contextlib import closing
+from pathlib import Path
+
+import pytest
+
+from debian_package import build_package, run, with_version
+from older_registry import TO_SCHEMA_1
+from places import CGI, SOURCE, STATE
+
+pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
+                                reason="it would be installed on this machine")
+
+DATABASES = ("config.db", "events.db", "registry.db")
+BACKUPS = STATE / "backups"
+CONFIGURATION = Path("/etc/recorder/recorder.conf")
+
+PROGRAMS = ["usr/lib/recorder/recorder-logd", "usr/lib/recorder/recording-backupd",
+            "usr/lib/recorder/recording_backup.cgi", "usr/sbin/recorderctl"]
+STARTED = ["recorder-backup-state.timer", "recorder-httpd.service", "recorder-logd.service",
+           "recorder-logd.socket", "recording-backupd.service", "recording-backupd.socket"]
+STATIC = "recorder-backup-state.service"  # its timer starts it
+DATA = ["etc/recorder/recorder.conf", "usr/lib/sysusers.d/recorder.conf",
+        "usr/lib/tmpfiles.d/recorder.conf", "usr/share/bash-completion/completions/recorderctl",
+        "usr/share/lintian/overrides/recorder"]
+PAGES = [f"usr/share/man/man8/{Path(program).name}.8.gz" for program in PROGRAMS]
+DOCUMENTS = [path.relative_to(SOURCE) for path in (*SOURCE.glob("*.md"),
+                                                   *SOURCE.glob("docs/**/*.md"))]
+
+# Stands in for systemd: notes what is started and stopped, and how many copies there are then.
+SYSTEMCTL = f"""#!/bin/bash
+for word; do
+    case $word in
+        is-enabled) [[ $* == *{STATIC}* ]] && echo static || echo enabled ;;
+        start | stop) echo "$(ls {BACKUPS} 2>/dev/null | wc -l) $*" >>/run/services ;;
+    esac
+done
+"""
+
+
+@pytest.fixture(scope="module", name="package")
+def built(tmp_path_factory):
+    return build_package(tmp_path_factory.mktemp("package"))
+
+
+@pytest.fixture(scope="module", name="newer")
+def built_newer(package):
+    return with_version(package, "99.0")
+
+
+class Machine:
+    """This one, as the sandbox shows it: with the real dpkg, and a stand-in for systemd."""
+
+    def __init__(self):
+        Path("/run/systemd/system").mkdir(parents=True, exist_ok=True)
+        self.log = Path("/run/services")
+        Path("/usr/sbin/policy-rc.d").unlink(missing_ok=True)
+        Path("/var/lib/man-db/auto-update").unlink(missing_ok=True)  # takes seconds
+        Path("/usr/bin/systemctl").unlink()
+        Path("/usr/bin/systemctl").write_text(SYSTEMCTL)
+        Path("/usr/bin/systemctl").chmod(0o755)
+
+    def dpkg(self, *words):
+        """Exit status, and all that is said."""
+        self.log.write_text("")
+        done = subprocess.run(["dpkg", "--force-unsafe-io", *words], text=True, check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        return done.returncode, done.stdout
+
+    def do(self, *words):
+        status, said = self.dpkg(*words)
+        assert status == 0, said
+        return said
+
+    def refusal(self, *words):
+        status, said = self.dpkg(*words)
+        assert status == 1, said
+        return said
+
+    def services(self):
+        """What was done with which units, and how many copies of the state there were then."""
+        lines = [line.split() for line in self.log.read_text().splitlines()]
+        return [(next(word for word in words if word in ("start", "stop")), int(copies),
+                 sorted(word for word in words if "." in word)) for copies, *words in lines]
+
+
+@pytest.fixture(name="machine")
+def clean_machine():
+    machine = Machine()
+    yield machine
+    machine.dpkg("--purge", "--force-remove-reinstreq", "recorder")
+
+
+@pytest.fixture(name="installed")
+def machine_with_it(machine, package):
+    machine.do("--install", package)
+    run("recorderctl", "user", "add", "admin", input="a password of admin")
+    return machine
+
+
+def alter(database, sql):
+    with closing(sqlite3.connect(STATE / database)) as connection:
+        connection.executescript(sql)
+    shutil.chown(STATE / database, "recorder", "recorder")
+
+
+def schema(folder):
+    with closing(sqlite3.connect(folder / "registry.db")) as connection:
+        return connection.execute("PRAGMA user_version").fetchone()[0]
+
+
+def users(folder):
+    return run("recorderctl", "--state", folder, "user", "list")
+
+
+def contents():
+    return {name: (STATE / name).read_bytes() for name in DATABASES}
+
+
+def test_the_files_and_their_modes(package):
+    listed = [line.split(maxsplit=5) for line in run("dpkg-deb", "-c", package).splitlines()]
+    assert {owner for _, owner, *_ in listed} == {"root/root"}
+    found = {name.removeprefix("./"): mode for mode, *_, name in listed if mode[0] != "d"}
+    documents = [f"usr/share/doc/recorder/{name}" for name in
+                 ("copyright", "changelog.gz", *map(str, DOCUMENTS))]
+    units = [f"lib/systemd/system/{name}" for name in (STATIC, *STARTED)]
+    assert found == {**{name: "-rwxr-xr-x" for name in PROGRAMS},
+                     **{name: "-rw-r--r--" for name in DATA + PAGES + documents + units}}
+
+
+def test_what_an_administrator_changes_is_kept(package):
+    assert run("dpkg-deb", "-I", package, "conffiles") == f"{CONFIGURATION}\n"
+
+
+def test_its_version_is_the_programs(package):
+    version = re.search(r"^project\(.*\bVERSION ([\d.]+)", (SOURCE / "CMakeLists.txt").read_text(),
+                        re.MULTILINE)[1]
+    assert run("dpkg-deb", "-f", package, "Version") == f"{version}\n"
+
+
+def test_lintian_finds_nothing(package):
+    run("lintian", "--fail-on", "error,warning", "--info", package)
+
+
+def test_each_override_is_explained():
+    lines = (SOURCE / "deploy/debian/recorder.lintian-overrides").read_text().splitlines()
+    assert lines[0].startswith("# ")
+    assert not [line for before, line in zip(lines, lines[1:])
+                if not line.startswith("#") and not before.startswith("#")]
+
+
+def test_installation_makes_the_recorders_user_and_state_and_then_starts_the_services(
+        machine, package):
+    machine.do("--install", package)
+    user = pwd.getpwnam("recorder")
+    assert (user.pw_dir, user.pw_shell) == (str(STATE), "/usr/sbin/nologin")
+    assert (STATE.stat().st_uid, STATE.stat().st_mode & 0o7777) == (user.pw_uid, 0o700)
+    assert {STATE.joinpath(name).stat().st_uid for name in DATABASES} == {user.pw_uid}
+    assert machine.services() == [("start", 0, STARTED)]
+
+
+def test_upgrade_copies_the_state_while_nothing_runs_and_then_brings_it_up_to_date(
+        installed, newer):
+    now = schema(STATE)
+    alter("registry.db", TO_SCHEMA_1)
+    said = installed.do("--install", newer)
+    [copy] = BACKUPS.iterdir()
+    assert f"is in {copy}\n" in said
+    assert (schema(copy), schema(STATE)) == (1, now)
+    assert "admin" in users(STATE)
+    assert installed.services() == [("stop", 0, sorted((STATIC, *STARTED))), ("start", 1, STARTED)]
+
+
+def test_a_copy_made_before_an_upgrade_can_be_restored(installed, newer):
+    installed.do("--install", newer)
+    [copy] = BACKUPS.iterdir()
+    run("recorderctl", "user", "remove", "admin")
+    run("recorderctl", "state", "restore", copy)
+    assert "admin" in users(STATE)
+
+
+def test_upgrade_that_cannot_copy_the_state_leaves_it_and_goes_on_when_it_can(installed, newer):
+    sound = contents()["registry.db"]
+    (STATE / "registry.db").write_bytes(b"no database at all".ljust(len(sound)))
+    before = contents()
+    said = installed.refusal("--install", newer)
+    assert f"recorder: the state in {STATE} cannot be copied, and is as it was" in said
+    assert "dpkg --configure recorder" in said
+    assert contents() == before
+    assert [action for action, *_ in installed.services()] == ["stop"]
+
+    (STATE / "registry.db").write_bytes(sound)
+    installed.do("--configure", "recorder")
+    assert installed.services() == [("start", 1, STARTED)]
+    assert "admin" in users(STATE)
+
+
+def test_a_newer_versions_state_stays_as_it_is_and_a_copy_from_before_it_is_the_way_back(
+        installed, package):
+    copy = BACKUPS / "from-before"
+    run("recorderctl", "state", "backup", copy)
+    alter("registry.db", "PRAGMA user_version = 99")
+    before = contents()
+    assert "newer than schema" in installed.refusal("--install", package)
+    assert contents() == before
+    run("recorderctl", "state", "restore", copy)
+    installed.do("--configure", "recorder")
+    assert "admin" in users(STATE)
+
+
+def test_removal_keeps_the_state_and_takes_the_program_that_becomes_root(installed):
+    before = contents()
+    run("install", "-o", "root", "-g", "www-data", "-m", "4750",
+        "/usr/lib/recorder/recording_backup.cgi", CGI)
+    assert f"stay in {STATE}\n" in installed.do("--remove", "recorder")
+    assert contents() == before
+    assert CONFIGURATION.exists() and not CGI.exists()
+    assert installed.services() == [("stop", 0, sorted((STATIC, *STARTED)))]
+
+
+def test_what_a_removal_has_kept_serves_the_next_installation(installed, package):
+    installed.do("--remove", "recorder")
+    installed.do("--install", package)
+    assert "admin" in users(STATE)
+    assert len(list(BACKUPS.iterdir())) == 1
+
+
+def test_purge_says_where_the_state_was_and_leaves_nothing_of_it(installed):
+    run("recorderctl", "state", "backup", "--keep", "7", BACKUPS)
+    assert f"removing what is in {STATE}:" in installed.do("--purge", "recorder")
+    assert list(STATE.iterdir()) == []
+    assert not CONFIGURATION.parent.exists()
+    assert not list(Path("/etc/systemd/system").rglob("record*"))
