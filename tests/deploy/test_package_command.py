@@ -89,14 +89,15 @@ def test_an_option_that_it_does_not_know_does_nothing(tree):
     assert not tree.built.exists()
 
 
-def test_blanks_in_the_checkout_s_path_are_kept_from_debhelper(tree):
+def test_blanks_and_umlauts_in_the_checkout_s_path_are_kept_from_debians_tools(tree):
     tree.folder = tree.folder.rename(tree.place / "a tree & ümlaut")
     built = tree.folder / "build/package"
     status, said = tree.run()
     assert (status, said) == (0, f"apt install {built}/recorder_1_all.deb\n")
-    [place] = [line.split(":")[0].removeprefix("in ") for line in
-               (built / "build.log").read_text().splitlines() if line.startswith("in ")]
-    assert " " not in place and not Path(place).parent.exists()
+    [building, looking] = (built / "build.log").read_text().splitlines()[1:]
+    place = Path(building.split(":")[0].removeprefix("in ")).parent
+    assert looking == f"looking at {place}/recorder_1_all.changes"
+    assert set(" &ü").isdisjoint(str(place)) and not place.exists()
 
 
 def test_sudo_leaves_the_tree_to_its_owner(tree):

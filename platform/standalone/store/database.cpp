@@ -125,11 +125,13 @@ struct Database::Waits {
     Clock::duration spent{};  ///< of the second that began then
 
     /// A busy handler (sqlite.org/c3ref/busy_handler.html).
+    /// A second that is over in the midst of a call gives it no new time: it would wait for ever
+    /// where steps take long.
     /// @return whether it is worth while to try again
-    static int wait(void* connections, int) {
+    static int wait(void* connections, int waited) {
         auto& waits = *static_cast<Waits*>(connections);
         const auto now = Clock::now();
-        if (now - waits.since >= WINDOW) {
+        if (waited == 0 && now - waits.since >= WINDOW) {
             waits.since = now;
             waits.spent = {};
         }

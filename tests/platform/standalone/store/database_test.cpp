@@ -2,8 +2,11 @@
 #include "platform/standalone/store/database.h"
 
 #include <sqlite3.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "platform/standalone/store/schema.h"
@@ -163,14 +166,54 @@ TEST_F(DatabaseTest, CallWaitsForAnotherWriterThatIsDoneSoon) {
     EXPECT_EQ(rows("parent"), 1);
 }
 
-/// Each of these would wait for five seconds, a hundred of them for longer than any test may take.
+/// How often this thread has waited: for a time, for a disk.
+long waits_of_this_thread() {
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_nvcsw;
+}
+
+/// Alone each of them would wait twice.
 TEST_F(DatabaseTest, WaitsOfManyCallsAreLimitedTogether) {
     Database database(path_, Access::writing);
     database.limit_waiting(10ms);
     Database other(path_, Access::writing);
     const Transaction writer(other);
+    const long before = waits_of_this_thread();
+    const auto began = std::chrono::steady_clock::now();
     for (int call = 0; call < 100; ++call)
         EXPECT_THROW(database.run("INSERT INTO parent (id) VALUES (1)"), DatabaseError);
+    const auto took = std::chrono::steady_clock::now() - began;
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(took).count() + 1;
+    EXPECT_LE(waits_of_this_thread() - before, 2 * seconds + 20) << "the disk may take a few";
+}
+
+/// Has each wait of this thread take up to a tenth of a second longer, as on a busy machine.
+class BusyMachine {
+public:
+    BusyMachine() { prctl(PR_SET_TIMERSLACK, 100'000'000); }
+    ~BusyMachine() { prctl(PR_SET_TIMERSLACK, 0); }  // as it was
+};
+
+TEST_F(DatabaseTest, WhatABusyMachineMakesOfAWaitHardlyCounts) {
+    Database database(path_, Access::writing);
+    database.limit_waiting(30ms);
+    Database other(path_, Access::writing);
+    const Transaction writer(other);
+    const BusyMachine machine;
+    const long before = waits_of_this_thread();
+    EXPECT_THROW(database.run("INSERT INTO parent (id) VALUES (1)"), DatabaseError);
+    EXPECT_GE(waits_of_this_thread() - before, 3);
+}
+
+/// It takes two seconds then.
+TEST_F(DatabaseTest, CallEndsOnABusyMachineToo) {
+    Database database(path_, Access::writing);
+    database.limit_waiting(200ms);
+    Database other(path_, Access::writing);
+    const Transaction writer(other);
+    const BusyMachine machine;
+    EXPECT_THROW(database.run("INSERT INTO parent (id) VALUES (1)"), DatabaseError);
 }
 
 TEST_F(DatabaseTest, LimitOutlivesTheMoveOfAConnection) {
