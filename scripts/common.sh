@@ -17,6 +17,14 @@ fail() {
     exit 1
 }
 
+# unavailable FOLDER TEXT: ends this script; tests that need what was to be in the folder are
+# skipped, and say why.
+unavailable() {
+    printf '%s: %s\n' "$PROGRAM" "$2" >&2
+    printf '%s\n' "$2" >"$1/unavailable"
+    exit 0
+}
+
 # need_value OPTION COUNT: fails when an option that takes a value stands last.
 need_value() {
     (($2 >= 2)) || fail "$1 needs a value; see --help"

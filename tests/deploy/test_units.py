@@ -69,6 +69,11 @@ def test_the_state_is_copied_each_day_and_seven_copies_stay(units):
         "recorderctl state backup --keep 7 /var/lib/recorder/backups")
 
 
+def test_the_daemon_may_open_recordings(units):
+    """By openat2, whose flags no filter of calls sees: RestrictSUIDSGID= refuses it altogether."""
+    assert "RestrictSUIDSGID" not in settings(units / "recording-backupd.service")
+
+
 def test_workers_may_call_what_they_fence_themselves_in_with(units):
     """Their own fence makes no noise where these are refused: it would just not stand."""
     unit = settings(units / "recording-backupd.service")

@@ -17,6 +17,7 @@ GOOD = 'add_test(good "true")\n'
 SKIPPED = ('add_test(passed_over "echo" "SKIPPED here")\n'
            'set_tests_properties(passed_over PROPERTIES SKIP_REGULAR_EXPRESSION "SKIPPED")\n')
 LONG = 'add_test(hours "true")\nset_tests_properties(hours PROPERTIES LABELS "end_to_end;long")\n'
+MACHINE = 'add_test(boot "true")\nset_tests_properties(boot PROPERTIES LABELS "end_to_end;vm")\n'
 LATE = 'add_test(late "sleep" "1000")\nset_tests_properties(late PROPERTIES TIMEOUT 1)\n'
 MISSING = 'add_test(missing "/nowhere/program")\n'
 
@@ -44,7 +45,7 @@ class Tree:
         for name in ("build", "common.sh", "failed_tests", "progress.sh", "untouched"):
             shutil.copy(SOURCE / "scripts" / name, folder / "scripts")
         for name in ("scripts/install_dependencies", "scripts/sandbox",
-                     "tests/kernel_mount/prepare", "tools/cmake"):
+                     "tests/kernel_mount/prepare", "tests/vm/prepare", "tools/cmake"):
             stand_in(folder / name)
 
     def start(self, release, asan=GOOD, arguments=(), **kinds):
@@ -117,10 +118,12 @@ def test_many_failures_are_named_up_to_a_bound(run):
 
 
 @pytest.mark.parametrize("arguments, passed", [
-    ((), 2), (("-LE", "unheard of"), 2), (("-L", "long"), 1), (("-L", "end_to_end"), 0),
-    (("-L", "long", "-LE", "end_to_end"), 0), (("-LE", "unheard of", "-L", "long"), 1)])
-def test_the_long_run_is_left_out_unless_it_is_asked_for(run, arguments, passed):
-    _, lines = run(release=GOOD + LONG, arguments=arguments)
+    ((), 2), (("-LE", "unheard of"), 2), (("-L", "long"), 1), (("-L", "vm"), 1),
+    (("-L", "long|vm"), 2), (("-L", "end_to_end"), 0),
+    (("-L", "long", "-LE", "end_to_end"), 0), (("-LE", "unheard of", "-L", "long"), 1),
+    (("-L", "end_to_end", "-L", "vm"), 1)])
+def test_what_takes_long_is_left_out_unless_it_is_asked_for(run, arguments, passed):
+    _, lines = run(release=GOOD + LONG + MACHINE, arguments=arguments)
     assert lines[-1].startswith(f"{passed} passed, ")
 
 

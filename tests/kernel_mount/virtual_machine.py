@@ -3,6 +3,8 @@ import json
 import subprocess
 from pathlib import Path
 
+import qemu
+
 HERE = Path(__file__).resolve().parent
 BOOT_SECONDS = 3000  # software emulation on a busy machine; about 40 s when it has a processor
 
@@ -29,14 +31,10 @@ def boot(kernel, build, source, scratch):
     :return: the reports by case
     """
     reports, console = scratch / "reports", scratch / "console"
-    # However this process ends, the virtual machine ends with it.
-    command = ["setpriv", "--pdeathsig", "KILL", "--", "qemu-system-x86_64",
-               "-accel", "tcg", "-cpu", "max", "-m", "1024", "-smp", "1", "-nodefaults",
-               "-no-user-config", "-no-reboot", "-display", "none", "-nic", "none",
-               "-kernel", kernel / "vmlinuz", "-initrd", initrd(kernel, scratch),
-               "-append", "console=ttyS0 quiet panic=-1",
-               "-serial", f"file:{console}", "-serial", f"file:{reports}",
-               *shared("root", "/"), *shared("build", build), *shared("source", source)]
+    command = qemu.command(
+        kernel / "vmlinuz", initrd(kernel, scratch), "quiet",
+        "-serial", f"file:{console}", "-serial", f"file:{reports}",
+        *shared("root", "/"), *shared("build", build), *shared("source", source))
     try:
         said = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               timeout=BOOT_SECONDS, check=False).stderr

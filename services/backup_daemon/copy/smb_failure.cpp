@@ -14,8 +14,11 @@ constexpr std::size_t LONGEST_PART = 255;
 // A server that asks others who may log in, and does not reach them just now.
 constexpr char NOBODY_TO_ASK[] = "no logon servers";
 
-bool may_pass(const std::string& login_words) {
-    return login_words.find(NOBODY_TO_ASK) != std::string::npos;
+// The library's own word for a server that did not answer in time.
+constexpr char NO_ANSWER[] = "{Device Timeout}";
+
+bool says(const std::string& login_words, const char* what) {
+    return login_words.find(what) != std::string::npos;
 }
 
 /// Of a name; other troubles are the name service's and may pass.
@@ -65,8 +68,10 @@ CopyFailure connection_failure(const SmbLogin& login, const ConnectionError& wha
     const std::string share = "//" + login.server + "/" + login.share + ": ";
     const std::string user = "user \"" + login.user + "\"";
     const std::string words = std::strerror(what.error);
+    if (says(what.login, NO_ANSWER))
+        return {FailureKind::lost, share + "the server does not answer the login"};
     if (!what.login.empty())
-        return {may_pass(what.login) ? FailureKind::lost : FailureKind::refused,
+        return {says(what.login, NOBODY_TO_ASK) ? FailureKind::lost : FailureKind::refused,
                 share + "the server refuses " + user + " or the password: " + what.login};
     if (what.name != 0) {
         const char* why = gai_strerror(what.name);

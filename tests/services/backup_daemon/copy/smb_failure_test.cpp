@@ -57,6 +57,15 @@ TEST(SmbFailure, ServerThatCannotAskWhoMayLogInIsTriedAgain) {
     EXPECT_EQ(failure.kind, FailureKind::lost);
 }
 
+TEST(SmbFailure, ServerTooSlowToAnswerALoginIsTriedAgainAndHasRefusedNobody) {
+    const CopyFailure failure = failure_of(
+        {.error = ETIMEDOUT,
+         .login = "{Device Timeout} The specified I/O operation on %hs was not completed before "
+                  "the time-out period expired."});
+    EXPECT_EQ(failure.kind, FailureKind::lost);
+    EXPECT_EQ(std::string(failure.what()), "//nas/backup: the server does not answer the login");
+}
+
 TEST(SmbFailure, ShareThatTheUserDoesNotGetIsRefused) {
     for (const int error : {EACCES, EPERM}) {
         const CopyFailure failure = failure_of({.error = error});
