@@ -20,9 +20,9 @@ using standalone::FileHandle;
 
 constexpr std::size_t LONGEST = 64 * 1024 * 1024;
 
-/// When a silent service hangs up: so long after a client's longest time-out, five seconds, that no
-/// busy machine lets the one look like the other.
-constexpr int HANGS_UP_MS = 100'000;
+/// When a silent service hangs up: long after a client's longest time-out, five seconds, and before
+/// libevent's own, fifty, which would be told in the same way.
+constexpr int HANGS_UP_MS = 40'000;
 
 std::string text_of(std::size_t size) {
     return std::string(size, 'r');
