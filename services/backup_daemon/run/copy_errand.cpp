@@ -19,7 +19,7 @@ bool is_hash(const std::string& text) {
 
 }  // namespace
 
-Step CopyErrand::begin() {
+ErrandStep CopyErrand::begin() {
     try {
         OpenRecording recording = open_recording(job_.recordings, job_.source);
         size_ = recording.size;
@@ -33,12 +33,12 @@ Step CopyErrand::begin() {
     }
 }
 
-std::optional<Step> CopyErrand::take(const WorkerReport& said) {
+std::optional<ErrandStep> CopyErrand::take(const WorkerReport& said) {
     if (const auto* whole = std::get_if<Whole>(&said)) return finish(*whole);
     if (const auto* at = std::get_if<At>(&said); at && is_inside(at->offset))
-        return Step{.tell = {*at}};
+        return ErrandStep{.tell = {*at}};
     if (const auto* noted = std::get_if<Noted>(&said); noted && may_note(*noted))
-        return Step{.tell = {*noted}};
+        return ErrandStep{.tell = {*noted}};
     return {};
 }
 
@@ -49,14 +49,14 @@ bool CopyErrand::may_note(const Noted& noted) {
 
 /// A hash is told where one was asked for, and nowhere else. The copy's time may be any: the server
 /// tells it, and what stood there already may have been touched by anybody.
-std::optional<Step> CopyErrand::finish(const Whole& whole) const {
+std::optional<ErrandStep> CopyErrand::finish(const Whole& whole) const {
     const bool hashed = job_.check || job_.side_file;
     if (hashed ? !is_hash(whole.sha256) : !whole.sha256.empty()) return {};
-    return Step{.tell = {Copied{{.size = size_,
-                                 .modified_ns = modified_ns_,
-                                 .sha256 = whole.sha256,
-                                 .share_modified_ns = whole.share_modified_ns}}},
-                .over = true};
+    return ErrandStep{.tell = {Copied{{.size = size_,
+                                       .modified_ns = modified_ns_,
+                                       .sha256 = whole.sha256,
+                                       .share_modified_ns = whole.share_modified_ns}}},
+                      .over = true};
 }
 
 }  // namespace services

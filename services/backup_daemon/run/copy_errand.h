@@ -9,13 +9,13 @@ class CopyErrand : public Errand {
 public:
     explicit CopyErrand(CopyJob job) : job_(std::move(job)) {}
 
-    Step begin() override;
+    ErrandStep begin() override;
 
 private:
-    std::optional<Step> take(const WorkerReport& said) override;
+    std::optional<ErrandStep> take(const WorkerReport& said) override;
     bool is_inside(long long offset) const { return offset >= 0 && offset <= size_; }
     bool may_note(const Noted& noted);
-    std::optional<Step> finish(const Whole& whole) const;
+    std::optional<ErrandStep> finish(const Whole& whole) const;
 
     const CopyJob job_;
     long long size_ = 0;

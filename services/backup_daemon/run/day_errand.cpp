@@ -27,7 +27,7 @@ bool can_be(const FileState& file) {
 
 }  // namespace
 
-Step DayErrand::begin() {
+ErrandStep DayErrand::begin() {
     try {
         list();
     } catch (const std::length_error& error) {
@@ -69,12 +69,12 @@ void DayErrand::ask_for(bool alarm, const std::string& folder) {
 }
 
 /// A day of very many files takes long, here and on the share: the run hears that it goes on.
-Step DayErrand::next() {
+ErrandStep DayErrand::next() {
     if (!questions_.empty()) return {.ask = questions_.front().order, .tell = {At()}};
     return {.tell = {std::move(found_), Done()}, .over = true};
 }
 
-std::optional<Step> DayErrand::take(const WorkerReport& said) {
+std::optional<ErrandStep> DayErrand::take(const WorkerReport& said) {
     const auto* answer = std::get_if<Files>(&said);
     if (!answer || questions_.empty()) return {};
     const Question& asked = questions_.front();

@@ -17,7 +17,7 @@ public:
     explicit DayErrand(ListDay order, std::size_t most = standalone::MOST_OF_A_DAY)
         : order_(std::move(order)), most_(most) {}
 
-    Step begin() override;
+    ErrandStep begin() override;
 
 private:
     struct Question {
@@ -25,10 +25,10 @@ private:
         std::size_t first;  ///< entry that the first name is of; the others follow
     };
 
-    std::optional<Step> take(const WorkerReport& said) override;
+    std::optional<ErrandStep> take(const WorkerReport& said) override;
     void list();
     void ask_for(bool alarm, const std::string& folder);
-    Step next();
+    ErrandStep next();
 
     const ListDay order_;
     const std::size_t most_;

@@ -32,13 +32,13 @@ std::string readable(const std::string& words) {
 
 class Connecting : public Errand {
 public:
-    Step begin() override { return {}; }
+    ErrandStep begin() override { return {}; }
 
 private:
-    std::optional<Step> take(const WorkerReport& said) override {
+    std::optional<ErrandStep> take(const WorkerReport& said) override {
         const auto* ready = std::get_if<Ready>(&said);
         if (!ready) return {};
-        return Step{.tell = {*ready}, .over = true};
+        return ErrandStep{.tell = {*ready}, .over = true};
     }
 };
 
@@ -54,7 +54,7 @@ class DaysErrand : public Errand {
 public:
     explicit DaysErrand(ListDays order) : order_(std::move(order)) {}
 
-    Step begin() override {
+    ErrandStep begin() override {
         try {
             return {.tell = {list()}, .over = true};
         } catch (const standalone::UnreadableFolder& error) {
@@ -63,7 +63,7 @@ public:
     }
 
 private:
-    std::optional<Step> take(const WorkerReport&) override { return {}; }
+    std::optional<ErrandStep> take(const WorkerReport&) override { return {}; }
 
     Days list() const {
         Days days{standalone::recording_days(order_.recordings, "", LAST_OF_ALL_DAYS)};
@@ -82,19 +82,19 @@ class RemovalErrand : public Errand {
 public:
     explicit RemovalErrand(RemoveFiles order) : order_(std::move(order)) {}
 
-    Step begin() override { return {.ask = order_}; }
+    ErrandStep begin() override { return {.ask = order_}; }
 
 private:
-    std::optional<Step> take(const WorkerReport& said) override {
+    std::optional<ErrandStep> take(const WorkerReport& said) override {
         if (const auto* removed = std::get_if<Removed>(&said)) return finish(*removed);
         const auto* alive = std::get_if<At>(&said);
         if (!alive || alive->offset != 0 || alive->begins) return {};
-        return Step{.tell = {*alive}};
+        return ErrandStep{.tell = {*alive}};
     }
 
-    std::optional<Step> finish(const Removed& removed) const {
+    std::optional<ErrandStep> finish(const Removed& removed) const {
         if (removed.files.size() != order_.files.size()) return {};
-        return Step{.tell = {removed}, .over = true};
+        return ErrandStep{.tell = {removed}, .over = true};
     }
 
     const RemoveFiles order_;
@@ -104,13 +104,13 @@ class RoomErrand : public Errand {
 public:
     explicit RoomErrand(AskRoom order) : order_(order) {}
 
-    Step begin() override { return {.ask = order_}; }
+    ErrandStep begin() override { return {.ask = order_}; }
 
 private:
-    std::optional<Step> take(const WorkerReport& said) override {
+    std::optional<ErrandStep> take(const WorkerReport& said) override {
         const auto* found = std::get_if<Room>(&said);
         if (!found || !can_be(*found)) return {};
-        return Step{.tell = {*found}, .over = true};
+        return ErrandStep{.tell = {*found}, .over = true};
     }
 
     static bool can_be(const Room& found) {
@@ -125,15 +125,15 @@ class TextErrand : public Errand {
 public:
     explicit TextErrand(WriteText order) : order_(std::move(order)) {}
 
-    Step begin() override { return {.ask = order_}; }
+    ErrandStep begin() override { return {.ask = order_}; }
 
 private:
-    std::optional<Step> take(const WorkerReport& said) override {
+    std::optional<ErrandStep> take(const WorkerReport& said) override {
         if (!std::holds_alternative<Done>(said)) return {};
-        return Step{.tell = {Done()}, .over = true};
+        return ErrandStep{.tell = {Done()}, .over = true};
     }
 
-    Step fail(Failed failed) override {
+    ErrandStep fail(Failed failed) override {
         if (ends_connection(failed.kind)) return Errand::fail(std::move(failed));
         return {.tell = {Done()}, .over = true};
     }
@@ -175,7 +175,7 @@ std::unique_ptr<Errand> make(const RemoveFiles& order) {
 
 }  // namespace
 
-Step Errand::start() {
+ErrandStep Errand::start() {
     try {
         return begin();
     } catch (const std::exception& error) {
@@ -183,7 +183,7 @@ Step Errand::start() {
     }
 }
 
-std::optional<Step> Errand::hear(const WorkerReport& said) {
+std::optional<ErrandStep> Errand::hear(const WorkerReport& said) {
     const auto* failed = std::get_if<Failed>(&said);
     if (!failed) return take(said);
     return fail({failed->kind, readable(failed->text)});

@@ -12,7 +12,7 @@
 namespace services {
 
 /// What is to be done next about an errand.
-struct Step {
+struct ErrandStep {
     std::optional<WorkerOrder> ask{};  ///< what the process shall do
     standalone::FileHandle file{};     ///< that comes along with it
     std::vector<Report> tell{};        ///< what the run shall hear
@@ -27,22 +27,22 @@ public:
     virtual ~Errand() = default;
 
     /// Once. Looks at folders of this machine where need be, and waits for its disks.
-    virtual Step begin() = 0;
+    virtual ErrandStep begin() = 0;
 
     /// The same; what it throws is a failure.
-    Step start();
+    ErrandStep start();
 
     /// What comes of a report.
     /// @return nothing when it does not fit
-    std::optional<Step> hear(const WorkerReport& said);
+    std::optional<ErrandStep> hear(const WorkerReport& said);
 
 protected:
     /// What comes of a failure, whose words people can read.
-    virtual Step fail(Failed failed) { return {.tell = {std::move(failed)}, .over = true}; }
+    virtual ErrandStep fail(Failed failed) { return {.tell = {std::move(failed)}, .over = true}; }
 
 private:
     /// Takes any report but Failed.
-    virtual std::optional<Step> take(const WorkerReport& said) = 0;
+    virtual std::optional<ErrandStep> take(const WorkerReport& said) = 0;
 };
 
 /// The errand that every lane begins with: that the process connects.

@@ -48,17 +48,17 @@ std::string PlaceErrand::text() const {
     return marker_text({order_.recorder, place_.id});
 }
 
-Step PlaceErrand::begin() {
+ErrandStep PlaceErrand::begin() {
     return look();
 }
 
-Step PlaceErrand::look() {
+ErrandStep PlaceErrand::look() {
     asked_ = Asked::markers;
     ++looks_;
     return {.ask = ReadTexts{{marker_path(folder(own_)), marker_path(folder(""))}}};
 }
 
-std::optional<Step> PlaceErrand::take(const WorkerReport& said) {
+std::optional<ErrandStep> PlaceErrand::take(const WorkerReport& said) {
     if (const auto* texts = std::get_if<Contents>(&said)) return hear_texts(*texts);
     if (asked_ == Asked::tidying) return hear_tidying(said);
     const bool asked_for_marker = asked_ == Asked::claim || asked_ == Asked::mending;
@@ -66,14 +66,14 @@ std::optional<Step> PlaceErrand::take(const WorkerReport& said) {
     return is_marked();
 }
 
-std::optional<Step> PlaceErrand::hear_tidying(const WorkerReport& said) const {
-    if (std::holds_alternative<At>(said)) return Step{};  // a sign of life
+std::optional<ErrandStep> PlaceErrand::hear_tidying(const WorkerReport& said) const {
+    if (std::holds_alternative<At>(said)) return ErrandStep{};  // a sign of life
     const auto* removed = std::get_if<Removed>(&said);
     if (!removed || removed->files.size() != folders_to_tidy().size()) return {};
     return is_marked();
 }
 
-std::optional<Step> PlaceErrand::hear_texts(const Contents& said) {
+std::optional<ErrandStep> PlaceErrand::hear_texts(const Contents& said) {
     if (std::ranges::any_of(said.texts, is_too_long)) return {};
     if (asked_ == Asked::markers && said.texts.size() == 2)
         return decide(said.texts[0], said.texts[1]);
@@ -85,7 +85,7 @@ std::optional<Step> PlaceErrand::hear_texts(const Contents& said) {
 /// A folder of its own, once it is marked, is where this recorder's copies are. A marker that
 /// cannot be read is another's, unless this recorder has had one there: then a server has lost what
 /// it had taken. It is no different when a name is taken that nothing can be read of.
-Step PlaceErrand::decide(const Text& own, const Text& shared) {
+ErrandStep PlaceErrand::decide(const Text& own, const Text& shared) {
     const auto own_marker = read_marker(own.value_or(""));
     const auto shared_marker = read_marker(shared.value_or(""));
     if (own_marker && own_marker->recorder == order_.recorder)
@@ -100,13 +100,13 @@ Step PlaceErrand::decide(const Text& own, const Text& shared) {
     return claim(own_);
 }
 
-Step PlaceErrand::settle_at(const std::string& below, const std::string& id) {
+ErrandStep PlaceErrand::settle_at(const std::string& below, const std::string& id) {
     place_ = {.below = below, .id = id, .marked = true};
     asked_ = Asked::cameras;
     return {.ask = ReadTexts{{cameras_path(folder(below))}}};
 }
 
-Step PlaceErrand::claim(const std::string& below) {
+ErrandStep PlaceErrand::claim(const std::string& below) {
     if (order_.only_look) return go_unmarked(below);
     place_ = {.below = below, .id = id(below), .marked = true, .is_new = true};
     asked_ = Asked::claim;
@@ -116,7 +116,7 @@ Step PlaceErrand::claim(const std::string& below) {
                                .text = text()}};
 }
 
-Step PlaceErrand::mend(const std::string& below) {
+ErrandStep PlaceErrand::mend(const std::string& below) {
     if (order_.only_look) return go_unmarked(below);
     place_ = {.below = below, .id = id(below), .marked = true};
     asked_ = Asked::mending;
@@ -127,7 +127,7 @@ Step PlaceErrand::mend(const std::string& below) {
 }
 
 /// A run of this task's may have ended in the middle of a claim, and another one been first.
-Step PlaceErrand::tidy_up() {
+ErrandStep PlaceErrand::tidy_up() {
     if (order_.only_look) return is_marked();
     asked_ = Asked::tidying;
     RemoveFiles order;
@@ -142,11 +142,11 @@ std::set<std::string> PlaceErrand::folders_to_tidy() const {
     return {"", place_.below};
 }
 
-Step PlaceErrand::is_marked() const {
+ErrandStep PlaceErrand::is_marked() const {
     return {.tell = {place_}, .over = true};
 }
 
-Step PlaceErrand::fail(Failed failed) {
+ErrandStep PlaceErrand::fail(Failed failed) {
     const bool denied = failed.kind == FailureKind::denied;
     switch (asked_) {
         case Asked::markers:
@@ -168,7 +168,7 @@ Step PlaceErrand::fail(Failed failed) {
     return Errand::fail(std::move(failed));
 }
 
-Step PlaceErrand::fail_to_claim(Failed failed) {
+ErrandStep PlaceErrand::fail_to_claim(Failed failed) {
     if (failed.kind == FailureKind::occupied && looks_ < MOST_LOOKS) {
         in_vain_ = place_.below;
         return look();
@@ -183,7 +183,7 @@ Step PlaceErrand::fail_to_claim(Failed failed) {
 /// A place that is known needs no marker in this very run: a full share gets one when room has been
 /// made, and of one that may not be written to the run tells better itself. Who only looks makes
 /// none.
-Step PlaceErrand::go_unmarked(const std::string& below) {
+ErrandStep PlaceErrand::go_unmarked(const std::string& below) {
     place_ = {.below = below, .id = id(below)};
     return {.tell = {place_}, .over = true};
 }

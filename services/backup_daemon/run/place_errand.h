@@ -16,26 +16,26 @@ class PlaceErrand : public Errand {
 public:
     explicit PlaceErrand(FindPlace order);
 
-    Step begin() override;
+    ErrandStep begin() override;
 
 private:
     enum class Asked { markers, claim, mending, cameras, tidying };
     using Text = std::optional<std::string>;
 
-    std::optional<Step> take(const WorkerReport& said) override;
-    Step fail(Failed failed) override;
-    Step fail_to_claim(Failed failed);
-    std::optional<Step> hear_texts(const Contents& said);
-    std::optional<Step> hear_tidying(const WorkerReport& said) const;
-    Step look();
-    Step decide(const Text& own, const Text& shared);
-    Step settle_at(const std::string& below, const std::string& id);
-    Step claim(const std::string& below);
-    Step mend(const std::string& below);
-    Step tidy_up();
+    std::optional<ErrandStep> take(const WorkerReport& said) override;
+    ErrandStep fail(Failed failed) override;
+    ErrandStep fail_to_claim(Failed failed);
+    std::optional<ErrandStep> hear_texts(const Contents& said);
+    std::optional<ErrandStep> hear_tidying(const WorkerReport& said) const;
+    ErrandStep look();
+    ErrandStep decide(const Text& own, const Text& shared);
+    ErrandStep settle_at(const std::string& below, const std::string& id);
+    ErrandStep claim(const std::string& below);
+    ErrandStep mend(const std::string& below);
+    ErrandStep tidy_up();
     std::set<std::string> folders_to_tidy() const;
-    Step is_marked() const;
-    Step go_unmarked(const std::string& below);
+    ErrandStep is_marked() const;
+    ErrandStep go_unmarked(const std::string& below);
 
     std::string folder(const std::string& below) const;
     std::string temporary(const std::string& below) const;

@@ -8,7 +8,7 @@
 
 namespace services {
 
-Step ReadErrand::begin() {
+ErrandStep ReadErrand::begin() {
     const bool hashed = !order_.copy.sha256.empty();
     standalone::FileHandle source = hashed ? standalone::FileHandle() : open_source();
     reads_content_ = hashed || source;
@@ -28,14 +28,14 @@ standalone::FileHandle ReadErrand::open_source() const {
     }
 }
 
-std::optional<Step> ReadErrand::take(const WorkerReport& said) {
+std::optional<ErrandStep> ReadErrand::take(const WorkerReport& said) {
     if (const auto* at = std::get_if<At>(&said); at && at->offset == 0 && !at->begins)
-        return Step{.tell = {*at}};
+        return ErrandStep{.tell = {*at}};
     const auto* seen = std::get_if<CopySeen>(&said);
     if (!seen) return {};
     // Who has read nothing knows of no content.
     if (seen->condition == Condition::other_content && !reads_content_) return {};
-    return Step{.tell = {*seen}, .over = true};
+    return ErrandStep{.tell = {*seen}, .over = true};
 }
 
 }  // namespace services

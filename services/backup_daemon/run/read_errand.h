@@ -9,10 +9,10 @@ class ReadErrand : public Errand {
 public:
     explicit ReadErrand(ReadCopy order) : order_(std::move(order)) {}
 
-    Step begin() override;
+    ErrandStep begin() override;
 
 private:
-    std::optional<Step> take(const WorkerReport& said) override;
+    std::optional<ErrandStep> take(const WorkerReport& said) override;
     standalone::FileHandle open_source() const;
 
     const ReadCopy order_;

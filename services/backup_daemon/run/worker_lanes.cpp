@@ -60,7 +60,7 @@ void WorkerLanes::hear(LaneId lane) {
 }
 
 /// The listener may give the lane its next order as soon as it hears that this one is over.
-void WorkerLanes::go_on(LaneId lane, Step step) {
+void WorkerLanes::go_on(LaneId lane, ErrandStep step) {
     auto& [worker, watch, errand, beginning] = lanes_.at(lane);
     if (step.over) errand.reset();
     if (step.ask) {

@@ -39,7 +39,7 @@ private:
 
     void begin(LaneId lane);
     void hear(LaneId lane);
-    void go_on(LaneId lane, Step step);
+    void go_on(LaneId lane, ErrandStep step);
     void lose(LaneId lane, const std::string& why);
 
     event_base* loop_;

@@ -45,7 +45,7 @@ protected:
 };
 
 /// What the process is asked for, as "folder: name name".
-std::string question_of(const Step& step) {
+std::string question_of(const ErrandStep& step) {
     const auto& order = std::get<AskFiles>(step.ask.value());
     std::string text = order.folder + ":";
     for (const std::string& name : order.names) text += " " + name;
@@ -53,7 +53,7 @@ std::string question_of(const Step& step) {
 }
 
 /// What the run hears of the day, as "name kind size remote_size" each.
-Texts entries_of(const Step& step) {
+Texts entries_of(const ErrandStep& step) {
     EXPECT_TRUE(step.over && !step.ask);
     EXPECT_EQ(step.tell.size(), 2U);
     EXPECT_TRUE(std::holds_alternative<Done>(step.tell.at(1)));
@@ -67,7 +67,7 @@ Texts entries_of(const Step& step) {
 TEST_F(DayErrandTest, DayWithMoreRecordingsThanItMayHaveIsNotListed) {
     record_both_kinds();
     EXPECT_TRUE(DayErrand(order, 4).begin().ask);
-    const Step step = DayErrand(order, 3).begin();
+    const ErrandStep step = DayErrand(order, 3).begin();
     EXPECT_TRUE(step.over && !step.ask);
     const auto& failed = std::get<Failed>(step.tell.at(0));
     EXPECT_EQ(failed.kind, FailureKind::source);
@@ -77,7 +77,7 @@ TEST_F(DayErrandTest, DayWithMoreRecordingsThanItMayHaveIsNotListed) {
 TEST_F(DayErrandTest, ListsADayWithWhatTheShareHasOfIt) {
     record_both_kinds();
     DayErrand errand(order);
-    const Step first = errand.begin();
+    const ErrandStep first = errand.begin();
     EXPECT_EQ(question_of(first), "Door/2024-03-01: 01-00-00.mp4 02-00-00.mp4");
     EXPECT_FALSE(first.over);
     ASSERT_EQ(first.tell.size(), 1U);
@@ -100,7 +100,7 @@ TEST_F(DayErrandTest, TellsTheLastWriteToTheNanosecond) {
     const std::string path = folder.path() + "/" + DAY + "/01-00-00.mp4";
     ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     order.ask_share = false;
-    const Step step = DayErrand(order).begin();
+    const ErrandStep step = DayErrand(order).begin();
     EXPECT_EQ(std::get<Entries>(step.tell.at(0)).entries.at(0).modified_ns,
               1'709'297'110'123'456'789);
 }
@@ -143,7 +143,7 @@ TEST_F(DayErrandTest, DayThatHasGoneSinceItWasFoundHasNoRecordings) {
 
 TEST_F(DayErrandTest, DayOfAChannelThatCannotBeReadFailsAndNamesTheFolder) {
     order.recordings += "/unmounted";
-    const Step step = DayErrand(order).begin();
+    const ErrandStep step = DayErrand(order).begin();
     EXPECT_TRUE(step.over && !step.ask);
     const auto& failed = std::get<Failed>(step.tell.at(0));
     EXPECT_EQ(failed.kind, FailureKind::source);
@@ -182,7 +182,7 @@ TEST_F(DayErrandTest, DayOfVeryManyFilesIsAskedForInPartsThatFitAPacket) {
     for (int second = 0; second < FILES; ++second) record(name_of(second), 0);
     record("alarm/00-00-00." + std::string(200, 'x'), 0);
     DayErrand errand(order);
-    Step step = errand.begin();
+    ErrandStep step = errand.begin();
     long long asked = 0;
     int questions = 0;
     while (step.ask) {

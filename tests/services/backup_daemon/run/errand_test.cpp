@@ -61,14 +61,14 @@ protected:
 
 class ThrowingErrand : public Errand {
 public:
-    Step begin() override { throw std::runtime_error("no\nmemory"); }
+    ErrandStep begin() override { throw std::runtime_error("no\nmemory"); }
 
 private:
-    std::optional<Step> take(const WorkerReport&) override { return {}; }
+    std::optional<ErrandStep> take(const WorkerReport&) override { return {}; }
 };
 
 TEST_F(ErrandTest, WhatAnErrandThrowsAtItsBeginningIsAFailureAtOnce) {
-    const Step step = ThrowingErrand().start();
+    const ErrandStep step = ThrowingErrand().start();
     EXPECT_TRUE(step.over && !step.ask);
     const auto& failed = std::get<Failed>(step.tell.at(0));
     EXPECT_EQ(failed.kind, FailureKind::other);
@@ -114,7 +114,7 @@ TEST_F(ErrandTest, DaysAreListedHereAndTheProcessIsAskedNothing) {
     for (const char* day : {"2024-02-29", "2024-03-01", "2024-03-02", "2024-03-03"})
         std::filesystem::create_directories(folder.path() + "/" + day);
     const auto errand = errand_of(ListDays{folder.path(), "2024-03-01", "2024-03-02"});
-    const Step step = errand->begin();
+    const ErrandStep step = errand->begin();
     EXPECT_FALSE(step.ask);
     EXPECT_TRUE(step.over);
     EXPECT_EQ(std::get<Days>(step.tell.at(0)).names, (Texts{"2024-03-01", "2024-03-02"}));
@@ -123,7 +123,7 @@ TEST_F(ErrandTest, DaysAreListedHereAndTheProcessIsAskedNothing) {
 
 TEST_F(ErrandTest, FilesAreRemovedByTheProcessWhichTellsThatItIsAlive) {
     const Order order = RemoveFiles{{{"a"}, {"b"}}, {"c"}};
-    const Step step = errand_of(order)->begin();
+    const ErrandStep step = errand_of(order)->begin();
     ASSERT_TRUE(step.ask);
     ASSERT_EQ(std::get<RemoveFiles>(*step.ask).files.size(), 2U);
     EXPECT_EQ(std::get<RemoveFiles>(*step.ask).files[1].path, "b");
@@ -154,7 +154,7 @@ TEST_F(ErrandTest, NewestDayIsToldThoughItIsNotAskedFor) {
 }
 
 TEST_F(ErrandTest, RoomIsAskedForAndBelievedWithinWhatCanBe) {
-    const Step step = errand_of(AskRoom{77})->begin();
+    const ErrandStep step = errand_of(AskRoom{77})->begin();
     EXPECT_EQ(std::get<AskRoom>(step.ask.value()).awaited, 77);
     expect_only([&] { return begun(AskRoom()); }, {8});
     EXPECT_FALSE(begun(AskRoom())->hear(Room{ShareRoom{-1, 5}}));
@@ -166,7 +166,7 @@ TEST_F(ErrandTest, RoomIsAskedForAndBelievedWithinWhatCanBe) {
 
 TEST_F(ErrandTest, CopyIsAskedForWithTheOpenRecording) {
     const std::string path = write("01-00-00.mp4", "0123456789");
-    const Step step = errand_of(copy_job())->begin();
+    const ErrandStep step = errand_of(copy_job())->begin();
     ASSERT_TRUE(step.ask && step.file);
     EXPECT_EQ(std::get<SendFile>(*step.ask).size, 10);
     EXPECT_EQ(std::get<SendFile>(*step.ask).job.target, "t");
@@ -177,12 +177,12 @@ TEST_F(ErrandTest, CopyIsAskedForWithTheOpenRecording) {
 }
 
 TEST_F(ErrandTest, RecordingThatCannotBeOpenedIsToldAndTheProcessIsAskedNothing) {
-    const Step gone = errand_of(copy_job())->begin();
+    const ErrandStep gone = errand_of(copy_job())->begin();
     EXPECT_EQ(std::get<Failed>(gone.tell.at(0)).kind, FailureKind::gone);
     EXPECT_TRUE(gone.over && !gone.ask);
     std::filesystem::create_directories(folder.path() + "/" + DAY);
     std::filesystem::create_symlink("/etc/passwd", folder.path() + "/" + copy_job().source);
-    const Step linked = errand_of(copy_job())->begin();
+    const ErrandStep linked = errand_of(copy_job())->begin();
     EXPECT_EQ(std::get<Failed>(linked.tell.at(0)).kind, FailureKind::source);
     EXPECT_TRUE(linked.over && !linked.ask);
 }

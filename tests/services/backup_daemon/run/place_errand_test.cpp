@@ -32,7 +32,7 @@ protected:
     }
 
     /// What an errand asks for next, as text.
-    static std::string text_of(const std::optional<Step>& step) {
+    static std::string text_of(const std::optional<ErrandStep>& step) {
         if (!step) return "nonsense";
         if (step->over) return "over";
         if (!step->ask) return step->tell.empty() ? "nothing" : "told";
@@ -73,7 +73,7 @@ protected:
     Failed failure() const { return std::get<Failed>(step->tell.at(0)); }
 
     std::optional<PlaceErrand> errand;
-    std::optional<Step> step;
+    std::optional<ErrandStep> step;
 };
 
 const std::string LOOK = "read " + OWN +

@@ -26,7 +26,7 @@ protected:
 
     bool takes(const WorkerReport& said) const {
         ReadErrand errand(order);
-        const Step begun = errand.begin();
+        const ErrandStep begun = errand.begin();
         return errand.hear(said).has_value();
     }
 
@@ -37,7 +37,7 @@ protected:
 };
 
 TEST_F(ReadErrandTest, OrderGoesToTheProcessAsItIs) {
-    const Step step = ReadErrand(order).begin();
+    const ErrandStep step = ReadErrand(order).begin();
     ASSERT_TRUE(step.ask);
     const auto& asked = std::get<ReadBack>(*step.ask);
     EXPECT_EQ(asked.path, "store/Door/copy");
