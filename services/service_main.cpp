@@ -61,10 +61,10 @@ int service_main(const std::string& name, const std::string& description, int ar
         wanted();
         return 0;
     } catch (const standalone::NewerDatabase& error) {
-        std::cerr << name << ": " << error.what() << '\n';
+        standalone::complain(name, error.what());
         return NOT_TO_BE_REPEATED;
     } catch (const std::exception& error) {
-        std::cerr << name << ": " << error.what() << '\n';
+        standalone::complain(name, error.what());
         return 1;
     }
 }
