@@ -60,8 +60,8 @@ def test_requests_are_answered_while_the_daemons_own_memory_is_locked(house, pro
 
 
 class ShortWrites(Repeating):
-    """Writes again and again, and has the store for 20 ms each time, or what a busy machine makes of
-    that."""
+    """Writes again and again, and has the store for 20 ms each time, or for what a busy machine
+    makes of that."""
 
     pause = 0.02
 
