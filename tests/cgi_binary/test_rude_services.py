@@ -1,6 +1,7 @@
 """Services that refuse, stay silent, talk rubbish, dawdle or hang: each request gets its reply."""
 import json
 import os
+import re
 import socket
 import threading
 import time
@@ -10,7 +11,7 @@ from contextlib import ExitStack, closing
 import pytest
 
 from cgi_program import printed
-from places import LOG_EXPORT, LOG_LINK
+from places import LOG_EXPORT, LOG_LINK, SOURCE
 from replies import CHANGE_STATUS_ERROR, COMMAND_FAILED, RUNNING_INFO_ERROR, SUCCESS, error
 from sample_task import task_body
 from scripted_server import CONFIGURATION_PORT, LOG_PORT, NOTHING_RUNS, NOTICE_PORT, ScriptedServer
@@ -113,6 +114,7 @@ STOP = ("POST", "/task/1/active", {"is_active": False})
 FORCE = ("POST", "/task/1/active/enforcement", {"is_force_running": True})
 DELETE_WITH_STOP = ("DELETE", "/task/1?isStop=1", None)
 DELETE = ("DELETE", "/task/1?isStop=0", None)
+LIST = ("GET", "/task", None)
 
 UNREACHABLE = [
     (ENABLE, error(CHANGE_STATUS_ERROR), 0x22),
@@ -170,6 +172,15 @@ def expect(program, rows, least=0):
 def test_daemon_that_is_not_there(stored):
     expect(stored, [*UNREACHABLE, deleted(BROKEN)])
     assert stored.events() == []
+
+
+def test_the_manual_names_what_requests_get_without_the_daemon(stored):
+    row, = [line for line in (SOURCE / "docs/operations.md").read_text().splitlines()
+            if "the backup daemon does not answer, or refuses" in line]
+    routes = [LIST, DELETE] + [route for route, *_ in UNREACHABLE]
+    codes = {int(json.loads(send(stored, route).text)["ret_code"]) for route in routes}
+    assert codes == {BROKEN, *map(int, re.findall(r"\b2500460\d{3}\b", row))}
+    assert '"Delete task fail." with -1, -2 or an HTTP status' in row
 
 
 @pytest.mark.parametrize("behave", [nothing, garbage, half, half_a_header])

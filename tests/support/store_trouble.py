@@ -3,6 +3,7 @@ import json
 import sqlite3
 import subprocess
 import threading
+import time
 from contextlib import contextmanager, suppress
 
 from backup_house import MIB, House, noise
@@ -25,6 +26,7 @@ class Lock:
         self.connection = sqlite3.connect(STATE / name, timeout=SECONDS, isolation_level=None,
                                           check_same_thread=False)
         self.connection.execute("BEGIN EXCLUSIVE")
+        self.began = time.monotonic()
         self.timer = None
         if seconds:
             self.timer = threading.Timer(seconds, self.release)
@@ -33,9 +35,9 @@ class Lock:
     def release(self):
         self.connection.execute("ROLLBACK")
 
-    @property
-    def held(self):
-        return self.connection.in_transaction
+    def seconds(self):
+        """For how long it has been held."""
+        return time.monotonic() - self.began
 
     def wait(self):
         """Until it has been released."""

@@ -1,10 +1,12 @@
 """A server that forgets what it had: the next run finds it in a sample of its copies, and tells."""
 import os
 
-from backup_house import FAILED, MIB, SUCCESS, noise
+from backup_house import FAILED, MIB, RUNNING, SUCCESS, noise
 from event_ids import COPY_SPOILT, FILE_NOT_COPIED
+from fault_proxy import FaultProxy
 from places import STORAGE
 from recorder_clock import day_name
+from waiting import wait_until
 
 NAME = "01-00-00.mp4"
 
@@ -136,14 +138,17 @@ def test_copies_of_other_tasks_are_left_unless_all_are_asked_about(house):
 
 def test_copies_may_be_asked_about_while_a_run_goes_on(house):
     record_days(house, range(8))
-    task_id = house.create()
-    house.force(task_id)
-    asked = 0
-    while house.status(task_id) not in (SUCCESS, FAILED):
-        recheck(house)
-        asked += 1
-    assert asked > 0
-    assert house.status(task_id) == SUCCESS
-    house.run(task_id)
+    with FaultProxy(house.samba.port) as proxy:
+        proxy.stall_after(20 * MIB)
+        task_id = house.create(port=proxy.port)
+        house.force(task_id)
+        wait_until(lambda: house.copied() and proxy.stalled, "a part of the run")
+        assert not recheck(house).startswith("0 copies ")
+        assert house.status(task_id) == RUNNING
+        proxy.stalled = False
+        while house.status(task_id) not in (SUCCESS, FAILED):
+            recheck(house)
+        assert house.status(task_id) == SUCCESS
+        house.run(task_id)
     assert house.shared() == house.sources()
     assert {row["modified_ns"] > 0 for row in house.copied().values()} == {True}
