@@ -121,6 +121,13 @@ class House:
         finally:
             connection.close()
 
+    def change_database(self, *statements):
+        """Changes the daemon's own database, as somebody beside it."""
+        connection = sqlite3.connect(STATE / "backupd.db", timeout=SECONDS, isolation_level=None)
+        for sql in statements:
+            connection.execute(sql)
+        connection.close()
+
     def progress(self, task_id):
         return self.database("SELECT * FROM run_progress WHERE taskID = ?", task_id)
 
