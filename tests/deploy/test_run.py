@@ -163,6 +163,15 @@ def test_who_may_not_become_root_learns_it_before_anything_is_done(tree):
     assert not tree.was_installed()
 
 
+def test_a_state_folder_of_a_user_without_a_name_is_refused_where_the_demo_needs_one(tree):
+    tree.state.mkdir()
+    os.chown(tree.state, 4712, 4712)
+    assert tree.run() == (1, f"run: user 4712, who owns {tree.state}, has no name, which the "
+                             "demo's share needs; use --no-demo\n")
+    assert not tree.was_installed()
+    assert tree.run("--no-demo")[0] == 0
+
+
 # --- places that cannot be written ----------------------------------------------------------------
 
 @pytest.fixture(name="mounted")

@@ -3,9 +3,10 @@ CREATE TABLE event_count (
     sub_type INTEGER PRIMARY KEY,
     events INTEGER NOT NULL
 );
-INSERT INTO event_count SELECT sub_type, count(*) FROM event GROUP BY sub_type;
+INSERT INTO event_count (sub_type, events)
+    SELECT sub_type, count(*) FROM event GROUP BY sub_type;
 CREATE TRIGGER event_added AFTER INSERT ON event BEGIN
-    INSERT INTO event_count VALUES (new.event_id >> 16, 1)
+    INSERT INTO event_count (sub_type, events) VALUES (new.event_id >> 16, 1)
         ON CONFLICT (sub_type) DO UPDATE SET events = events + 1;
 END;
 CREATE TRIGGER event_removed AFTER DELETE ON event BEGIN

@@ -29,7 +29,7 @@ RunGoal preview_goal(const TDataBackupConfig& task, standalone::Database& config
     RunGoal goal = goal_of(task, standalone::ChannelStore(config).list(), today);
     if (goal.destination.server.empty() || goal.destination.share.empty())
         throw std::runtime_error("the task names no server and share");
-    goal.preview = true;
+    goal.purpose = RunPurpose::preview;
     return goal;
 }
 

@@ -23,7 +23,7 @@ RunGoal clean_up_goal(const TDataBackupConfig& task) {
     goal.task_id = task.taskID;
     goal.destination = destination_of(task);
     goal.side_files = true;  // begun, perhaps, when the task had another format
-    goal.clean_up = true;
+    goal.purpose = RunPurpose::clean_up;
     return goal;
 }
 

@@ -14,6 +14,13 @@ namespace services {
 /// What a full share means for a run.
 enum class WhenFull { fail, remove_oldest };
 
+/// What a run is for.
+enum class RunPurpose {
+    copy,
+    preview,   ///< to see what there is to do, and to do nothing
+    clean_up,  ///< the task is deleted: only its unfinished files go
+};
+
 struct RunGoal {
     std::string task_id;
     std::string recorder;  ///< this recorder's identity
@@ -28,11 +35,12 @@ struct RunGoal {
     bool check = true;        ///< every file is read back before it gets its name
     int lanes = 1;            ///< files on their way at one time, at most
     int lanes_far = 1;        ///< the same for small files over a long line
-    bool preview = false;     ///< to see what there is to do, and to do nothing
-    bool clean_up = false;    ///< the task is deleted: only its unfinished files go
+    RunPurpose purpose = RunPurpose::copy;
+
+    bool is_preview() const { return purpose == RunPurpose::preview; }
 
     /// Nothing is made on the share.
-    bool makes_nothing() const { return preview || clean_up; }
+    bool makes_nothing() const { return purpose != RunPurpose::copy; }
 };
 
 /// Reads a task on the local day `today`. `recorder`, `check`, `lanes` and `lanes_far` are the

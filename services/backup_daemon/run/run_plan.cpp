@@ -37,7 +37,8 @@ RunPlan::RunPlan(RunGoal goal, DestinationMemory& places, CopyMemory& memory, Ru
         tally_.plan(1, 0);
         tally_.gave_up({}, "there is no channel " + index);
     }
-    if (!goal_.channels.empty() || goal_.clean_up) ready_.emplace_back().what = SeekPlace();
+    if (!goal_.channels.empty() || goal_.purpose == RunPurpose::clean_up)
+        ready_.emplace_back().what = SeekPlace();
 }
 
 void RunPlan::settle() {
@@ -53,7 +54,7 @@ void RunPlan::settle() {
 void RunPlan::enter_next_phase() {
     switch (phase_) {
         case Phase::finding_place:
-            if (goal_.clean_up) {
+            if (goal_.purpose == RunPurpose::clean_up) {
                 plan_leftovers();
                 phase_ = Phase::leftovers;
                 return;
@@ -67,7 +68,7 @@ void RunPlan::enter_next_phase() {
             return;
         case Phase::sampling:
             // In steps, until nothing is found.
-            if (goal_.preview)
+            if (goal_.is_preview())
                 sampling_.spoilt = memory_.spoilt();
             else if (plan_sample())
                 return;
@@ -76,11 +77,11 @@ void RunPlan::enter_next_phase() {
             return;
         case Phase::measuring:
             tally_.measured();
-            if (goal_.preview || tally_.bytes_left() > 0) ready_.push_back({WeighRun()});
+            if (goal_.is_preview() || tally_.bytes_left() > 0) ready_.push_back({WeighRun()});
             phase_ = Phase::weighing;
             return;
         case Phase::weighing:
-            if (goal_.preview) {
+            if (goal_.is_preview()) {
                 phase_ = Phase::over;
                 return;
             }
@@ -117,7 +118,7 @@ void RunPlan::plan_finding_days() {
 void RunPlan::judge_the_date() {
     const auto known = memory_.date();
     DateJudgement judgement = judge_date(known, newest_recording_, goal_.today);
-    if (!goal_.preview && known != judgement.known) memory_.set_date(judgement.known);
+    if (!goal_.is_preview() && known != judgement.known) memory_.set_date(judgement.known);
     date_doubt_ = std::move(judgement.doubt);
 }
 
@@ -208,7 +209,7 @@ Order RunPlan::order_of(Work& work) {
                        .normal = goal_.selection.normal,
                        .alarm = goal_.selection.alarm,
                        .remote = names_.on_share(ShareNames::day_folder(where)),
-                       .ask_share = look->to_copy || goal_.preview};
+                       .ask_share = look->to_copy || goal_.is_preview()};
     }
     if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) {
         // Known to the memory before the first of them goes: a run after a kill must not send it

@@ -91,7 +91,7 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     for (const DayEntry& entry : look.found) {
         const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
         const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
-        if (!needs_copy(goal_, entry, copy, look.to_copy || goal_.preview)) continue;
+        if (!needs_copy(goal_, entry, copy, look.to_copy || goal_.is_preview())) continue;
         ++files;
         bytes += entry.size;
         if (!look.to_copy) continue;

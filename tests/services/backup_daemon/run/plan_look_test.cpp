@@ -16,7 +16,7 @@ namespace {
 
 RunGoal preview_goal() {
     RunGoal goal = sample_goal();
-    goal.preview = true;
+    goal.purpose = RunPurpose::preview;
     return goal;
 }
 

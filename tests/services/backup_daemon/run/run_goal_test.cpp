@@ -77,7 +77,8 @@ TEST(RunGoal, FilesAreCheckedAndGoOneByOneUnlessTheCallerSaysOtherwise) {
 
 TEST(RunGoal, CleanUpKnowsTheDestinationAndNoRecordings) {
     const RunGoal goal = clean_up_goal(full_task());
-    EXPECT_TRUE(goal.clean_up && goal.makes_nothing());
+    EXPECT_EQ(goal.purpose, RunPurpose::clean_up);
+    EXPECT_TRUE(goal.makes_nothing());
     EXPECT_EQ(goal.task_id, "42");
     EXPECT_EQ(goal.destination.key(), "//10.0.0.9:445/backup/a/b");
     EXPECT_TRUE(goal.channels.empty() && goal.missing_channels.empty());

@@ -137,7 +137,7 @@ TEST_F(RunPlanCleanupTest, NewestDayOfACameraStaysHoweverOldItIs) {
 }
 
 TEST_F(RunPlanCleanupTest, PreviewTellsWhatARunWouldDoAndOrdersAndWritesNothing) {
-    goal.preview = true;
+    goal.purpose = RunPurpose::preview;
     add_old("a.mp4");
     add_old("b.mp4", "2024-02-02");
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 100);
@@ -167,7 +167,7 @@ TEST_F(RunPlanCleanupTest, PreviewTellsWhatARunWouldDoAndOrdersAndWritesNothing)
 }
 
 TEST_F(RunPlanCleanupTest, PreviewSeesThatACopyIsGoneFromTheShare) {
-    goal.preview = true;
+    goal.purpose = RunPurpose::preview;
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 50, 500);
     ledger.add("Door/2024-03-05/08-00-00.mp4", "2024-03-05", 50);
     rest();
@@ -303,7 +303,7 @@ TEST_F(RunPlanCleanupTest, CleanUpOfADeletedTaskRemovesItsFilesAndNothingElse) {
     add_old("a.mp4");
     world.record("/rec/door", "2024-03-05", "09-00-00.mp4", 100);
     goal.channels.clear();
-    goal.clean_up = true;
+    goal.purpose = RunPurpose::clean_up;
     world.place = {.below = "", .id = "d", .marked = true};
     EXPECT_EQ(rest(), (Texts{"place store of 0123456789abcdef0123456789abcdef task 7 known new "
                              "only look",

@@ -67,7 +67,7 @@ TEST_F(RunPlanSampleTest, CopyOfACameraThatIsNotSelectedIsReadWithoutItsRecordin
 }
 
 TEST_F(RunPlanSampleTest, PreviewReadsNoCopyBack) {
-    goal.preview = true;
+    goal.purpose = RunPurpose::preview;
     copied(A);
     EXPECT_EQ(rest_that("check"), Texts{});
     EXPECT_TRUE(ledger.unsampled.contains(A));
@@ -224,7 +224,7 @@ TEST_F(RunPlanSampleTest, CopyThatAnotherTaskHasMadeAnewIsNoFailure) {
 }
 
 TEST_F(RunPlanSampleTest, PreviewKnowsThatCopiesStayForASpoiltOne) {
-    goal.preview = true;
+    goal.purpose = RunPurpose::preview;
     ledger.add(A, "2024-03-05");
     ledger.spoilt.insert(A);
     rest();
