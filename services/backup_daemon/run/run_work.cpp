@@ -40,13 +40,13 @@ bool stands_as_recorded(const FileState& remote, const CopiedFile& copy) {
 
 }  // namespace
 
-bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
-                bool asked_share) {
-    if (!copy) return true;
-    if (copy->removed) return false;
-    if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return true;
-    if (goal.side_files && !copy->side_file) return true;
-    return asked_share && !stands_as_recorded(entry.remote, *copy);
+Need need_of(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy, bool asked_share) {
+    if (!copy) return Need::copy;
+    if (copy->removed) return Need::nothing;
+    if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return Need::copy;
+    if (goal.side_files && !copy->side_file) return Need::copy;
+    if (asked_share && !stands_as_recorded(entry.remote, *copy)) return Need::copy;
+    return copy->doubted ? Need::comparison : Need::nothing;
 }
 
 std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
@@ -84,7 +84,8 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
         work.job.recorded = RecordedCopy{.size = copy->size,
                                          .modified_ns = copy->share_modified_ns,
                                          .sha256 = copy->sha256,
-                                         .doubted = copy->modified_ns == DOUBTED};
+                                         .doubted = copy->doubted,
+                                         .source_modified_ns = copy->modified_ns};
     work.job.check = goal.check;
     if (goal.side_files)
         work.job.side_file = SideFile{where.channel->index, where.channel->guid,
