@@ -2,6 +2,7 @@
 need no sandbox do not try."""
 import json
 import os
+import shlex
 import subprocess
 import uuid
 from pathlib import Path
@@ -19,12 +20,15 @@ pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
 CHANGES = r"""
 mount -t tmpfs none /boot
 mkdir /boot/upper /boot/work /boot/root
+mkdir -m 1777 /boot/shm
 mount -t overlay none /boot/root -o lowerdir=/,upperdir=/boot/upper,workdir=/boot/work
 mkdir -p "/boot/root$RECORDER_SOURCE"
 for folder in /sys /dev "$RECORDER_SOURCE"; do mount --rbind "$folder" "/boot/root$folder"; done
+mount --bind /boot/shm /boot/root/dev/shm
 mount -t proc proc /boot/root/proc
 chroot /boot/root "$@" >&2 || exit
 find /boot/upper -mindepth 1 -printf '%y /%P\n'
+find /boot/shm -mindepth 1 -printf '%y /dev/shm/%P\n'
 """
 
 
@@ -55,6 +59,7 @@ def programs_without_sandbox():
     ("rm /etc/passwd", {"/etc/passwd"}),
     ("mkdir /var/lib/planted", {"/var/lib/planted"}),
     ("touch /root/planted", {"/root/planted"}),
+    ("touch /dev/shm/planted", {"/dev/shm/planted"}),
     ("touch /tmp/made-and-removed && rm /tmp/made-and-removed", set()),
     ("cat /etc/passwd", set()),
 ])
@@ -73,13 +78,23 @@ def test_a_program_of_tests_leaves_nothing(command):
     assert changes_by(*command) == set()
 
 
-def untouched(script):
-    return subprocess.run([SOURCE / "scripts/untouched", "bash", "-c", script], text=True,
+def bash(script, *before):
+    return subprocess.run([*before, "bash", "-ec", script], cwd=SOURCE, text=True,
                           capture_output=True, timeout=SECONDS, check=False)
 
 
-@pytest.mark.parametrize("folder", ["/", "/etc", "/home", "/mnt", "/opt", "/root", "/run", "/srv",
-                                    "/usr/local", "/var", "/var/lib"])
+def untouched(script):
+    return bash(script, SOURCE / "scripts/untouched")
+
+
+def with_mounts(script):
+    """With an empty /mnt, and mounts that only the script and what it starts see."""
+    return bash(f"mount -t tmpfs none /mnt\n{script}",
+                "unshare", "--mount", "--propagation", "private")
+
+
+@pytest.mark.parametrize("folder", ["/", "/dev", "/etc", "/home", "/mnt", "/opt", "/root", "/run",
+                                    "/srv", "/usr/local", "/var", "/var/lib"])
 def test_the_machine_is_read_only(folder):
     file = Path(folder) / f"untouched-test-{uuid.uuid4()}"
     done = untouched(f"touch {file}")
@@ -87,34 +102,70 @@ def test_the_machine_is_read_only(folder):
     assert not file.exists()
 
 
-@pytest.mark.parametrize("folder", ["/tmp", "/var/tmp"])
+@pytest.mark.parametrize("name", ["plain", "a blank", "ümlaut", r"back\slash", "line\nbreak"])
+def test_a_mount_is_read_only_whatever_its_name(name):
+    mounted = shlex.quote(f"/mnt/{name}")
+    done = with_mounts(f"mkdir {mounted}; mount -t tmpfs none {mounted}\n"
+                       f"scripts/untouched touch {mounted}/file")
+    assert done.returncode == 1 and "Read-only file system" in done.stderr
+
+
+@pytest.mark.parametrize("after", ["", "mkdir /mnt/a"])
+def test_a_mount_beneath_another_stops_nothing(after):
+    """Also where there is a folder of its name, which is the other mount's."""
+    done = with_mounts(f"""
+        mkdir /mnt/a; mount -t tmpfs none /mnt/a
+        mount -t tmpfs none /mnt; {after}
+        scripts/untouched touch /mnt/file /mnt/a/file || scripts/untouched echo goes on""")
+    assert done.stdout == "goes on\n", done.stderr
+    assert "cannot touch '/mnt/file': Read-only file system" in done.stderr
+
+
+def test_a_mount_that_stays_writable_is_not_put_up_with():
+    """As one would where the system refuses to change it; here a stand-in for mount does."""
+    done = with_mounts("""
+        mkdir /mnt/a; mount -t tmpfs none /mnt/a
+        echo '#!/bin/bash
+            if [[ $* == *ro*/mnt/a ]]; then echo refused; exit 32; fi
+            PATH=${PATH#*:} exec mount "$@"' >/mnt/mount
+        chmod +x /mnt/mount
+        PATH=/mnt:$PATH scripts/untouched echo goes on""")
+    assert (done.returncode, done.stdout, done.stderr) == (1, "", "untouched: refused\n")
+
+
+@pytest.mark.parametrize("folder", ["/tmp", "/var/tmp", "/dev/shm"])
 def test_temporary_files_are_in_a_folder_of_its_own(folder):
     file = Path(folder) / f"untouched-test-{uuid.uuid4()}"
-    done = untouched(f"ls -A {folder} && echo x >{file} && cat {file}")
-    assert done.stdout.splitlines()[-1:] == ["x"]
+    done = untouched(f"echo x >{file} && cat {file}")
+    assert done.stdout == "x\n"
     assert not file.exists()
 
 
-def test_the_source_tree_is_the_real_one(tmp_path):
-    assert untouched(f"echo x >{tmp_path}/file").returncode == 0
-    assert (tmp_path / "file").read_text() == "x\n"
+@pytest.fixture(name="real")
+def file_in_the_source_tree(tmp_path):
+    """Of a name that a shell would take for two."""
+    return tmp_path / "a file"
 
 
-def test_a_sandbox_works_inside(tmp_path):
-    done = untouched(f"scripts/sandbox --net -- bash -c 'touch /etc/x && echo x >{tmp_path}/file'")
+def test_the_source_tree_is_the_real_one(real):
+    assert untouched(f"echo x >{shlex.quote(str(real))}").returncode == 0
+    assert real.read_text() == "x\n"
+
+
+def test_a_sandbox_works_inside(real):
+    script = shlex.quote(f"touch /etc/x && echo x >{shlex.quote(str(real))}")
+    done = untouched(f"scripts/sandbox --net -- bash -c {script}")
     assert done.returncode == 0, done.stderr
-    assert (tmp_path / "file").read_text() == "x\n"
+    assert real.read_text() == "x\n"
 
 
-def test_a_tree_below_tmp_is_seen_and_real(tmp_path):
+def test_a_tree_below_tmp_is_seen_and_real():
     """As a whole in a /tmp of our own, so that the machine's is left alone."""
-    script = f"""
+    done = bash("""
         mount -t tmpfs none /tmp
         mkdir -p "/tmp/a tree"
-        cp -r {SOURCE}/scripts "/tmp/a tree"
+        cp -r scripts "/tmp/a tree"
         cd "/tmp/a tree"
         scripts/untouched bash -c 'ls -A /tmp && pwd && touch made'
-        ls -A"""
-    done = subprocess.run(["unshare", "--mount", "--propagation", "private", "bash", "-ec", script],
-                          text=True, capture_output=True, timeout=SECONDS, check=False)
+        ls -A""", "unshare", "--mount", "--propagation", "private")
     assert done.stdout.splitlines() == ["a tree", "/tmp/a tree", "made", "scripts"], done.stderr

@@ -2,6 +2,7 @@
 import os
 import pty
 import re
+import shlex
 import shutil
 import signal
 import subprocess
@@ -38,6 +39,7 @@ class Tree:
     folder's list of tests."""
 
     def __init__(self, folder):
+        folder.mkdir()
         self.folder = folder
         self.log = folder / "build/test.log"
         shutil.copy(SOURCE / "test", folder)
@@ -67,7 +69,7 @@ class Tree:
 
 @pytest.fixture(name="tree")
 def fresh_tree(tmp_path):
-    return Tree(tmp_path)
+    return Tree(tmp_path / "a tree")
 
 
 @pytest.fixture(name="run")
@@ -223,19 +225,25 @@ def test_an_interruption_ends_the_tests(tree):
     """As at a terminal, where the signal goes to all of the process group. ./test ends when the
     last that might still speak has ended."""
     begun = tree.folder / "build/begun"
-    tests = f'add_test(endless "bash" "-c" "touch {begun}; sleep 1000")\n'
-    with tree.start(tests, stdout=subprocess.DEVNULL, start_new_session=True) as process:
+    tests = bad("endless", f"touch {shlex.quote(str(begun))}; sleep 1000")
+    with tree.start(tests, text=True, stdout=subprocess.PIPE, start_new_session=True) as process:
         wait_until(begun.exists, "the test's start")
         os.killpg(process.pid, signal.SIGINT)
-        assert process.wait(SECONDS) != 0
+        said, _ = process.communicate(timeout=SECONDS)
+    assert process.returncode == 130
+    assert said.splitlines()[3:] == ["test: interrupted; what was said until then is in "
+                                     f"{tree.log}"]
 
 
 # --- the machine ----------------------------------------------------------------------------------
 
 @pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
                     reason="in place tests are on the machine itself")
-@pytest.mark.parametrize("place", ["/", "/etc", "/var/lib", "/tmp"])
-def test_what_a_test_would_leave_on_the_machine_is_not_there(run, place):
+@pytest.mark.parametrize("place, said", [
+    ("/", "Read-only file system"), ("/etc", "Read-only file system"),
+    ("/var/lib", "Read-only file system"), ("/tmp", "made"), ("/dev/shm", "made")])
+def test_what_a_test_would_leave_on_the_machine_is_not_there(run, place, said):
     planted = Path(place) / f"planted-{uuid.uuid4()}"
-    run(release=bad("stray", f"touch {planted}"))
+    _, lines = run(release=bad("stray", f"touch {planted} && echo made; exit 1"))
+    assert lines[lines.index("--- the end of what stray said (release)") + 1].endswith(said)
     assert not planted.exists()
