@@ -45,8 +45,8 @@ void add_uses(CLI::App& arguments, const std::vector<OtherUse>& uses,
     std::vector<CLI::Option*> added;
     for (const OtherUse& use : uses) {
         CLI::Option* option = arguments.add_option_function<std::string>(
-            use.option,
-            [&](const std::string& value) { wanted = [&, value] { use.run(value); }; }, use.help);
+            use.option, [&](const std::string& value) { wanted = [&, value] { use.run(value); }; },
+            use.help);
         option->type_name(use.value);
         for (CLI::Option* other : added) option->excludes(other);
         added.push_back(option);

@@ -24,9 +24,9 @@ protected:
         std::vector<char*> pointers;
         for (std::string& argument : arguments) pointers.push_back(argument.data());
         testing::internal::CaptureStderr();
-        const int status = services::service_main(
-            "recorder-x", "Serves.", static_cast<int>(pointers.size()), pointers.data(), serve,
-            others_);
+        const int status =
+            services::service_main("recorder-x", "Serves.", static_cast<int>(pointers.size()),
+                                   pointers.data(), serve, others_);
         said_ = testing::internal::GetCapturedStderr();
         return status;
     }

@@ -32,8 +32,8 @@ Kind kind_of_content(ShareFile& file, const FileState& there, Kind otherwise, co
     return is_claim(file, there.size, job.claim) ? Kind::claim : otherwise;
 }
 
-/// What spoils copies may spoil recordings, too: then the copy is all that there is. A recording that
-/// was written to since has another content by right.
+/// What spoils copies may spoil recordings, too: then the copy is all that there is. A recording
+/// that was written to since has another content by right.
 void keep_what_is_as_made(ShareFile& file, const CopyJob& job, CopyState& state) {
     const RecordedCopy& copy = *job.recorded;
     if (!copy.doubted || state.source.modified_ns() != copy.source_modified_ns) return;
