@@ -13,21 +13,33 @@ begin_log() {
     "$@" touch -- "$progress_log"
 }
 
+# ends_a_quarter N M: N is a quarter of M, two or three, and M large enough for that to matter.
+ends_a_quarter() {
+    local quarter=$(($2 / 4))
+    ((quarter >= 10 && $1 % quarter == 0 && $1 / quarter < 4))
+}
+
 # follow TITLE: logs its input, and shows on a terminal how far it is: by ninja's "[N/M] ...", by
-# ctest's "N/M Test ...", or by the line itself.
+# ctest's "N/M Test ...", or by the line itself. Elsewhere each quarter of what takes long is told.
 follow() {
-    local title=$1 line shown
+    local title=$1 line shown counted
     trap '' INT # Ctrl-C ends whoever writes, and that ends this
     while IFS= read -r line || [[ -n $line ]]; do
         printf '%s\n' "$line"
-        [[ -t 2 && -n $line ]] || continue
+        [[ -n $line ]] || continue
         shown=${line##*$'\r'} # which others write to overwrite themselves
+        counted=
         if [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]]; then
-            shown="${BASH_REMATCH[1]} of ${BASH_REMATCH[2]} files"
+            counted=files
         elif [[ $line =~ ^\ *([0-9]+)/([0-9]+)\ Test ]]; then
-            shown="${BASH_REMATCH[1]} of ${BASH_REMATCH[2]}"
+            counted=tests
         fi
-        printf '\r\e[K%.*s' "$((${COLUMNS:-80} - 1))" "$title: $shown" >&2
+        if [[ $counted ]]; then shown="${BASH_REMATCH[1]} of ${BASH_REMATCH[2]} $counted"; fi
+        if [[ -t 2 ]]; then
+            printf '\r\e[K%.*s' "$((${COLUMNS:-80} - 1))" "$title: $shown" >&2
+        elif [[ $counted ]] && ends_a_quarter "${BASH_REMATCH[@]:1}"; then
+            echo "$title: $shown" >&2
+        fi
     done >>"$progress_log"
     [[ ! -t 2 ]] || printf '\r\e[K' >&2
 }
