@@ -38,20 +38,27 @@ std::optional<int> answer_to(CLI::App& arguments, int argc, char** argv) {
     }
 }
 
+/// Each sets what is wanted to a use with its value. They exclude each other.
+void add_uses(CLI::App& arguments, const std::vector<OtherUse>& uses,
+              std::function<void()>& wanted) {
+    std::vector<CLI::Option*> added;
+    for (const OtherUse& use : uses) {
+        CLI::Option* option = arguments.add_option_function<std::string>(
+            use.option, [&](const std::string& value) { wanted = [&, value] { use.run(value); }; },
+            use.help);
+        option->type_name(use.value);
+        for (CLI::Option* other : added) option->excludes(other);
+        added.push_back(option);
+    }
+}
+
 }  // namespace
 
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve, const std::vector<OtherUse>& others) {
     CLI::App arguments(description, name);
     std::function<void()> wanted = serve;
-    for (const OtherUse& other : others)
-        arguments
-            .add_option_function<std::string>(
-                other.option,
-                [&](const std::string& value) { wanted = [&, value] { other.run(value); }; },
-                other.help)
-            ->type_name(other.value);
-
+    add_uses(arguments, others, wanted);
     arguments.set_version_flag("--version", name + ' ' + RECORDER_VERSION);
     if (const auto status = answer_to(arguments, argc, argv)) return *status;
     umask(S_IRWXG | S_IRWXO);
@@ -60,7 +67,7 @@ int service_main(const std::string& name, const std::string& description, int ar
         wanted();
         return 0;
     } catch (const std::exception& error) {
-        std::cerr << name << ": " << error.what() << '\n';
+        standalone::complain(name, error.what());
         return 1;
     }
 }

@@ -20,8 +20,9 @@ struct OtherUse {
 /// @param name        the program's name
 /// @param description what --help says
 /// @param others     what it can be called for otherwise, one at a time
-/// @return exit status: 0; 1 with one line on standard error when the folder is missing or `serve`
-///         throws; CLI11's, with such a line, for arguments that nobody knows
+/// @return exit status: 0; 1 with one line on standard error when the folder is missing, or `serve`
+///         or another use throws; CLI11's, with such a line, for arguments that nobody knows, or
+///         that ask for two uses at once
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve, const std::vector<OtherUse>& others = {});
 

@@ -23,13 +23,22 @@ protected:
         std::vector<char*> pointers;
         for (std::string& argument : arguments) pointers.push_back(argument.data());
         testing::internal::CaptureStderr();
-        const int status = services::service_main(
-            "recorder-x", "Serves.", static_cast<int>(pointers.size()), pointers.data(), serve);
+        const int status =
+            services::service_main("recorder-x", "Serves.", static_cast<int>(pointers.size()),
+                                   pointers.data(), serve, others_);
         said_ = testing::internal::GetCapturedStderr();
         return status;
     }
 
+    /// Calls for another use; what it was called with goes to used_.
+    services::OtherUse use(const std::string& option) {
+        return {option, "WHAT", "Does.",
+                [this, option](const std::string& value) { used_ += option + value; }};
+    }
+
     TemporaryFolder folder_;
+    std::vector<services::OtherUse> others_;
+    std::string used_;
     std::string said_;
     mode_t before_;
 };
@@ -72,6 +81,27 @@ TEST_F(ServiceMain, RefusesArgumentsThatNobodyKnowsInOneLine) {
         said_,
         "recorder-x: The following arguments were not expected: a\\nb\xEF\xBF\xBD --fast; see "
         "--help\n");
+}
+
+TEST_F(ServiceMain, TellsOnOneLineWhatAFailureHasOfOthersWords) {
+    setenv("RECORDER_STATE", folder_.path().c_str(), 1);
+    EXPECT_EQ(run([] { throw std::runtime_error("there is no task a\nb\xFF"); }), 1);
+    EXPECT_EQ(said_, "recorder-x: there is no task a\\nb\xEF\xBF\xBD\n");
+}
+
+TEST_F(ServiceMain, IsCalledForOneOtherUseAtATime) {
+    setenv("RECORDER_STATE", folder_.path().c_str(), 1);
+    others_ = {use("--one"), use("--two"), use("--three")};
+    bool served = false;
+    const auto serve = [&] { served = true; };
+    EXPECT_EQ(run(serve, {"--two", "a"}), 0);
+    EXPECT_EQ(used_, "--twoa");
+    for (const char* other : {"--one", "--two"}) {
+        EXPECT_GT(run(serve, {other, "a", "--three", "b"}), 1);
+        EXPECT_EQ(said_, std::string("recorder-x: --three excludes ") + other + "; see --help\n");
+    }
+    EXPECT_EQ(used_, "--twoa");
+    EXPECT_FALSE(served);
 }
 
 TEST(PlaceOf, NamesOnePortOrTwo) {
