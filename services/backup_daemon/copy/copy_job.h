@@ -14,6 +14,7 @@ struct RecordedCopy {
     std::optional<long long> modified_ns{};  ///< time on the share; nothing when it is not known
     std::string sha256{};                    ///< of its content; "" when nobody knows
     bool doubted = false;                    ///< it may have another content than that
+    long long source_modified_ns = 0;        ///< the recording's last write when it was made
 };
 
 /// One file to copy. Paths on the share are relative to it.

@@ -32,9 +32,11 @@ Kind kind_of_content(ShareFile& file, const FileState& there, Kind otherwise, co
     return is_claim(file, there.size, job.claim) ? Kind::claim : otherwise;
 }
 
-/// What spoils copies may spoil recordings, too: then the copy is all that there is.
+/// What spoils copies may spoil recordings, too: then the copy is all that there is. A recording
+/// that was written to since has another content by right.
 void keep_what_is_as_made(ShareFile& file, const CopyJob& job, CopyState& state) {
     const RecordedCopy& copy = *job.recorded;
+    if (!copy.doubted || state.source.modified_ns() != copy.source_modified_ns) return;
     if (copy.sha256.empty() || hash_of(file, copy.size, state) != copy.sha256) return;
     throw CopyFailure(FailureKind::source,
                       job.target +
@@ -54,7 +56,7 @@ Standing look_over(Share& share, const CopyJob& job, CopyState& state) {
     if (!decides) return {otherwise, *there};
     const auto file = share.open(job.target, Share::Open::read);
     const Kind kind = kind_of_content(*file, *there, otherwise, job, state);
-    if (kind == Kind::recorded && job.recorded->doubted) keep_what_is_as_made(*file, job, state);
+    if (kind == Kind::recorded) keep_what_is_as_made(*file, job, state);
     return {kind, *there};
 }
 

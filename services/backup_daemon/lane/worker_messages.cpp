@@ -34,6 +34,8 @@ void carry(auto& packet, Of<RecordedCopy> auto& copy) {
     packet.carry_presence(copy.modified_ns);
     if (copy.modified_ns) packet.carry(*copy.modified_ns);
     packet.carry(copy.sha256);
+    packet.carry(copy.doubted);
+    packet.carry(copy.source_modified_ns);
 }
 
 void carry(auto& packet, Of<CopyJob> auto& job) {

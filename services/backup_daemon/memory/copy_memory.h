@@ -19,13 +19,10 @@ struct CopiedFile {
     std::string sha256;         ///< of the content, hexadecimal; "" when nobody reckoned it
     bool side_file = false;     ///< a description lies beside it
     bool removed = false;       ///< it made or makes room on a full share: not to be sent again
+    bool doubted = false;       ///< its content is: to be compared with its recording
     /// The copy's modification time as the share told it; nothing when it is not known.
     std::optional<long long> share_modified_ns{};
 };
-
-/// The source's time in the record of a copy whose content is doubted. No file has it, so the
-/// copy is compared with its recording as if that had been written to.
-inline constexpr long long DOUBTED = std::numeric_limits<long long>::min();
 
 /// Some of the copies of one camera and day, to be read back for all of them.
 struct Sample {
@@ -89,7 +86,8 @@ public:
     /// Forgets a checkpoint; there need not be one.
     virtual void drop_checkpoint(const std::string& path) = 0;
 
-    /// Records a complete file as the task's and drops its checkpoint, both or neither.
+    /// Records a complete file as the task's, not doubted and to be sampled, and drops its
+    /// checkpoint, both or neither.
     virtual void record(const CopiedFile& file) = 0;
 
     /// The oldest day of which the task has copies on the share; "" when there is none.
@@ -133,13 +131,14 @@ public:
     virtual void end_sample(const std::string& folder) = 0;
 
     /// A copy of the sample is not as it was made. It counts as spoilt until it is recorded anew,
-    /// and all copies of its folder as DOUBTED until they are.
+    /// and all copies of its folder as doubted until they are. That is more than a sample:
+    /// none of them is asked for in one any more.
     virtual void doubt(const std::string& path, const std::string& folder) = 0;
 
     /// The task's spoilt copies.
     virtual std::set<std::string> spoilt() = 0;
 
-    /// None of them counts as spoilt any more.
+    /// None of them counts as spoilt any more; they stay doubted.
     virtual void accept_spoilt() = 0;
 
     /// What set_date() has kept of the task; nothing when it has not.

@@ -2,12 +2,13 @@
 #include "services/backup_daemon/memory/copy_store.h"
 
 #include "services/backup_daemon/memory/path_range.h"
+#include "services/backup_daemon/memory/sampled.h"
 
 namespace services {
 namespace {
 
 constexpr char COPIED[] =
-    "SELECT path, day, size, modified_ns, sha256, side_file, removed, share_modified_ns "
+    "SELECT path, day, size, modified_ns, sha256, side_file, removed, share_modified_ns, sampled "
     "FROM copied_file ";
 constexpr char CHECKPOINT[] = "SELECT path, temporary, offset, sha256 FROM checkpoint ";
 
@@ -27,7 +28,8 @@ CopiedFile load_copied(standalone::Statement& row) {
                     .modified_ns = row.integer(3),
                     .sha256 = row.text(4),
                     .side_file = row.integer(5) != 0,
-                    .removed = row.integer(6) != 0};
+                    .removed = row.integer(6) != 0,
+                    .doubted = row.integer(8) == SPOILT || row.integer(8) == DOUBTED};
     if (!row.is_null(7)) file.share_modified_ns = row.integer(7);
     return file;
 }
@@ -243,15 +245,17 @@ void CopyStore::end_sample(const std::string& folder) {
 
 void CopyStore::doubt(const std::string& path, const std::string& folder) {
     standalone::Transaction transaction(database_);
-    of_destination("UPDATE copied_file SET sampled = 2 WHERE destination = ? AND path = ?")
+    of_destination("UPDATE copied_file SET sampled = ?3 WHERE destination = ?1 AND path = ?2")
         .bind(2, path)
+        .bind(3, SPOILT)
         .step();
     of_destination(
-        "UPDATE copied_file SET modified_ns = ?4 "
-        "WHERE destination = ?1 AND path > ?2 AND path < ?3 AND modified_ns <> ?4")
+        "UPDATE copied_file SET sampled = ?4 "
+        "WHERE destination = ?1 AND path > ?2 AND path < ?3 AND sampled NOT IN (?4, ?5)")
         .bind(2, folder)
         .bind(3, behind(folder))
         .bind(4, DOUBTED)
+        .bind(5, SPOILT)
         .step();
     transaction.commit();
 }
@@ -266,8 +270,9 @@ std::set<std::string> CopyStore::spoilt() {
 
 void CopyStore::accept_spoilt() {
     of_task(
-        "UPDATE copied_file SET sampled = 1 "
-        "WHERE destination = ? AND taskID = ? AND sampled = 2")
+        "UPDATE copied_file SET sampled = ?3 "
+        "WHERE destination = ?1 AND taskID = ?2 AND sampled = 2")
+        .bind(3, DOUBTED)
         .step();
 }
 

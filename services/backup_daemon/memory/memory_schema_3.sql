@@ -2,8 +2,9 @@
 -- for want of another.
 
 -- 0 until a sample of the copies of its camera and day, of which it may be a part, was read back;
--- 2 when it was in the sample and is not as it was made. Copies of the version before are not asked
--- for. The indexes are as small as what a run has to look for.
+-- 2 when it was in the sample and is not as it was made, 3 when its content is doubted: it is to be
+-- compared with its recording, sampled or not. Copies of the version before are not
+-- asked for. The indexes are as small as what a run has to look for.
 ALTER TABLE copied_file ADD COLUMN sampled INTEGER NOT NULL DEFAULT 1;
 CREATE INDEX copied_to_sample ON copied_file (taskID, destination, removed, day)
     WHERE sampled = 0;

@@ -8,7 +8,7 @@
 
 namespace services {
 
-/// Marks copies that are on a share as DOUBTED (copy_memory.h), all of them or none: the next runs
+/// Marks copies that are on a share as doubted (copy_memory.h), all of them or none: the next runs
 /// that select them compare them with their recordings, and make anew what is not equal. A daemon
 /// that runs meanwhile waits; what it records afterwards has been compared.
 /// @param memory  backupd.db, for writing

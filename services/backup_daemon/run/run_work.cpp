@@ -44,6 +44,7 @@ bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* co
                 bool asked_share) {
     if (!copy) return true;
     if (copy->removed) return false;
+    if (copy->doubted) return true;
     if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return true;
     if (goal.side_files && !copy->side_file) return true;
     return asked_share && !stands_as_recorded(entry.remote, *copy);
@@ -84,7 +85,8 @@ CopyFile copy_work(const RunGoal& goal, const ShareNames& names, const ChannelDa
         work.job.recorded = RecordedCopy{.size = copy->size,
                                          .modified_ns = copy->share_modified_ns,
                                          .sha256 = copy->sha256,
-                                         .doubted = copy->modified_ns == DOUBTED};
+                                         .doubted = copy->doubted,
+                                         .source_modified_ns = copy->modified_ns};
     work.job.check = goal.check;
     if (goal.side_files)
         work.job.side_file = SideFile{where.channel->index, where.channel->guid,

@@ -119,7 +119,7 @@ def test_copies_that_are_asked_about_are_compared_and_only_what_differs_is_made_
     assert house.shared() == house.sources()
     after = copy_of(house, 1).stat()
     assert (after.st_ino, after.st_mtime_ns) == (before.st_ino, before.st_mtime_ns)
-    assert min(row["modified_ns"] for row in house.copied().values()) > 0
+    assert {row["sampled"] for row in house.copied().values()} <= {0, 1}
 
 
 def test_copies_of_other_tasks_are_left_unless_all_are_asked_about(house):
@@ -129,7 +129,7 @@ def test_copies_of_other_tasks_are_left_unless_all_are_asked_about(house):
     second = house.create(destPath="/backup/other")
     house.run(second)
     assert recheck(house, second).startswith("2 copies ")
-    doubted = house.database("SELECT * FROM copied_file WHERE modified_ns < 0")
+    doubted = house.database("SELECT * FROM copied_file WHERE sampled = 3")
     assert [row["taskID"] for row in doubted] == [int(second)] * 2
     assert recheck(house).startswith("4 copies ")
 
@@ -146,4 +146,22 @@ def test_copies_may_be_asked_about_while_a_run_goes_on(house):
     assert house.status(task_id) == SUCCESS
     house.run(task_id)
     assert house.shared() == house.sources()
-    assert {row["modified_ns"] > 0 for row in house.copied().values()} == {True}
+    assert {row["sampled"] for row in house.copied().values()} <= {0, 1}
+
+
+def test_recording_that_has_gone_bad_costs_no_copy_and_one_that_was_written_anew_is_copied(house):
+    record_days(house, range(2))
+    task_id = house.create()
+    house.run(task_id)
+    recheck(house)
+    for days_ago in range(2):
+        recording = STORAGE / "0" / day_name(days_ago) / NAME
+        before = recording.stat()
+        recording.write_bytes(noise(3 * MIB + 7, f"other {days_ago}"))
+        os.utime(recording, ns=(before.st_atime_ns, before.st_mtime_ns + days_ago))
+    house.run(task_id, FAILED)
+    assert told(house, FILE_NOT_COPIED) == [
+        f"recorder/{path_of(0)}: the copy is as it was made and stays, but its recording has "
+        "another content now"]
+    assert copy_of(house, 0).read_bytes() == noise(3 * MIB + 7, 0)
+    assert copy_of(house, 1).read_bytes() == noise(3 * MIB + 7, "other 1")

@@ -56,13 +56,19 @@ TEST_F(StandingTest, DoubtedCopyThatIsAsItWasMadeIsNotReplacedByARecordingThatIs
     std::string made = content;
     made[5] ^= 1;
     server.put(job.target, made);
-    job.recorded = RecordedCopy{.size = size, .sha256 = hash_of(made), .doubted = true};
+    job.recorded = RecordedCopy{.size = size,
+                                .sha256 = hash_of(made),
+                                .doubted = true,
+                                .source_modified_ns = opened().modified_ns()};
     try {
         standing();
         FAIL() << "it would be replaced";
     } catch (const CopyFailure& failure) {
         EXPECT_EQ(failure.kind, FailureKind::source);
     }
+    job.recorded->source_modified_ns -= 1;
+    EXPECT_EQ(standing(), Kind::recorded) << "the recording was written to since";
+    job.recorded->source_modified_ns += 1;
     job.recorded->sha256 = hash_of(content);
     EXPECT_EQ(standing(), Kind::recorded) << "another content than it was made with";
     job.recorded->sha256 = "";

@@ -18,7 +18,11 @@ const CopyJob JOB{.recordings = "/r",
                   .temporary = "p",
                   .claim = "c",
                   .fresh = true,
-                  .recorded = RecordedCopy{7, -9, "cd"},
+                  .recorded = RecordedCopy{.size = 7,
+                                           .modified_ns = -9,
+                                           .sha256 = "cd",
+                                           .doubted = true,
+                                           .source_modified_ns = -11},
                   .offset = 8LL << 40,
                   .prefix_sha256 = "ab",
                   .check = false,
@@ -78,6 +82,8 @@ TEST(WorkerMessages, OrderToCopyArrivesWhole) {
     EXPECT_EQ(copy.recorded->size, 7);
     EXPECT_EQ(copy.recorded->modified_ns, -9);
     EXPECT_EQ(copy.recorded->sha256, "cd");
+    EXPECT_TRUE(copy.recorded->doubted);
+    EXPECT_EQ(copy.recorded->source_modified_ns, -11);
     EXPECT_EQ(copy.offset, 8LL << 40);
     EXPECT_EQ(copy.prefix_sha256, "ab");
     EXPECT_FALSE(copy.check);

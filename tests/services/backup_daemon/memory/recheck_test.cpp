@@ -42,17 +42,17 @@ protected:
 
 TEST_F(RecheckTest, AllCopiesAreDoubtedThatAreOnAShare) {
     EXPECT_EQ(recheck(memory_.runs, std::nullopt), 3);
-    EXPECT_EQ(copy(store_, "1.mp4").modified_ns, DOUBTED);
-    EXPECT_EQ(copy(store_, "2.mp4").modified_ns, DOUBTED);
-    EXPECT_EQ(copy(other_place_, "3.mp4").modified_ns, DOUBTED);
-    EXPECT_EQ(copy(store_, "gone.mp4").modified_ns, 6);
+    EXPECT_TRUE(copy(store_, "1.mp4").doubted);
+    EXPECT_TRUE(copy(store_, "2.mp4").doubted);
+    EXPECT_TRUE(copy(other_place_, "3.mp4").doubted);
+    EXPECT_FALSE(copy(store_, "gone.mp4").doubted);
 }
 
 TEST_F(RecheckTest, TheCopiesOfOneTaskAreDoubtedAtAllItsDestinations) {
     EXPECT_EQ(recheck(memory_.runs, "1"), 2);
-    EXPECT_EQ(copy(store_, "1.mp4").modified_ns, DOUBTED);
-    EXPECT_EQ(copy(store_, "2.mp4").modified_ns, 6);
-    EXPECT_EQ(copy(other_place_, "3.mp4").modified_ns, DOUBTED);
+    EXPECT_TRUE(copy(store_, "1.mp4").doubted);
+    EXPECT_FALSE(copy(store_, "2.mp4").doubted);
+    EXPECT_TRUE(copy(other_place_, "3.mp4").doubted);
     EXPECT_EQ(recheck(memory_.runs, "3"), 0);
 }
 
@@ -60,10 +60,18 @@ TEST_F(RecheckTest, WhatElseIsKnownOfACopyStays) {
     recheck(memory_.runs, std::nullopt);
     const CopiedFile doubted = copy(store_, "1.mp4");
     EXPECT_EQ(doubted.size, 5);
+    EXPECT_EQ(doubted.modified_ns, 6);
     EXPECT_EQ(doubted.sha256, "ab");
     EXPECT_EQ(doubted.share_modified_ns, 7);
     EXPECT_TRUE(store_.spoilt().empty());
-    EXPECT_EQ(store_.sample().copies.size(), 1U);
+    EXPECT_TRUE(store_.sample().copies.empty()) << "all of them are compared";
+}
+
+TEST_F(RecheckTest, SpoiltCopyCountsAndStaysSpoilt) {
+    store_.doubt(FOLDER + std::string("1.mp4"), FOLDER);
+    EXPECT_EQ(recheck(memory_.runs, std::nullopt), 3);
+    EXPECT_EQ(store_.spoilt().size(), 1U);
+    EXPECT_TRUE(copy(store_, "1.mp4").doubted);
 }
 
 }  // namespace

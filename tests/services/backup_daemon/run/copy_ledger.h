@@ -249,7 +249,9 @@ public:
         call();
         ledger_.spoilt.insert(path);
         for (auto& [of, copy] : ledger_.copies)
-            if (of.starts_with(folder)) copy.modified_ns = services::DOUBTED;
+            if (of.starts_with(folder)) copy.doubted = true;
+        std::erase_if(ledger_.unsampled,
+                      [&](const std::string& other) { return other.starts_with(folder); });
     }
 
     std::set<std::string> spoilt() override {

@@ -72,11 +72,12 @@ TEST_F(RunWorkTest, CopyIsFreshWhereTheListingHadNothing) {
 
 TEST_F(RunWorkTest, DoubtedCopyIsComparedAndNothingIsBegunFromIt) {
     EXPECT_FALSE(job(&copy).recorded->doubted);
-    copy.modified_ns = DOUBTED;
+    copy.doubted = true;
     EXPECT_TRUE(is_needed());
     EXPECT_TRUE(job(&copy).recorded->doubted);
     EXPECT_EQ(job(&copy).recorded->sha256, "ab");
     EXPECT_EQ(job(&copy).recorded->size, 5);
+    EXPECT_EQ(job(&copy).recorded->source_modified_ns, 9);
 }
 
 }  // namespace
