@@ -4,6 +4,7 @@
 #include <ctime>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 #include "platform/service_addresses.h"
 #include "platform/standalone/store/channel_store.h"
@@ -48,8 +49,8 @@ std::string identity() {
 }
 
 // What each connection waits within a second for others that hold its database. Requests wait for
-// the loop, so all of it adds up to less than a second. Nobody else writes backupd.db; whatever
-// others write into the other databases is done in much less.
+// the loop, so all of it adds up to less than a second. Whatever others write is done in much less;
+// into backupd.db that is --recheck alone, which rests again and again.
 constexpr std::chrono::milliseconds CONFIG_WAIT(300);
 constexpr std::chrono::milliseconds MEMORY_WAIT(50);
 constexpr std::chrono::milliseconds OTHER_WAIT(100);
@@ -122,6 +123,9 @@ void tell_plan(const std::string& task_id) {
         services::preview_text(services::preview_of(task_id, identity(), config, memory)).c_str());
 }
 
+// Longer than the daemon waits between two looks at a database that is held.
+constexpr std::chrono::milliseconds RECHECK_REST(20);
+
 /// Copies outlive their tasks, and those of a deleted one are only reached with all.
 void recheck_copies(const std::string& whose) {
     std::optional<std::string> task_id;
@@ -130,7 +134,8 @@ void recheck_copies(const std::string& whose) {
     if (task_id && !standalone::TaskStore(config).find(*task_id))
         throw std::runtime_error("there is no task " + *task_id);
     Database memory = services::open_existing_memory(Database::Access::writing);
-    std::printf("%d\n", services::recheck(memory, task_id));
+    std::printf("%d\n", services::recheck(memory, task_id,
+                                          [] { std::this_thread::sleep_for(RECHECK_REST); }));
 }
 
 }  // namespace

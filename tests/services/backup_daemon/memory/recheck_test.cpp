@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "services/backup_daemon/memory/copy_store.h"
 #include "tests/services/backup_daemon/memory/memory_test.h"
 
@@ -31,6 +33,10 @@ protected:
                       .share_modified_ns = 7});
     }
 
+    int recheck_at_once(const std::optional<std::string>& task_id) {
+        return recheck(memory_.runs, task_id, [] { ADD_FAILURE() << "it would rest"; });
+    }
+
     static CopiedFile copy(CopyStore& store, const std::string& name) {
         return store.copied_in(FOLDER).at(FOLDER + name);
     }
@@ -41,7 +47,7 @@ protected:
 };
 
 TEST_F(RecheckTest, AllCopiesAreDoubtedThatAreOnAShare) {
-    EXPECT_EQ(recheck(memory_.runs, std::nullopt), 3);
+    EXPECT_EQ(recheck_at_once(std::nullopt), 3);
     EXPECT_TRUE(copy(store_, "1.mp4").doubted);
     EXPECT_TRUE(copy(store_, "2.mp4").doubted);
     EXPECT_TRUE(copy(other_place_, "3.mp4").doubted);
@@ -49,15 +55,15 @@ TEST_F(RecheckTest, AllCopiesAreDoubtedThatAreOnAShare) {
 }
 
 TEST_F(RecheckTest, TheCopiesOfOneTaskAreDoubtedAtAllItsDestinations) {
-    EXPECT_EQ(recheck(memory_.runs, "1"), 2);
+    EXPECT_EQ(recheck_at_once("1"), 2);
     EXPECT_TRUE(copy(store_, "1.mp4").doubted);
     EXPECT_FALSE(copy(store_, "2.mp4").doubted);
     EXPECT_TRUE(copy(other_place_, "3.mp4").doubted);
-    EXPECT_EQ(recheck(memory_.runs, "3"), 0);
+    EXPECT_EQ(recheck_at_once("3"), 0);
 }
 
 TEST_F(RecheckTest, WhatElseIsKnownOfACopyStays) {
-    recheck(memory_.runs, std::nullopt);
+    recheck_at_once(std::nullopt);
     const CopiedFile doubted = copy(store_, "1.mp4");
     EXPECT_EQ(doubted.size, 5);
     EXPECT_EQ(doubted.modified_ns, 6);
@@ -69,9 +75,33 @@ TEST_F(RecheckTest, WhatElseIsKnownOfACopyStays) {
 
 TEST_F(RecheckTest, SpoiltCopyCountsAndStaysSpoilt) {
     store_.doubt(FOLDER + std::string("1.mp4"), FOLDER);
-    EXPECT_EQ(recheck(memory_.runs, std::nullopt), 3);
+    EXPECT_EQ(recheck_at_once(std::nullopt), 3);
     EXPECT_EQ(store_.spoilt().size(), 1U);
     EXPECT_TRUE(copy(store_, "1.mp4").doubted);
+}
+
+TEST_F(RecheckTest, DaemonMayWriteBetweenBatchesOfManyCopies) {
+    constexpr int MANY = 2 * RECHECKED_AT_ONCE;
+    {
+        standalone::Transaction transaction(memory_.schedules);
+        standalone::Statement insert = memory_.schedules.prepare(
+            "INSERT INTO copied_file (destination, path, taskID, day, size, modified_ns, sha256, "
+            "side_file) VALUES ('m', ?, ?, '2024-03-01', 5, 6, '', 0)");
+        for (int number = 0; number < MANY; ++number) {
+            insert.bind(1, std::to_string(number)).bind(2, 1 + number % 2).step();
+            insert.reset();
+        }
+        transaction.commit();
+    }
+    memory_.runs.limit_waiting(std::chrono::milliseconds(0));
+    int rests = 0;
+    const auto write = [&] {
+        ++rests;
+        record(store_, std::to_string(rests) + " of the daemon.mp4");
+    };
+    EXPECT_EQ(recheck(memory_.schedules, "2", write), MANY / 2 + 1);
+    EXPECT_EQ(rests, 2);
+    EXPECT_EQ(recheck(memory_.schedules, std::nullopt, [] {}), MANY + 3 + rests);
 }
 
 }  // namespace
