@@ -46,6 +46,7 @@ void print_for_people(const Plan& plan) {
     print_files("to copy", plan, "files", "bytes");
     print_row({"of", plan.number("cameras") + " cameras", plan.number("days") + " days",
                plan.text("first_day"), plan.text("last_day")});
+    print_files("to compare", plan, "compare_files", "compare_bytes");
     print_files("to remove, too old", plan, "remove_files", "remove_bytes");
     const bool told = !plan.text("free_bytes").empty();
     print_row({"free on the share", told ? plan.number("free_bytes") + " bytes" : "not told"});

@@ -29,6 +29,8 @@ std::string preview_text(const RunPreview& preview) {
     Members object;
     object.add("files", preview.to_copy.files);
     object.add("bytes", preview.to_copy.bytes);
+    object.add("compare_files", preview.to_compare.files);
+    object.add("compare_bytes", preview.to_compare.bytes);
     object.add("cameras", preview.cameras);
     object.add("days", preview.days);
     object.add("first_day", preview.first_day);

@@ -126,8 +126,8 @@ private:
 
     struct Day {
         ChannelDay where;
-        long long files = 0;  ///< counted among the planned ones so far
-        long long bytes = 0;
+        Amount to_copy{};     ///< counted among the planned ones so far, ...
+        Amount to_compare{};  ///< ... and so are these
         bool unread = false;  ///< could not be listed, and counts as failed
     };
 
@@ -193,6 +193,7 @@ private:
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
     void give_up_day(std::size_t day, const std::string& why);
+    void count_day(Day& day, const Amount& to_copy, const Amount& to_compare);
     void give_up_file(const FileCount& file, const std::string& why);
     void find_spoilt(const CheckCopy& check, const std::string& why);
     FailureStep fail_to_check(LaneId lane, const Failed& failed);
@@ -216,6 +217,7 @@ private:
 
     // Room, in run_plan_room.cpp.
     Answer answer(WeighRun&, const Room& found);
+    long long bytes_to_copy() const;
     Answer answer(SeekRoom& seek, const Room& found);
     Answer answer(ProveRoom& proof, const Room& found);
     void doubt_full(const SeekRoom& seek, const std::optional<ShareRoom>& room);

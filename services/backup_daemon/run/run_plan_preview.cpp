@@ -11,9 +11,11 @@ RunPreview RunPlan::preview() {
     std::set<const SelectedChannel*> cameras;
     std::set<std::string> days;
     for (const Day& day : days_) {
-        if (day.files == 0) continue;
-        seen.to_copy.files += day.files;
-        seen.to_copy.bytes += day.bytes;
+        seen.to_compare.files += day.to_compare.files;
+        seen.to_compare.bytes += day.to_compare.bytes;
+        if (day.to_copy.files == 0) continue;
+        seen.to_copy.files += day.to_copy.files;
+        seen.to_copy.bytes += day.to_copy.bytes;
         cameras.insert(day.where.channel);
         days.insert(day.where.day);
     }

@@ -86,21 +86,22 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     Day& day = days_[look.day];
     const auto recorded = memory_.copied_in(ShareNames::day_folder(day.where) + "/");
     give_up_doubles(look);
-    long long files = 0;
-    long long bytes = 0;
+    Amount to_copy;
+    Amount to_compare;
     for (const DayEntry& entry : look.found) {
         const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
         const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
-        if (!needs_copy(goal_, entry, copy, look.to_copy || goal_.is_preview())) continue;
-        ++files;
-        bytes += entry.size;
+        const Need need = need_of(goal_, entry, copy, look.to_copy || goal_.is_preview());
+        if (need == Need::nothing) continue;
+        Amount& amount = need == Need::copy ? to_copy : to_compare;
+        ++amount.files;
+        amount.bytes += entry.size;
         if (!look.to_copy) continue;
         CopyFile work = copy_work(goal_, names_, day.where, entry, copy);
         work.day = look.day;
         ready_.push_back({std::move(work)});
     }
-    // What was measured gives way to what is found now.
-    tally_.plan(files - std::exchange(day.files, files), bytes - std::exchange(day.bytes, bytes));
+    count_day(day, to_copy, to_compare);
     if (look.found.empty()) ready_.push_front({SeekRecordings{look.day}});
     return Answer::whole;
 }
@@ -233,11 +234,18 @@ void RunPlan::give_up_source(const Work& work, const std::string& why) {
     give_up_file({}, why);
 }
 
+/// What was measured gives way to what is found now.
+void RunPlan::count_day(Day& day, const Amount& to_copy, const Amount& to_compare) {
+    const Amount before = std::exchange(day.to_copy, to_copy);
+    const Amount compared_before = std::exchange(day.to_compare, to_compare);
+    tally_.plan(to_copy.files + to_compare.files - before.files - compared_before.files,
+                to_copy.bytes + to_compare.bytes - before.bytes - compared_before.bytes);
+}
+
 /// A day is looked at twice, and counts once.
 void RunPlan::give_up_day(std::size_t number, const std::string& why) {
     Day& day = days_[number];
-    // What was measured of it is not to come any more.
-    tally_.plan(-std::exchange(day.files, 0), -std::exchange(day.bytes, 0));
+    count_day(day, {}, {});
     if (std::exchange(day.unread, true)) return;
     tally_.plan(1, 0);
     give_up_file({}, why);

@@ -26,10 +26,17 @@ std::string room_text(const ShareRoom& room, long long removable) {
 
 }  // namespace
 
+/// Copies that are only to be compared have their room.
+long long RunPlan::bytes_to_copy() const {
+    long long bytes = 0;
+    for (const Day& day : days_) bytes += day.to_copy.bytes;
+    return bytes;
+}
+
 /// Planned bytes against free ones and those that may make way. What was begun is there in part.
 RunPlan::Answer RunPlan::answer(WeighRun&, const Room& found) {
     if (!found.room) return Answer::whole;
-    long long needed = tally_.bytes_left();
+    long long needed = bytes_to_copy();
     for (const Checkpoint& checkpoint : memory_.checkpoints()) needed -= checkpoint.offset;
     const bool may_remove = goal_.when_full == WhenFull::remove_oldest && why_copies_stay().empty();
     const std::string last = days_.empty() ? "" : days_.back().where.day;

@@ -11,6 +11,7 @@ namespace services {
 
 struct RunPreview {
     Amount to_copy;
+    Amount to_compare;      ///< doubted copies; what is not equal is copied, too
     long long cameras = 0;  ///< that have files to copy
     long long days = 0;     ///< the same
     std::string first_day;  ///< of them; "" when there is nothing to copy

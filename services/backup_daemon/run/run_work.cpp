@@ -40,14 +40,13 @@ bool stands_as_recorded(const FileState& remote, const CopiedFile& copy) {
 
 }  // namespace
 
-bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
-                bool asked_share) {
-    if (!copy) return true;
-    if (copy->removed) return false;
-    if (copy->doubted) return true;
-    if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return true;
-    if (goal.side_files && !copy->side_file) return true;
-    return asked_share && !stands_as_recorded(entry.remote, *copy);
+Need need_of(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy, bool asked_share) {
+    if (!copy) return Need::copy;
+    if (copy->removed) return Need::nothing;
+    if (copy->size != entry.size || copy->modified_ns != entry.modified_ns) return Need::copy;
+    if (goal.side_files && !copy->side_file) return Need::copy;
+    if (asked_share && !stands_as_recorded(entry.remote, *copy)) return Need::copy;
+    return copy->doubted ? Need::comparison : Need::nothing;
 }
 
 std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,

@@ -97,11 +97,16 @@ struct Work {
 /// Whether it is about what a deleted task has left.
 bool is_abandoned(const Work& work);
 
-/// Whether a recording has to be sent.
+/// What is to be done about a recording.
+enum class Need {
+    nothing,
+    comparison,  ///< with its doubted copy; it is sent if that is not equal
+    copy,        ///< it has to be sent, as far as can be told
+};
+
 /// @param copy        what is recorded of it; null when nothing is
 /// @param asked_share the entry's state on the share is known
-bool needs_copy(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy,
-                bool asked_share);
+Need need_of(const RunGoal& goal, const DayEntry& entry, const CopiedFile* copy, bool asked_share);
 
 /// Takes out of a day's recordings those that cannot be copied as well: their copy or its
 /// description would have a name that one before them has, or has on servers that do not tell upper

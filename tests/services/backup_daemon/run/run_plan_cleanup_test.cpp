@@ -166,6 +166,24 @@ TEST_F(RunPlanCleanupTest, PreviewTellsWhatARunWouldDoAndOrdersAndWritesNothing)
     EXPECT_TRUE(ledger.checkpoints.empty() && ledger.recorded.empty() && ledger.gone.empty());
 }
 
+TEST_F(RunPlanCleanupTest, PreviewTellsApartWhatIsOnlyToBeCompared) {
+    goal.purpose = RunPurpose::preview;
+    for (const std::string name : {"there.mp4", "gone.mp4"}) {
+        world.record("/rec/yard", "2024-03-05", name, 50, 500);
+        ledger.add("Yard/2024-03-05/" + name, "2024-03-05", 50);
+        ledger.copies.at("Yard/2024-03-05/" + name).doubted = true;
+    }
+    world.share["store/Yard/2024-03-05/there.mp4"] = 50;
+    world.room = 100;
+    rest();
+    const RunPreview seen = plan().preview();
+    EXPECT_EQ(seen.to_copy.files, 1);
+    EXPECT_EQ(seen.to_copy.bytes, 50);
+    EXPECT_EQ(seen.to_compare.files, 1);
+    EXPECT_EQ(seen.to_compare.bytes, 50);
+    EXPECT_TRUE(seen.fits);
+}
+
 TEST_F(RunPlanCleanupTest, PreviewSeesThatACopyIsGoneFromTheShare) {
     goal.purpose = RunPurpose::preview;
     world.record("/rec/door", "2024-03-05", "08-00-00.mp4", 50, 500);

@@ -536,6 +536,19 @@ TEST_F(RunPlanRoomTest, OldCopiesThatMustStayDoNot) {
     EXPECT_EQ(notes(WILL_NOT_FIT).size(), 1U);
 }
 
+TEST_F(RunPlanRoomTest, CopyThatIsOnlyToBeComparedNeedsNoRoom) {
+    const std::string path = "Door/2024-03-05/doubted.mp4";
+    world.record("/rec/door", "2024-03-05", "doubted.mp4", 1000, 10'000);
+    ledger.add(path, "2024-03-05", 1000);
+    ledger.copies.at(path).doubted = true;
+    world.share["store/" + path] = 1000;
+    goal.when_full = WhenFull::fail;
+    world.room = 1350;
+    ASSERT_NE(next_that("copy"), "");
+    EXPECT_EQ(notes(WILL_NOT_FIT), Texts{});
+    EXPECT_EQ(counts(), "0 done, 0 failed, 4 left; 0 of 1300 bytes") << "it takes its time";
+}
+
 TEST_F(RunPlanRoomTest, RoomThatCannotBeMadeEndsTheRun) {
     add_day("2024-02-01", 1);
     ASSERT_EQ(run_full(1).kind, Kind::go_on);

@@ -12,7 +12,7 @@ const std::string RECORDER = "0123456789abcdef0123456789abcdef";
 
 class RunWorkTest : public testing::Test {
 protected:
-    bool is_needed() const { return needs_copy(goal, entry, &copy, true); }
+    bool is_needed() const { return need_of(goal, entry, &copy, true) == Need::copy; }
     CopyJob job(const CopiedFile* recorded) const {
         return copy_work(goal, names, where, entry, recorded).job;
     }
@@ -47,7 +47,8 @@ TEST_F(RunWorkTest, CopyThatWasTouchedIsLookedAt) {
         copy.share_modified_ns = other * SECOND;
         EXPECT_TRUE(is_needed()) << other;
     }
-    EXPECT_FALSE(needs_copy(goal, entry, &copy, false)) << "nobody has looked at the share";
+    EXPECT_EQ(need_of(goal, entry, &copy, false), Need::nothing)
+        << "nobody has looked at the share";
     copy.removed = true;
     EXPECT_FALSE(is_needed()) << "it made room";
 }
@@ -73,11 +74,22 @@ TEST_F(RunWorkTest, CopyIsFreshWhereTheListingHadNothing) {
 TEST_F(RunWorkTest, DoubtedCopyIsComparedAndNothingIsBegunFromIt) {
     EXPECT_FALSE(job(&copy).recorded->doubted);
     copy.doubted = true;
-    EXPECT_TRUE(is_needed());
+    for (const bool asked_share : {false, true})
+        EXPECT_EQ(need_of(goal, entry, &copy, asked_share), Need::comparison);
     EXPECT_TRUE(job(&copy).recorded->doubted);
     EXPECT_EQ(job(&copy).recorded->sha256, "ab");
     EXPECT_EQ(job(&copy).recorded->size, 5);
     EXPECT_EQ(job(&copy).recorded->source_modified_ns, 9);
+    copy.removed = true;
+    EXPECT_EQ(need_of(goal, entry, &copy, true), Need::nothing);
+}
+
+TEST_F(RunWorkTest, DoubtedCopyIsSentAnewWhereItCannotBeEqual) {
+    copy.doubted = true;
+    entry.remote.size = 4;
+    EXPECT_EQ(need_of(goal, entry, &copy, true), Need::copy);
+    entry.modified_ns = 10;
+    EXPECT_EQ(need_of(goal, entry, &copy, false), Need::copy);
 }
 
 }  // namespace
