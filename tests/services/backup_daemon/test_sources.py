@@ -116,8 +116,9 @@ def test_what_takes_a_recordings_place_behind_its_listing_hangs_nobody(house, ki
 def test_daemon_names_missing_folders_when_it_starts(house):
     (STORAGE / "2").rmdir()
     house.recorder.restart()
-    assert f'channel 2 "Camera 2": {STORAGE}/2 cannot be read: No such file or directory\n' in (
-        (LOGS / "recording-backupd.log").read_text())
+    line = f'channel 2 "Camera 2": {STORAGE}/2 cannot be read: No such file or directory\n'
+    log = LOGS / "recording-backupd.log"
+    wait_until(lambda: line in log.read_text(), "the folder's name")
 
 
 @pytest.fixture
