@@ -74,7 +74,8 @@ public:
     void route(int port, Method method, const std::string& path, Handler handler);
 
     /// Serves until SIGTERM or SIGINT comes. Routes are not added any more.
-    /// @param ready called when these signals end the service in this way, before the first request
+    /// @param ready called when these signals end the service in this way, before the first
+    ///              request. They end nothing before it returns, so it must not wait for anything
     void run(const std::function<void()>& ready);
 
     /// The loop that run() runs, for whatever else is to happen in it.

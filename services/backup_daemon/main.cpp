@@ -10,9 +10,7 @@
 #include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/database.h"
-#include "platform/standalone/store/one_line.h"
 #include "platform/standalone/store/recorder_identity.h"
-#include "platform/standalone/store/recording_folder.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/standalone/store/task_store.h"
@@ -25,6 +23,7 @@
 #include "services/backup_daemon/run/older_folders.h"
 #include "services/backup_daemon/run/preview.h"
 #include "services/backup_daemon/run/run_settings.h"
+#include "services/backup_daemon/run/unreadable_folders.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "services/backup_daemon/when/schedule_keeper.h"
 #include "services/event_watch.h"
@@ -64,16 +63,6 @@ void limit_waiting(Database& config, services::Memory& memory) {
     memory.runs.limit_waiting(MEMORY_WAIT);
 }
 
-/// In the service's own log. Runs name these folders again, each of their own channels.
-void tell_unreadable_folders(Database& config) {
-    for (const auto& channel : standalone::ChannelStore(config).list())
-        if (const auto problem = standalone::recordings_problem(channel.recordings);
-            !problem.empty())
-            std::fprintf(stderr, "channel %d \"%s\": %s\n", channel.index,
-                         standalone::one_line(channel.name).c_str(),
-                         standalone::one_line(problem).c_str());
-}
-
 void serve() {
     standalone::limit_waiting(OTHER_WAIT);
     const std::string path = standalone::config_database_path();
@@ -95,16 +84,21 @@ void serve() {
     const auto each_second = [&](auto step) {
         return EventWatch::every(service.loop(), TICK, step);
     };
-    // Four watches, so that a step which cannot be done keeps none of the others.
+    std::optional<services::UnreadableFolders> folders;
+    // Five watches, so that a step which cannot be done keeps none of the others.
     const auto runs = each_second([&] { runner.tick(); });
     const auto due =
         each_second([&] { schedules.look(std::time(nullptr), services::machine_zone); });
     const auto deleted = each_second([&] { services::keep_only(memory, store.list()); });
     const auto waiting = each_second([&] { queue.look(); });
+    const auto told = each_second([&] {
+        if (folders) folders->reap();
+    });
     service.run([&] {
         services::announce("recording-backupd: listening on " +
                            services::place_of({NOTICE_PORT, TASK_PORT}));
-        tell_unreadable_folders(config);
+        // In the service's own log. Runs name these folders again, each of their own channels.
+        folders.emplace(standalone::ChannelStore(config).list());
     });
 }
 

@@ -6,10 +6,11 @@ import subprocess
 
 import pytest
 
+from failing_folder import DEVICE, hanging_folder
 from loopback import listens
 from places import PROGRAMS
 from processes import stat_fields
-from service_process import ended_afterwards
+from service_process import end, ended_afterwards, start_service
 from state_folder import StateFolder
 from waiting import SECONDS, wait_until
 
@@ -45,3 +46,14 @@ def test_a_service_ends_in_an_orderly_way_once_it_has_begun_to_say_that_it_is_re
             process.send_signal(number)
             assert output.read().strip().startswith(f"{program}: listening on 127.0.0.1, port")
             assert process.wait(SECONDS) == 0
+
+
+@pytest.mark.skipif(not os.path.exists(DEVICE), reason="no file system in user space here")
+def test_the_daemon_ends_in_an_orderly_way_while_a_folder_of_recordings_hangs(tmp_path):
+    state = StateFolder(tmp_path / "state").init()
+    folder = tmp_path / "recordings"
+    folder.mkdir()
+    state.add_channel(0, "Camera 0", folder)
+    with hanging_folder(folder), ended_afterwards(
+            start_service("recording-backupd", state)) as daemon:
+        assert end(daemon) == 0

@@ -1,4 +1,4 @@
-"""A folder that can be opened and whose listing fails, as on a disk that breaks."""
+"""Folders whose listing fails, as on a disk that breaks, or hangs, as of a server that is gone."""
 import ctypes
 import errno
 import os
@@ -7,6 +7,8 @@ import struct
 import threading
 from contextlib import contextmanager, suppress
 
+LIBRARY = ctypes.CDLL(None, use_errno=True)
+MNT_DETACH = 2
 DEVICE = "/dev/fuse"
 REQUEST = struct.Struct("=IIQQIIII")  # length, operation, number, node, user, group, process, -
 REPLY = struct.Struct("=IiQ")  # length, error, number
@@ -37,19 +39,39 @@ def system(result, what):
     assert result == 0, f"{what}: {os.strerror(ctypes.get_errno())}"
 
 
+def mount(path):
+    """Gives the device by which the folder's file system is to be served."""
+    device = os.open(DEVICE, os.O_RDWR)
+    options = f"fd={device},rootmode=40000,user_id=0,group_id=0".encode()
+    system(LIBRARY.mount(b"failing", os.fsencode(path), b"fuse", 0, options), "mount")
+    return device
+
+
+def unmount(path):
+    """Whoever has something of it open keeps that."""
+    system(LIBRARY.umount2(os.fsencode(path), MNT_DETACH), "umount")
+
+
 @contextmanager
 def failing_folder(path):
     """For as long as the context lasts the folder is one that cannot be listed: EIO."""
-    library = ctypes.CDLL(None, use_errno=True)
-    device = os.open(DEVICE, os.O_RDWR)
-    options = f"fd={device},rootmode=40000,user_id=0,group_id=0".encode()
-    place = os.fsencode(path)
-    system(library.mount(b"failing", place, b"fuse", 0, options), "mount")
+    device = mount(path)
     server = threading.Thread(target=answer, args=(device,))
     server.start()
     try:
         yield
     finally:
-        system(library.umount2(place, 2), "umount")  # MNT_DETACH: whoever has it open keeps it
+        unmount(path)
         server.join()
+        os.close(device)
+
+
+@contextmanager
+def hanging_folder(path):
+    """For as long as the context lasts whoever looks into the folder waits."""
+    device = mount(path)
+    try:
+        yield
+    finally:
+        unmount(path)
         os.close(device)
