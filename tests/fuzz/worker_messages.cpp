@@ -38,7 +38,7 @@ bool is_readable(const std::string& words) {
 /// Tells an errand a report.
 /// @return whether it fits there
 bool is_heard(services::Errand& errand, const WorkerReport& said) {
-    const std::optional<services::Step> step = errand.hear(said);
+    const std::optional<services::ErrandStep> step = errand.hear(said);
     if (!step) return false;
     for (const services::Report& told : step->tell) {
         const auto* failed = std::get_if<services::Failed>(&told);
