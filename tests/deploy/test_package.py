@@ -13,7 +13,7 @@ import pytest
 
 from debian_package import build_package, run, with_version
 from older_registry import TO_SCHEMA_1
-from places import CGI, SOURCE, STATE
+from places import CGI, LOG_EXPORT, SOURCE, STATE, STORAGE
 
 pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
                                 reason="it would be installed on this machine")
@@ -21,6 +21,8 @@ pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
 DATABASES = ("config.db", "events.db", "registry.db")
 BACKUPS = STATE / "backups"
 CONFIGURATION = Path("/etc/recorder/recorder.conf")
+OTHER_PLACES = Path("/etc/tmpfiles.d/recorder.conf")  # the administrator's
+UNIT = Path("/lib/systemd/system/recorder-httpd.service")
 
 PROGRAMS = ["usr/lib/recorder/recorder-logd", "usr/lib/recorder/recording-backupd",
             "usr/lib/recorder/recording_backup.cgi", "usr/sbin/recorderctl"]
@@ -106,6 +108,18 @@ def machine_with_it(machine, package):
     return machine
 
 
+@pytest.fixture(name="other_places")
+def place_for_other_places():
+    yield OTHER_PLACES
+    OTHER_PLACES.unlink(missing_ok=True)
+
+
+def make_places():
+    """As the web server's unit does before each start."""
+    run(*re.search(r"^ExecStartPre=-(.*systemd-tmpfiles.*)$", UNIT.read_text(),
+                   re.MULTILINE)[1].split())
+
+
 def alter(database, sql):
     with closing(sqlite3.connect(STATE / database)) as connection:
         connection.executescript(sql)
@@ -164,6 +178,41 @@ def test_installation_makes_the_recorders_user_and_state_and_then_starts_the_ser
     assert (user.pw_dir, user.pw_shell) == (str(STATE), "/usr/sbin/nologin")
     assert (STATE.stat().st_uid, STATE.stat().st_mode & 0o7777) == (user.pw_uid, 0o700)
     assert {STATE.joinpath(name).stat().st_uid for name in DATABASES} == {user.pw_uid}
+    assert machine.services() == [("start", 0, STARTED)]
+
+
+@pytest.mark.parametrize("path", [STORAGE, LOG_EXPORT.parent])
+def test_a_folder_that_was_there_keeps_its_owner_and_mode(machine, package, path):
+    os.chown(path, 33, 44)
+    path.chmod(0o2775)
+    machine.do("--install", package)
+    make_places()
+    found = path.stat()
+    assert (found.st_uid, found.st_gid, found.st_mode & 0o7777) == (33, 44, 0o2775)
+
+
+def test_what_becomes_root_lies_where_root_alone_may_exchange_it(machine, package):
+    for path in (CGI.parent.parent, CGI.parent):
+        path.mkdir(exist_ok=True)
+        os.chown(path, 33, 33)
+    machine.do("--install", package)
+    assert {(path.stat().st_uid, path.stat().st_mode & 0o7777)
+            for path in (CGI.parent.parent, CGI.parent)} == {(0, 0o755)}
+
+
+def test_an_administrators_own_list_of_places_counts(installed, other_places):
+    other_places.write_text("d /run/of-the-administrator 0755 root root -\n")
+    make_places()
+    assert Path("/run/of-the-administrator").is_dir()
+
+
+def test_installation_without_its_places_says_so_and_goes_on_when_it_has_them(
+        machine, package, other_places):
+    other_places.write_text("d /proc/cannot-be-made 0755 root root -\n")
+    said = machine.refusal("--install", package)
+    assert "recorder: systemd-tmpfiles cannot make all of the recorder's places" in said
+    other_places.unlink()
+    machine.do("--configure", "recorder")
     assert machine.services() == [("start", 0, STARTED)]
 
 
