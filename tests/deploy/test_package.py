@@ -99,6 +99,7 @@ def clean_machine():
     machine = Machine()
     yield machine
     machine.dpkg("--purge", "--force-remove-reinstreq", "recorder")
+    run("find", STATE, CGI.parent.parent, "-mindepth", "1", "-delete")  # what a purge leaves
 
 
 @pytest.fixture(name="installed")
@@ -129,6 +130,15 @@ def alter(database, sql):
 def schema(folder):
     with closing(sqlite3.connect(folder / "registry.db")) as connection:
         return connection.execute("PRAGMA user_version").fetchone()[0]
+
+
+def put_logs():
+    """With the names that the web server's, and those of ./run's services, have."""
+    (STATE / "logs").mkdir()
+    for name in ("apache", "apache.1", "requests.2", "recorder-logd", "recorder-logd.1"):
+        (STATE / "logs" / name).write_text("a line\n")
+    for name in ("apache", "requests", "recorder-logd"):
+        (STATE / f"logs/{name}.log").symlink_to(f"logs/{name}")
 
 
 def users(folder):
@@ -284,7 +294,82 @@ def test_what_a_removal_has_kept_serves_the_next_installation(installed, package
 
 def test_purge_says_where_the_state_was_and_leaves_nothing_of_it(installed):
     run("recorderctl", "state", "backup", "--keep", "7", BACKUPS)
+    run("recorderctl", "state", "backup", BACKUPS / "of-mine")
+    run("recorderctl", "state", "restore", BACKUPS / "of-mine")
+    for cut_short in (BACKUPS / ".before-upgrade-2024-03-01T12-00-00Z.part",
+                      STATE / ".restore.part"):
+        cut_short.mkdir()
+        shutil.copy(STATE / "config.db", cut_short)
+    put_logs()
     assert f"removing what is in {STATE}:" in installed.do("--purge", "recorder")
     assert list(STATE.iterdir()) == []
     assert not CONFIGURATION.parent.exists()
     assert not list(Path("/etc/systemd/system").rglob("record*"))
+
+
+@pytest.fixture(name="mount")
+def binder():
+    """Shows a file or folder at another place, too."""
+    mounted = []
+
+    def bind(source, target):
+        run("mount", "--bind", source, target)
+        mounted.append(target)
+
+    yield bind
+    for target in mounted:
+        run("umount", target)
+
+
+def film(folder):
+    """Not the recorder's, and named like what is."""
+    folder.mkdir()
+    (folder / "film.mp4").write_text("a film")
+    (folder / "film.db").write_text("its scenes")
+    return folder
+
+
+def test_purge_leaves_what_somebody_keeps_below_the_state(installed):
+    kept = [film(folder) for folder in (STATE / "front-door", STATE / "before-restore-x",
+                                        BACKUPS / "garden")]
+    said = installed.do("--purge", "recorder")
+    assert all(len(list(folder.iterdir())) == 2 for folder in kept)
+    assert f"recorder: not removed: {kept[0]}\n" in said
+    assert not list(STATE.glob("*.db"))
+
+
+@pytest.mark.parametrize("name", ["front-door", "backups", "backups/disk", "logs"])
+def test_purge_leaves_what_is_mounted_below_the_state(installed, mount, name):
+    """Of the same file system, too, and whatever it is named."""
+    disk = film(STATE / "disk")
+    copy = disk / "2024-03-01T12-00-00Z"
+    copy.mkdir()
+    for file in (disk / "apache.log", disk / "config.db", copy / "config.db"):
+        file.write_text("somebody's")
+    place = STATE / name
+    place.mkdir(exist_ok=True)
+    mount(disk, place)
+    said = installed.do("--purge", "recorder")
+    assert len(list(disk.rglob("*"))) == 6
+    assert f"recorder: mounted, so left alone: {place}\n" in said
+    assert not list(STATE.glob("*.db"))
+
+
+def test_purge_goes_on_when_something_cannot_be_removed(installed, mount):
+    """Else dpkg would keep half a package, and systemd links to units that are gone."""
+    busy = STATE / "config.db"
+    mount(busy, busy)
+    CGI.parent.joinpath(LOG_EXPORT.name).mkdir()
+    said = installed.do("--purge", "recorder")
+    assert f"recorder: not removed: {busy}\n" in said
+    assert sorted(STATE.iterdir()) == [busy]
+    assert not list(Path("/var/lib/systemd").rglob("*record*"))
+
+
+def test_purge_leaves_folders_that_others_may_have_made_also_when_they_are_empty(machine, package):
+    folders = (STORAGE, LOG_EXPORT.parent, CGI.parent.parent)
+    for folder in folders:
+        run("umount", folder)  # which would keep it from being removed
+    machine.do("--install", package)
+    machine.do("--purge", "recorder")
+    assert [folder for folder in folders if not folder.is_dir()] == []
