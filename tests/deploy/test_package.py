@@ -13,7 +13,7 @@ import pytest
 
 from debian_package import build_package, run, with_version
 from older_registry import TO_SCHEMA_1
-from places import CGI, LOG_EXPORT, SOURCE, STATE, STORAGE
+from places import CGI, LOG_EXPORT, PROGRAMS as PROGRAMS_BUILT, SOURCE, STATE, STORAGE
 
 pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
                                 reason="it would be installed on this machine")
@@ -89,9 +89,12 @@ class Machine:
 
     def services(self):
         """What was done with which units, and how many copies of the state there were then."""
-        lines = [line.split() for line in self.log.read_text().splitlines()]
-        return [(next(word for word in words if word in ("start", "stop")), int(copies),
-                 sorted(word for word in words if "." in word)) for copies, *words in lines]
+        done = {}
+        for copies, *words in (line.split() for line in self.log.read_text().splitlines()):
+            action = next(word for word in words if word in ("start", "stop"))
+            done.setdefault((action, int(copies)), []).extend(
+                word for word in words if "." in word)
+        return [(*how, sorted(units)) for how, units in done.items()]
 
 
 @pytest.fixture(name="machine")
@@ -181,9 +184,17 @@ def test_each_override_is_explained():
                 if not line.startswith("#") and not before.startswith("#")]
 
 
+def test_it_names_the_libraries_whose_code_is_in_the_static_program(package):
+    named = run("dpkg-deb", "-f", package, "Built-Using")
+    assert set(re.findall(r"([\w.+-]+) \(", named)) == {
+        "gcc-12", "glibc", "json-c", "libevent", "libsodium", "sqlite3"}
+    assert b"OpenSSL " not in (PROGRAMS_BUILT / "recording_backup.cgi").read_bytes()
+
+
 def test_installation_makes_the_recorders_user_and_state_and_then_starts_the_services(
         machine, package):
-    machine.do("--install", package)
+    said = machine.do("--install", package)
+    assert "not starting it" not in said
     user = pwd.getpwnam("recorder")
     assert (user.pw_dir, user.pw_shell) == (str(STATE), "/usr/sbin/nologin")
     assert (STATE.stat().st_uid, STATE.stat().st_mode & 0o7777) == (user.pw_uid, 0o700)
