@@ -273,6 +273,55 @@ def test_upgrade_that_cannot_copy_the_state_leaves_it_and_goes_on_when_it_can(in
     assert "admin" in users(STATE)
 
 
+def test_installation_that_was_cut_short_goes_on(installed, package):
+    """Databases are made one after the other, and without all of them there is nothing to copy."""
+    (STATE / "events.db").unlink()
+    installed.do("--install", package)
+    assert "admin" in users(STATE)
+    assert list(BACKUPS.iterdir()) == []
+    run("recorderctl", "state", "check")
+
+
+def test_a_copy_that_was_cut_short_goes_with_the_next_upgrade(installed, newer):
+    left = BACKUPS / ".before-upgrade-2024-03-01T12-00-00Z.part"
+    left.mkdir()
+    shutil.copy(STATE / "config.db", left)
+    installed.do("--install", newer)
+    assert not left.exists() and len(list(BACKUPS.iterdir())) == 1
+
+
+def test_a_state_of_roots_is_given_to_the_recorder_and_then_taken_along(installed, newer):
+    """As versions before 0.2.0 leave it."""
+    for name in DATABASES:
+        os.chown(STATE / name, 0, 0)
+    assert "cannot be copied" in installed.refusal("--install", newer)
+    run("chown", "-hR", "recorder:recorder", STATE)
+    installed.do("--configure", "recorder")
+    assert "admin" in users(STATE)
+
+
+def test_its_own_recorderctl_is_used(machine, package):
+    other = Path("/usr/local/sbin/recorderctl")
+    other.write_text("#!/bin/sh\necho of another installation\nexit 1\n")
+    other.chmod(0o755)
+    try:
+        machine.do("--install", package)
+    finally:
+        other.unlink()
+    assert (STATE / "events.db").exists()
+
+
+@pytest.mark.parametrize("folder", ["/usr/local/lib/systemd/system", "/etc/systemd/system"])
+def test_it_is_not_installed_where_other_units_would_win(machine, package, folder):
+    unit = Path(folder, UNIT.name)
+    unit.parent.mkdir(parents=True, exist_ok=True)
+    unit.write_text("[Service]\nExecStart=/bin/true\n")
+    said = machine.refusal("--install", package)
+    assert f"recorder: {unit} is another installation's" in said
+    unit.unlink()
+    machine.do("--install", package)
+
+
 def test_a_newer_versions_state_stays_as_it_is_and_a_copy_from_before_it_is_the_way_back(
         installed, package):
     copy = BACKUPS / "from-before"
