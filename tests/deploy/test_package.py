@@ -13,7 +13,7 @@ import pytest
 
 from debian_package import build_package, run, with_version
 from older_registry import TO_SCHEMA_1
-from places import CGI, SOURCE, STATE
+from places import CGI, LOG_EXPORT, PROGRAMS as PROGRAMS_BUILT, SOURCE, STATE, STORAGE
 
 pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
                                 reason="it would be installed on this machine")
@@ -21,6 +21,8 @@ pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
 DATABASES = ("config.db", "events.db", "registry.db")
 BACKUPS = STATE / "backups"
 CONFIGURATION = Path("/etc/recorder/recorder.conf")
+OTHER_PLACES = Path("/etc/tmpfiles.d/recorder.conf")  # the administrator's
+UNIT = Path("/lib/systemd/system/recorder-httpd.service")
 
 PROGRAMS = ["usr/lib/recorder/recorder-logd", "usr/lib/recorder/recording-backupd",
             "usr/lib/recorder/recording_backup.cgi", "usr/sbin/recorderctl"]
@@ -87,9 +89,12 @@ class Machine:
 
     def services(self):
         """What was done with which units, and how many copies of the state there were then."""
-        lines = [line.split() for line in self.log.read_text().splitlines()]
-        return [(next(word for word in words if word in ("start", "stop")), int(copies),
-                 sorted(word for word in words if "." in word)) for copies, *words in lines]
+        done = {}
+        for copies, *words in (line.split() for line in self.log.read_text().splitlines()):
+            action = next(word for word in words if word in ("start", "stop"))
+            done.setdefault((action, int(copies)), []).extend(
+                word for word in words if "." in word)
+        return [(*how, sorted(units)) for how, units in done.items()]
 
 
 @pytest.fixture(name="machine")
@@ -97,6 +102,7 @@ def clean_machine():
     machine = Machine()
     yield machine
     machine.dpkg("--purge", "--force-remove-reinstreq", "recorder")
+    run("find", STATE, CGI.parent.parent, "-mindepth", "1", "-delete")  # what a purge leaves
 
 
 @pytest.fixture(name="installed")
@@ -104,6 +110,18 @@ def machine_with_it(machine, package):
     machine.do("--install", package)
     run("recorderctl", "user", "add", "admin", input="a password of admin")
     return machine
+
+
+@pytest.fixture(name="other_places")
+def place_for_other_places():
+    yield OTHER_PLACES
+    OTHER_PLACES.unlink(missing_ok=True)
+
+
+def make_places():
+    """As the web server's unit does before each start."""
+    run(*re.search(r"^ExecStartPre=-(.*systemd-tmpfiles.*)$", UNIT.read_text(),
+                   re.MULTILINE)[1].split())
 
 
 def alter(database, sql):
@@ -115,6 +133,15 @@ def alter(database, sql):
 def schema(folder):
     with closing(sqlite3.connect(folder / "registry.db")) as connection:
         return connection.execute("PRAGMA user_version").fetchone()[0]
+
+
+def put_logs():
+    """With the names that the web server's, and those of ./run's services, have."""
+    (STATE / "logs").mkdir()
+    for name in ("apache", "apache.1", "requests.2", "recorder-logd", "recorder-logd.1"):
+        (STATE / "logs" / name).write_text("a line\n")
+    for name in ("apache", "requests", "recorder-logd"):
+        (STATE / f"logs/{name}.log").symlink_to(f"logs/{name}")
 
 
 def users(folder):
@@ -157,13 +184,56 @@ def test_each_override_is_explained():
                 if not line.startswith("#") and not before.startswith("#")]
 
 
+def test_it_names_the_libraries_whose_code_is_in_the_static_program(package):
+    named = run("dpkg-deb", "-f", package, "Built-Using")
+    assert set(re.findall(r"([\w.+-]+) \(", named)) == {
+        "gcc-12", "glibc", "json-c", "libevent", "libsodium", "sqlite3"}
+    assert b"OpenSSL " not in (PROGRAMS_BUILT / "recording_backup.cgi").read_bytes()
+
+
 def test_installation_makes_the_recorders_user_and_state_and_then_starts_the_services(
         machine, package):
-    machine.do("--install", package)
+    said = machine.do("--install", package)
+    assert "not starting it" not in said
     user = pwd.getpwnam("recorder")
     assert (user.pw_dir, user.pw_shell) == (str(STATE), "/usr/sbin/nologin")
     assert (STATE.stat().st_uid, STATE.stat().st_mode & 0o7777) == (user.pw_uid, 0o700)
     assert {STATE.joinpath(name).stat().st_uid for name in DATABASES} == {user.pw_uid}
+    assert machine.services() == [("start", 0, STARTED)]
+
+
+@pytest.mark.parametrize("path", [STORAGE, LOG_EXPORT.parent])
+def test_a_folder_that_was_there_keeps_its_owner_and_mode(machine, package, path):
+    os.chown(path, 33, 44)
+    path.chmod(0o2775)
+    machine.do("--install", package)
+    make_places()
+    found = path.stat()
+    assert (found.st_uid, found.st_gid, found.st_mode & 0o7777) == (33, 44, 0o2775)
+
+
+def test_what_becomes_root_lies_where_root_alone_may_exchange_it(machine, package):
+    for path in (CGI.parent.parent, CGI.parent):
+        path.mkdir(exist_ok=True)
+        os.chown(path, 33, 33)
+    machine.do("--install", package)
+    assert {(path.stat().st_uid, path.stat().st_mode & 0o7777)
+            for path in (CGI.parent.parent, CGI.parent)} == {(0, 0o755)}
+
+
+def test_an_administrators_own_list_of_places_counts(installed, other_places):
+    other_places.write_text("d /run/of-the-administrator 0755 root root -\n")
+    make_places()
+    assert Path("/run/of-the-administrator").is_dir()
+
+
+def test_installation_without_its_places_says_so_and_goes_on_when_it_has_them(
+        machine, package, other_places):
+    other_places.write_text("d /proc/cannot-be-made 0755 root root -\n")
+    said = machine.refusal("--install", package)
+    assert "recorder: systemd-tmpfiles cannot make all of the recorder's places" in said
+    other_places.unlink()
+    machine.do("--configure", "recorder")
     assert machine.services() == [("start", 0, STARTED)]
 
 
@@ -203,6 +273,55 @@ def test_upgrade_that_cannot_copy_the_state_leaves_it_and_goes_on_when_it_can(in
     assert "admin" in users(STATE)
 
 
+def test_installation_that_was_cut_short_goes_on(installed, package):
+    """Databases are made one after the other, and without all of them there is nothing to copy."""
+    (STATE / "events.db").unlink()
+    installed.do("--install", package)
+    assert "admin" in users(STATE)
+    assert list(BACKUPS.iterdir()) == []
+    run("recorderctl", "state", "check")
+
+
+def test_a_copy_that_was_cut_short_goes_with_the_next_upgrade(installed, newer):
+    left = BACKUPS / ".before-upgrade-2024-03-01T12-00-00Z.part"
+    left.mkdir()
+    shutil.copy(STATE / "config.db", left)
+    installed.do("--install", newer)
+    assert not left.exists() and len(list(BACKUPS.iterdir())) == 1
+
+
+def test_a_state_of_roots_is_given_to_the_recorder_and_then_taken_along(installed, newer):
+    """As versions before 0.2.0 leave it."""
+    for name in DATABASES:
+        os.chown(STATE / name, 0, 0)
+    assert "cannot be copied" in installed.refusal("--install", newer)
+    run("chown", "-hR", "recorder:recorder", STATE)
+    installed.do("--configure", "recorder")
+    assert "admin" in users(STATE)
+
+
+def test_its_own_recorderctl_is_used(machine, package):
+    other = Path("/usr/local/sbin/recorderctl")
+    other.write_text("#!/bin/sh\necho of another installation\nexit 1\n")
+    other.chmod(0o755)
+    try:
+        machine.do("--install", package)
+    finally:
+        other.unlink()
+    assert (STATE / "events.db").exists()
+
+
+@pytest.mark.parametrize("folder", ["/usr/local/lib/systemd/system", "/etc/systemd/system"])
+def test_it_is_not_installed_where_other_units_would_win(machine, package, folder):
+    unit = Path(folder, UNIT.name)
+    unit.parent.mkdir(parents=True, exist_ok=True)
+    unit.write_text("[Service]\nExecStart=/bin/true\n")
+    status, said = machine.dpkg("--install", package)
+    unit.unlink()
+    assert status == 1 and f"recorder: {unit} is another installation's" in said
+    machine.do("--install", package)
+
+
 def test_a_newer_versions_state_stays_as_it_is_and_a_copy_from_before_it_is_the_way_back(
         installed, package):
     copy = BACKUPS / "from-before"
@@ -235,7 +354,82 @@ def test_what_a_removal_has_kept_serves_the_next_installation(installed, package
 
 def test_purge_says_where_the_state_was_and_leaves_nothing_of_it(installed):
     run("recorderctl", "state", "backup", "--keep", "7", BACKUPS)
+    run("recorderctl", "state", "backup", BACKUPS / "of-mine")
+    run("recorderctl", "state", "restore", BACKUPS / "of-mine")
+    for cut_short in (BACKUPS / ".before-upgrade-2024-03-01T12-00-00Z.part",
+                      STATE / ".restore.part"):
+        cut_short.mkdir()
+        shutil.copy(STATE / "config.db", cut_short)
+    put_logs()
     assert f"removing what is in {STATE}:" in installed.do("--purge", "recorder")
     assert list(STATE.iterdir()) == []
     assert not CONFIGURATION.parent.exists()
     assert not list(Path("/etc/systemd/system").rglob("record*"))
+
+
+@pytest.fixture(name="mount")
+def binder():
+    """Shows a file or folder at another place, too."""
+    mounted = []
+
+    def bind(source, target):
+        run("mount", "--bind", source, target)
+        mounted.append(target)
+
+    yield bind
+    for target in mounted:
+        run("umount", target)
+
+
+def film(folder):
+    """Not the recorder's, and named like what is."""
+    folder.mkdir()
+    (folder / "film.mp4").write_text("a film")
+    (folder / "film.db").write_text("its scenes")
+    return folder
+
+
+def test_purge_leaves_what_somebody_keeps_below_the_state(installed):
+    kept = [film(folder) for folder in (STATE / "front-door", STATE / "before-restore-x",
+                                        BACKUPS / "garden")]
+    said = installed.do("--purge", "recorder")
+    assert all(len(list(folder.iterdir())) == 2 for folder in kept)
+    assert f"recorder: not removed: {kept[0]}\n" in said
+    assert not list(STATE.glob("*.db"))
+
+
+@pytest.mark.parametrize("name", ["front-door", "backups", "backups/disk", "logs"])
+def test_purge_leaves_what_is_mounted_below_the_state(installed, mount, name):
+    """Of the same file system, too, and whatever it is named."""
+    disk = film(STATE / "disk")
+    copy = disk / "2024-03-01T12-00-00Z"
+    copy.mkdir()
+    for file in (disk / "apache.log", disk / "config.db", copy / "config.db"):
+        file.write_text("somebody's")
+    place = STATE / name
+    place.mkdir(exist_ok=True)
+    mount(disk, place)
+    said = installed.do("--purge", "recorder")
+    assert len(list(disk.rglob("*"))) == 6
+    assert f"recorder: mounted, so left alone: {place}\n" in said
+    assert not list(STATE.glob("*.db"))
+
+
+def test_purge_goes_on_when_something_cannot_be_removed(installed, mount):
+    """Else dpkg would keep half a package, and systemd links to units that are gone."""
+    busy = STATE / "config.db"
+    mount(busy, busy)
+    CGI.parent.joinpath(LOG_EXPORT.name).mkdir()
+    said = installed.do("--purge", "recorder")
+    assert f"recorder: not removed: {busy}\n" in said
+    assert sorted(STATE.iterdir()) == [busy]
+    assert not list(Path("/var/lib/systemd").rglob("*record*"))
+
+
+def test_purge_leaves_folders_that_others_may_have_made_also_when_they_are_empty(machine, package):
+    folders = (STORAGE, LOG_EXPORT.parent, CGI.parent.parent)
+    for folder in folders:
+        run("umount", folder)  # which would keep it from being removed
+    machine.do("--install", package)
+    machine.do("--purge", "recorder")
+    assert [folder for folder in folders if not folder.is_dir()] == []

@@ -50,6 +50,12 @@ def test_a_process_without_memory_dies_alone(units, name):
     assert settings(units / f"{name}.service")["OOMPolicy"] == "continue"
 
 
+def test_a_place_that_cannot_be_made_does_not_keep_the_web_page_down(units):
+    """A /storage that is mounted read-only, for example."""
+    assert re.search(r"^ExecStartPre=-\S*/systemd-tmpfiles ",
+                     (units / "recorder-httpd.service").read_text(), re.MULTILINE)
+
+
 def test_what_the_web_servers_main_process_leaves_goes_at_once(units):
     """By default systemd asks it to go, for 90 seconds, before it starts the next one."""
     assert settings(units / "recorder-httpd.service")["KillMode"] == "mixed"
