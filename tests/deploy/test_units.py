@@ -61,6 +61,21 @@ def test_a_service_that_cannot_be_helped_by_a_restart_gets_none(units, name):
     assert (unit["Restart"], unit["RestartPreventExitStatus"]) == ("on-failure", "78")
 
 
+@pytest.mark.parametrize("name", ["recorder-logd", "recording-backupd"])
+def test_no_number_of_starts_makes_systemd_give_up_a_services_ports(units, name):
+    """By default it does after five in ten seconds, or when a socket has started it twenty times in
+    two."""
+    assert settings(units / f"{name}.service")["StartLimitIntervalSec"] == "0"
+    assert settings(units / f"{name}.socket")["TriggerLimitIntervalSec"] == "0"
+
+
+def test_the_web_server_is_not_started_for_ever(units):
+    """Its starts come so soon after each other that the default limit is never reached."""
+    unit = settings(units / "recorder-httpd.service")
+    assert (unit["StartLimitIntervalSec"], unit["StartLimitBurst"]) == ("2min", "10")
+    assert int(unit["RestartSec"]) * int(unit["StartLimitBurst"]) < 60
+
+
 def test_the_state_is_copied_each_day_and_seven_copies_stay(units):
     timer, unit = (settings(units / f"recorder-backup-state.{kind}")
                    for kind in ("timer", "service"))
