@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "platform/service_addresses.h"
 
@@ -25,6 +26,9 @@ namespace {
 using standalone::FileHandle;
 
 constexpr int FIRST_PASSED = 3;
+
+// While everybody is turned away.
+constexpr std::chrono::milliseconds TURN_AWAY_EVERY(20);
 
 /// The number that a variable of the environment holds; 0 when it holds none. Removes it.
 int number_from_environment(const char* name) {
@@ -64,6 +68,16 @@ bool listens_on(const FileHandle& socket, int port) {
            option(socket, SO_ACCEPTCONN) == 1;
 }
 
+void do_not_block(const FileHandle& socket) {
+    fcntl(socket.get(), F_SETFL, fcntl(socket.get(), F_GETFL) | O_NONBLOCK);
+}
+
+/// But not for ever, where others come faster than they are closed.
+void close_all_who_wait(const FileHandle& socket) {
+    for (int closed = 0; closed < SOMAXCONN; ++closed)
+        if (!FileHandle(accept(socket.get(), nullptr, nullptr))) return;
+}
+
 FileHandle new_socket(int port) {
     FileHandle made(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;
@@ -98,7 +112,7 @@ FileHandle ListeningSockets::take(int port) {
     if (found == passed_.end()) return new_socket(port);
     FileHandle socket = std::move(*found);
     passed_.erase(found);
-    fcntl(socket.get(), F_SETFL, fcntl(socket.get(), F_GETFL) | O_NONBLOCK);
+    do_not_block(socket);
     return socket;
 }
 
@@ -108,6 +122,16 @@ void ListeningSockets::close_the_rest() {
                      "descriptor %d was passed and is no listening socket of this service\n",
                      other.get());
     passed_.clear();
+}
+
+void ListeningSockets::turn_away(std::chrono::milliseconds time) {
+    if (passed_.empty()) return;
+    const auto end = std::chrono::steady_clock::now() + time;
+    std::for_each(passed_.begin(), passed_.end(), do_not_block);
+    while (std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(TURN_AWAY_EVERY);
+        std::for_each(passed_.begin(), passed_.end(), close_all_who_wait);
+    }
 }
 
 }  // namespace services

@@ -1,6 +1,7 @@
 // A service's listening sockets: those that systemd made ahead of it, otherwise its own.
 #pragma once
 
+#include <chrono>
 #include <vector>
 
 #include "platform/standalone/store/file_handle.h"
@@ -19,6 +20,11 @@ public:
 
     /// Closes what was passed and nobody took, with an error line for each.
     void close_the_rest();
+
+    /// Closes whatever connects to what was passed, and waits there already, for so long; at once
+    /// over when nothing was passed. For a service that cannot serve: systemd starts it anew at
+    /// once for whomever it leaves waiting.
+    void turn_away(std::chrono::milliseconds time);
 
 private:
     std::vector<standalone::FileHandle> passed_;

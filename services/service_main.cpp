@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -14,9 +15,13 @@
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/version.h"
+#include "services/listening_sockets.h"
 
 namespace services {
 namespace {
+
+// Who connects without pause has systemd start the service twelve times a minute and no more.
+constexpr std::chrono::seconds TURN_AWAY_FOR(5);
 
 void require_state_folder() {
     const std::string folder = standalone::state_folder();
@@ -69,6 +74,7 @@ int service_main(const std::string& name, const std::string& description, int ar
         return 0;
     } catch (const standalone::NewerDatabase& error) {
         standalone::complain(name, error.what());
+        ListeningSockets().turn_away(TURN_AWAY_FOR);
         return NOT_TO_BE_REPEATED;
     } catch (const std::exception& error) {
         standalone::complain(name, error.what());

@@ -26,8 +26,9 @@ inline constexpr int NOT_TO_BE_REPEATED = 78;
 /// @param others     what it can be called for otherwise, one at a time
 /// @return exit status: 0; 1 with one line on standard error when the folder is missing, or `serve`
 ///         or another use throws; NOT_TO_BE_REPEATED with such a line when a database is a newer
-///         version's; CLI11's, with such a line, for arguments that nobody knows, or that ask for
-///         two uses at once
+///         version's, after some seconds in which whoever connects to the sockets that systemd
+///         passed is turned away (see ListeningSockets); CLI11's, with such a line, for arguments
+///         that nobody knows, or that ask for two uses at once
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve, const std::vector<OtherUse>& others = {});
 

@@ -69,9 +69,10 @@ void serve() {
     Database config(path, Database::Access::writing);
     standalone::require_current(config, path, standalone::config_migrations());
     services::Memory memory = services::open_memory();
+    const std::string recorder = identity();
     standalone::TaskStore store(config);
     services::HttpService service("retCode", services::trusted_users());
-    services::BackupRunner runner(service.loop(), config, memory.runs, identity());
+    services::BackupRunner runner(service.loop(), config, memory.runs, recorder);
     services::RunQueue queue(store, runner, services::parallel_limit,
                              [] { return std::time(nullptr); });
     services::ScheduleKeeper schedules(store, memory.schedules, queue);

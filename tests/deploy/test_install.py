@@ -9,7 +9,10 @@ from pathlib import Path
 import pytest
 
 from places import BUILD, SOURCE
+from service_process import ended_afterwards, start_recorder
 from waiting import SECONDS
+
+PORT = 8080
 
 # Below the prefix. Nothing is set-user-ID: that is for whoever starts the web server.
 PROGRAMS = ["libexec/recorder/recorder-logd", "libexec/recorder/recording-backupd",
@@ -31,7 +34,8 @@ REFUSED = ('Status: 401 Unauthorized\r\nContent-type: application/json\r\n\r\n'
 
 
 def install(prefix, destination=""):
-    subprocess.run(["cmake", "--install", BUILD, "--prefix", prefix], check=True, timeout=SECONDS,
+    subprocess.run(["cmake", "--install", BUILD, "--prefix", prefix,
+                    "--component", "Unspecified"], check=True, timeout=SECONDS,
                    stdout=subprocess.DEVNULL, env={**os.environ, "DESTDIR": str(destination)})
 
 
@@ -109,3 +113,13 @@ def test_systemd_finds_nothing_wrong_with_the_units(prefix):
     done = subprocess.run(["systemd-analyze", "verify", *(prefix / unit for unit in UNITS)],
                           capture_output=True, text=True, timeout=SECONDS, check=False)
     assert (done.returncode, done.stdout + done.stderr) == (0, "")
+
+
+def test_a_recorder_in_the_sandbox_leaves_the_list_of_what_the_administrator_installed():
+    """By which it is removed."""
+    def last_written():
+        return [path.stat().st_mtime_ns for path in BUILD.glob("install_manifest.txt")]
+
+    before = last_written()
+    with ended_afterwards(start_recorder(PORT)):
+        assert last_written() == before

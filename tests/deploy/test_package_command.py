@@ -1,5 +1,6 @@
 """What ./package says, leaves and gives up at, with stand-ins for what installs and builds."""
 import os
+import shlex
 import shutil
 import subprocess
 from pathlib import Path
@@ -60,8 +61,8 @@ def source_tree(tmp_path):
 def test_it_says_how_to_install_the_package_and_nothing_else(tree):
     assert tree.run() == (0, f"apt install {tree.built}/recorder_1_all.deb\n")
     assert tree.log.read_text().splitlines() == [
-        "installing --package", f"in {tree.built}/recorder: debian deploy package scripts",
-        f"looking at {tree.built}/recorder_1_all.changes"]
+        "installing --package", f"in {tree.built}/work/recorder: debian deploy package scripts",
+        f"looking at {tree.built}/work/recorder_1_all.changes"]
 
 
 def test_it_leaves_packages_and_log(tree):
@@ -77,8 +78,11 @@ def test_it_leaves_packages_and_log(tree):
     ("bin/dpkg-buildpackage", "build"), ("bin/lintian", "lintian")])
 def test_a_step_that_fails_names_the_log_and_shows_its_end(tree, program, title):
     stand_in(tree.place / program, "seq 1000; echo at last >&2; exit 3")
+    tree.built.mkdir()
+    before = tree.built / "recorder_0_all.deb"
+    before.touch()
     status, said = tree.run()
-    assert status == 1
+    assert (status, [*tree.built.glob("*.deb")]) == (1, [before])
     assert said.splitlines()[-3:] == [
         "1000", "at last",
         f"package: {title}: failed or was interrupted; all of what was said is in {tree.log}"]
@@ -93,7 +97,8 @@ def test_blanks_and_umlauts_in_the_checkout_s_path_are_kept_from_debians_tools(t
     tree.folder = tree.folder.rename(tree.place / "a tree & ümlaut")
     built = tree.folder / "build/package"
     status, said = tree.run()
-    assert (status, said) == (0, f"apt install {built}/recorder_1_all.deb\n")
+    assert (status, shlex.split(said)) == (
+        0, ["apt", "install", f"{built}/recorder_1_all.deb"])
     [building, looking] = (built / "build.log").read_text().splitlines()[1:]
     place = Path(building.split(":")[0].removeprefix("in ")).parent
     assert looking == f"looking at {place}/recorder_1_all.changes"

@@ -15,7 +15,8 @@ MOST = [("recorder-logd", 1.5), ("recording-backupd", 2.0), ("recorder-httpd", 3
 @pytest.fixture(scope="module", name="units")
 def installed(tmp_path_factory):
     prefix = tmp_path_factory.mktemp("prefix")
-    subprocess.run(["cmake", "--install", BUILD, "--prefix", prefix], check=True, timeout=SECONDS,
+    subprocess.run(["cmake", "--install", BUILD, "--prefix", prefix,
+                    "--component", "Unspecified"], check=True, timeout=SECONDS,
                    stdout=subprocess.DEVNULL)
     return prefix / "lib/systemd/system"
 
@@ -65,6 +66,21 @@ def test_what_the_web_servers_main_process_leaves_goes_at_once(units):
 def test_a_service_that_cannot_be_helped_by_a_restart_gets_none(units, name):
     unit = settings(units / f"{name}.service")
     assert (unit["Restart"], unit["RestartPreventExitStatus"]) == ("on-failure", "78")
+
+
+@pytest.mark.parametrize("name", ["recorder-logd", "recording-backupd"])
+def test_no_number_of_starts_makes_systemd_give_up_a_services_ports(units, name):
+    """By default it does after five in ten seconds, or when a socket has started it twenty times in
+    two."""
+    assert settings(units / f"{name}.service")["StartLimitIntervalSec"] == "0"
+    assert settings(units / f"{name}.socket")["TriggerLimitIntervalSec"] == "0"
+
+
+def test_the_web_server_is_not_started_for_ever(units):
+    """Its starts come so soon after each other that the default limit is never reached."""
+    unit = settings(units / "recorder-httpd.service")
+    assert (unit["StartLimitIntervalSec"], unit["StartLimitBurst"]) == ("2min", "10")
+    assert int(unit["RestartSec"]) * int(unit["StartLimitBurst"]) < 60
 
 
 def test_the_state_is_copied_each_day_and_seven_copies_stay(units):

@@ -17,7 +17,7 @@ from loopback import request_json
 from other_user import NOBODY, as_user, become, meanwhile_as
 from places import PROGRAMS
 from processes import stat_fields
-from service_process import ended_afterwards, running, start, start_service
+from service_process import ended_afterwards, running, start, start_service, with_sockets
 from state_folder import StateFolder
 from waiting import SECONDS, wait_until
 
@@ -362,16 +362,9 @@ def test_the_oldest_connection_makes_room_for_one_too_many(daemon):
 
 
 def start_with(state, sockets, **options):
-    """The service with these as descriptors 3, 4 ... as systemd passes them."""
-    def arrange():
-        copies = [os.dup(one.fileno()) for one in sockets]
-        for at, copy in enumerate(copies):
-            os.dup2(copy, 3 + at)
-
-    script = f'LISTEN_PID=$$ LISTEN_FDS={len(sockets)} exec "$0"'
-    return start(["sh", "-c", script, PROGRAMS / "recording-backupd"],
-                 "recording-backupd: listening", env=state.environment, preexec_fn=arrange,
-                 close_fds=False, stderr=subprocess.PIPE, **options)
+    command, passing = with_sockets("recording-backupd", sockets)
+    return start(command, "recording-backupd: listening", env=state.environment,
+                 stderr=subprocess.PIPE, **passing, **options)
 
 
 def test_passed_sockets_are_served_and_outlive_the_service(state):

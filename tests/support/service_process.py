@@ -1,4 +1,5 @@
 """Starts the real services and waits for the line with which each announces itself."""
+import os
 import signal
 import subprocess
 from contextlib import contextmanager
@@ -24,6 +25,19 @@ def end(process, number=signal.SIGTERM):
 
 def start_service(program, state, **options):
     return start([PROGRAMS / program], program + ": listening", env=state.environment, **options)
+
+
+def with_sockets(program, sockets):
+    """The command and the options that start a service with these as descriptors 3, 4 ... as
+    systemd passes them."""
+    def arrange():
+        copies = [os.dup(one.fileno()) for one in sockets]
+        for at, copy in enumerate(copies):
+            os.dup2(copy, 3 + at)
+
+    script = f'LISTEN_PID=$$ LISTEN_FDS={len(sockets)} exec "$0"'
+    return (["sh", "-c", script, PROGRAMS / program],
+            {"preexec_fn": arrange, "close_fds": False})
 
 
 def start_recorder(port, *words, **options):
