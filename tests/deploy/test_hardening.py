@@ -1,15 +1,13 @@
 """Each program has what deploy/hardening.cmake asks for; and what looks for it would miss it."""
-import re
 import subprocess
 
 import pytest
 
 from debian_package import ALL_PROGRAMS
-from places import BUILD, PROGRAMS
+from hardening import (STATIC, check_by_debians_means, missing_in_code, missing_in_file,
+                       needs_nothing_loaded, own_functions)
+from places import PROGRAMS
 from waiting import SECONDS
-
-OWN_ROOMS = ("backup", "cgi", "platform", "services", "tools")
-STATIC = "recording_backup.cgi"
 
 # What the checks are tried on: an array on the stack, a call that may know its size, a frame of
 # more than a page, and somebody else's function.
@@ -34,50 +32,6 @@ INSTEAD = {"-fPIE": ["-fno-pie", "-no-pie"], "-Wl,-z,relro": ["-Wl,-z,norelro"],
            "-Wl,-z,now": ["-Wl,-z,lazy"], "-fcf-protection": ["-fcf-protection=none"]}
 
 
-def said_by(*command):
-    return subprocess.run(command, check=True, capture_output=True, text=True,
-                          timeout=SECONDS).stdout
-
-
-def own_functions():
-    """The names of the functions in our object files, and whether each is offered to others."""
-    objects = [path for room in OWN_ROOMS for path in (BUILD / room).rglob("*.o")]
-    listed = said_by("nm", "--defined-only", "--format=posix", *objects)
-    return {name: kind == "T" for name, kind in re.findall(r"(?m)^(\S+) ([Tt]) ", listed)}
-
-
-def code_of(program, names):
-    """The instructions of each of these functions."""
-    blocks = said_by("objdump", "-d", "--no-show-raw-insn", program).split("\n\n")
-    headed = [(re.match(r"\n?[0-9a-f]+ <(.+)>:\n", block), block) for block in blocks]
-    return {head[1]: block[head.end():] for head, block in headed if head and head[1] in names}
-
-
-def missing_in_file(program):
-    """What the loader is not asked for."""
-    headers, dynamic = said_by("readelf", "-hlW", program), said_by("readelf", "-dW", program)
-    return {name for name, found in {
-        "position-independent": re.search(r"Type: +DYN ", headers),
-        "relocations read-only": "GNU_RELRO" in headers,
-        "bound at once": re.search(r"BIND_NOW|\bNOW\b", dynamic),
-    }.items() if not found}
-
-
-def missing_in_code(program, functions):
-    """What the compiler has not put into functions of our own; libraries have their own flags.
-    Functions that are called from nearby alone need no mark."""
-    code = code_of(program, functions)
-    assert code
-    text = "".join(code.values())
-    return {name for name, found in {
-        "stack protector": "%fs:0x28" in text,
-        "large frames probed": re.search(r"sub +\$0x1000,%rsp\n.*orq? +\$0x0,", text),
-        "calls that know sizes": re.search(r"<__\w+_chk\b", text),
-        "marked entries": all("endbr64" in block.split("\n", 1)[0] for name, block in code.items()
-                              if functions[name]),
-    }.items() if not found}
-
-
 @pytest.mark.parametrize("program", ALL_PROGRAMS)
 def test_a_program_lacks_nothing(program):
     path = PROGRAMS / program
@@ -85,13 +39,12 @@ def test_a_program_lacks_nothing(program):
 
 
 def test_the_set_user_id_program_needs_nothing_to_be_loaded():
-    assert "INTERP" not in said_by("readelf", "-lW", PROGRAMS / STATIC)
+    assert needs_nothing_loaded(PROGRAMS / STATIC)
 
 
 @pytest.mark.parametrize("program", [name for name in ALL_PROGRAMS if name != STATIC])
 def test_debians_own_check_finds_nothing(program):
-    """But for marked entries: Debian's C library has none, so no program is marked as a whole."""
-    said_by("hardening-check", "--nocfprotection", PROGRAMS / program)
+    check_by_debians_means(PROGRAMS / program)
 
 
 @pytest.mark.parametrize("linked", [[], ["-static-pie"]])
