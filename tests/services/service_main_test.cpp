@@ -105,7 +105,7 @@ TEST_F(ServiceMain, IsCalledForOneOtherUseAtATime) {
     EXPECT_EQ(used_, "--twoa");
     for (const char* other : {"--one", "--two"}) {
         EXPECT_GT(run(serve, {other, "a", "--three", "b"}), 1);
-        EXPECT_EQ(said_, std::string("recorder-x: --three excludes ") + other + "; see --help\n");
+        EXPECT_EQ(said_, std::string("recorder-x: ") + other + " excludes --three; see --help\n");
     }
     EXPECT_EQ(used_, "--twoa");
     EXPECT_FALSE(served);

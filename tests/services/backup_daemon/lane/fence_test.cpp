@@ -103,6 +103,11 @@ TEST(Fence, MemoryEndsWhereItIsSaidTo) {
     EXPECT_GT(pieces.at(0), static_cast<long long>(FENCED_MEMORY / PIECE) / 2);
 }
 
+/// A machine that is read-only says so before it looks at who asks.
+long long refusal(long long error) {
+    return error == EROFS ? EACCES : error;
+}
+
 TEST(Fence, ProcessOpensMakesAndDeletesNoFile) {
     if (landlock() < 1) GTEST_SKIP() << "this kernel has no Landlock";
     const TemporaryFolder folder;
@@ -114,7 +119,7 @@ TEST(Fence, ProcessOpensMakesAndDeletesNoFile) {
             error_of_opening(path, O_WRONLY),
             error_of_opening(folder.path(), O_RDONLY | O_DIRECTORY),
             error_of_opening(folder.path() + "/new", O_WRONLY | O_CREAT),
-            error_of_opening("/etc/passwd", O_WRONLY),
+            refusal(error_of_opening("/etc/passwd", O_WRONLY)),
             error_of_opening("/proc/self/mem", O_RDONLY),
             error_of_opening("/dev/null", O_WRONLY),
             error_of(unlink(path.c_str())),
