@@ -86,7 +86,11 @@ def test_copying_processes_have_no_rights_and_no_file_open_but_the_recording(hou
         task_id = house.create(port=proxy.port)
         house.force(task_id)
         wait_until(proxy.crawls, "the start")
-        workers = descendants(house.recorder.service("recording-backupd"))[1:]
+        daemon = house.recorder.service("recording-backupd")
+        # Besides, there was one at the start, which has looked at the cameras' folders.
+        wait_until(lambda: all(status_of(pid)["CapInh"] == NO_CAPABILITY
+                               for pid in descendants(daemon)[1:]), "the end of the first process")
+        workers = descendants(daemon)[1:]
         for status in map(status_of, workers):
             assert status["NoNewPrivs"] == "1"  # so what the bounding set still names is no use
             for name in ("CapInh", "CapPrm", "CapEff", "CapAmb"):
