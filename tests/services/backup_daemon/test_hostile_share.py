@@ -84,12 +84,10 @@ def test_copying_processes_have_no_rights_and_no_file_open_but_the_recording(hou
     with FaultProxy(house.samba.port) as proxy:
         proxy.crawl_after(2 * MIB)
         task_id = house.create(port=proxy.port)
+        daemon = house.recorder.service("recording-backupd")
+        wait_until(lambda: len(descendants(daemon)) == 1, "the folders have been looked at")
         house.force(task_id)
         wait_until(proxy.crawls, "the start")
-        daemon = house.recorder.service("recording-backupd")
-        # Besides, there was one at the start, which has looked at the cameras' folders.
-        wait_until(lambda: all(status_of(pid)["CapInh"] == NO_CAPABILITY
-                               for pid in descendants(daemon)[1:]), "the end of the first process")
         workers = descendants(daemon)[1:]
         for status in map(status_of, workers):
             assert status["NoNewPrivs"] == "1"  # so what the bounding set still names is no use
