@@ -37,11 +37,13 @@ void keep_share(std::string_view line, Listing& listing) {
     if (!line.starts_with(KIND)) return;
     const std::string_view rest = line.substr(std::min(line.size(), KIND.size() + 1));
     const std::string shareName(rest.substr(0, rest.find('|')));
+    const std::string_view behind = rest.substr(std::min(rest.size(), shareName.size() + 1));
     if (belongs_to_platform(shareName)) {
         DEBUG_NOTE("will SKIP shareName=[%s]\n", shareName.c_str());
         return;
     }
     listing.share_name_list.push_back(shareName);
+    listing.comments.emplace_back(behind.substr(0, behind.find('\n')));
     DEBUG_NOTE(">>>> get shareName=[%s]\n", shareName.c_str());
 }
 

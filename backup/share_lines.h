@@ -21,6 +21,7 @@ inline constexpr std::size_t MAX_SHARE_ERROR = std::size_t{64} * 1024;
 /// What the tool said.
 struct Listing {
     std::vector<std::string> share_name_list;  ///< in the tool's order, without the recorder's own
+    std::vector<std::string> comments;         ///< one for each name; "" without one
     std::string error;  ///< the pieces of its lines, each followed by ", "; of a tool that failed
 };
 

@@ -33,11 +33,19 @@ enum Id : unsigned {
     COPY_NOT_REMOVED = 0x23150021,  ///< another file stands in its place
     COPY_SPOILT = 0x23150022,       ///< read back later, it was not what it was made
 
+    // Somebody has failed to sign in.
+    SIGN_IN_FAILED = 0x23180001,
+    SIGN_IN_HELD_UP = 0x23180002,  ///< so often that the next attempt has to wait
+
+    // A user changed how alerts get out.
+    ALERTS_CHANGED = 0x23190001,
+
     // A user asked for a start while the file explorer was off.
     ACTIVATION_REFUSED = 0x23170001,
 };
 
-/// The kind of an event: 8981 for all of runs, 8983 for refusals, 25092 for changes of tasks.
+/// The kind of an event: 8981 for all of runs, 8983 for refusals, 8984 for
+/// sign-ins, 8985 for settings of alerts, 25092 for changes of tasks.
 constexpr unsigned sub_type(unsigned event_id) {
     return event_id >> 16;
 }

@@ -33,7 +33,8 @@ int send_surveillance_setting_log_with_username(unsigned event_id, int channel, 
 /// Records that a run was asked for, or something that happened in one. Parameters as above; the
 /// user is "System". Machines ask without end, and requests that fail can ask for runs, too: when
 /// a minute holds EVENTS_A_MINUTE alike, the next one is left out and noted in the debug file.
-/// Alike are those of one identifier and, where they tell of a run, of one task.
+/// Alike are those of one identifier and, where they tell of a run, of one
+/// task, or of a sign-in, of one account.
 /// @return 0 when the event is stored or left out, non-zero otherwise
 int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, ...)
     __attribute__((sentinel));

@@ -48,7 +48,8 @@ public:
 /// entries each, indexed by channel index, cleared by the caller; entries of channels without
 /// recordings are left alone. Days are local calendar days; times are milliseconds since the epoch.
 /// @param normal_days days with normal recordings
-/// @param alarm_days days with alarm recordings
+/// @param alarm_days days with alarm recordings; of those between the oldest and the newest day
+///        with recordings it may be as of a day ago
 /// @param earliest start of the oldest recording of either kind
 /// @param latest start of the newest recording of either kind
 /// @return 0 on success; non-zero when the storage cannot be read at all

@@ -6,15 +6,17 @@
 #include <deque>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 #include "platform/recorder_log.h"
 #include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/cookie.h"
 #include "platform/standalone/store/session_store.h"
 #include "platform/standalone/store/text_buffer.h"
 
 namespace {
+
+using standalone::take_piece;
 
 constexpr std::size_t LONGEST_QUERY = 64 * 1024;
 constexpr std::size_t MOST_PARAMETERS = 256;
@@ -46,26 +48,6 @@ std::string percent_decoded(std::string_view text) {
         }
     }
     return decoded;
-}
-
-/// Takes the text up to `separator` off the front of `rest`.
-std::string_view take_piece(std::string_view& rest, char separator) {
-    const std::string_view piece = rest.substr(0, rest.find(separator));
-    rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
-    return piece;
-}
-
-/// The value of a cookie as RFC 6265 section 4.2.1 has the browser send it.
-std::optional<std::string> find_cookie(std::string_view cookies, std::string_view name) {
-    while (!cookies.empty()) {
-        std::string_view value = take_piece(cookies, ';');
-        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-        if (take_piece(value, '=') != name) continue;
-        if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
-            value = value.substr(1, value.size() - 2);
-        return std::string(value);
-    }
-    return {};
 }
 
 std::string_view environment(const char* name) {
@@ -118,7 +100,7 @@ tagINPUT* CGI_Get_Input_URL() {
     if (const Parameter* sid = find_parameter(*input, "sid"))
         input->sid = sid->value;
     else
-        input->sid = find_cookie(environment("HTTP_COOKIE"), "sid").value_or("");
+        input->sid = standalone::find_cookie(environment("HTTP_COOKIE"), "sid").value_or("");
     return input.release();
 }
 

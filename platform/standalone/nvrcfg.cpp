@@ -5,7 +5,6 @@
 
 #include "platform/rec_state.h"
 #include "platform/recorder_log.h"
-#include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/strict_json.h"
 #include "platform/standalone/store/task_store.h"
@@ -42,20 +41,24 @@ json_object* stream_states(const Channel& channel) {
     return states;
 }
 
+/// Each key is given once, and as a literal: it is neither looked for nor copied.
+void add(json_object* settings, const char* key, json_object* value) {
+    json_object_object_add_ex(settings, key, value,
+                              JSON_C_OBJECT_ADD_KEY_IS_NEW | JSON_C_OBJECT_ADD_CONSTANT_KEY);
+}
+
 json_object* channel_settings(const Channel& channel) {
     json_object* settings = json_object_new_object();
     const auto add_text = [settings](const char* key, const std::string& text) {
-        json_object_object_add(
-            settings, key, json_object_new_string_len(text.data(), static_cast<int>(text.size())));
+        add(settings, key, json_object_new_string_len(text.data(), static_cast<int>(text.size())));
     };
-    json_object_object_add(settings, "channel_index", json_object_new_int(channel.index));
+    add(settings, "channel_index", json_object_new_int(channel.index));
     add_text("guid", channel.guid);
     add_text("ip", channel.ip);
     add_text("name", channel.name);
     add_text("brand", channel.brand);
     add_text("model", channel.model);
-    if (channel.streams > 0)
-        json_object_object_add(settings, "stream_state", stream_states(channel));
+    if (channel.streams > 0) add(settings, "stream_state", stream_states(channel));
     return settings;
 }
 
@@ -63,7 +66,7 @@ std::string print_channels(bool with_removed, int first) {
     const JsonPtr settings(json_object_new_object());
     json_object* channels = json_object_new_array();
     json_object_object_add(settings.get(), "datas", channels);
-    for (const Channel& channel : ChannelStore(config_for_reading()).list())
+    for (const Channel& channel : config_channels())
         if (channel.index >= first && (with_removed || !channel.removed))
             json_object_array_add(channels, channel_settings(channel));
     return print_json(settings.get());

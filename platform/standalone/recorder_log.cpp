@@ -68,9 +68,11 @@ standalone::Event make_event(unsigned event_id, int channel, const char* ip, con
 }
 
 /// How many of their first arguments make events alike. Those of runs: application and task, so
-/// that a task which is started without end hides no other one's. Those of requests: none, because
-/// a request that fails has chosen the name.
+/// that a task which is started without end hides no other one's. Those of sign-ins: the name, too,
+/// which is an account's or one word for all others. Those of other requests: none, because a
+/// request that fails has chosen the name.
 std::size_t telling_arguments(unsigned event_id) {
+    if (events::sub_type(event_id) == events::sub_type(events::SIGN_IN_FAILED)) return 3;
     return events::is_of_a_run(event_id) ? 2 : 0;
 }
 

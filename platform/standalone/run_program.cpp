@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
@@ -51,12 +52,12 @@ FileHandle make_output(const char* path) {
 }
 
 bool prepare(const char* path, Output& output) {
-    if (path == nullptr) {
+    if (path == nullptr && !output.file) {
         output.write_end = FileHandle(open("/dev/null", O_WRONLY | O_CLOEXEC));
         return static_cast<bool>(output.write_end);
     }
     std::array<int, 2> ends{};
-    output.file = make_output(path);
+    if (!output.file) output.file = make_output(path);
     if (!output.file || pipe2(ends.data(), O_CLOEXEC) != 0) return false;
     output.read_end = FileHandle(ends[0]);
     output.write_end = FileHandle(ends[1]);
@@ -64,8 +65,11 @@ bool prepare(const char* path, Output& output) {
 }
 
 bool prepare(const Program& program, Outputs& outputs) {
-    outputs.shared = program.stdout_path != nullptr && program.stderr_path != nullptr &&
-                     std::strcmp(program.stdout_path, program.stderr_path) == 0;
+    if (program.output >= 0)
+        outputs.standard.file = FileHandle(fcntl(program.output, F_DUPFD_CLOEXEC, 0));
+    outputs.shared =
+        program.output >= 0 || (program.stdout_path != nullptr && program.stderr_path != nullptr &&
+                                std::strcmp(program.stdout_path, program.stderr_path) == 0);
     return prepare(program.stdout_path, outputs.standard) &&
            (outputs.shared || prepare(program.stderr_path, outputs.error));
 }
@@ -73,6 +77,7 @@ bool prepare(const Program& program, Outputs& outputs) {
 /// An empty file would say that the program had run and had nothing to say, and so would one that a
 /// full disk cut short.
 void remove_made(const Program& program, const Outputs& outputs) {
+    if (program.output >= 0) return;
     if (outputs.standard.file) unlink(program.stdout_path);
     if (outputs.error.file) unlink(program.stderr_path);
 }
@@ -114,6 +119,11 @@ void reset_signals() {
     for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
 }
 
+/// Nobody would be there to see that the time is up.
+bool end_with(pid_t parent) {
+    return prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent;
+}
+
 bool take_effective_ids() {
     const gid_t group = getegid();
     const uid_t user = geteuid();
@@ -121,14 +131,14 @@ bool take_effective_ids() {
 }
 
 /// Runs in the child: nothing but calls that are safe after fork(2) in a threaded process.
-[[noreturn]] void become(char* const* arguments, int input, int output, int error) {
+[[noreturn]] void become(pid_t parent, char* const* arguments, int input, int output, int error) {
     static constexpr char PATH[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
     static constexpr char LOCALE[] = "LC_ALL=C.UTF-8";
     const char* environment[] = {PATH, LOCALE, nullptr};
     setpgid(0, 0);
     reset_signals();
     if (dup2(input, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0 &&
-        dup2(error, STDERR_FILENO) >= 0 && take_effective_ids()) {
+        dup2(error, STDERR_FILENO) >= 0 && take_effective_ids() && end_with(parent)) {
         closefrom(STDERR_FILENO + 1);
         execve(arguments[0], arguments, const_cast<char* const*>(environment));
     }
@@ -178,14 +188,16 @@ int wait_for(pid_t child, Outputs& outputs, const Program& program) {
 
 /// @return as zorv_exec; whether the outputs could be kept is not in it
 int start_and_wait(const Program& program, Outputs& outputs) {
-    const FileHandle input(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const FileHandle input(program.input < 0 ? open("/dev/null", O_RDONLY | O_CLOEXEC)
+                                             : fcntl(program.input, F_DUPFD_CLOEXEC, 0));
     std::vector<char*> arguments;
     for (const char* argument : program.arguments) arguments.push_back(const_cast<char*>(argument));
     arguments.push_back(nullptr);
     signal(SIGCHLD, SIG_DFL);  // where it is ignored, nobody learns how a program has ended
+    const pid_t parent = getpid();
     const pid_t child = input ? fork() : -1;
     if (child == 0)
-        become(arguments.data(), input.get(), outputs.standard.write_end.get(),
+        become(parent, arguments.data(), input.get(), outputs.standard.write_end.get(),
                outputs.said().write_end.get());
     if (child < 0) {
         complain(outputs.said(), arguments[0], strerrordesc_np(errno));

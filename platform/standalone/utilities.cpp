@@ -15,8 +15,8 @@ namespace {
 
 /// Takes line breaks and padding away; false when the padding is not where padding can be.
 bool strip_base64(const std::string& in, std::string& bare) {
-    for (const char byte : in)
-        if (byte != '\r' && byte != '\n') bare += byte;
+    bare = in;
+    std::erase_if(bare, [](char byte) { return byte == '\r' || byte == '\n'; });
     const std::size_t whole = bare.size();
     while (!bare.empty() && bare.back() == '=' && whole - bare.size() < 2) bare.pop_back();
     return bare.size() == whole || whole % 4 == 0;

@@ -6,19 +6,16 @@
 #include <memory>
 
 #include "platform/recorder_log.h"
-#include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/recording_folder.h"
+#include "platform/standalone/store/recording_index.h"
+#include "platform/standalone/store/state_folder.h"
 
 namespace {
 
 using namespace standalone;
 
 constexpr int UNAVAILABLE = -1;
-
-std::vector<Channel> stored_channels() {
-    return ChannelStore(config_for_reading()).list();
-}
 
 TRemovedChannelInfo removed_channel(const Channel& channel) {
     const RecordingSizes sizes = measure_recordings(channel.recordings);
@@ -35,7 +32,7 @@ public:
         if (selector != VESK_REMOVED_CHANNELS) return UNAVAILABLE;
         try {
             std::list<TRemovedChannelInfo> removed;
-            for (const Channel& channel : stored_channels())
+            for (const Channel& channel : config_channels())
                 if (channel.removed) removed.push_back(removed_channel(channel));
             out.splice(out.end(), removed);
             return 0;
@@ -79,12 +76,14 @@ int CVeskStorage::destroy_storage_setting(IStorageSetting** setting) {
 
 int get_storage_days(int* normal_days, int* alarm_days, long long* earliest, long long* latest) {
     try {
-        for (const Channel& channel : stored_channels()) {
+        RecordingIndex index(recording_index_path());
+        for (const Channel& channel : config_channels()) {
             const int at = channel.index;
             if (at < 0 || at >= VESK_MAX_CHANNELS) continue;
-            add_summary(summarize_recordings(channel.recordings), normal_days[at], alarm_days[at],
+            add_summary(index.summarize(channel.recordings), normal_days[at], alarm_days[at],
                         earliest[at], latest[at]);
         }
+        index.save();
         return 0;
     } catch (const std::exception& error) {
         DEBUG_LINE("recording storage: %s\n", error.what());

@@ -31,10 +31,19 @@ struct Connection {
     }
 };
 
+/// What a connection has read, and the number by which it tells others' changes since.
+struct KnownChannels {
+    long long version;
+    std::vector<Channel> channels;
+};
+
 struct Connections {
     Connection config_reader;
+    std::optional<KnownChannels> channels;  // as config_reader has read them
     Connection config_writer;
     Connection registry_reader;
+    Connection registry_writer;
+    Connection event_reader;
     Connection event_writer;
     std::optional<KeyValueStore> keys;  // released before the connection it uses
 };
@@ -44,6 +53,13 @@ Connections& mine() {
     return connections;
 }
 
+/// Another number when another connection has changed the database. One that reads changes nothing.
+long long version_of(Database& database) {
+    Statement version = database.prepare("PRAGMA data_version");
+    version.step();
+    return version.integer(0);
+}
+
 }  // namespace
 
 void limit_waiting(std::chrono::milliseconds longest) {
@@ -51,7 +67,18 @@ void limit_waiting(std::chrono::milliseconds longest) {
 }
 
 Database& config_for_reading() {
-    return mine().config_reader.at(config_database_path(), Database::Access::reading);
+    const std::string path = config_database_path();
+    if (mine().config_reader.path != path) mine().channels.reset();
+    return mine().config_reader.at(path, Database::Access::reading);
+}
+
+const std::vector<Channel>& config_channels() {
+    Database& database = config_for_reading();
+    auto& known = mine().channels;
+    const long long version = version_of(database);
+    if (!known || known->version != version)
+        known = KnownChannels{version, ChannelStore(database).list()};
+    return known->channels;
 }
 
 Database& config_for_writing() {
@@ -63,6 +90,14 @@ Database& registry_for_reading() {
     // A statement keeps a closed connection alive, so the keys' one goes first.
     if (mine().registry_reader.path != path) mine().keys.reset();
     return mine().registry_reader.at(path, Database::Access::reading);
+}
+
+Database& registry_for_writing() {
+    return mine().registry_writer.at(registry_database_path(), Database::Access::writing);
+}
+
+Database& events_for_reading() {
+    return mine().event_reader.at(event_database_path(), Database::Access::reading);
 }
 
 Database& events_for_writing() {

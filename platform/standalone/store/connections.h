@@ -2,7 +2,9 @@
 #pragma once
 
 #include <chrono>
+#include <vector>
 
+#include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/key_value_store.h"
 
@@ -15,11 +17,21 @@ void limit_waiting(std::chrono::milliseconds longest);
 /// The configuration database for reading. Any of these calls may throw DatabaseError.
 Database& config_for_reading();
 
+/// The channels, over config_for_reading(): read again when somebody has changed the database since
+/// this thread's last call. Valid until the next one.
+const std::vector<Channel>& config_channels();
+
 /// The configuration database for writing.
 Database& config_for_writing();
 
 /// The registry for reading.
 Database& registry_for_reading();
+
+/// The registry for writing.
+Database& registry_for_writing();
+
+/// The event database for reading.
+Database& events_for_reading();
 
 /// The event database for writing.
 Database& events_for_writing();

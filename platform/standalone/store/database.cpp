@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <thread>
 
 namespace standalone {
@@ -25,11 +26,25 @@ void spare_start_up() {
     sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0);
 }
 
+std::atomic<long long>& failed_calls() {
+    static std::atomic<long long> calls = 0;
+    return calls;
+}
+
 [[noreturn]] void fail(sqlite3* connection) {
     throw DatabaseError(sqlite3_errmsg(connection), sqlite3_errcode(connection) & 0xff);
 }
 
 }  // namespace
+
+DatabaseError::DatabaseError(const std::string& message, int sqlite_code)
+    : std::runtime_error(message), code(sqlite_code) {
+    ++failed_calls();
+}
+
+long long DatabaseError::count() {
+    return failed_calls();
+}
 
 bool DatabaseError::is_busy() const {
     return code == SQLITE_BUSY;
@@ -183,8 +198,8 @@ int Database::changes() {
     return sqlite3_changes(handle());
 }
 
-Transaction::Transaction(Database& database) : database_(database) {
-    database_.run("BEGIN IMMEDIATE");
+Transaction::Transaction(Database& database, Database::Access access) : database_(database) {
+    database_.run(access == Database::Access::writing ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
 Transaction::~Transaction() {

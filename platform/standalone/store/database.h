@@ -15,8 +15,9 @@ namespace standalone {
 /// An SQLite call failed. what() is SQLite's own message.
 class DatabaseError : public std::runtime_error {
 public:
-    DatabaseError(const std::string& message, int sqlite_code)
-        : std::runtime_error(message), code(sqlite_code) {}
+    DatabaseError(const std::string& message, int sqlite_code);
+    /// How many calls of this process have failed so far.
+    static long long count();
     /// Whether other connections held the database for longer than the busy time-out.
     bool is_busy() const;
     /// Whether it may go by itself: somebody holds the database, the disk is full or fails. What is
@@ -90,10 +91,11 @@ private:
     std::unique_ptr<sqlite3, Close> connection_;
 };
 
-/// BEGIN IMMEDIATE; rolled back unless commit() was called.
+/// BEGIN IMMEDIATE, or BEGIN for one who only reads, all from one moment; rolled back unless
+/// commit() was called.
 class Transaction {
 public:
-    explicit Transaction(Database& database);
+    explicit Transaction(Database& database, Database::Access access = Database::Access::writing);
     ~Transaction();
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;

@@ -95,6 +95,17 @@ std::vector<Event> EventStore::newest(const std::vector<unsigned>& sub_types, in
     return events;
 }
 
+std::vector<Event> EventStore::newest_before(long long before, long long from, long long to,
+                                             int limit) {
+    Statement row = database_.prepare(std::string(COLUMNS) +
+                                      "WHERE id < ? AND +time_ms BETWEEN ? AND ? "
+                                      "ORDER BY id DESC LIMIT ?");
+    row.bind(1, before).bind(2, from).bind(3, to).bind(4, limit);
+    std::vector<Event> events;
+    read_rows(row, events);
+    return events;
+}
+
 long long EventStore::count(const std::vector<unsigned>& sub_types) {
     const std::set<unsigned> wanted(sub_types.begin(), sub_types.end());
     Statement row = database_.prepare("SELECT sub_type, events FROM event_count");

@@ -39,6 +39,12 @@ public:
     /// @param limit     at most so many
     std::vector<Event> newest(const std::vector<unsigned>& sub_types, int limit);
 
+    /// Events of a span of time, the newest first.
+    /// @param before only those with a smaller id
+    /// @param from, to milliseconds since the epoch, both included
+    /// @param limit  at most so many
+    std::vector<Event> newest_before(long long before, long long from, long long to, int limit);
+
     /// How many events newest() would give without a limit.
     long long count(const std::vector<unsigned>& sub_types);
 

@@ -20,6 +20,10 @@ Folder open_folder(int parent, const char* name, int follow) {
     return folder;
 }
 
+bool is_absent(const Folder& folder) {
+    return folder.error == ENOENT || folder.error == ENOTDIR || folder.error == ELOOP;
+}
+
 /// Only errno tells the end of a folder from a disk that fails on the way there.
 const dirent* next_entry(Folder& folder) {
     errno = 0;

@@ -25,8 +25,16 @@ struct Folder {
 /// @param follow O_NOFOLLOW, or 0 when the name may be a symbolic link
 Folder open_folder(int parent, const char* name, int follow);
 
+/// Whether there is no folder of the name: nothing, or a file or link in its place.
+bool is_absent(const Folder& folder);
+
 /// The next entry of an open folder; null behind the last one, and when the disk fails.
 const dirent* next_entry(Folder& folder);
+
+/// A file's or a clock's time in nanoseconds.
+inline long long nanoseconds(const timespec& time) {
+    return static_cast<long long>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
 
 /// Looks at an entry, not through a symbolic link.
 /// @return whether there is such a file; one that has gone since it was listed is no error

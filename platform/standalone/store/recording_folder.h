@@ -18,6 +18,10 @@ struct RecordingSummary {
     std::optional<long long> latest;    ///< start of the newest recording of either kind
 };
 
+struct ChannelLook;
+
+RecordingSummary summarize(const ChannelLook& look);
+
 /// Looks into the oldest and the newest day with recordings alone. Of the days between them every
 /// folder counts as a day with normal recordings, and one with a folder alarm/ as a day with alarm
 /// recordings, too.

@@ -16,8 +16,10 @@ namespace standalone {
 
 namespace {
 
-constexpr std::array CONFIG_STEPS = {CONFIG_SCHEMA_1, CONFIG_SCHEMA_2, CONFIG_SCHEMA_3};
-constexpr std::array REGISTRY_STEPS = {REGISTRY_SCHEMA_1, REGISTRY_SCHEMA_2, REGISTRY_SCHEMA_3};
+constexpr std::array CONFIG_STEPS = {CONFIG_SCHEMA_1, CONFIG_SCHEMA_2, CONFIG_SCHEMA_3,
+                                     CONFIG_SCHEMA_4};
+constexpr std::array REGISTRY_STEPS = {REGISTRY_SCHEMA_1, REGISTRY_SCHEMA_2, REGISTRY_SCHEMA_3,
+                                       REGISTRY_SCHEMA_4};
 constexpr std::array EVENT_STEPS = {EVENT_SCHEMA_1, EVENT_SCHEMA_2};
 
 /// SQLite gives its side files the mode of the database, so this protects them as well.

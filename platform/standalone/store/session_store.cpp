@@ -3,11 +3,12 @@
 
 #include <sodium.h>
 
+#include <algorithm>
 #include <array>
-#include <span>
 #include <stdexcept>
 #include <utility>
 
+#include "platform/standalone/store/digest.h"
 #include "platform/utilities.h"
 
 namespace standalone {
@@ -15,19 +16,10 @@ namespace standalone {
 namespace {
 
 constexpr std::size_t SID_BYTES = 16;
-
-/// Two lower-case digits a byte.
-std::string hex(std::span<const unsigned char> bytes) {
-    std::string text(bytes.size() * 2 + 1, '\0');
-    sodium_bin2hex(text.data(), text.size(), bytes.data(), bytes.size());
-    text.pop_back();
-    return text;
-}
+constexpr long long MINUTE_MS = 60'000;
 
 std::string hash_sid(const std::string& sid) {
-    std::array<unsigned char, crypto_hash_sha256_BYTES> hash{};
-    crypto_hash_sha256(hash.data(), reinterpret_cast<const unsigned char*>(sid.data()), sid.size());
-    return hex(hash);
+    return sha256_hex(sid);
 }
 
 long long now() {
@@ -37,18 +29,40 @@ long long now() {
 }  // namespace
 
 std::string SessionStore::open(const std::string& user, long long minutes) {
+    Transaction transaction(database_);
+    std::string sid = add(user, minutes, {});
+    transaction.commit();
+    return sid;
+}
+
+std::optional<std::string> SessionStore::open_sliding(const CheckedUser& checked) {
+    Transaction transaction(database_);
+    if (!is_still(checked)) return {};
+    std::string sid = add(checked.user.name, IDLE_MINUTES, LONGEST_MINUTES);
+    transaction.commit();
+    return sid;
+}
+
+bool SessionStore::is_still(const CheckedUser& checked) {
+    Statement row = database_.prepare("SELECT 1 FROM user WHERE name = ? AND password_hash = ?");
+    return row.bind(1, checked.user.name).bind(2, checked.password_hash).step();
+}
+
+std::string SessionStore::add(const std::string& user, long long minutes,
+                              std::optional<long long> longest) {
     if (sodium_init() < 0) throw std::runtime_error("no source of random numbers");
     std::array<unsigned char, SID_BYTES> random{};
     randombytes_buf(random.data(), random.size());
     std::string sid = hex(random);
-    Transaction transaction(database_);
     database_.prepare("DELETE FROM session WHERE expires_ms <= ?").bind(1, now()).step();
     const long long opened = now();
     Statement insert = database_.prepare(
-        "INSERT INTO session (sid_hash, user, opened_ms, expires_ms) VALUES (?, ?, ?, ?)");
+        "INSERT INTO session (sid_hash, user, opened_ms, expires_ms, ends_ms) "
+        "VALUES (?, ?, ?, ?, ?)");
     insert.bind(1, hash_sid(sid)).bind(2, user);
-    insert.bind(3, opened).bind(4, opened + minutes * 60'000).step();
-    transaction.commit();
+    insert.bind(3, opened).bind(4, opened + minutes * MINUTE_MS);
+    if (longest) insert.bind(5, opened + *longest * MINUTE_MS);
+    insert.step();
     return sid;
 }
 
@@ -69,6 +83,25 @@ std::vector<Session> SessionStore::list() {
         sessions.push_back(std::move(session));
     }
     return sessions;
+}
+
+std::optional<OwnSession> SessionStore::look(const std::string& sid) {
+    Statement row = database_.prepare(
+        "SELECT name, level, expires_ms, coalesce(ends_ms, expires_ms) FROM session "
+        "JOIN user ON name = user WHERE sid_hash = ? AND expires_ms > ?");
+    if (!row.bind(1, hash_sid(sid)).bind(2, now()).step()) return {};
+    return OwnSession{.user = {row.text(0), static_cast<unsigned>(row.integer(1))},
+                      .expires_ms = row.integer(2),
+                      .ends_ms = row.integer(3)};
+}
+
+long long SessionStore::slide(const std::string& sid, const OwnSession& session) {
+    const long long expires = std::min(session.ends_ms, now() + IDLE_MINUTES * MINUTE_MS);
+    if (expires < session.expires_ms + MINUTE_MS) return session.expires_ms;
+    Statement update = database_.prepare(
+        "UPDATE session SET expires_ms = ? WHERE sid_hash = ? AND ends_ms IS NOT NULL");
+    update.bind(1, expires).bind(2, hash_sid(sid)).step();
+    return expires;
 }
 
 std::optional<User> SessionStore::find(const std::string& sid) {

@@ -17,6 +17,17 @@ struct Session {
     long long expires_ms = 0;
 };
 
+/// A session as whoever has its SID sees it. Times are milliseconds since the epoch.
+struct OwnSession {
+    User user;
+    long long expires_ms = 0;  ///< when nobody uses it until then
+    long long ends_ms = 0;     ///< however much it is used
+};
+
+/// How long a session that a password has opened stays without use, and how long at most.
+inline constexpr long long IDLE_MINUTES = 30;
+inline constexpr long long LONGEST_MINUTES = 12 * 60;
+
 /// The open sessions. A session is known by its SID, of which only the SHA-256 is stored: who reads
 /// the database cannot take a session over. Any call may throw DatabaseError.
 class SessionStore {
@@ -29,6 +40,20 @@ public:
     /// @return the SID: 128 random bits as 32 lower-case hexadecimal digits
     std::string open(const std::string& user, long long minutes);
 
+    /// Opens one that ends after IDLE_MINUTES without use, and after LONGEST_MINUTES at the latest.
+    /// @return the SID; nothing when the account has another password by now, or is gone: whoever
+    ///         changes a password shuts out those who are signing in with the old one, too
+    std::optional<std::string> open_sliding(const CheckedUser& checked);
+
+    /// The session of `sid`; nothing when there is none or it has expired. One read.
+    std::optional<OwnSession> look(const std::string& sid);
+
+    /// Has a session that open_sliding() opened begin its idle time anew. Writes when that gains a
+    /// minute, and not before; of other sessions, and of none, it changes nothing.
+    /// @param session what look() has just told
+    /// @return when it now expires
+    long long slide(const std::string& sid, const OwnSession& session);
+
     /// The sessions that have not expired, by user; their SIDs are known to nobody here.
     std::vector<Session> list();
 
@@ -39,6 +64,9 @@ public:
     std::optional<User> find(const std::string& sid);
 
 private:
+    std::string add(const std::string& user, long long minutes, std::optional<long long> longest);
+    bool is_still(const CheckedUser& checked);
+
     Database& database_;
 };
 

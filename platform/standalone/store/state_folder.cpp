@@ -17,6 +17,7 @@ namespace {
 constexpr char CONFIG[] = "/config.db";
 constexpr char REGISTRY[] = "/registry.db";
 constexpr char EVENTS[] = "/events.db";
+constexpr char RECORDING_INDEX[] = "/recordings.index";
 
 /// A folder that is in use for something else keeps its mode: it is refused, not locked up.
 bool may_be_made_private(const std::string& folder) {
@@ -53,6 +54,10 @@ std::string registry_database_path() {
 
 std::string event_database_path() {
     return state_folder() + EVENTS;
+}
+
+std::string recording_index_path() {
+    return state_folder() + RECORDING_INDEX;
 }
 
 void migrate_databases(const std::string& folder) {

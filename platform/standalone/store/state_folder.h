@@ -21,6 +21,9 @@ std::string registry_database_path();
 /// Path of the event database.
 std::string event_database_path();
 
+/// Path of the index of the channels' recordings, which may be missing at any time.
+std::string recording_index_path();
+
 /// Makes these databases in a folder (mode 0600), or brings them up to the newest schema.
 /// @throws std::runtime_error with one line for the user
 void migrate_databases(const std::string& folder);

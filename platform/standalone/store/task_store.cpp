@@ -206,22 +206,23 @@ void TaskStore::set_state(const std::string& task_id, const TaskState& state) {
 
 std::vector<QueuePlace> TaskStore::queue() {
     std::vector<QueuePlace> places;
-    Statement row = database_.prepare("SELECT taskID, parallel FROM queue ORDER BY place");
-    while (row.step()) places.push_back({row.text(0), row.integer(1) != 0});
+    Statement row = database_.prepare("SELECT taskID, parallel, cause FROM queue ORDER BY place");
+    while (row.step())
+        places.push_back({row.text(0), row.integer(1) != 0, static_cast<RunCause>(row.integer(2))});
     return places;
 }
 
-void TaskStore::enqueue(const std::string& task_id, QueueEnd end, bool parallel) {
-    const auto number = task_number(task_id);
+void TaskStore::enqueue(QueueEnd end, const QueuePlace& place) {
+    const auto number = task_number(place.task_id);
     if (!number) return;
-    const char* sql = end == QueueEnd::front
-                          ? "INSERT OR REPLACE INTO queue (taskID, place, parallel) SELECT taskID, "
-                            "(SELECT coalesce(min(place), 0) - 1 FROM queue), ? "
-                            "FROM task WHERE taskID = ?"
-                          : "INSERT OR IGNORE INTO queue (taskID, place, parallel) SELECT taskID, "
-                            "(SELECT coalesce(max(place), 0) + 1 FROM queue), ? "
-                            "FROM task WHERE taskID = ?";
-    database_.prepare(sql).bind(1, parallel).bind(2, *number).step();
+    const char* sql =
+        end == QueueEnd::front
+            ? "INSERT OR REPLACE INTO queue (taskID, place, parallel, cause) SELECT taskID, "
+              "(SELECT coalesce(min(place), 0) - 1 FROM queue), ?, ? FROM task WHERE taskID = ?"
+            : "INSERT OR IGNORE INTO queue (taskID, place, parallel, cause) SELECT taskID, "
+              "(SELECT coalesce(max(place), 0) + 1 FROM queue), ?, ? FROM task WHERE taskID = ?";
+    Statement insert = database_.prepare(sql);
+    insert.bind(1, place.parallel).bind(2, static_cast<int>(place.cause)).bind(3, *number).step();
 }
 
 void TaskStore::dequeue(const std::string& task_id) {

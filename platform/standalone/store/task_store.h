@@ -9,6 +9,7 @@
 
 #include "backup/task_record.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/run_record.h"
 
 namespace standalone {
 
@@ -24,7 +25,8 @@ struct TaskState {
 /// A place in the queue.
 struct QueuePlace {
     std::string task_id;
-    bool parallel = false;  ///< the run may go beside others
+    bool parallel = false;            ///< the run may go beside others
+    RunCause cause = RunCause::hand;  ///< why the task was started
 };
 
 enum class QueueEnd { front, back };
@@ -64,10 +66,9 @@ public:
     /// The queue, next one first.
     std::vector<QueuePlace> queue();
 
-    /// Puts a task into the queue. One that is in it keeps its place at the back, or moves to the
-    /// front.
-    /// @param parallel its run may go beside others; a kept place stays as it is in this, too
-    void enqueue(const std::string& task_id, QueueEnd end, bool parallel);
+    /// Puts a task into the queue. One that is in it keeps its place at the back, with all that it
+    /// says, or moves to the front.
+    void enqueue(QueueEnd end, const QueuePlace& place);
 
     /// Takes a task out of the queue.
     void dequeue(const std::string& task_id);

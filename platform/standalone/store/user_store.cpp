@@ -2,6 +2,7 @@
 #include "platform/standalone/store/user_store.h"
 
 #include <sodium.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <array>
@@ -20,6 +21,25 @@ std::string hash_password(const std::string& password) {
                                                crypto_pwhash_MEMLIMIT_INTERACTIVE) != 0)
         throw std::runtime_error("not enough memory to hash the password");
     return hash.data();
+}
+
+/// Of a password that nobody knows, made with the same effort as any other.
+constexpr char NOBODYS_HASH[] =
+    "$argon2id$v=19$m=65536,t=2,p=1$BM7RAbE9NwQy6hnoEN+k1A$KhJdPUHxtMBjd1bN/"
+    "3xcGjHPZlnJjFWx8M66oCUFUxA";
+
+/// The check calls a password wrong for which it gets no memory, and does not say so.
+void require_memory() {
+    void* memory = mmap(nullptr, crypto_pwhash_MEMLIMIT_INTERACTIVE, PROT_READ | PROT_WRITE,
+                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::runtime_error("not enough memory to check the password");
+    munmap(memory, crypto_pwhash_MEMLIMIT_INTERACTIVE);
+}
+
+bool is_password_of(const std::string& hash, const std::string& password) {
+    if (sodium_init() < 0) throw std::runtime_error("no cryptography on this machine");
+    require_memory();
+    return crypto_pwhash_str_verify(hash.c_str(), password.data(), password.size()) == 0;
 }
 
 }  // namespace
@@ -51,6 +71,19 @@ bool UserStore::set_password(const std::string& name, const std::string& passwor
 bool UserStore::remove(const std::string& name) {
     database_.prepare("DELETE FROM user WHERE name = ?").bind(1, name).step();
     return database_.changes() > 0;
+}
+
+std::optional<CheckedUser> UserStore::check_password(const std::string& name,
+                                                     const std::string& password) {
+    std::optional<CheckedUser> found;
+    {
+        // Read to its end first: nobody can write while a statement is open.
+        Statement row = database_.prepare("SELECT password_hash, level FROM user WHERE name = ?");
+        if (row.bind(1, name).step())
+            found = {{name, static_cast<unsigned>(row.integer(1))}, row.text(0)};
+    }
+    return is_password_of(found ? found->password_hash : NOBODYS_HASH, password) ? found
+                                                                                 : std::nullopt;
 }
 
 bool UserStore::exists(const std::string& name) {

@@ -1,6 +1,7 @@
 // The recorder's accounts, in the registry.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,12 @@ namespace standalone {
 struct User {
     std::string name;
     unsigned level = ADMINISTRATOR_LEVEL;
+};
+
+/// An account whose password has been checked, and the stored hash that it was checked against.
+struct CheckedUser {
+    User user;
+    std::string password_hash;
 };
 
 /// The stored accounts. Any call may throw DatabaseError.
@@ -37,6 +44,11 @@ public:
     /// Deletes an account and its sessions.
     /// @return whether there was such an account
     bool remove(const std::string& name);
+
+    /// Whose name and password these are; nothing when they are nobody's. A name of no account
+    /// takes as long as a wrong password.
+    /// @throws std::runtime_error as add()
+    std::optional<CheckedUser> check_password(const std::string& name, const std::string& password);
 
     bool exists(const std::string& name);
 

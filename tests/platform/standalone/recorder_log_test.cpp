@@ -81,6 +81,17 @@ TEST_F(RecorderLog, LimitsWhatRunsTellByKindAndTask) {
     EXPECT_EQ(newest().arguments.at(1), "Yard");
 }
 
+TEST_F(RecorderLog, LimitsFailedSignInsByAccount) {
+    const auto fail = [](const char* name) {
+        return send_surveillance_event_log(events::SIGN_IN_FAILED, -1, "", events::APPLICATION, "",
+                                           name, static_cast<char*>(nullptr));
+    };
+    for (int at = 0; at < EVENTS_A_MINUTE + 10; ++at) EXPECT_EQ(fail("an unknown name"), 0);
+    EXPECT_EQ(count(), EVENTS_A_MINUTE);
+    EXPECT_EQ(fail("admin"), 0);
+    EXPECT_EQ(newest().arguments.at(2), "admin");
+}
+
 TEST_F(RecorderLog, KeepsEveryChangeOfASetting) {
     for (int at = 0; at < EVENTS_A_MINUTE + 10; ++at)
         EXPECT_EQ(send_surveillance_setting_log_with_username(events::TASK_DISABLED, -1, "10.0.0.7",

@@ -1,6 +1,7 @@
 // The channels, present and removed: who may have an index or a guid, and in what order they come.
 #include "platform/standalone/store/channel_store.h"
 
+#include "platform/standalone/store/connections.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
@@ -90,6 +91,22 @@ TEST_F(ChannelStoreTest, RemovedChannelStaysWhenItCannotComeBack) {
     ASSERT_TRUE(channels_.add(channel(1, "b")));
     EXPECT_FALSE(channels_.add(channel(1, "a")));
     EXPECT_EQ(listed(), "1b(1a)");
+}
+
+TEST_F(ChannelStoreTest, ChannelsThatAreKeptAreThoseOfNow) {
+    EXPECT_EQ(config_channels().size(), 0U);
+    ASSERT_TRUE(channels_.add(channel(7, "g")));
+    EXPECT_EQ(config_channels().size(), 1U);
+    ASSERT_TRUE(channels_.remove(7));
+    EXPECT_TRUE(config_channels().at(0).removed);
+    ASSERT_TRUE(ChannelStore(config_for_writing()).add(channel(7, "g")));
+    EXPECT_FALSE(config_channels().at(0).removed) << "changed by a connection of this thread";
+    {
+        const TemporaryState other;
+        EXPECT_EQ(config_channels().size(), 0U);
+    }
+    setenv("RECORDER_STATE", state_.folder().c_str(), 1);
+    EXPECT_EQ(config_channels().size(), 1U);
 }
 
 TEST_F(ChannelStoreTest, StateIsPinnedOnLiveChannelsAlone) {

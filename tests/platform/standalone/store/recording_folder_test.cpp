@@ -15,16 +15,15 @@
 #include "platform/rec_state.h"
 #include "platform/standalone/store/channel_store.h"
 #include "platform/vesk_storage.h"
+#include "tests/platform/standalone/store/entries_read.h"
 #include "tests/support/temporary_state.h"
+
+int entries_read;
+std::string fails_behind;
 
 namespace {
 
 using namespace standalone;
-
-/// Calls of readdir(); the linker puts a counter in its place.
-int entries_read;
-/// The name behind which a folder's disk fails.
-std::string fails_behind;
 
 class RecordingFolderTest : public StateTest {
 protected:

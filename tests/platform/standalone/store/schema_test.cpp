@@ -216,7 +216,7 @@ TEST(StateFolder, OfTheVersionBeforeKeepsEverythingAndTheDaemonsRowsForTheDaemon
     EXPECT_NO_THROW(require_current(config, config_database_path(), config_migrations()));
     Statement number = config.prepare("PRAGMA user_version");
     number.step();
-    EXPECT_EQ(number.integer(0), 3) << "programs of that version must find it too new";
+    EXPECT_GT(number.integer(0), 2) << "programs of that version must find it too new";
     EXPECT_EQ(TaskStore(config).find("4")->taskName, "Waits für immer");
     const auto queue = TaskStore(config).queue();
     ASSERT_EQ(queue.size(), 1U);

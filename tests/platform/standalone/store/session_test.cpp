@@ -23,6 +23,10 @@ protected:
         return SessionStore(database_).open(user, minutes);
     }
 
+    CheckedUser checked() { return UserStore(database_).check_password("admin", "secret").value(); }
+
+    std::string open_sliding() { return SessionStore(database_).open_sliding(checked()).value(); }
+
     static int check(const std::string& query) {
         setenv("QUERY_STRING", query.c_str(), 1);
         tagINPUT* input = CGI_Get_Input_URL();
@@ -53,6 +57,68 @@ TEST_F(SessionTest, EndsAfterItsMinutesToTheMillisecond) {
     EXPECT_EQ(sessions.find(sid)->level, 11U);
     ++set_clock;
     EXPECT_FALSE(sessions.find(sid));
+}
+
+TEST_F(SessionTest, ASlidingOneEndsHalfAnHourAfterItsLastUse) {
+    SessionStore sessions(database_);
+    set_clock = 1'700'000'000'000;
+    const std::string sid = open_sliding();
+    for (int use = 0; use < 3; ++use) {
+        set_clock += 30 * 60'000 - 1;
+        const auto session = sessions.look(sid);
+        ASSERT_TRUE(session);
+        EXPECT_EQ(sessions.slide(sid, *session), static_cast<long long>(set_clock) + 30 * 60'000);
+    }
+    set_clock += 30 * 60'000;
+    EXPECT_FALSE(sessions.look(sid));
+    EXPECT_FALSE(sessions.find(sid));
+}
+
+TEST_F(SessionTest, IsNotOpenedWithAPasswordThatIsNoLongerTheAccounts) {
+    const CheckedUser old = checked();
+    UserStore(database_).set_password("admin", "secret");
+    EXPECT_FALSE(SessionStore(database_).open_sliding(old));
+    EXPECT_TRUE(SessionStore(database_).open_sliding(checked()));
+    UserStore(database_).remove("admin");
+    EXPECT_FALSE(SessionStore(database_).open_sliding(old));
+    EXPECT_TRUE(SessionStore(database_).list().empty());
+}
+
+TEST_F(SessionTest, ASlidingOneEndsAfterTwelveHoursHoweverMuchItIsUsed) {
+    SessionStore sessions(database_);
+    set_clock = 1'700'000'000'000;
+    const auto end = static_cast<long long>(set_clock) + 12 * 3'600'000;
+    const std::string sid = open_sliding();
+    for (; static_cast<long long>(set_clock) < end; set_clock += 20 * 60'000) {
+        const auto session = sessions.look(sid);
+        ASSERT_TRUE(session);
+        EXPECT_EQ(session->ends_ms, end);
+        EXPECT_LE(sessions.slide(sid, *session), end);
+    }
+    EXPECT_FALSE(sessions.look(sid));
+}
+
+TEST_F(SessionTest, UseIsWrittenDownOnceAMinuteAtMost) {
+    SessionStore sessions(database_);
+    set_clock = 1'700'000'000'000;
+    const std::string sid = open_sliding();
+    const auto opened = sessions.look(sid);
+    set_clock += 59'999;
+    EXPECT_EQ(sessions.slide(sid, *opened), opened->expires_ms);
+    set_clock += 1;
+    EXPECT_EQ(sessions.slide(sid, *opened), opened->expires_ms + 60'000);
+    EXPECT_EQ(sessions.look(sid)->expires_ms, opened->expires_ms + 60'000);
+}
+
+TEST_F(SessionTest, OneWithAFixedEndKeepsIt) {
+    SessionStore sessions(database_);
+    set_clock = 1'700'000'000'000;
+    const std::string sid = sessions.open("admin", 5);
+    const auto session = sessions.look(sid);
+    EXPECT_EQ(session->ends_ms, session->expires_ms);
+    set_clock += 4 * 60'000;
+    EXPECT_EQ(sessions.slide(sid, *session), session->expires_ms);
+    EXPECT_EQ(sessions.look(sid)->expires_ms, session->expires_ms);
 }
 
 TEST_F(SessionTest, OpeningOneForgetsTheExpiredOnesAndNoOther) {

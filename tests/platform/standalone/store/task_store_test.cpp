@@ -285,24 +285,33 @@ TEST_F(TaskStoreTest, ReadsWhileAWriterHoldsTheStore) {
 
 TEST_F(TaskStoreTest, QueuesTasksOnceAndInOrder) {
     create(3);
-    store_.enqueue("2", QueueEnd::back, false);
-    store_.enqueue("1", QueueEnd::back, true);
-    store_.enqueue("2", QueueEnd::back, true);
+    store_.enqueue(QueueEnd::back, {"2", false});
+    store_.enqueue(QueueEnd::back, {"1", true});
+    store_.enqueue(QueueEnd::back, {"2", true});
     EXPECT_EQ(queue(), "2 1p");
-    store_.enqueue("3", QueueEnd::front, false);
-    store_.enqueue("1", QueueEnd::front, false);
-    store_.enqueue("2", QueueEnd::front, true);
+    store_.enqueue(QueueEnd::front, {"3", false});
+    store_.enqueue(QueueEnd::front, {"1", false});
+    store_.enqueue(QueueEnd::front, {"2", true});
     EXPECT_EQ(queue(), "2p 1 3");
-    store_.enqueue("9", QueueEnd::back, false);
-    store_.enqueue("9", QueueEnd::front, false);
-    store_.enqueue("01", QueueEnd::front, false);
+    store_.enqueue(QueueEnd::back, {"9", false});
+    store_.enqueue(QueueEnd::front, {"9", false});
+    store_.enqueue(QueueEnd::front, {"01", false});
     EXPECT_EQ(queue(), "2p 1 3");
     EXPECT_EQ(store_.find("3")->status, TASK_SUCCESS);
 }
 
+TEST_F(TaskStoreTest, PlaceRemembersWhyItsTaskWasStarted) {
+    create(1);
+    store_.enqueue(QueueEnd::back, {"1", false, RunCause::missed});
+    store_.enqueue(QueueEnd::back, {"1", false, RunCause::hand});
+    EXPECT_EQ(store_.queue()[0].cause, RunCause::missed);
+    store_.enqueue(QueueEnd::front, {"1", false, RunCause::resumed});
+    EXPECT_EQ(store_.queue()[0].cause, RunCause::resumed);
+}
+
 TEST_F(TaskStoreTest, TakesTasksOutOfTheQueue) {
     create(3);
-    for (const char* task_id : {"1", "2", "3"}) store_.enqueue(task_id, QueueEnd::back, false);
+    for (const char* task_id : {"1", "2", "3"}) store_.enqueue(QueueEnd::back, {task_id, false});
     store_.dequeue("1");
     store_.dequeue("1");
     store_.dequeue("03");
@@ -365,11 +374,11 @@ TEST_F(TaskStoreTest, SetsTheStateOfNoOtherTask) {
 
 TEST_F(TaskStoreTest, StoresATransactionAllOrNothing) {
     create(2);
-    store_.enqueue("1", QueueEnd::back, false);
+    store_.enqueue(QueueEnd::back, {"1", false});
     const auto change = [this] {
         store_.set_state("1", {TASK_CANCEL, {}, 7});
         store_.dequeue("1");
-        store_.enqueue("2", QueueEnd::front, true);
+        store_.enqueue(QueueEnd::front, {"2", true});
         EXPECT_EQ(queue(), "2p");
     };
     {
