@@ -18,6 +18,10 @@ public:
     /// Prints a text as one line, unless it was printed within the last PAUSE.
     void print(const std::string& text, Time now = std::chrono::steady_clock::now());
 
+    /// The same for a text that is never twice the same: what is remembered is its key.
+    void print_as(const std::string& key, const std::string& text,
+                  Time now = std::chrono::steady_clock::now());
+
 private:
     std::map<std::string, Time> printed_;
 };

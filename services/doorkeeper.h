@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <vector>
 
 struct evconnlistener;     // libevent
@@ -20,6 +21,9 @@ using Users = std::vector<uid_t>;
 /// Root, and who owns the state folder: whoever runs the recorder.
 /// @throws std::runtime_error when the folder cannot be looked at
 Users trusted_users();
+
+/// The user of this name; nobody when there is none, or none can be asked for now.
+Users user_named(const std::string& name);
 
 /// Looks at each connection right behind its accept and before a byte of it is read. One whose
 /// other end is not held by a process of a trusted user is reset unanswered, and counts for
@@ -37,7 +41,8 @@ public:
     Doorkeeper& operator=(const Doorkeeper&) = delete;
 
     /// Guards what `server` accepts on `listener` from now on. Both must be gone before this.
-    void guard(evhttp* server, evconnlistener* listener);
+    /// @param also are let in there, too
+    void guard(evhttp* server, evconnlistener* listener, Users also = {});
 
     /// Whether a connection was let in. No other may be answered.
     bool knows(const evhttp_connection* connection) const;

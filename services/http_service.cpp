@@ -19,6 +19,7 @@
 #include "platform/service_addresses.h"
 #include "services/event_watch.h"
 #include "services/listening_sockets.h"
+#include "services/service_manager.h"
 
 namespace services {
 namespace {
@@ -167,7 +168,7 @@ void bound_requests(evhttp* server) {
 }
 
 std::unique_ptr<Port> serve_on(standalone::FileHandle socket, event_base* base,
-                               Doorkeeper& doorkeeper) {
+                               Doorkeeper& doorkeeper, Users also) {
     auto port = std::make_unique<Port>();
     port->doorkeeper = &doorkeeper;
     port->server.reset(evhttp_new(base));
@@ -177,7 +178,7 @@ std::unique_ptr<Port> serve_on(standalone::FileHandle socket, event_base* base,
     evhttp_bound_socket* bound = evhttp_accept_socket_with_handle(port->server.get(), socket.get());
     if (!bound) throw std::bad_alloc();
     socket.release();
-    doorkeeper.guard(port->server.get(), evhttp_bound_socket_get_listener(bound));
+    doorkeeper.guard(port->server.get(), evhttp_bound_socket_get_listener(bound), std::move(also));
     return port;
 }
 
@@ -186,15 +187,16 @@ std::unique_ptr<Port> serve_on(standalone::FileHandle socket, event_base* base,
 struct HttpService::Loop {
     std::string code_member;
     ListeningSockets sockets;
+    ServiceManager manager;
     std::unique_ptr<event_base, FreeBase> base;
     std::unique_ptr<Doorkeeper> doorkeeper;
     std::vector<std::unique_ptr<Port>> ports;
 
-    std::unique_ptr<Port> open(int number) {
-        auto port = serve_on(sockets.take(number), base.get(), *doorkeeper);
+    Port& open(int number, Users also) {
+        auto port = serve_on(sockets.take(number), base.get(), *doorkeeper, std::move(also));
         port->number = number;
         port->code_member = &code_member;
-        return port;
+        return *ports.emplace_back(std::move(port));
     }
 };
 
@@ -213,20 +215,30 @@ HttpService::HttpService(std::string code_member, Users trusted) : loop_(std::ma
 
 HttpService::~HttpService() = default;
 
+void HttpService::open(int port, Users also) {
+    loop_->open(port, std::move(also));
+}
+
 void HttpService::route(int port, Method method, const std::string& path, Handler handler) {
-    auto& ports = loop_->ports;
-    auto place = std::find_if(ports.begin(), ports.end(),
-                              [port](const auto& known) { return known->number == port; });
-    if (place == ports.end()) place = ports.insert(place, loop_->open(port));
-    (*place)->routes.push_back({method, path, std::move(handler)});
+    const auto& ports = loop_->ports;
+    const auto place = std::find_if(ports.begin(), ports.end(),
+                                    [port](const auto& known) { return known->number == port; });
+    Port& opened = place == ports.end() ? loop_->open(port, {}) : **place;
+    opened.routes.push_back({method, path, std::move(handler)});
 }
 
 void HttpService::run(const std::function<void()>& ready) {
     loop_->sockets.close_the_rest();
-    const auto stop = [this] { event_base_loopexit(loop(), nullptr); };
+    const ServiceManager& manager = loop_->manager;
+    const auto stop = [&] {
+        manager.tell_end();
+        event_base_loopexit(loop(), nullptr);
+    };
     const auto terminate = EventWatch::signal(loop(), SIGTERM, stop);
     const auto interrupt = EventWatch::signal(loop(), SIGINT, stop);
     ready();
+    manager.tell_ready();
+    const auto watchdog = manager.watch(loop());
     event_base_dispatch(loop());
 }
 

@@ -68,12 +68,18 @@ public:
     HttpService(const HttpService&) = delete;
     HttpService& operator=(const HttpService&) = delete;
 
+    /// Begins to listen on `port`, and answers these users there besides the trusted ones. Once,
+    /// and before the port's first route.
+    /// @throws std::runtime_error when the port cannot be had
+    void open(int port, Users also);
+
     /// Adds a route, and begins to listen on `port` when it is the port's first one, on the socket
     /// that systemd made for it where there is one (see ListeningSockets).
     /// @throws std::runtime_error when the port cannot be had
     void route(int port, Method method, const std::string& path, Handler handler);
 
-    /// Serves until SIGTERM or SIGINT comes. Routes are not added any more.
+    /// Serves until SIGTERM or SIGINT comes, and tells systemd about it (service_manager.h). Routes
+    /// are not added any more.
     /// @param ready called when these signals end the service in this way, before the first
     ///              request. They end nothing before it returns, so it must not wait for anything
     void run(const std::function<void()>& ready);

@@ -84,7 +84,11 @@ int service_main(const std::string& name, const std::string& description, int ar
 
 std::string place_of(std::initializer_list<int> ports) {
     std::string numbers;
-    for (const int port : ports) numbers += (numbers.empty() ? "" : " and ") + std::to_string(port);
+    std::size_t left = ports.size();
+    for (const int port : ports) {
+        numbers += std::to_string(port);
+        if (--left > 0) numbers += left == 1 ? " and " : ", ";
+    }
     return LOOPBACK + std::string(ports.size() == 1 ? ", port " : ", ports ") + numbers;
 }
 

@@ -32,8 +32,7 @@ inline constexpr int NOT_TO_BE_REPEATED = 78;
 int service_main(const std::string& name, const std::string& description, int argc, char** argv,
                  const std::function<void()>& serve, const std::vector<OtherUse>& others = {});
 
-/// Where a service listens, for people: "127.0.0.1, ports 10205 and 10141".
-/// @param ports one or two
+/// Where a service listens, for people: "127.0.0.1, ports 10205, 10141 and 10206".
 std::string place_of(std::initializer_list<int> ports);
 
 /// Tells whoever started the service that it answers from now on: one line on standard output.

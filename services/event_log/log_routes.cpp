@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "platform/service_addresses.h"
-#include "platform/standalone/store/database.h"
+#include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/csv.h"
 #include "platform/standalone/store/event_store.h"
+#include "platform/standalone/store/event_text.h"
 #include "platform/standalone/store/state_folder.h"
-#include "services/event_log/csv.h"
-#include "services/event_log/event_text.h"
 #include "services/event_log/log_query.h"
 
 namespace services {
@@ -34,10 +34,10 @@ LogQuery read_query(const HttpRequest& request) {
 }
 
 Log read_log(const LogQuery& query) {
-    const std::string path = standalone::event_database_path();
-    if (!std::filesystem::exists(path)) return {};
-    standalone::Database database(path, standalone::Database::Access::reading);
-    database.run("BEGIN");  // entries and number from one moment; ends with the connection
+    if (!std::filesystem::exists(standalone::event_database_path())) return {};
+    standalone::Database& database = standalone::events_for_reading();
+    // Entries and number are from one moment.
+    const standalone::Transaction moment(database, standalone::Database::Access::reading);
     standalone::EventStore store(database);
     return {store.newest(query.sub_types, query.max_results), store.count(query.sub_types)};
 }
@@ -48,14 +48,14 @@ json_object* new_entry(const Event& event) {
         json_object_object_add(entry, key, value);
     };
     add("id", json_object_new_int64(event.id));
-    add("time", new_json_text(event_time(event)));
+    add("time", new_json_text(standalone::event_time(event)));
     add("timeStamp", json_object_new_int64(event.time_ms / 1000));
     add("user", new_json_text(event.user));
     add("ip", new_json_text(event.ip));
-    add("application", new_json_text(event_application(event)));
-    add("event", new_json_text(event_text(event)));
-    add("task", new_json_text(event_task(event)));
-    add("eventID", new_json_text(event_code(event)));
+    add("application", new_json_text(standalone::event_application(event)));
+    add("event", new_json_text(standalone::event_text(event)));
+    add("task", new_json_text(standalone::event_task(event)));
+    add("eventID", new_json_text(standalone::event_code(event)));
     return entry;
 }
 
@@ -79,12 +79,13 @@ HttpReply json_log(const HttpRequest& request) {
 
 HttpReply csv_log(const HttpRequest& request) {
     const Log log = read_log(read_query(request));
-    std::string text =
-        csv_line({"Time", "Time stamp", "User", "Address", "Application", "Event", "Task"});
+    std::string text = standalone::csv_line(
+        {"Time", "Time stamp", "User", "Address", "Application", "Event", "Task"});
     for (const Event& event : log.events)
-        text +=
-            csv_line({event_time(event), std::to_string(event.time_ms / 1000), event.user, event.ip,
-                      event_application(event), event_text(event), event_task(event)});
+        text += standalone::csv_line(
+            {standalone::event_time(event), std::to_string(event.time_ms / 1000), event.user,
+             event.ip, standalone::event_application(event), standalone::event_text(event),
+             standalone::event_task(event)});
     return {"text/csv; charset=utf-8", text};
 }
 

@@ -43,4 +43,16 @@ TEST(ConfiguredWithoutAStore, MeansTheDefault) {
     unsetenv("RECORDER_STATE");
 }
 
+TEST_F(Configured, AnAbsentKeyIsEmptyAlsoWhereAWrongEmptyTextWouldCostSomething) {
+    number_of("some");
+    EXPECT_EQ(configured_text_or_throw("section", "key"), "some");
+    EXPECT_EQ(configured_text_or_throw("section", "absent"), "");
+}
+
+TEST(ConfiguredWithoutAStore, IsAnErrorWhereAWrongEmptyTextWouldCostSomething) {
+    setenv("RECORDER_STATE", "/nonexistent/state", 1);
+    EXPECT_THROW(configured_text_or_throw("section", "key"), std::runtime_error);
+    unsetenv("RECORDER_STATE");
+}
+
 }  // namespace

@@ -111,9 +111,10 @@ TEST_F(ServiceMain, IsCalledForOneOtherUseAtATime) {
     EXPECT_FALSE(served);
 }
 
-TEST(PlaceOf, NamesOnePortOrTwo) {
+TEST(PlaceOf, NamesAllPorts) {
     EXPECT_EQ(services::place_of({10150}), "127.0.0.1, port 10150");
     EXPECT_EQ(services::place_of({10205, 10141}), "127.0.0.1, ports 10205 and 10141");
+    EXPECT_EQ(services::place_of({1, 2, 3}), "127.0.0.1, ports 1, 2 and 3");
 }
 
 }  // namespace

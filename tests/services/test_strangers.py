@@ -21,8 +21,9 @@ from service_process import ended_afterwards, running, start, start_service, wit
 from state_folder import StateFolder
 from waiting import SECONDS, wait_until
 
-LOG, NOTICE, TASK = 10150, 10205, 10141
-PATHS = {LOG: "/logs/logs", NOTICE: "/databackupService/notify", TASK: "/cfg/DataBackupService"}
+LOG, NOTICE, TASK, METRICS = 10150, 10205, 10141, 10206
+PATHS = {LOG: "/logs/logs", NOTICE: "/databackupService/notify", TASK: "/cfg/DataBackupService",
+         METRICS: "/metrics"}
 METHODS = ("GET", "PUT", "DELETE", "POST", "HEAD", "OPTIONS", "TRACE", "PATCH", "CONNECT")
 WAITING = "/databackupService/notify?act=get_waitingTask_seq"
 OWNER = 4242

@@ -47,9 +47,13 @@ class House:
             self.add_channel(number, f"Camera {number}")
         return self
 
-    def __exit__(self, *unused):
-        self.recorder.clean_up()
-        self.samba.stop()
+    def __exit__(self, failure, *unused):
+        try:
+            if failure is None:
+                self.check_history()
+        finally:
+            self.recorder.clean_up()
+            self.samba.stop()
 
     # --- recordings -----------------------------------------------------------------------------
 
@@ -155,6 +159,46 @@ class House:
             number, _, rest = path.partition("/")
             wanted[f"Camera {number}/{rest}"] = digest
         return wanted
+
+    def check_history(self):
+        """Whatever has happened, nobody is told that the recordings are safe when they are not."""
+        if not (STATE / "backupd.db").exists():
+            return
+        code, status = self.recorder.backup_status()
+        assert (code != 0) == status["needs_attention"], status
+        for task in status["tasks"]:
+            rows = self.database("SELECT * FROM run WHERE taskID = ? ORDER BY number",
+                                 task["taskID"])
+            self.check_task_history(task, rows)
+            if task["state"] == "failed" and task["enabled"]:
+                assert task["problems"] and not status["headline"].startswith("SAFE"), status
+            if task["enabled"]:
+                self.check_enabled_task(task, rows, status["headline"].startswith("SAFE"))
+
+    def check_enabled_task(self, task, rows, is_safe):
+        """Nothing is safe that was edited since its success, or that no schedule starts."""
+        stands = self.success_stands(task, rows)
+        assert stands or task["notes"] or task["overdue"], (task, rows)
+        assert "next_run" in task or task["problems"], task
+        assert not is_safe or (stands and not task["problems"] and not task["overdue"]), task
+
+    def success_stands(self, task, rows):
+        """Whether the last success is one of the task as it is now."""
+        if "last_success_run" not in task:
+            return "last_success" in task and task["state"] == "success"
+        goal, = [row["goal"] for row in rows if row["number"] == task["last_success_run"]]
+        return goal == self.recorder.output("service_state", "goal", task["taskID"])
+
+    @staticmethod
+    def check_task_history(task, rows):
+        successes = [row for row in rows if row["outcome"] == 0]
+        assert all(row["files_failed"] == 0 for row in successes), rows
+        told = max((row["ended"] for row in successes), default=None)
+        assert task.get("last_success") == told, (task, rows)
+        # A row is closed right behind the task's own state.
+        if rows and rows[-1]["outcome"] is not None and task["state"] in ("success", "failed"):
+            whole = [row["outcome"] for row in rows if row["outcome"] in (0, 1)]
+            assert whole[-1:] == [task["state"] == "failed"], (task, rows)
 
     def check_records(self):
         """Everything listed as done is complete on the share."""

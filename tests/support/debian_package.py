@@ -5,9 +5,10 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from places import BUILD, PROGRAMS, SOURCE
+from places import BUILD, BUNDLE, PROGRAMS, SOURCE
 
-ALL_PROGRAMS = ("recorderctl", "recorder-logd", "recording-backupd", "recording_backup.cgi")
+ALL_PROGRAMS = ("recorderctl", "recorder-logd", "recording-backupd", "recording_backup.cgi",
+                "console.cgi")
 
 
 def run(*command, **options):
@@ -27,6 +28,7 @@ def put_built_programs(tree):
     for program in ALL_PROGRAMS:
         shutil.copy(PROGRAMS / program, objects / "bin")
         shutil.copy(BUILD / f"docs/man/{program}.8", objects / "docs/man")
+    shutil.copytree(BUNDLE, objects / BUNDLE.relative_to(BUILD), dirs_exist_ok=True)
     (tree / "debian/debhelper-build-stamp").write_text("recorder\n")
 
 

@@ -5,8 +5,8 @@ import subprocess
 from places import BUILD
 from waiting import SECONDS
 
-OWN_ROOMS = ("backup", "cgi", "platform", "services", "tools")
-STATIC = "recording_backup.cgi"
+OWN_ROOMS = ("backup", "cgi", "console", "platform", "services", "tools")
+STATIC = ("recording_backup.cgi", "console.cgi")
 PAGE = 4096  # larger frames are made page by page, each of which is touched
 
 

@@ -1,4 +1,5 @@
-// Stores in a state folder (environment RECORDER_STATE) what no command of recorderctl's stores.
+// Stores in a state folder (environment RECORDER_STATE), or tells of it, what no command of
+// recorderctl's does.
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -8,6 +9,7 @@
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/event_store.h"
 #include "platform/standalone/store/state_folder.h"
+#include "platform/standalone/store/task_goal.h"
 #include "platform/standalone/store/task_store.h"
 
 namespace {
@@ -16,12 +18,19 @@ using standalone::Database;
 
 constexpr char USAGE[] =
     "usage: service_state task < TEXT                        store a settings text\n"
+    "       service_state goal TASK                          tell what a success of it stands for\n"
     "       service_state event HEX-ID MS USER IP ARGUMENT...  store an event\n";
 
 int store_task() {
     Database database(standalone::config_database_path(), Database::Access::writing);
     const std::string text(std::istreambuf_iterator<char>(std::cin), {});
     return standalone::TaskStore(database).apply_settings(text);
+}
+
+int tell_goal(const std::string& task_id) {
+    Database database(standalone::config_database_path(), Database::Access::reading);
+    std::cout << standalone::task_goal(standalone::TaskStore(database).find(task_id).value());
+    return 0;
 }
 
 int store_event(const std::vector<std::string>& words) {
@@ -39,6 +48,7 @@ int store_event(const std::vector<std::string>& words) {
 int run(const std::vector<std::string>& words) {
     const std::string verb = words.empty() ? "" : words[0];
     if (verb == "task") return store_task();
+    if (verb == "goal" && words.size() == 2) return tell_goal(words[1]);
     if (verb == "event" && words.size() >= 5) return store_event(words);
     std::cerr << USAGE;
     return 64;

@@ -10,6 +10,7 @@ from pathlib import Path
 from cgi_program import cgi_variables
 from event_ids import is_of_a_run
 from loopback import free_port, request
+from openapi import check_reply
 from places import CGI, FIXED_PATHS, STATE, STORAGE
 from processes import descendants, is_running, parent_of, processes, signal_all
 from replies import SUCCESS
@@ -119,7 +120,9 @@ class Recorder(StateFolder):
 
     def request(self, method, path, body=None, headers=None, **options):
         """One request as it stands: `path` brings its own query and nothing is added."""
-        return request(self.port, method, path, body, headers, **options)
+        reply = request(self.port, method, path, body, headers, **options)
+        check_reply(method, path, reply.status, reply.headers["Content-Type"], reply.body)
+        return reply
 
     def call(self, method, segments, body=None, headers=None, **options):
         """A request of the administrator's; `body` is JSON text, or what becomes JSON text."""

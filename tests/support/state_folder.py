@@ -72,6 +72,15 @@ class StateFolder:
         """Newest first, the newest hundred."""
         return self.ctl_json("event", "list", *words)
 
+    def runs(self, *words):
+        """The whole history, the newest run first."""
+        return self.ctl_json("run", "list", "--all", *words)
+
+    def backup_status(self):
+        """The exit status of the command, and what it tells."""
+        done = self.run("recorderctl", "status", "--json")
+        return done.returncode, json.loads(done.stdout)
+
     # --- what no command of the administrator's does ---------------------------------------------
 
     def store_task(self, **members):

@@ -53,7 +53,7 @@ class SmallState(House):
         return super().__enter__()
 
     def __exit__(self, *unused):
-        super().__exit__()
+        super().__exit__(*unused)
         subprocess.run(["umount", "--lazy", STATE], check=True)
 
     @contextmanager

@@ -5,7 +5,7 @@ from places import SOURCE
 
 ROOMS = ("backup", "cgi", "platform", "services", "tools")
 # Each call that reads a key, and the two texts where they stand in it.
-CALLS = re.compile(r"\b(configured_number|configured_text|__nvrcfg_get_key_value)\(")
+CALLS = re.compile(r"\b(configured_number|configured_text(?:_or_throw)?|__nvrcfg_get_key_value)\(")
 NAMES = re.compile(r'[^;]*?"(\w+)",\s*"(\w+)"')
 # What offers these calls, or hands its caller's names on.
 OFFERED_BY = {"platform/nvrcfg.h", "platform/standalone/nvrcfg.cpp", "services/configured.h",
@@ -39,7 +39,6 @@ def test_the_manual_lists_the_known_settings(state):
     table = re.search(r"<!-- settings -->\n(.*?)<!-- /settings -->", page, re.DOTALL)[1]
     rows = [[cell.strip() for cell in row.strip("|").split("|")]
             for row in table.splitlines()[2:]]
-    between = {"switch": "or", "number": "to"}
-    assert rows == [[f"`{setting['section']}`", f"`{setting['key']}`",
-                     f"{setting['least']} {between[setting['kind']]} {setting['most']}",
-                     str(setting["default"]), setting["meaning"]] for setting in known(state)]
+    assert rows == [[f"`{setting['section']}`", f"`{setting['key']}`", setting["values"],
+                     str(setting["default"]) or "–", setting["meaning"]]
+                    for setting in known(state)]

@@ -10,7 +10,8 @@ from places import PROGRAMS, SOURCE
 from waiting import SECONDS
 
 COMPLETION = SOURCE / "deploy/completion/recorderctl"
-PROGRAM_NAMES = ("recorderctl", "recording-backupd", "recorder-logd", "recording_backup.cgi")
+PROGRAM_NAMES = ("recorderctl", "recording-backupd", "recorder-logd", "recording_backup.cgi",
+                 "console.cgi")
 HELP = "--help"
 
 
@@ -57,7 +58,7 @@ def options_of(program):
     """Those that have a paragraph of their own in the page."""
     part = re.search(r"^# OPTIONS\n(.*?)^# ", page(program), re.MULTILINE | re.DOTALL)[1]
     return {option for line in re.findall(r"^\*-.*$", part, re.MULTILINE)
-            for option in re.findall(r"\*(--[a-z]+)\*", line)}
+            for option in re.findall(r"\*(--[a-z-]+)\*", line)}
 
 
 def test_the_tree_of_commands_is_read_from_help(tree):
@@ -75,8 +76,9 @@ def test_a_page_has_each_option_and_no_others(program):
     assert options_of(program) == told(program)[1]
 
 
-def test_the_cgi_programs_page_has_its_one_option():
-    assert options_of("recording_backup.cgi") == {"--version"}
+@pytest.mark.parametrize("program", PROGRAM_NAMES[3:])
+def test_a_cgi_programs_page_has_its_one_option(program):
+    assert options_of(program) == {"--version"}
 
 
 @pytest.mark.parametrize("program", PROGRAM_NAMES)

@@ -187,6 +187,21 @@ def test_a_restored_state_is_that_of_the_backup_and_the_one_before_it_is_kept(fu
     assert contents(full) == changed
 
 
+def test_alerts_that_waited_when_the_copy_was_made_are_not_restored_but_problems_are(full, copy):
+    with connect(copy / "backupd.db") as database:
+        database.executescript("CREATE TABLE alert (id); INSERT INTO alert VALUES ('a-1');"
+                               "CREATE TABLE alert_given_up (id);"
+                               "INSERT INTO alert_given_up VALUES (2);"
+                               "CREATE TABLE problem (id); INSERT INTO problem VALUES (1)")
+    full.ctl("state", "restore", copy)
+    with connect(full.path / "backupd.db") as database:
+        assert database.execute("SELECT * FROM alert").fetchall() == []
+        assert database.execute("SELECT * FROM alert_given_up").fetchall() == []
+        assert database.execute("SELECT * FROM problem").fetchall() == [(1,)]
+    with connect(copy / "backupd.db") as database:
+        assert database.execute("SELECT * FROM alert").fetchall() == [("a-1",)]
+
+
 def test_the_state_before_has_what_was_in_its_write_ahead_log(full, copy):
     source = full.path / "config.db"
     with connect(source) as writer:

@@ -1,18 +1,13 @@
 // How far the tasks' last runs have come, as the daemon has written it down.
 #include "tools/recorderctl/backup_progress.h"
 
-#include <filesystem>
-
-#include "platform/standalone/store/database.h"
-#include "platform/standalone/store/state_folder.h"
-#include "tools/recorderctl/commands.h"
+#include "platform/standalone/store/backup_memory.h"
 #include "tools/recorderctl/output.h"
 
 namespace recorderctl {
 
 namespace {
 
-using standalone::Database;
 using standalone::Statement;
 
 constexpr char PROGRESS[] =
@@ -51,23 +46,10 @@ void print_text(Statement& row) {
                row.text(FILES_FAILED) + " failed", row.text(MESSAGE)});
 }
 
-Database open_memory() {
-    const std::string path = standalone::state_folder() + "/backupd.db";
-    if (!std::filesystem::exists(path))
-        throw Failure("there is no " + path + "; the backup daemon makes it when it starts");
-    Database memory(path, Database::Access::reading);
-    Statement number = memory.prepare("PRAGMA user_version");
-    number.step();
-    if (number.integer(0) != MEMORY_SCHEMAS)
-        throw Failure(path + " has schema " + number.text(0) + ", this program knows schema " +
-                      std::to_string(MEMORY_SCHEMAS));
-    return memory;
-}
-
 }  // namespace
 
 void print_progress(bool json) {
-    Database memory = open_memory();
+    standalone::Database memory = standalone::open_backup_memory();
     Statement row = memory.prepare(PROGRESS);
     while (row.step()) {
         if (json)

@@ -26,6 +26,10 @@ void add_config_commands(CLI::App& app);
 void add_channel_commands(CLI::App& app);
 void add_task_commands(CLI::App& app);
 void add_backup_commands(CLI::App& app);
+void add_run_commands(CLI::App& app);
+void add_status_command(CLI::App& app);
+void add_alert_commands(CLI::App& app);
 void add_event_commands(CLI::App& app);
+void add_web_commands(CLI::App& app);
 
 }  // namespace recorderctl

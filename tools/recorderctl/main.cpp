@@ -10,6 +10,7 @@
 #include "platform/version.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/misuse.h"
+#include "tools/recorderctl/output.h"
 #include "tools/recorderctl/reading_right.h"
 #include "tools/recorderctl/recorder_user.h"
 #include "tools/recorderctl/state.h"
@@ -66,12 +67,19 @@ int run(int count, char** arguments) {
     add_channel_commands(app);
     add_task_commands(app);
     add_backup_commands(app);
+    add_run_commands(app);
+    add_status_command(app);
+    add_alert_commands(app);
     add_event_commands(app);
+    add_web_commands(app);
     try {
         app.parse(count, arguments);
+        flush_output();
         return EXIT_SUCCESS;
     } catch (const CLI::Success& asked) {
-        return app.exit(asked);
+        const int status = app.exit(asked);
+        flush_output();
+        return status;
     } catch (const CLI::ParseError& error) {
         standalone::complain_of_misuse(NAME, misuse(app, error));
         return error.get_exit_code();

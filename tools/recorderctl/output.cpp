@@ -6,8 +6,10 @@
 #include <array>
 #include <ctime>
 #include <iostream>
+#include <stdexcept>
 
 #include "platform/standalone/store/strict_json.h"
+#include "platform/standalone/store/time_text.h"
 #include "platform/standalone/store/utf8.h"
 
 namespace recorderctl {
@@ -56,6 +58,12 @@ JsonLine& JsonLine::add(const char* key, const std::vector<int>& numbers) {
     return add_value(key, array);
 }
 
+JsonLine& JsonLine::add(const char* key, std::vector<JsonLine> objects) {
+    json_object* array = json_object_new_array();
+    for (JsonLine& line : objects) json_object_array_add(array, line.object_.release());
+    return add_value(key, array);
+}
+
 void JsonLine::print() const {
     std::cout << standalone::print_json(object_.get()) << '\n';
 }
@@ -73,13 +81,16 @@ void print_line(const std::string& text) {
     std::cout << standalone::valid_utf8(text) << '\n';
 }
 
+void flush_output() {
+    if (!std::cout.flush()) throw std::runtime_error("what there is to tell cannot be written");
+}
+
 std::string local_time(long long milliseconds) {
-    const std::time_t seconds = milliseconds / 1000;
-    std::tm local{};
-    if (localtime_r(&seconds, &local) == nullptr) return "?";
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
-    return text.data();
+    return standalone::time_text(milliseconds / 1000, "%Y-%m-%d %H:%M:%S");
+}
+
+std::string zoned_time(long long seconds) {
+    return standalone::time_text(seconds, "%Y-%m-%d %H:%M:%S %z");
 }
 
 }  // namespace recorderctl

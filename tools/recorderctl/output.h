@@ -21,6 +21,7 @@ public:
     JsonLine& add(const char* key, bool value);
     JsonLine& add(const char* key, const std::vector<std::string>& texts);
     JsonLine& add(const char* key, const std::vector<int>& numbers);
+    JsonLine& add(const char* key, std::vector<JsonLine> objects);
     void print() const;
 
 private:
@@ -35,7 +36,14 @@ void print_row(const std::vector<std::string>& columns);
 /// Prints a text as it is.
 void print_line(const std::string& text);
 
+/// Hands on what has been printed.
+/// @throws std::runtime_error when it cannot be: on a full disk, for example
+void flush_output();
+
 /// Local time as "2024-03-01 12:30:00".
 std::string local_time(long long milliseconds);
+
+/// Local time with the zone's offset at that time: "2024-03-01 12:30:00 +0100".
+std::string zoned_time(long long seconds);
 
 }  // namespace recorderctl

@@ -6,6 +6,8 @@
 #include <numeric>
 #include <vector>
 
+#include "platform/standalone/store/setting_values.h"
+
 namespace recorderctl {
 
 namespace {
@@ -29,14 +31,7 @@ std::string name_of(const KnownSetting& setting) {
     return std::string(setting.section) + ' ' + std::string(setting.key);
 }
 
-}  // namespace
-
-std::string values_of(const KnownSetting& setting) {
-    const char* between = setting.kind == SettingKind::on_off ? " or " : " to ";
-    return std::to_string(setting.least) + between + std::to_string(setting.most);
-}
-
-bool takes(const KnownSetting& setting, const std::string& text) {
+bool takes_number(const KnownSetting& setting, const std::string& text) {
     long long number = 0;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
@@ -44,6 +39,27 @@ bool takes(const KnownSetting& setting, const std::string& text) {
     // A switch is compared as it stands: "00" is not off.
     if (setting.kind == SettingKind::on_off && text.size() != 1) return false;
     return setting.least <= number && number <= setting.most;
+}
+
+bool is_numeric(const KnownSetting& setting) {
+    return setting.kind == SettingKind::on_off || setting.kind == SettingKind::number;
+}
+
+}  // namespace
+
+std::string kind_of(const KnownSetting& setting) {
+    if (!is_numeric(setting)) return "text";
+    return setting.kind == SettingKind::on_off ? "switch" : "number";
+}
+
+std::string default_of(const KnownSetting& setting) {
+    return is_numeric(setting) ? std::to_string(setting.otherwise)
+                               : std::string(setting.text_otherwise);
+}
+
+bool takes(const KnownSetting& setting, const std::string& text) {
+    return is_numeric(setting) ? takes_number(setting, text)
+                               : standalone::is_setting_value(setting.kind, text);
 }
 
 std::string nearest_settings(const std::string& section, const std::string& key) {

@@ -7,8 +7,11 @@
 
 namespace recorderctl {
 
-/// "0 or 1", "1 to 2147483647".
-std::string values_of(const KnownSetting& setting);
+/// "switch", "number" or "text".
+std::string kind_of(const KnownSetting& setting);
+
+/// What counts when it is not set: "365", "starttls", "" where nothing does.
+std::string default_of(const KnownSetting& setting);
 
 /// Whether a text is one of them, as the setting's reader takes it.
 bool takes(const KnownSetting& setting, const std::string& text);

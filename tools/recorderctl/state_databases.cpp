@@ -1,6 +1,7 @@
 // The databases that the recorder's state is made of.
 #include "tools/recorderctl/state_databases.h"
 
+#include "platform/standalone/store/backup_memory.h"
 #include "platform/standalone/store/schema.h"
 #include "tools/recorderctl/commands.h"
 
@@ -19,8 +20,7 @@ const std::array<StateDatabase, 4>& state_databases() {
         {"config.db", number_of(standalone::config_migrations()), true},
         {"registry.db", number_of(standalone::registry_migrations()), true},
         {"events.db", number_of(standalone::event_migrations()), true},
-        // The daemon's own; the build counts its schemas.
-        {"backupd.db", MEMORY_SCHEMAS, false},
+        {"backupd.db", standalone::known_memory_schema(), false},
     }};
     return ALL;
 }

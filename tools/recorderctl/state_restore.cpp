@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/standalone/store/database.h"
 #include "platform/standalone/store/state_folder.h"
 #include "tools/recorderctl/commands.h"
 #include "tools/recorderctl/folders.h"
@@ -89,6 +90,18 @@ void stage(const path& backup, const StateDatabase& database, const std::string&
     require_sound(path(staging) / file, database, backup / file);
 }
 
+/// Alerts that waited when the copy was made have arrived since, or are old news. Problems stay:
+/// the daemon tells of those that are not over.
+void forget_alerts(const path& memory) {
+    if (!std::filesystem::exists(memory)) return;
+    standalone::Database database(memory.string(), standalone::Database::Access::writing);
+    for (const std::string table : {"alert", "alert_given_up"}) {
+        standalone::Statement there =
+            database.prepare("SELECT 1 FROM sqlite_master WHERE name = ?");
+        if (there.bind(1, table).step()) database.run(("DELETE FROM " + table).c_str());
+    }
+}
+
 /// The daemon, which is connected as long as it runs, and everybody else is kept out from now on.
 std::unique_ptr<LoneHold> hold(const path& database) {
     if (!std::filesystem::exists(database)) return nullptr;
@@ -152,6 +165,7 @@ std::string restore_state(const std::string& backup) {
     for (const StateDatabase& database : state_databases())
         stage(std::filesystem::absolute(backup), database, staging.path());
     standalone::migrate_databases(staging.path());
+    forget_alerts(path(staging.path()) / "backupd.db");
     for (const auto& file : std::filesystem::directory_iterator(staging.path()))
         sync_to_disk(file.path());
     const std::string aside = make_place_for_replaced(state);

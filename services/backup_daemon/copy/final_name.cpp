@@ -48,6 +48,7 @@ bool take_free_name(Share& share, const Naming& naming) {
 }
 
 bool take_over_name(Share& share, const Naming& naming, const FileState& seen) {
+    if (seen.size == 0) share.wait_for_others();
     if (share.look(naming.target) != seen) return false;
     share.rename(naming.temporary, naming.target);
     return true;

@@ -22,7 +22,9 @@ struct Naming {
 /// @throws CopyFailure
 bool take_free_name(Share& share, const Naming& naming);
 
-/// Takes the name of a file that may be replaced.
+/// Takes the name of a file that may be replaced. One without content may be what a cut left, or a
+/// claim of somebody else's that gets its line now: who replaced that would delete the copy which
+/// takes the claim's place. So it has to stay as it is for a while.
 /// @param seen how it was found when that was decided
 /// @return false: it is not so any more, and nothing was done
 /// @throws CopyFailure

@@ -88,6 +88,8 @@ public:
     virtual void remove(const std::string& path) = 0;
     /// Deletes a folder if it is empty.
     virtual void remove_folder(const std::string& path) = 0;
+    /// Waits for as long as others may take between two requests that belong together.
+    virtual void wait_for_others() = 0;
 };
 
 }  // namespace services

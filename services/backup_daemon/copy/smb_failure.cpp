@@ -14,9 +14,6 @@ constexpr std::size_t LONGEST_PART = 255;
 // A server that asks others who may log in, and does not reach them just now.
 constexpr char NOBODY_TO_ASK[] = "no logon servers";
 
-// The library's own word for a server that did not answer in time.
-constexpr char NO_ANSWER[] = "{Device Timeout}";
-
 bool says(const std::string& login_words, const char* what) {
     return login_words.find(what) != std::string::npos;
 }
@@ -24,6 +21,18 @@ bool says(const std::string& login_words, const char* what) {
 /// Of a name; other troubles are the name service's and may pass.
 bool is_unknown(int code) {
     return code == EAI_NONAME || code == EAI_NODATA || code == EAI_ADDRFAMILY;
+}
+
+/// The library has words of the same form for a connection that was lost before the answer: that
+/// nobody was refused only its error number tells.
+CopyFailure login_failure(const ConnectionError& what, const std::string& share,
+                          const std::string& user) {
+    if (what.error == ETIMEDOUT)
+        return {FailureKind::lost, share + "the server does not answer the login"};
+    if (meaning_of(what.error) == FailureKind::lost)
+        return {FailureKind::lost, share + "lost during the login: " + std::strerror(what.error)};
+    return {says(what.login, NOBODY_TO_ASK) ? FailureKind::lost : FailureKind::refused,
+            share + "the server refuses " + user + " or the password: " + what.login};
 }
 
 }  // namespace
@@ -68,11 +77,7 @@ CopyFailure connection_failure(const SmbLogin& login, const ConnectionError& wha
     const std::string share = "//" + login.server + "/" + login.share + ": ";
     const std::string user = "user \"" + login.user + "\"";
     const std::string words = std::strerror(what.error);
-    if (says(what.login, NO_ANSWER))
-        return {FailureKind::lost, share + "the server does not answer the login"};
-    if (!what.login.empty())
-        return {says(what.login, NOBODY_TO_ASK) ? FailureKind::lost : FailureKind::refused,
-                share + "the server refuses " + user + " or the password: " + what.login};
+    if (!what.login.empty()) return login_failure(what, share, user);
     if (what.name != 0) {
         const char* why = gai_strerror(what.name);
         if (is_unknown(what.name))

@@ -15,6 +15,7 @@ extern "C" {
 #include <cstring>
 #include <exception>
 #include <limits>
+#include <thread>
 #include <utility>
 
 #include "platform/standalone/store/text_buffer.h"
@@ -27,6 +28,9 @@ namespace services {
 namespace {
 
 constexpr long long NANOSECONDS = 1'000'000'000;  // of a second
+
+// A request has an answer long before, unless its sender's line is down.
+constexpr std::chrono::seconds OTHERS_PAUSE(5);
 
 [[noreturn]] void fail(const std::string& what) {
     const int error = errno;
@@ -345,6 +349,10 @@ void SmbShare::remove_folder(const std::string& path) {
     if (smbc_getFunctionRmdir(context)(context, url(path).c_str()) != 0 && errno != ENOENT &&
         errno != ENOTEMPTY && errno != EEXIST)
         fail(path);
+}
+
+void SmbShare::wait_for_others() {
+    std::this_thread::sleep_for(OTHERS_PAUSE);
 }
 
 }  // namespace services

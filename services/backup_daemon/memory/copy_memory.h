@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/standalone/store/run_record.h"
+
 namespace services {
 
 /// A file that is complete on a share.
@@ -47,11 +49,7 @@ struct TaskDate {
     bool operator==(const TaskDate&) const = default;
 };
 
-/// A number of files with their bytes.
-struct Amount {
-    long long files = 0;
-    long long bytes = 0;
-};
+using standalone::FileAmount;
 
 /// The memory of one task's copies on one destination. Copies belong to the destination: another
 /// task that writes to the same place sees them and sends nothing again. Checkpoints, and the
@@ -105,8 +103,8 @@ public:
 
     /// How much older_than() could tell of in all, counted oldest day first until it has `enough`
     /// bytes; never, for ALL.
-    virtual Amount amount_older_than(const std::string& day, const std::set<std::string>& kept,
-                                     long long enough) = 0;
+    virtual FileAmount amount_older_than(const std::string& day, const std::set<std::string>& kept,
+                                         long long enough) = 0;
 
     /// A copy is no longer this recorder's: it was too old and is gone from the share, or another
     /// file stands in its place.

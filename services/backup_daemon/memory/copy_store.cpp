@@ -175,10 +175,10 @@ std::vector<CopiedFile> CopyStore::older_than(const std::string& day, int limit,
     return files;
 }
 
-Amount CopyStore::amount_older_than(const std::string& day, const std::set<std::string>& kept,
-                                    long long enough) {
+FileAmount CopyStore::amount_older_than(const std::string& day, const std::set<std::string>& kept,
+                                        long long enough) {
     standalone::Statement row = older(day);
-    Amount amount;
+    FileAmount amount;
     while (amount.bytes < enough && row.step()) {
         const CopiedFile file = load_copied(row);
         if (kept.contains(day_of_camera(file))) continue;
@@ -257,7 +257,27 @@ void CopyStore::doubt(const std::string& path, const std::string& folder) {
         .bind(4, DOUBTED)
         .bind(5, SPOILT)
         .step();
+    note_that_copies_differ(path);
     transaction.commit();
+}
+
+/// For whoever tells people: it outlives the run, in which the copy may be made anew at once.
+void CopyStore::note_that_copies_differ(const std::string& path) {
+    database_
+        .prepare(
+            "DELETE FROM copies_differ WHERE taskID = ?1 AND run < "
+            "(SELECT last_success FROM task_health WHERE taskID = ?1)")
+        .bind(1, task_)
+        .step();
+    database_
+        .prepare(
+            "INSERT INTO copies_differ (taskID, since, run, copies, path) VALUES (?1, unixepoch(), "
+            "coalesce((SELECT last_number FROM task_health WHERE taskID = ?1), 0), 1, ?2) "
+            "ON CONFLICT (taskID) DO UPDATE SET run = excluded.run, copies = copies + 1, "
+            "path = excluded.path")
+        .bind(1, task_)
+        .bind(2, path)
+        .step();
 }
 
 std::set<std::string> CopyStore::spoilt() {

@@ -35,8 +35,8 @@ public:
     std::set<std::string> newest_days() override;
     std::vector<CopiedFile> older_than(const std::string& day, int limit,
                                        const std::set<std::string>& kept) override;
-    Amount amount_older_than(const std::string& day, const std::set<std::string>& kept,
-                             long long enough) override;
+    FileAmount amount_older_than(const std::string& day, const std::set<std::string>& kept,
+                                 long long enough) override;
     void forget(const std::string& path) override;
     void begin_removal(const std::vector<CopiedFile>& copies) override;
     std::vector<CopiedFile> half_removed(int limit) override;
@@ -55,6 +55,7 @@ private:
     static std::vector<Checkpoint> all_of(standalone::Statement row);
     standalone::Statement older(const std::string& day);
     void set_removed(const std::string& path, int removed);
+    void note_that_copies_differ(const std::string& path);
 
     standalone::Database& database_;
     long long task_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -21,6 +22,12 @@ struct FoundDestination {
     std::string id;
     bool marked = false;  ///< our marker has been seen there
     bool own = false;     ///< it lies in a folder of this recorder's own, below the address's
+};
+
+/// Room on a share, in bytes.
+struct KnownRoom {
+    long long free = 0;
+    long long total = 0;
 };
 
 /// The memory of one address. Any call may throw standalone::DatabaseError.
@@ -48,6 +55,10 @@ public:
     ///               case; no other camera's
     virtual void add_camera_folder(const std::string& guid, const std::string& folder,
                                    const std::string& folded) = 0;
+
+    /// Records what the share has told of its room, as of now; nothing: it does not tell.
+    /// @param share server, port and share in one text: other addresses on it have the same room
+    virtual void note_room(const std::string& share, const std::optional<KnownRoom>& room) = 0;
 };
 
 }  // namespace services

@@ -128,6 +128,17 @@ void DestinationStore::add_camera_folder(const std::string& guid, const std::str
     insert.bind(1, id_).bind(2, guid).bind(3, folder).bind(4, folded).step();
 }
 
+void DestinationStore::note_room(const std::string& share, const std::optional<KnownRoom>& room) {
+    if (!room) {
+        database_.prepare("DELETE FROM share_room WHERE destination = ?").bind(1, share).step();
+        return;
+    }
+    Statement insert = database_.prepare(
+        "INSERT OR REPLACE INTO share_room (destination, free, total, time) "
+        "VALUES (?, ?, ?, unixepoch())");
+    insert.bind(1, share).bind(2, room->free).bind(3, room->total).step();
+}
+
 std::vector<std::string> DestinationStore::addresses_without_folders(Database& database) {
     Statement row = database.prepare(
         "SELECT address FROM destination_address JOIN destination USING (id) "

@@ -26,6 +26,7 @@ public:
     std::set<std::string> folders_of_copies() override;
     void add_camera_folder(const std::string& guid, const std::string& folder,
                            const std::string& folded) override;
+    void note_room(const std::string& share, const std::optional<KnownRoom>& room) override;
 
     /// Addresses whose copies are of a version that kept no cameras' folders.
     static std::vector<std::string> addresses_without_folders(standalone::Database& database);
@@ -66,6 +67,8 @@ public:
                            const std::string& /*folded*/) override {
         added_.emplace(guid, folder);
     }
+
+    void note_room(const std::string&, const std::optional<KnownRoom>&) override {}
 
 private:
     std::map<std::string, std::string> added_;

@@ -8,13 +8,17 @@
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "services/backup_daemon/memory/memory_schema_sql.h"
+#include "services/backup_daemon/memory/task_numbers.h"
 
 namespace services {
 namespace {
 
 using standalone::Database;
 
-constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1, MEMORY_SCHEMA_2, MEMORY_SCHEMA_3};
+// A step here comes with one of config.db's: an older config.db keeps the daemon from starting
+// until `recorderctl init` has brought it up to date, before which the state is copied.
+constexpr std::array MEMORY_STEPS = {MEMORY_SCHEMA_1, MEMORY_SCHEMA_2, MEMORY_SCHEMA_3,
+                                     MEMORY_SCHEMA_4};
 
 /// What becomes of a table's rows when their task is gone.
 struct Sweep {
@@ -25,8 +29,16 @@ struct Sweep {
 
 constexpr std::array SWEEPS = {
     Sweep{"next_run", "DELETE FROM next_run"}, Sweep{"run_progress", "DELETE FROM run_progress"},
-    Sweep{"task_date", "DELETE FROM task_date"},
+    Sweep{"run_rate", "DELETE FROM run_rate"}, Sweep{"task_date", "DELETE FROM task_date"},
+    Sweep{"copies_differ", "DELETE FROM copies_differ"},
     Sweep{"checkpoint", "UPDATE checkpoint SET abandoned = 1", "abandoned = 0 AND taskID NOT IN"},
+    // A state that was restored may give an identifier to another task. Runs keep their numbers.
+    Sweep{"task_health",
+          "UPDATE task_health SET first_run = last_number + 1, last_success = 0, "
+          "success_time = NULL, success_goal = '', overdue_from = NULL, late_from = NULL, "
+          "first_due = NULL, rule = ''",
+          "(first_run <= last_number OR success_time IS NOT NULL OR rule <> '') AND "
+          "taskID NOT IN"},
     // A state that was restored may have a task that was not there for a while.
     Sweep{"checkpoint", "UPDATE checkpoint SET abandoned = 0", "abandoned = 1 AND taskID IN"}};
 
@@ -38,16 +50,6 @@ void sweep(Database& database, const Sweep& what, const std::string& kept) {
         database.prepare(std::string("SELECT 1 FROM ") + what.table + rows + " LIMIT 1");
     if (!found.bind(1, kept).step()) return;
     database.prepare(what.action + rows).bind(1, kept).step();
-}
-
-/// The tasks' identifiers as a JSON array of numbers.
-std::string json_array(const std::list<TDataBackupConfig>& tasks) {
-    std::string array = "[";
-    for (const TDataBackupConfig& task : tasks) {
-        if (array.size() > 1) array += ',';
-        array += task.taskID;
-    }
-    return array + ']';
 }
 
 }  // namespace
@@ -73,7 +75,7 @@ Database open_existing_memory(Database::Access access) {
 }
 
 void keep_only(Memory& memory, const std::list<TDataBackupConfig>& tasks) {
-    const std::string kept = json_array(tasks);
+    const std::string kept = task_numbers(tasks);
     for (const Sweep& what : SWEEPS) sweep(memory.runs, what, kept);
 }
 

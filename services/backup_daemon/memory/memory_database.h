@@ -15,8 +15,9 @@ std::string memory_database_path();
 /// The connections to it, one for what must be on disk at once and one for what need not
 /// (docs/formats.md, "What a power cut can take").
 struct Memory {
-    standalone::Database schedules;  ///< full: a next run that is lost comes twice, or never
-    standalone::Database runs;       ///< deferred: copies, checkpoints, progress
+    /// Full: a next run that is lost comes twice, or never; that there is a run at all.
+    standalone::Database schedules;
+    standalone::Database runs;  ///< deferred: copies, checkpoints, how far runs have come
 };
 
 /// Makes the database (mode 0600) where there is none, or brings it up to the newest schema, and
@@ -30,7 +31,8 @@ Memory open_memory();
 ///         program's; the daemon brings it up to date when it starts
 standalone::Database open_existing_memory(standalone::Database::Access access);
 
-/// Forgets next runs, progress and dates of all tasks but these. Copies outlive their task.
+/// Forgets next runs, progress, dates and spoilt copies of all tasks but these. Copies outlive
+/// their task, and so does the history of its runs, for a time (old_runs.h).
 /// Checkpoints do until the unfinished file is gone from the share: they are marked as abandoned,
 /// and a later run at their destination sees to it (copy_memory.h).
 ///

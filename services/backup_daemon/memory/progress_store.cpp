@@ -3,6 +3,13 @@
 
 namespace services {
 
+namespace {
+
+constexpr long long RATE_EACH = 5;  // seconds
+constexpr long long MOST_RATES = 240;
+
+}  // namespace
+
 std::optional<RunFigures> ProgressStore::find(const std::string& task_id) {
     standalone::Statement row = database_.prepare(
         "SELECT bytes_planned, bytes_done, percent, rate, files_done, files_left, files_failed, "
@@ -36,6 +43,21 @@ void ProgressStore::set(const std::string& task_id, const RunFigures& figures) {
     else
         insert.bind_null(9);
     insert.bind(10, figures.message).bind(11, figures.time_ms).step();
+    keep_rate(task_id, figures);
+}
+
+/// What lies ahead of now is of a clock that was set back.
+void ProgressStore::keep_rate(const std::string& task_id, const RunFigures& figures) {
+    const long long task = std::stoll(task_id);
+    const long long now = figures.time_ms / 1000;
+    standalone::Statement insert = database_.prepare(
+        "INSERT INTO run_rate (taskID, time, rate) SELECT ?1, ?2, ?3 WHERE NOT EXISTS "
+        "(SELECT 1 FROM run_rate WHERE taskID = ?1 AND time > ?2 - ?4 AND time <= ?2)");
+    insert.bind(1, task).bind(2, now).bind_real(3, figures.rate).bind(4, RATE_EACH).step();
+    if (database_.changes() == 0) return;
+    standalone::Statement removal = database_.prepare(
+        "DELETE FROM run_rate WHERE taskID = ?1 AND (time <= ?2 - ?3 OR time > ?2)");
+    removal.bind(1, task).bind(2, now).bind(3, RATE_EACH * MOST_RATES).step();
 }
 
 }  // namespace services

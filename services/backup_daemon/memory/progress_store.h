@@ -33,10 +33,13 @@ public:
     /// Nothing when the task has never run.
     std::optional<RunFigures> find(const std::string& task_id);
 
-    /// Writes a run's figures in the place of earlier ones of the task.
+    /// Writes a run's figures in the place of earlier ones of the task, and keeps its rate where
+    /// the newest one kept is five seconds old.
     void set(const std::string& task_id, const RunFigures& figures);
 
 private:
+    void keep_rate(const std::string& task_id, const RunFigures& figures);
+
     standalone::Database& database_;
 };
 

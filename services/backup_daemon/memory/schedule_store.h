@@ -5,14 +5,9 @@
 #include <string>
 
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/schedule.h"
 
 namespace services {
-
-/// When a task's schedule comes due.
-struct NextRun {
-    std::string rule;   ///< the schedule that the time was reckoned with
-    long long due = 0;  ///< seconds since the epoch
-};
 
 /// The next runs by task; identifiers are decimal, as all of tasks are. Any call may throw
 /// standalone::DatabaseError.
@@ -22,10 +17,10 @@ public:
     explicit ScheduleStore(standalone::Database& database) : database_(database) {}
 
     /// Nothing when none is remembered.
-    std::optional<NextRun> find(const std::string& task_id);
+    std::optional<standalone::NextRun> find(const std::string& task_id);
 
     /// Remembers a next run in the place of an earlier one.
-    void set(const std::string& task_id, const NextRun& next);
+    void set(const std::string& task_id, const standalone::NextRun& next);
 
     /// Forgets a task's next run; there need not be one.
     void clear(const std::string& task_id);

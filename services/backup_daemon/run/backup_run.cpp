@@ -231,6 +231,7 @@ void BackupRun::wait(const std::string& why) {
     if (pause_) return;
     const auto pause = connection_.retry.lost(now());
     if (!pause) return end(RunOutcome::failed, why);
+    ++retries_;
     if (message_ != why && ++connection_.losses_told <= LOSSES_TOLD)
         parts_.tell(CONNECTION_LOST, task_.taskName, why);
     message_ = why;

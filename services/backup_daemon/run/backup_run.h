@@ -59,7 +59,14 @@ public:
     void look_after();
 
     const TDataBackupConfig& task() const { return task_; }
-    RunFigures figures() const { return tally_.figures(refusal_ ? refusal_->why : message_); }
+    RunFigures figures() const { return tally_.figures(message()); }
+    RunAccount account() const { return tally_.account(message()); }
+
+    /// Lanes that are open, whether they have connected or not.
+    std::size_t lanes() const { return lanes_.size(); }
+
+    /// How often the connection was lost, or not to be had, and tried again after a pause.
+    long long retries() const { return retries_; }
 
 private:
     struct Lane {
@@ -100,6 +107,7 @@ private:
     };
 
     std::chrono::seconds now() const;
+    const std::string& message() const { return refusal_ ? refusal_->why : message_; }
     void hear(Said said);
     void advance();
     void take_inbox();
@@ -126,6 +134,7 @@ private:
     RunPlan plan_;
     std::map<LaneId, Lane> lanes_;
     Connection connection_;
+    long long retries_ = 0;
     std::deque<Said> inbox_;          ///< not understood yet, the oldest first
     std::optional<Refusal> refusal_;  ///< of the front of the inbox or, when it is empty, the plan
     std::string message_;             ///< what the run waits for or failed of; mostly ""

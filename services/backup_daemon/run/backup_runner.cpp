@@ -54,10 +54,12 @@ BackupRunner::BackupRunner(event_base* loop, standalone::Database& config,
       memory_(memory),
       identity_(std::move(identity)),
       progress_(memory),
+      history_(memory),
       channels_(config) {}
 
 RunGoal BackupRunner::goal(const TDataBackupConfig& task) {
-    const DayNumber today = local_day(std::time(nullptr), machine_zone);
+    const standalone::DayNumber today =
+        standalone::local_day(std::time(nullptr), standalone::machine_zone);
     RunGoal goal = goal_of(task, channels_.list(), today);
     goal.recorder = identity_;
     goal.check = check_reading();
@@ -114,7 +116,7 @@ void BackupRunner::begin(const TDataBackupConfig& task, bool resumed, Listener l
                                            std::move(run_listener));
     run->begin();
     // What stands there of the run before must not be taken for this one's.
-    unwritten_[task_id] = run->figures();
+    unwritten_[task_id] = unwritten(*run);
     write_figures();
     runs_[task_id] = {.run = std::move(run), .listener = std::move(listener)};
 }
@@ -171,7 +173,8 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
     const auto entry = runs_.extract(task_id);
     const auto& [run, listener, deleted] = entry.mapped();
     const auto figures = run->figures();
-    unwritten_[task_id] = figures;
+    retries_[task_id] += run->retries();
+    unwritten_[task_id] = unwritten(*run);
     write_figures();
     events_.write(event_of(outcome), run->task().taskName, detail_of(figures, why));
     if (!why.empty())
@@ -179,6 +182,7 @@ void BackupRunner::ended(const std::string& task_id, RunOutcome outcome, const s
                      standalone::one_line(run->task().taskName).c_str(),
                      standalone::one_line(why).c_str());
     listener.ended(outcome);
+    when_ended_();
     if (deleted) begin_clean_up(run->task());
 }
 
@@ -188,7 +192,8 @@ void BackupRunner::write_figures() {
     while (!unwritten_.empty()) {
         const auto first = unwritten_.begin();
         try {
-            progress_.set(first->first, first->second);
+            progress_.set(first->first, first->second.figures);
+            history_.note(first->first, first->second.account);
         } catch (const standalone::DatabaseError& error) {
             complaints_.print(std::string("the progress of runs cannot be written: ") +
                               error.what());
@@ -202,7 +207,7 @@ void BackupRunner::tick() {
     Worker::reap();
     for (const auto& [task_id, entry] : runs_) {
         entry.run->look_after();
-        unwritten_[task_id] = entry.run->figures();
+        unwritten_[task_id] = unwritten(*entry.run);
     }
     for (const auto& [task_id, run] : clean_ups_) run->look_after();
     write_figures();
@@ -213,9 +218,19 @@ std::vector<RunningTask> BackupRunner::running() {
     std::vector<RunningTask> tasks;
     for (const auto& [task_id, entry] : runs_) {
         const auto figures = entry.run->figures();
-        tasks.push_back({task_id, figures.percent, figures.rate});
+        tasks.push_back({.task_id = task_id,
+                         .percent = figures.percent,
+                         .rate = figures.rate,
+                         .lanes = entry.run->lanes()});
     }
     return tasks;
+}
+
+long long BackupRunner::retries(const std::string& task_id) const {
+    const auto over = retries_.find(task_id);
+    const auto running = runs_.find(task_id);
+    return (over == retries_.end() ? 0 : over->second) +
+           (running == runs_.end() ? 0 : running->second.run->retries());
 }
 
 }  // namespace services

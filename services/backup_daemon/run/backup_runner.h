@@ -1,13 +1,16 @@
 // Runs tasks: begins runs, writes their progress and events, hands on their ends.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "platform/standalone/store/channel_store.h"
 #include "services/backup_daemon/memory/copy_store.h"
 #include "services/backup_daemon/memory/destination_store.h"
 #include "services/backup_daemon/memory/progress_store.h"
+#include "services/backup_daemon/memory/run_history.h"
 #include "services/backup_daemon/run/backup_run.h"
 #include "services/backup_daemon/run/task_runner.h"
 #include "services/backup_daemon/tell/event_outbox.h"
@@ -20,6 +23,7 @@ struct RunningTask {
     std::string task_id;
     double percent = 0;  ///< of the bytes
     double rate = 0;     ///< bytes per second
+    std::size_t lanes = 0;
 };
 
 class BackupRunner : public TaskRunner {
@@ -41,11 +45,18 @@ public:
     /// Not while figures of runs cannot be written: neither could what a new run copies.
     bool can_begin() override { return unwritten_.empty(); }
 
+    /// Has a function called behind the end of each run, when whoever the run told of it is done.
+    /// @param look throws nothing
+    void look_behind_each_run(std::function<void()> look) { when_ended_ = std::move(look); }
+
     /// Looks after the runs, writes their progress and whatever could not be written before; once a
     /// second.
     void tick();
 
     std::vector<RunningTask> running();
+
+    /// How often this runner's runs of a task have lost the connection and tried again.
+    long long retries(const std::string& task_id) const;
 
 private:
     struct Entry {
@@ -54,6 +65,13 @@ private:
         bool deleted = false;  ///< its task is: what it leaves on the share is to go
     };
 
+    /// How far a run has come, for whoever looks at it now, and for the history.
+    struct Unwritten {
+        RunFigures figures;
+        RunAccount account;
+    };
+
+    static Unwritten unwritten(const BackupRun& run) { return {run.figures(), run.account()}; }
     void ended(const std::string& task_id, RunOutcome outcome, const std::string& why);
     void begin_clean_up(const TDataBackupConfig& task);
     std::unique_ptr<BackupRun> clean_up_run(const TDataBackupConfig& task);
@@ -68,11 +86,14 @@ private:
     standalone::Database& memory_;
     const std::string identity_;
     ProgressStore progress_;
+    RunHistory history_;
     standalone::ChannelStore channels_;
     std::map<std::string, Entry> runs_;
     std::map<std::string, std::unique_ptr<BackupRun>> clean_ups_;  ///< by the deleted task
-    std::map<std::string, RunFigures> unwritten_;                  ///< the newest of each task
+    std::map<std::string, Unwritten> unwritten_;                   ///< the newest of each task
+    std::map<std::string, long long> retries_;  ///< of runs that are over, by task
     EventOutbox events_;
+    std::function<void()> when_ended_ = [] {};
     Complaints complaints_;
 };
 

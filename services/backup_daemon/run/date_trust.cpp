@@ -3,16 +3,16 @@
 
 #include <algorithm>
 
-#include "services/calendar.h"
+#include "platform/standalone/store/calendar.h"
 
 namespace services {
 namespace {
 
-constexpr DayNumber LONGEST_STEP = 31;
+constexpr standalone::DayNumber LONGEST_STEP = 31;
 
 /// Whether a day may follow another one that was right.
 bool may_follow(const std::string& day, const std::string& before) {
-    return day_number(day) <= day_number(before) + LONGEST_STEP;
+    return standalone::day_number(day) <= standalone::day_number(before) + LONGEST_STEP;
 }
 
 /// The doubts that there were before, when they are about the dates that led up to this one.
@@ -23,11 +23,11 @@ TaskDate doubts_until(const TaskDate& known, const std::string& today) {
 }
 
 std::string words(const std::string& reason, const TaskDate& known) {
-    const DayNumber end = day_number(known.doubted_from) + LONGEST_STEP + 1;
+    const standalone::DayNumber end = standalone::day_number(known.doubted_from) + LONGEST_STEP + 1;
     return "the date " + known.doubted_until + " is doubted: " + reason +
            "; set the clock if it is wrong, otherwise the date is believed when runs have gone on "
            "until " +
-           day_text(end);
+           standalone::day_text(end);
 }
 
 }  // namespace
@@ -42,7 +42,8 @@ DateJudgement judge_date(const std::optional<TaskDate>& known, const std::string
     const TaskDate doubted = doubts_until(before, today);
     if (!may_follow(today, doubted.doubted_from)) return {{today, "", ""}, ""};
     if (evidence.empty()) return {doubted, words("there is no recording to tell it by", doubted)};
-    const std::string days = std::to_string(day_number(today) - day_number(evidence));
+    const std::string days =
+        std::to_string(standalone::day_number(today) - standalone::day_number(evidence));
     return {doubted, words("it is " + days + " days after the " +
                                (has_run ? "last run's, " : "newest recording's, ") + evidence,
                            doubted)};

@@ -1,6 +1,8 @@
 // A day's listing: what this machine has of it, and what the share says that it has of that.
 #include "services/backup_daemon/run/day_errand.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
@@ -25,7 +27,18 @@ bool can_be(const FileState& file) {
     return file.size >= -1;
 }
 
+bool is_folder(const std::string& path) {
+    struct stat found {};
+    return lstat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+}
+
 }  // namespace
+
+std::string disk_of(const std::string& folder) {
+    struct stat found {};
+    if (stat(folder.c_str(), &found) != 0) return "";
+    return std::to_string(found.st_dev) + ":" + std::to_string(found.st_ino);
+}
 
 ErrandStep DayErrand::begin() {
     try {
@@ -52,6 +65,8 @@ void DayErrand::list() {
                                   .alarm = file.alarm,
                                   .size = file.size,
                                   .modified_ns = file.modified_ns});
+    if (found_.entries.empty() && is_folder(order_.recordings + "/" + order_.day))
+        found_.disk = disk_of(order_.recordings);
 }
 
 void DayErrand::ask_for(bool alarm, const std::string& folder) {

@@ -9,6 +9,10 @@
 
 namespace services {
 
+/// Which disk's which folder that is; "" when it is not there. A disk that is unmounted leaves a
+/// folder of another number, or of another device.
+std::string disk_of(const std::string& folder);
+
 /// Asks the process for nothing but sizes of files that it names, in as many questions as it takes:
 /// a day may have more names than a packet has room for.
 class DayErrand : public Errand {

@@ -25,6 +25,10 @@ std::string Destination::key() const {
     return "//" + server + ":" + std::to_string(port) + "/" + join_path(share, folder);
 }
 
+std::string Destination::share_key() const {
+    return "//" + server + ":" + std::to_string(port) + "/" + share;
+}
+
 Destination destination_of(const TDataBackupConfig& task) {
     std::string_view path = task.destPath;
     Destination destination{.server = task.serverIP,

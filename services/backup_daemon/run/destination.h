@@ -16,6 +16,9 @@ struct Destination {
 
     /// One text for all of it; two tasks with the same text write to the same place.
     std::string key() const;
+
+    /// The same without the folder; no password is in either.
+    std::string share_key() const;
 };
 
 /// Reads a task's server, port and path; "/share/a/b", "share/a/b" and "\share\a\b" are the same.

@@ -2,8 +2,6 @@
 // process, and which of that one's answers fit.
 #include "services/backup_daemon/run/errand.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -41,13 +39,6 @@ private:
         return ErrandStep{.tell = {*ready}, .over = true};
     }
 };
-
-/// A disk that is unmounted leaves a folder of another number, or of another device.
-std::string disk_of(const std::string& folder) {
-    struct stat found {};
-    if (stat(folder.c_str(), &found) != 0) return "";
-    return std::to_string(found.st_dev) + ":" + std::to_string(found.st_ino);
-}
 
 /// Needs no process.
 class DaysErrand : public Errand {

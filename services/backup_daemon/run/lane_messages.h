@@ -79,6 +79,7 @@ struct DayEntry {
 /// Report: a day's recordings, or a part of them; Done follows behind the last part.
 struct Entries {
     std::vector<DayEntry> entries;
+    std::string disk{};  ///< of a day without any: as Days has it, if the day's folder is there
 };
 
 /// What came of a copy.

@@ -25,7 +25,8 @@ TDataBackupConfig stored_task(const std::string& task_id, standalone::Database& 
 }
 
 RunGoal preview_goal(const TDataBackupConfig& task, standalone::Database& config) {
-    const DayNumber today = local_day(std::time(nullptr), machine_zone);
+    const standalone::DayNumber today =
+        standalone::local_day(std::time(nullptr), standalone::machine_zone);
     RunGoal goal = goal_of(task, standalone::ChannelStore(config).list(), today);
     if (goal.destination.server.empty() || goal.destination.share.empty())
         throw std::runtime_error("the task names no server and share");

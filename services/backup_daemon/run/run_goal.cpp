@@ -4,13 +4,13 @@
 namespace services {
 
 RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Channel>& channels,
-                DayNumber today) {
+                standalone::DayNumber today) {
     RunGoal goal;
     goal.task_id = task.taskID;
     goal.destination = destination_of(task);
     goal.selection = select_recordings(task, today);
     goal.channels = select_channels(task.chIdxList, channels, goal.missing_channels);
-    goal.today = day_text(today);
+    goal.today = standalone::day_text(today);
     goal.first_kept_day = first_kept_day(task, today);
     goal.when_full =
         task.remoteOverwriteType == STOP_WHEN_FULL ? WhenFull::fail : WhenFull::remove_oldest;

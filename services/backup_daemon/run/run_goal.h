@@ -46,7 +46,7 @@ struct RunGoal {
 /// Reads a task on the local day `today`. `recorder`, `check`, `lanes` and `lanes_far` are the
 /// caller's to fill in.
 RunGoal goal_of(const TDataBackupConfig& task, const std::vector<standalone::Channel>& channels,
-                DayNumber today);
+                standalone::DayNumber today);
 
 /// Reads what is to be known of a deleted task, to remove its unfinished files. `recorder` is the
 /// caller's to fill in.

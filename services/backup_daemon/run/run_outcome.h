@@ -1,13 +1,10 @@
 // How a run can end.
 #pragma once
 
+#include "platform/standalone/store/run_record.h"
+
 namespace services {
 
-enum class RunOutcome {
-    success,
-    failed,
-    cancelled,
-    interrupted,  ///< cannot go on for now, and is to be taken up again when it can
-};
+using standalone::RunOutcome;
 
 }  // namespace services

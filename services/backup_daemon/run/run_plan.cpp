@@ -14,7 +14,8 @@ constexpr int REMOVED_AT_ONCE = 100;
 
 bool is_question_of_room(const Work& work) {
     return std::holds_alternative<SeekRoom>(work.what) ||
-           std::holds_alternative<WeighRun>(work.what);
+           std::holds_alternative<WeighRun>(work.what) ||
+           std::holds_alternative<NoteRoom>(work.what);
 }
 
 bool is_listing(const Work& work) {
@@ -76,6 +77,7 @@ void RunPlan::enter_next_phase() {
             phase_ = Phase::measuring;
             return;
         case Phase::measuring:
+            next_day_ = 0;
             tally_.measured();
             if (goal_.is_preview() || tally_.bytes_left() > 0) ready_.push_back({WeighRun()});
             phase_ = Phase::weighing;
@@ -101,6 +103,9 @@ void RunPlan::enter_next_phase() {
             phase_ = Phase::leftovers;
             return;
         case Phase::leftovers:
+            finish_leftovers();
+            return;
+        case Phase::noting_room:
             // As the run ends: one that is cut off before tells of them once more.
             if (sampling_.was_any) memory_.accept_spoilt();
             phase_ = Phase::over;
@@ -142,12 +147,19 @@ bool RunPlan::plan_half_removed() {
 /// Counts first: people want to know how much there is to do.
 void RunPlan::plan_measuring() {
     std::ranges::stable_sort(days_, {}, [](const Day& day) { return day.where.day; });
-    for (std::size_t day = 0; day < days_.size(); ++day)
-        ready_.push_back({LookAtDay{day, false, {}}});
+    next_day_ = 0;
+}
+
+/// As much as all lanes can be given: ten years of 128 cameras have half a million days.
+void RunPlan::measure_ahead() {
+    const auto enough = static_cast<std::size_t>(std::max(goal_.lanes, goal_.lanes_far));
+    for (; ready_.size() < enough && next_day_ < days_.size(); ++next_day_)
+        ready_.push_back({LookAtDay{next_day_, false, {}}});
 }
 
 /// Looks at the next day before the lanes run out of files.
 void RunPlan::look_ahead() {
+    if (phase_ == Phase::measuring) measure_ahead();
     if (phase_ != Phase::copying || room_.in_the_making || next_day_ == days_.size()) return;
     if (ready_.size() >= static_cast<std::size_t>(goal_.lanes)) return;
     const auto given_listing = [](const auto& lane) { return is_listing(lane.second); };
@@ -174,6 +186,12 @@ void RunPlan::plan_leftovers() {
         ready_.push_back({leftover_work(goal_, names_, checkpoint)});
     for (const Checkpoint& checkpoint : abandoned)
         ready_.push_back({abandoned_work(names_, checkpoint)});
+}
+
+/// Who has had no order has no place either.
+void RunPlan::finish_leftovers() {
+    if (was_connected_ && goal_.purpose != RunPurpose::clean_up) ready_.push_back({NoteRoom()});
+    phase_ = Phase::noting_room;
 }
 
 std::optional<Order> RunPlan::next(LaneId lane) {
@@ -236,11 +254,17 @@ void RunPlan::resume(CopyFile& copy) {
     // An attempt of which no answer came may have been the last one.
     if (known) copy.job.fresh = false;
     copy.count.begun = false;
+    copy.others_went = false;
     copy.job.offset = known ? known->offset : 0;
     copy.job.prefix_sha256 = known ? known->sha256 : "";
 }
 
 void RunPlan::lose(LaneId lane) {
+    // All is done: nobody waits for a connection to ask how much room is left.
+    if (phase_ == Phase::noting_room) {
+        ready_.clear();
+        given_.erase(lane);
+    }
     const auto found = given_.find(lane);
     if (found == given_.end()) return;
     if (auto* look = std::get_if<LookAtDay>(&found->second.what)) look->found.clear();

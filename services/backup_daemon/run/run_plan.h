@@ -36,8 +36,9 @@ struct FailureStep {
 /// A run as a plan, phase by phase: find the place, find the days, read a sample of the copies made
 /// since the last one, measure the days, see whether there
 /// is room, copy day by day, the oldest first, remove what is too old, remove temporary files that
-/// nothing will continue. An order that was given waits for its lane's reports; of a lane that is
-/// lost it goes back into the plan.
+/// nothing will continue, ask how much room is left. An order that was given waits for its lane's
+/// reports; of a lane that is lost it goes back into the plan, but for that last question, which no
+/// run fails of.
 ///
 /// A run that could not read all recordings or copy all files removes no copy: neither those that
 /// are too old nor, to make room, the oldest ones. What it lacks may be all that there is left. No
@@ -54,9 +55,9 @@ struct FailureStep {
 /// A plan whose goal is a clean-up finds the place, without making one, and removes temporary
 /// files. Each run removes those of deleted tasks, too, as far as the share lets it.
 ///
-/// A file that finds the share full ends the copying, unless room can be made for it. Where others
-/// are on their way, all of them are sent one by one from then on; of what was begun and has no
-/// room nothing stays on the share.
+/// A file that finds the share full ends the copying, unless room can be made for it. Where there
+/// are other unfinished ones, or were while it was sent, all of them are sent one by one from then
+/// on; of what was begun and has no room nothing stays on the share.
 ///
 /// Any call may throw standalone::DatabaseError. Nothing but the memory has changed then, and the
 /// memory only towards what the call is for: the same call, with the same report, may be made again
@@ -121,14 +122,15 @@ private:
         copying,
         retention,
         leftovers,
+        noting_room,
         over
     };
 
     struct Day {
         ChannelDay where;
-        Amount to_copy{};     ///< counted among the planned ones so far, ...
-        Amount to_compare{};  ///< ... and so are these
-        bool unread = false;  ///< could not be listed, and counts as failed
+        FileAmount to_copy{};     ///< counted among the planned ones so far, ...
+        FileAmount to_compare{};  ///< ... and so are these
+        bool unread = false;      ///< could not be listed, and counts as failed
     };
 
     struct RoomMaking {
@@ -163,12 +165,14 @@ private:
     void judge_the_date();
     bool plan_sample();
     void plan_measuring();
+    void measure_ahead();
     bool plan_half_removed();
     void look_ahead();
     bool plan_retention();
     void finish_retention();
     std::string retention_text();
     void plan_leftovers();
+    void finish_leftovers();
     Order order_of(Work& work);
     void resume(CopyFile& copy);
 
@@ -190,11 +194,12 @@ private:
     Answer answer(CheckCopy& check, const At&);
     Answer answer(CheckCopy& check, const CopySeen& seen);
     void tell_cameras(const FoundPlace& place);
+    bool is_there(const Day& day, const std::string& disk);
     void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
     void give_up_day(std::size_t day, const std::string& why);
-    void count_day(Day& day, const Amount& to_copy, const Amount& to_compare);
-    void give_up_file(const FileCount& file, const std::string& why);
+    void count_day(Day& day, const FileAmount& to_copy, const FileAmount& to_compare);
+    void give_up_file(const FileCount& file, const std::string& why, const std::string& path = "");
     void find_spoilt(const CheckCopy& check, const std::string& why);
     FailureStep fail_to_check(LaneId lane, const Failed& failed);
     static bool may_be_tried_again(Work& work);
@@ -211,8 +216,10 @@ private:
     void take_back_room();
     bool room_is_moving() const;
     bool may_go_now(const Work& work) const;
-    bool others_take_room(LaneId lane) const;
+    bool others_take_room(const CopyFile& copy);
+    bool is_given(const std::string& path) const;
     void send_one_by_one(LaneId lane);
+    void note_others_went();
     void tell_full(const std::string& why);
 
     // Room, in run_plan_room.cpp.
@@ -220,6 +227,8 @@ private:
     long long bytes_to_copy() const;
     Answer answer(SeekRoom& seek, const Room& found);
     Answer answer(ProveRoom& proof, const Room& found);
+    Answer answer(NoteRoom&, const Room& found);
+    void note_room(const std::optional<ShareRoom>& room);
     void doubt_full(const SeekRoom& seek, const std::optional<ShareRoom>& room);
     void make_room(const SeekRoom& seek, const std::optional<ShareRoom>& room);
     void prove_room(long long removed);
@@ -240,7 +249,7 @@ private:
     RunTally& tally_;
     Phase phase_ = Phase::finding_place;
     std::vector<Day> days_;
-    std::size_t next_day_ = 0;  ///< first day that has not been looked at for copying
+    std::size_t next_day_ = 0;  ///< first day that the phase has not looked at
     std::deque<Work> ready_;
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;

@@ -49,20 +49,40 @@ bool RunPlan::may_go_now(const Work& work) const {
     return std::ranges::none_of(ready_, is_leftover) && !room_is_moving();
 }
 
-/// Whether the share may have room for a file when others are done, or are gone from it.
-bool RunPlan::others_take_room(LaneId lane) const {
-    return std::ranges::any_of(ready_, is_leftover) ||
-           std::ranges::any_of(given_, [&](const auto& other) {
-               return other.first != lane && takes_room(other.second);
+/// Whether the share may have room for a file when others are done, or are gone from it. Also when
+/// they have gone already: it may have found the share full before, and be heard only now.
+bool RunPlan::others_take_room(const CopyFile& copy) {
+    return copy.others_went ||
+           std::ranges::any_of(memory_.checkpoints(), [&](const Checkpoint& unfinished) {
+               return unfinished.path != copy.path;
            });
 }
 
-/// What there is of the file goes, so that the others can have room, and it is sent anew.
+/// A lane is at a file, or removes what there is of it.
+bool RunPlan::is_given(const std::string& path) const {
+    return std::ranges::any_of(given_, [&](const auto& lane) {
+        if (const auto* copy = std::get_if<CopyFile>(&lane.second.what)) return copy->path == path;
+        return is_leftover(lane.second) &&
+               std::get<RemoveCopies>(lane.second.what).copies.front().path == path;
+    });
+}
+
+/// What there is of the file goes, so that the others can have room, and so does what nobody is at:
+/// a lane that was lost has left it, or an earlier run. All that is wanted is sent anew.
 void RunPlan::send_one_by_one(LaneId lane) {
-    const auto begun = memory_.checkpoint(std::get<CopyFile>(given_.at(lane).what).path);
+    const auto unfinished = memory_.checkpoints();
     room_.one_by_one = true;
     lose(lane);
-    if (begun) ready_.push_front({leftover_work(goal_, names_, *begun)});
+    std::erase_if(ready_, is_leftover);
+    for (const Checkpoint& checkpoint : unfinished)
+        if (!is_given(checkpoint.path))
+            ready_.push_front({leftover_work(goal_, names_, checkpoint)});
+}
+
+/// The share has room again for files that are on their way, and may have found it full before.
+void RunPlan::note_others_went() {
+    for (auto& [lane, work] : given_)
+        if (auto* copy = std::get_if<CopyFile>(&work.what)) copy->others_went = true;
 }
 
 /// The share is full. The file waits until there is room.
@@ -74,7 +94,7 @@ FailureStep RunPlan::find_full(LaneId lane, const Failed& failed) {
             const long long needed = copy->count.planned - copy->count.done;
             ready_.push_front({SeekRoom{copy->day, copy->path, needed}});
             room_.in_the_making = true;
-        } else if (others_take_room(lane)) {
+        } else if (others_take_room(*copy)) {
             send_one_by_one(lane);
             return {};
         } else {

@@ -10,6 +10,18 @@ namespace {
 // Files that stood in the place of a copy and get an event of their own.
 constexpr long long NOT_OURS_TOLD = 10;
 
+/// Those that the share does not have any more, whoever has removed them.
+standalone::FileAmount amount_gone(const std::vector<CopiedFile>& copies,
+                                   const std::vector<Fate>& fates) {
+    standalone::FileAmount gone;
+    for (std::size_t copy = 0; copy < copies.size(); ++copy) {
+        if (fates[copy] == Fate::stayed) continue;
+        ++gone.files;
+        gone.bytes += copies[copy].size;
+    }
+    return gone;
+}
+
 /// Bytes that the share has lost.
 long long bytes_gone(const std::vector<CopiedFile>& copies, const std::vector<Fate>& fates) {
     long long bytes = 0;
@@ -48,16 +60,18 @@ RunPlan::Answer RunPlan::answer(RemoveCopies&, const At&) {
 RunPlan::Answer RunPlan::answer(RemoveCopies& removal, const Removed& removed) {
     const auto& copies = removal.copies;
     for (const CopiedFile& copy : copies) finish_removal(copy, removal.why);
+    if (removal.why == RemoveCopies::Why::leftover) note_others_went();
     if (removal.is_of_temporary_files()) return Answer::whole;
     for (std::size_t copy = 0; copy < copies.size(); ++copy)
         note_fate(copies[copy], removed.files.at(copy));
-    const long long stayed = std::ranges::count(removed.files, Fate::stayed);
-    const long long gone = static_cast<long long>(copies.size()) - stayed;
+    const standalone::FileAmount gone = amount_gone(copies, removed.files);
+    tally_.removed(gone);
     if (removal.why == RemoveCopies::Why::retention) {
-        counts_.removed += gone;
+        counts_.removed += gone.files;
         return Answer::whole;
     }
-    notes_.push_back({ROOM_MADE, copies.front().day + ", " + std::to_string(gone) + " files"});
+    notes_.push_back(
+        {ROOM_MADE, copies.front().day + ", " + std::to_string(gone.files) + " files"});
     prove_room(bytes_gone(copies, removed.files));
     return Answer::whole;
 }

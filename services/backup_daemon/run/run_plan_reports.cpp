@@ -73,6 +73,7 @@ RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
 
 RunPlan::Answer RunPlan::answer(LookAtDay& look, const Entries& entries) {
     look.found.insert(look.found.end(), entries.entries.begin(), entries.entries.end());
+    look.disk = entries.disk;
     return Answer::part;
 }
 
@@ -84,16 +85,21 @@ RunPlan::Answer RunPlan::answer(LookAtDay&, const At&) {
 RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     if (!stopped_.empty()) return Answer::whole;
     Day& day = days_[look.day];
-    const auto recorded = memory_.copied_in(ShareNames::day_folder(day.where) + "/");
     give_up_doubles(look);
-    Amount to_copy;
-    Amount to_compare;
+    const auto recorded = look.found.empty()
+                              ? std::map<std::string, CopiedFile>()
+                              : memory_.copied_in(ShareNames::day_folder(day.where) + "/");
+    FileAmount to_copy;
+    FileAmount to_compare;
     for (const DayEntry& entry : look.found) {
         const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
         const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
         const Need need = need_of(goal_, entry, copy, look.to_copy || goal_.is_preview());
-        if (need == Need::nothing) continue;
-        Amount& amount = need == Need::copy ? to_copy : to_compare;
+        if (need == Need::nothing) {
+            if (look.to_copy && !copy->removed) tally_.kept(entry.size);
+            continue;
+        }
+        FileAmount& amount = need == Need::copy ? to_copy : to_compare;
         ++amount.files;
         amount.bytes += entry.size;
         if (!look.to_copy) continue;
@@ -102,8 +108,15 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
         ready_.push_back({std::move(work)});
     }
     count_day(day, to_copy, to_compare);
-    if (look.found.empty()) ready_.push_front({SeekRecordings{look.day}});
+    if (look.found.empty() && !is_there(day, look.disk))
+        ready_.push_front({SeekRecordings{look.day}});
     return Answer::whole;
+}
+
+/// Whether an empty day's folder is on the disk that it was on: then it is a day that is left, and
+/// nobody has to ask for others.
+bool RunPlan::is_there(const Day& day, const std::string& disk) {
+    return !disk.empty() && disk == disks_[day.where.channel];
 }
 
 /// The recorder removes its oldest days by itself. Where no day is left of several, or the folder
@@ -124,8 +137,8 @@ void RunPlan::give_up_doubles(LookAtDay& look) {
     for (const DayEntry& entry : take_doubles(goal_, where, look.found)) {
         if (!look.to_copy) continue;
         tally_.plan(1, 0);
-        give_up_file({}, ShareNames::copy_path(where, entry) +
-                             ": another recording of the day has this name on the share");
+        const std::string path = ShareNames::copy_path(where, entry);
+        give_up_file({}, path + ": another recording of the day has this name on the share", path);
     }
 }
 
@@ -168,6 +181,10 @@ FailureStep RunPlan::end_process(LaneId lane, const std::string& why) {
 
 FailureStep RunPlan::fail(LaneId lane, const Failed& failed) {
     using Kind = FailureStep::Kind;
+    if (phase_ == Phase::noting_room) {
+        lose(lane);
+        return {Kind::replace_lane, ""};
+    }
     if (!is_busy(lane)) return fail_to_connect(failed);
     const bool checks = std::holds_alternative<CheckCopy>(given_.at(lane).what);
     if (checks && !ends_connection(failed.kind)) return fail_to_check(lane, failed);
@@ -217,7 +234,7 @@ FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
     if (!copy && !unread) return {FailureStep::Kind::end_run, failed.text};
     if (copy) {
         sampling_.spoilt.erase(copy->path);
-        give_up_file(copy->count, failed.text);
+        give_up_file(copy->count, failed.text, copy->path);
     } else {
         give_up_source(work, failed.text);
     }
@@ -235,9 +252,9 @@ void RunPlan::give_up_source(const Work& work, const std::string& why) {
 }
 
 /// What was measured gives way to what is found now.
-void RunPlan::count_day(Day& day, const Amount& to_copy, const Amount& to_compare) {
-    const Amount before = std::exchange(day.to_copy, to_copy);
-    const Amount compared_before = std::exchange(day.to_compare, to_compare);
+void RunPlan::count_day(Day& day, const FileAmount& to_copy, const FileAmount& to_compare) {
+    const FileAmount before = std::exchange(day.to_copy, to_copy);
+    const FileAmount compared_before = std::exchange(day.to_compare, to_compare);
     tally_.plan(to_copy.files + to_compare.files - before.files - compared_before.files,
                 to_copy.bytes + to_compare.bytes - before.bytes - compared_before.bytes);
 }
@@ -251,8 +268,8 @@ void RunPlan::give_up_day(std::size_t number, const std::string& why) {
     give_up_file({}, why);
 }
 
-void RunPlan::give_up_file(const FileCount& file, const std::string& why) {
-    tally_.gave_up(file, why);
+void RunPlan::give_up_file(const FileCount& file, const std::string& why, const std::string& path) {
+    tally_.gave_up(file, why, path);
     if (tally_.files_failed() <= FAILURES_TOLD) notes_.push_back({FILE_NOT_COPIED, why});
 }
 

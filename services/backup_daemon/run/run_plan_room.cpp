@@ -35,6 +35,7 @@ long long RunPlan::bytes_to_copy() const {
 
 /// Planned bytes against free ones and those that may make way. What was begun is there in part.
 RunPlan::Answer RunPlan::answer(WeighRun&, const Room& found) {
+    if (!goal_.makes_nothing()) note_room(found.room);
     if (!found.room) return Answer::whole;
     long long needed = bytes_to_copy();
     for (const Checkpoint& checkpoint : memory_.checkpoints()) needed -= checkpoint.offset;
@@ -125,6 +126,18 @@ RunPlan::Answer RunPlan::answer(ProveRoom& proof, const Room& found) {
     return Answer::whole;
 }
 
+RunPlan::Answer RunPlan::answer(NoteRoom&, const Room& found) {
+    note_room(found.room);
+    return Answer::whole;
+}
+
+/// For whoever tells people that the share is nearly full.
+void RunPlan::note_room(const std::optional<ShareRoom>& room) {
+    std::optional<KnownRoom> known;
+    if (room) known = {room->free, room->total};
+    places_.note_room(goal_.destination.share_key(), known);
+}
+
 std::deque<Work>::iterator RunPlan::waiting_file(const std::string& path) {
     return std::ranges::find_if(ready_, [&](const Work& work) {
         const auto* copy = std::get_if<CopyFile>(&work.what);
@@ -137,7 +150,7 @@ void RunPlan::give_up_for_room(const std::string& path, const std::string& why) 
     const auto begun = memory_.checkpoint(path);
     const auto waiting = waiting_file(path);
     tell_full(why);
-    give_up_file(std::get<CopyFile>(waiting->what).count, why);
+    give_up_file(std::get<CopyFile>(waiting->what).count, why, path);
     ready_.erase(waiting);
     room_.in_the_making = false;
     if (begun) ready_.push_front({leftover_work(goal_, names_, *begun)});

@@ -102,7 +102,7 @@ void RunPlan::give_up_spoilt() {
     std::erase_if(sampling_.spoilt, [&](const std::string& path) { return !left.contains(path); });
     for (const std::string& path : std::exchange(sampling_.spoilt, {})) {
         tally_.plan(1, 0);
-        give_up_file({}, path + ": the copy is not as it was made, and is not made anew");
+        give_up_file({}, path + ": the copy is not as it was made, and is not made anew", path);
     }
 }
 

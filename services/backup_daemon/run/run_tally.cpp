@@ -10,6 +10,8 @@ namespace {
 // As long as more may come to light, a run is not wholly done.
 constexpr double NEARLY_ALL = 99.9;
 
+constexpr long long MILLISECONDS = 1000;  // of a second
+
 }  // namespace
 
 void RunTally::plan(long long files, long long bytes) {
@@ -32,6 +34,7 @@ void RunTally::reached(FileCount& file, long long offset) {
     const long long change = offset - file.done;
     bytes_done_ += change;
     file.done = offset;
+    file.was_sent = true;
     note_percent();
     const long long furthest = std::exchange(file.furthest, std::max(file.furthest, offset));
     const bool was_begun = std::exchange(file.begun, true);
@@ -41,6 +44,7 @@ void RunTally::reached(FileCount& file, long long offset) {
 }
 
 void RunTally::finished(FileCount& file, long long size) {
+    add(file.was_sent ? sent_ : stood_, size);
     bytes_planned_ += size - file.planned;
     file.planned = size;
     // Of a file that was never begun nothing was sent: it stood there.
@@ -49,12 +53,24 @@ void RunTally::finished(FileCount& file, long long size) {
     progressed_ = true;
 }
 
-void RunTally::gave_up(const FileCount& file, const std::string& why) {
+void RunTally::gave_up(const FileCount& file, const std::string& why, const std::string& path) {
+    add(failed_, file.planned);
+    if (failures_.size() < RunAccount::MOST_FAILURES) failures_.push_back({path, why});
     bytes_planned_ -= file.planned;
     bytes_done_ -= file.done;
     ++files_failed_;
     if (first_failure_.empty()) first_failure_ = why;
     note_percent();
+}
+
+void RunTally::add(standalone::FileAmount& amount, long long bytes) {
+    ++amount.files;
+    amount.bytes += bytes;
+}
+
+void RunTally::removed(const standalone::FileAmount& copies) {
+    removed_.files += copies.files;
+    removed_.bytes += copies.bytes;
 }
 
 /// What has to be sent again, or comes to light late, does not take back what people were told.
@@ -96,6 +112,24 @@ RunFigures RunTally::figures(const std::string& message) const {
     figures.message = message;
     figures.time_ms = clock_.wall().count();
     return figures;
+}
+
+/// What stood there was planned because nobody knew that it did.
+RunAccount RunTally::account(const std::string& message) const {
+    RunAccount account;
+    account.counts.planned = {files_planned_ - stood_.files,
+                              bytes_planned_ + failed_.bytes - stood_.bytes};
+    account.counts.sent = {sent_.files, bytes_moved_};
+    account.counts.kept = {kept_.files + stood_.files, kept_.bytes + stood_.bytes};
+    account.counts.failed = failed_;
+    account.counts.removed = removed_;
+    const auto elapsed = (clock_.steady() - begun_).count();
+    if (elapsed > 0)
+        account.counts.rate = static_cast<double>(bytes_moved_) * MILLISECONDS / elapsed;
+    account.failures = failures_;
+    account.reason = message;
+    account.seen = clock_.wall().count() / MILLISECONDS;
+    return account;
 }
 
 }  // namespace services

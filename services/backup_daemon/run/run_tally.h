@@ -1,9 +1,12 @@
 // What a run has planned, done and failed, counted as reports come in: percent, speed, time left.
 #pragma once
 
+#include <chrono>
 #include <string>
+#include <vector>
 
 #include "services/backup_daemon/memory/progress_store.h"
+#include "services/backup_daemon/memory/run_history.h"
 #include "services/backup_daemon/run/progress.h"
 #include "services/clock.h"
 
@@ -15,6 +18,7 @@ struct FileCount {
     long long done = 0;      ///< of them on the share
     long long furthest = 0;  ///< the most of them that ever were
     bool begun = false;      ///< how much was there before this attempt is known
+    bool was_sent = false;   ///< sending has begun, in this attempt or an earlier one
 };
 
 /// What a run that is taken up again had done before the daemon's end.
@@ -34,6 +38,7 @@ public:
     explicit RunTally(const Clock& clock, const EarlierPart& earlier = {})
         : clock_(clock),
           earlier_(earlier),
+          begun_(clock.steady()),
           measuring_(earlier.bytes_planned > 0),
           percent_(earlier.percent) {}
 
@@ -56,7 +61,14 @@ public:
     void finished(FileCount& file, long long size);
 
     /// A planned file was given up; it takes its bytes along.
-    void gave_up(const FileCount& file, const std::string& why);
+    /// @param path its copy's, below the destination's folder; "": it is no file
+    void gave_up(const FileCount& file, const std::string& why, const std::string& path = "");
+
+    /// A file that is not planned stands on the share as it should.
+    void kept(long long bytes) { add(kept_, bytes); }
+
+    /// So many copies have gone, for their age or to make room.
+    void removed(const standalone::FileAmount& copies);
 
     /// Something went well that is no part of the figures, and is progress all the same.
     void went_on() { progressed_ = true; }
@@ -83,13 +95,18 @@ public:
     /// @param message what the run waits for or failed of
     RunFigures figures(const std::string& message) const;
 
+    /// The same for the history: what this run itself has done.
+    RunAccount account(const std::string& message) const;
+
 private:
+    static void add(standalone::FileAmount& amount, long long bytes);
     void note_percent();
     long long planned() const;
     long long done() const { return earlier_.bytes + bytes_done_; }
 
     const Clock& clock_;
     const EarlierPart earlier_;
+    const std::chrono::milliseconds begun_;
     bool measuring_;
     bool all_planned_ = false;
     bool progressed_ = false;
@@ -101,6 +118,12 @@ private:
     long long bytes_moved_ = 0;
     double percent_;
     std::string first_failure_;
+    standalone::FileAmount sent_;    ///< bytes of the files, however many of them were sent
+    standalone::FileAmount stood_;   ///< planned files of which nothing had to be sent
+    standalone::FileAmount kept_;    ///< files that were not planned
+    standalone::FileAmount failed_;  ///< with the bytes that were planned
+    standalone::FileAmount removed_;
+    std::vector<standalone::FailedFile> failures_;
     RateMeter rate_;
 };
 

@@ -30,9 +30,11 @@ struct LookAtDay {
     std::size_t day = 0;          ///< place among the plan's days
     bool to_copy = false;         ///< otherwise to measure, which no look at the share is for
     std::vector<DayEntry> found;  ///< as far as it has been told
+    std::string disk{};           ///< as Entries has it
 };
 
-/// A day has no recordings: has its channel any? Otherwise the disk may not be there any more.
+/// A day has no recordings, and its folder has gone or lies elsewhere: has its channel any?
+/// Otherwise the disk may not be there any more.
 struct SeekRecordings {
     std::size_t day = 0;  ///< place among the plan's days
 };
@@ -45,6 +47,7 @@ struct CopyFile {
     CopyJob job;
     FileCount count;
     int doubts = 0;  ///< how often it found the share full where room was told, or nothing
+    bool others_went = false;  ///< unfinished files went from the share while it was sent
 };
 
 /// Is a copy that was made earlier still what it was?
@@ -87,9 +90,12 @@ struct ProveRoom {
     long long removed = 0;      ///< bytes of the copies that have gone
 };
 
+/// How much room has the share left at the end of the run?
+struct NoteRoom {};
+
 struct Work {
     std::variant<SeekPlace, TellCameras, FindDays, LookAtDay, CopyFile, RemoveCopies, WeighRun,
-                 SeekRoom, ProveRoom, SeekRecordings, CheckCopy>
+                 SeekRoom, ProveRoom, SeekRecordings, CheckCopy, NoteRoom>
         what;
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of, or of a check
 };

@@ -28,18 +28,18 @@ std::string wished_folder(const standalone::Channel& channel) {
                                           : channel.name);
 }
 
-std::string first_kept_day(const TDataBackupConfig& task, DayNumber today) {
+std::string first_kept_day(const TDataBackupConfig& task, standalone::DayNumber today) {
     if (!task.remoteKeepRec || task.remoteKeepRecDays < 0) return "";
-    return day_text(today - task.remoteKeepRecDays);
+    return standalone::day_text(today - task.remoteKeepRecDays);
 }
 
-Selection select_recordings(const TDataBackupConfig& task, DayNumber today) {
+Selection select_recordings(const TDataBackupConfig& task, standalone::DayNumber today) {
     Selection selection;
     selection.normal = task.recordingType != REC_ALARM;
     selection.alarm = task.recordingType != REC_NORMAL;
     selection.last_day = LAST_OF_ALL_DAYS;
     if (task.backupType == BACKUP_BY_LAST_DAY) {
-        selection.first_day = day_text(today - std::max(task.backupDays, 0));
+        selection.first_day = standalone::day_text(today - std::max(task.backupDays, 0));
     } else {
         selection.first_day = task.backupStartDay;
         if (!task.backupEndDay.empty()) selection.last_day = task.backupEndDay;

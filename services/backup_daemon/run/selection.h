@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "backup/task_record.h"
+#include "platform/standalone/store/calendar.h"
 #include "platform/standalone/store/channel_store.h"
-#include "services/calendar.h"
 
 namespace services {
 
@@ -20,10 +20,10 @@ struct Selection {
 
 /// Reads a task on the local day `today`. Days that the task's own retention would remove at once
 /// are not selected.
-Selection select_recordings(const TDataBackupConfig& task, DayNumber today);
+Selection select_recordings(const TDataBackupConfig& task, standalone::DayNumber today);
 
 /// The first day that retention keeps; "" when the task has none.
-std::string first_kept_day(const TDataBackupConfig& task, DayNumber today);
+std::string first_kept_day(const TDataBackupConfig& task, standalone::DayNumber today);
 
 /// A channel with the folder that its copies get.
 struct SelectedChannel {

@@ -2,7 +2,7 @@
 #include "services/backup_daemon/when/run_queue.h"
 
 #include <algorithm>
-#include <set>
+#include <cstdlib>
 
 #include "services/backup_daemon/tell/run_events.h"
 
@@ -10,6 +10,14 @@ namespace services {
 namespace {
 
 using standalone::QueueEnd;
+using standalone::RunCause;
+
+// Why runs end early, for people.
+constexpr char STOPPED_BY_HAND[] = "stopped by hand";
+constexpr char STOPPED[] = "stopped";  // by hand, or to make way for another task
+constexpr char STARTED_ANEW[] = "started anew by hand";
+constexpr char TASK_IS_GONE[] = "its task was deleted";
+constexpr char LIFE_ENDED[] = "the backup daemon ended in the middle of the run";
 
 int status_of(RunOutcome outcome) {
     switch (outcome) {
@@ -28,37 +36,77 @@ Input input_of(RunOutcome outcome) {
     return outcome == RunOutcome::interrupted ? Input::cut_off : Input::ended;
 }
 
+/// How the last run of a task at rest has ended; nothing of one that is not.
+std::optional<RunOutcome> outcome_of(int status) {
+    switch (status) {
+        case TASK_SUCCESS:
+            return RunOutcome::success;
+        case TASK_FAILED:
+            return RunOutcome::failed;
+        case TASK_CANCEL:
+            return RunOutcome::cancelled;
+        default:
+            return {};
+    }
+}
+
 }  // namespace
 
-RunQueue::RunQueue(standalone::TaskStore& store, TaskRunner& runner, std::function<int()> limit,
-                   std::function<long long()> now)
-    : store_(store), runner_(runner), limit_(std::move(limit)), now_(std::move(now)) {}
+RunQueue::RunQueue(standalone::TaskStore& store, SecuredHistory& history, TaskRunner& runner,
+                   std::function<int()> limit, std::function<long long()> now)
+    : store_(store),
+      history_(history),
+      runner_(runner),
+      limit_(std::move(limit)),
+      now_(std::move(now)) {}
 
 void RunQueue::take_over() {
     std::set<std::string> places;
     for (const auto& place : store_.queue()) places.insert(place.task_id);
+    close_left_open(places);
     std::vector<Happening> happenings;
     // From the last to the first, as each one that was running comes to stand in front.
     const auto tasks = store_.list();
     for (auto task = tasks.rbegin(); task != tasks.rend(); ++task) {
         set_stage(task->taskID, stored_stage(task->status, places.contains(task->taskID)));
-        happenings.push_back({task->taskID, Input::take_over, true});
+        happenings.push_back({task->taskID, Input::take_over, true, RunCause::resumed});
     }
     take(happenings);
+}
+
+void RunQueue::close_left_open(const std::set<std::string>& places) {
+    for (const OpenRun& run : history_.open_runs())
+        history_.close(run.task_id, end_in_last_life(run, places.contains(run.task_id)));
+}
+
+/// A run's end is stored with its task before its row is closed, so the task tells what the row
+/// does not. Whatever is not stored as a success was none.
+RunEnd RunQueue::end_in_last_life(const OpenRun& run, bool has_place) {
+    const long long seen = std::max(run.started, run.seen);
+    const auto task = store_.find(run.task_id);
+    if (!task) return {RunOutcome::cancelled, TASK_IS_GONE, seen};
+    const long long ended = std::strtoll(task->endTime.c_str(), nullptr, 10);
+    const auto outcome = outcome_of(task->status);
+    if (outcome && ended >= run.started) return {*outcome, "", ended};
+    if (stored_stage(task->status, has_place) == Stage::stopping)
+        return {RunOutcome::cancelled, STOPPED, seen};
+    return {RunOutcome::interrupted, LIFE_ENDED, seen};
 }
 
 void RunQueue::reload() {
     std::vector<Happening> happenings;
     for (const auto& [task_id, stage] : stages_)
-        if (!store_.find(task_id)) happenings.push_back({task_id, Input::remove});
+        if (!store_.find(task_id))
+            happenings.push_back({.task_id = task_id, .input = Input::remove, .why = TASK_IS_GONE});
     take(happenings);
 }
 
 bool RunQueue::start(const StartOrder& order) {
     if (!store_.find(order.task_id)) return false;
     if (order.stop_running && !order.parallel) {
-        auto happenings = make_way_for(order.task_id);
-        happenings.push_back({order.task_id, Input::start_first});
+        auto happenings = make_way_for(order.task_id, "made way for task " + order.task_id);
+        happenings.push_back(
+            {.task_id = order.task_id, .input = Input::start_first, .why = STARTED_ANEW});
         take(happenings);
     } else {
         take({{order.task_id, Input::start, order.parallel}});
@@ -66,20 +114,20 @@ bool RunQueue::start(const StartOrder& order) {
     return true;
 }
 
-void RunQueue::start_by_schedule(const std::string& task_id) {
-    take({{task_id, Input::due, true}});
+void RunQueue::start_by_schedule(const std::string& task_id, RunCause cause) {
+    take({{task_id, Input::due, true, cause}});
 }
 
 void RunQueue::stop(const std::string& task_id) {
-    take({{task_id, Input::stop}});
+    take({{.task_id = task_id, .input = Input::stop, .why = STOPPED_BY_HAND}});
 }
 
 void RunQueue::stop_running() {
-    take(make_way_for(""));
+    take(make_way_for("", STOPPED_BY_HAND));
 }
 
 void RunQueue::remove(const std::string& task_id) {
-    take({{task_id, Input::remove}});
+    take({{.task_id = task_id, .input = Input::remove, .why = TASK_IS_GONE}});
 }
 
 std::vector<std::string> RunQueue::waiting() {
@@ -88,10 +136,12 @@ std::vector<std::string> RunQueue::waiting() {
     return identifiers;
 }
 
-std::vector<RunQueue::Happening> RunQueue::make_way_for(const std::string& task_id) const {
+std::vector<RunQueue::Happening> RunQueue::make_way_for(const std::string& task_id,
+                                                        const std::string& why) const {
     std::vector<Happening> happenings;
     for (const auto& [other, stage] : stages_)
-        if (other != task_id) happenings.push_back({other, Input::make_way});
+        if (other != task_id)
+            happenings.push_back({.task_id = other, .input = Input::make_way, .why = why});
     return happenings;
 }
 
@@ -105,10 +155,20 @@ void RunQueue::take(const std::vector<Happening>& happenings) {
 /// that is taken up again may go beside others, as it did.
 void RunQueue::take_ends() {
     std::vector<Happening> happenings;
-    for (const auto& [task_id, outcome] : ends_)
-        happenings.push_back({task_id, input_of(outcome), true});
+    for (const auto& [task_id, end] : ends_)
+        happenings.push_back({task_id, input_of(end.outcome), true, RunCause::resumed});
     apply(happenings);
+    for (const auto& [task_id, end] : ends_) row_ends_[task_id] = row_end_of(task_id, end);
     ends_.clear();
+}
+
+/// Of a run that was told to end, that is why it has not gone on, whatever kept it from storing.
+RunEnd RunQueue::row_end_of(const std::string& task_id, const RunEnd& end) {
+    const auto told = whys_.extract(task_id);
+    const bool early =
+        end.outcome == RunOutcome::cancelled || end.outcome == RunOutcome::interrupted;
+    if (told.empty() || !early) return end;
+    return {RunOutcome::cancelled, told.mapped(), end.ended};
 }
 
 /// In one transaction, so that a daemon killed at any point has taken all of it or nothing. What is
@@ -125,16 +185,71 @@ void RunQueue::apply(const std::vector<Happening>& happenings) {
     for (const Change& change : changes) act(change);
 }
 
+/// @return whether all of them are closed, and those of runs that never began are gone
+bool RunQueue::close_rows() {
+    while (!row_ends_.empty()) {
+        const auto first = row_ends_.begin();
+        if (!write_row("the end of task " + first->first + " is not in the history yet: ",
+                       [&] { history_.close(first->first, first->second); }))
+            return false;
+        row_ends_.erase(first);
+    }
+    while (!unbegun_.empty()) {
+        const auto first = unbegun_.begin();
+        if (!write_row("a run that has not begun is in the history for now: ",
+                       [&] { history_.withdraw(*first); }))
+            return false;
+        unbegun_.erase(first);
+    }
+    return true;
+}
+
+/// What can never be written is given up: runs are to begin.
+/// @return whether it is done with
+bool RunQueue::write_row(const std::string& complaint, const std::function<void()>& write) {
+    try {
+        write();
+    } catch (const standalone::DatabaseError& error) {
+        complaints_.print(complaint + error.what());
+        return !error.may_pass();
+    }
+    return true;
+}
+
 /// A run that may go beside others passes one that has to wait until nothing runs. What cannot be
 /// begun now is looked at again: whoever has asked for something else has got it.
 void RunQueue::dispatch() {
-    if (!runner_.can_begin()) return;
+    if (!close_rows() || !runner_.can_begin()) return;
     try {
         for (const auto& place : store_.queue())
-            if (has_room_for(place)) apply({{place.task_id, Input::begin}});
+            if (has_room_for(place)) let_begin(place);
     } catch (const standalone::DatabaseError& error) {
         complaints_.print(std::string("no task can be begun: ") + error.what());
     }
+}
+
+/// The row comes before the state that is its run's, and goes with it. Not in the transaction that
+/// stores the state: others wait for the one database while this waits for the other's disk.
+void RunQueue::let_begin(const standalone::QueuePlace& place) {
+    const Happening begin{place.task_id, Input::begin, place.parallel, place.cause};
+    open_row(begin);
+    try {
+        apply({begin});
+    } catch (const standalone::DatabaseError&) {
+        unbegun_.insert(place.task_id);
+        close_rows();
+        throw;
+    }
+}
+
+/// A task that restarts has a place, too, and begins when its run has ended.
+void RunQueue::open_row(const Happening& happening) {
+    const auto& step = step_of(happening);
+    const auto task = store_.find(happening.task_id);
+    if (!step || !task) return;
+    const bool resumed = step->act == Act::resume_run;
+    history_.open(happening.task_id, task->taskName, resumed ? RunCause::resumed : happening.cause,
+                  now_());
 }
 
 bool RunQueue::has_room_for(const standalone::QueuePlace& place) const {
@@ -163,9 +278,9 @@ void RunQueue::store_place(const Happening& happening, Place place) {
         case Place::same:
             return;
         case Place::front:
-            return store_.enqueue(task_id, QueueEnd::front, happening.parallel);
+            return store_.enqueue(QueueEnd::front, {task_id, happening.parallel, happening.cause});
         case Place::back:
-            return store_.enqueue(task_id, QueueEnd::back, happening.parallel);
+            return store_.enqueue(QueueEnd::back, {task_id, happening.parallel, happening.cause});
         case Place::none:
             return store_.dequeue(task_id);
         case Place::deleted:
@@ -176,10 +291,16 @@ void RunQueue::store_place(const Happening& happening, Place place) {
 standalone::TaskState RunQueue::state_of(const std::string& task_id, const Stored& stored) const {
     standalone::TaskState state;
     const bool by_outcome = stored.status == Stored::AS_THE_RUN_ENDED;
-    state.status = by_outcome ? status_of(ends_.at(task_id)) : stored.status;
+    state.status = by_outcome ? status_of(ends_.at(task_id).outcome) : stored.status;
     if (stored.stamp == Stamp::start) state.started = now_();
-    if (stored.stamp == Stamp::end) state.ended = now_();
+    if (stored.stamp == Stamp::end) state.ended = end_time(task_id);
     return state;
+}
+
+/// A run may have ended long before the store takes that.
+long long RunQueue::end_time(const std::string& task_id) const {
+    const auto end = ends_.find(task_id);
+    return end == ends_.end() ? now_() : end->second.ended;
 }
 
 void RunQueue::set_stage(const std::string& task_id, Stage stage) {
@@ -199,11 +320,12 @@ void RunQueue::act(const Change& change) {
         case Act::begin_run:
         case Act::resume_run:
             if (change.task) return begin(*change.task, change.step.act == Act::resume_run);
-            ends_[task_id] = RunOutcome::failed;
-            return;
+            return end(task_id, RunOutcome::failed, TASK_IS_GONE);
         case Act::cancel_run:
+            whys_.try_emplace(task_id, change.happening.why);
             return cancel(task_id);
         case Act::cancel_and_clean_up:
+            whys_.try_emplace(task_id, change.happening.why);
             cancel(task_id);
             return clean_up(change);
         case Act::clean_up:
@@ -215,13 +337,16 @@ void RunQueue::act(const Change& change) {
 void RunQueue::begin(const TDataBackupConfig& task, bool resumed) {
     const std::string task_id = task.taskID;
     TaskRunner::Listener listener;
-    listener.connected = [this, task_id] { take({{task_id, Input::connected}}); };
+    listener.connected = [this, task] {
+        history_.secure(task, now_());
+        take({{task.taskID, Input::connected}});
+    };
     listener.ended = [this, task_id](RunOutcome outcome) { ended(task_id, outcome); };
     try {
         runner_.begin(task, resumed, std::move(listener));
     } catch (const std::exception& error) {
         write_run_event(RUN_FAILED, task.taskName, error.what());
-        ends_[task_id] = RunOutcome::failed;
+        end(task_id, RunOutcome::failed, error.what());
     }
 }
 
@@ -238,9 +363,13 @@ void RunQueue::clean_up(const Change& change) {
     if (change.task) runner_.clean_up(*change.task);
 }
 
+void RunQueue::end(const std::string& task_id, RunOutcome outcome, const std::string& why) {
+    ends_[task_id] = {outcome, why, now_()};
+}
+
 /// The run has nobody else to tell. What cannot be stored now is, by the next look.
 void RunQueue::ended(const std::string& task_id, RunOutcome outcome) {
-    ends_[task_id] = outcome;
+    end(task_id, outcome);
     try {
         take({});
     } catch (const standalone::DatabaseError& error) {

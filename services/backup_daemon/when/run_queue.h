@@ -4,10 +4,12 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/standalone/store/task_store.h"
+#include "services/backup_daemon/memory/secured_history.h"
 #include "services/backup_daemon/run/task_runner.h"
 #include "services/backup_daemon/when/transitions.h"
 #include "services/complaints.h"
@@ -26,22 +28,28 @@ struct StartOrder {
 /// done then; in the end begins what may begin. This is the only writer of a task's status, start
 /// and end time.
 ///
+/// It also keeps the history of runs: a row is open before its run is stored as begun, on disk
+/// before the run hears that it is connected, and closed when its end is stored. A row that cannot
+/// be opened keeps the task waiting; one that cannot be closed, or taken back as its run did not
+/// begin, is with the next call, and no run begins before.
+///
 /// Any call may throw standalone::DatabaseError: what was asked has not happened then. What has
 /// been stored is done without the store: a run that cannot begin has failed, one that cannot be
 /// cancelled goes on to its end. An end that cannot be stored is kept, and stored before anything
 /// else is; a task that cannot be begun waits. Both come with the next call.
 class RunQueue {
 public:
-    /// The store and the runner outlive the queue; no run tells anything after its end.
+    /// Store, history and runner outlive the queue; no run tells anything after its end.
     /// @param limit how many tasks may run side by side, asked afresh each time
     /// @param now   seconds since the epoch
-    RunQueue(standalone::TaskStore& store, TaskRunner& runner, std::function<int()> limit,
-             std::function<long long()> now);
+    RunQueue(standalone::TaskStore& store, SecuredHistory& history, TaskRunner& runner,
+             std::function<int()> limit, std::function<long long()> now);
     RunQueue(const RunQueue&) = delete;
     RunQueue& operator=(const RunQueue&) = delete;
 
-    /// Takes over from the daemon's last life: tasks that were running come first and go on. Once,
-    /// before all else.
+    /// Takes over from the daemon's last life: tasks that were running come first and go on. Rows
+    /// of the history that it left open are closed, as its tasks' stored states tell. Once, before
+    /// all else.
     void take_over();
 
     /// Drops what concerns tasks that are no longer stored.
@@ -54,7 +62,8 @@ public:
     bool start(const StartOrder& order);
 
     /// A task's schedule has come due. A task that waits or runs already stays as it is.
-    void start_by_schedule(const std::string& task_id);
+    /// @param cause schedule or missed
+    void start_by_schedule(const std::string& task_id, standalone::RunCause cause);
 
     /// Stops a task, running or waiting; neither: it stays as it is.
     void stop(const std::string& task_id);
@@ -77,6 +86,8 @@ private:
         std::string task_id;
         Input input;
         bool parallel = false;  ///< of a start: the run may go beside others
+        standalone::RunCause cause = standalone::RunCause::hand;  ///< of a start, and of begin
+        std::string why{};  ///< the run is told to end, in words
     };
 
     /// A step that a happening takes.
@@ -90,13 +101,21 @@ private:
     void take_ends();
     void apply(const std::vector<Happening>& happenings);
     void dispatch();
+    void let_begin(const standalone::QueuePlace& place);
+    bool close_rows();
+    bool write_row(const std::string& complaint, const std::function<void()>& write);
+    void close_left_open(const std::set<std::string>& places);
+    RunEnd end_in_last_life(const OpenRun& run, bool has_place);
     bool has_room_for(const standalone::QueuePlace& place) const;
-    std::vector<Happening> make_way_for(const std::string& task_id) const;
+    std::vector<Happening> make_way_for(const std::string& task_id, const std::string& why) const;
+    RunEnd row_end_of(const std::string& task_id, const RunEnd& end);
 
     const std::optional<Step>& step_of(const Happening& happening) const;
     void store(Change& change);
     void store_place(const Happening& happening, Place place);
+    void open_row(const Happening& happening);
     standalone::TaskState state_of(const std::string& task_id, const Stored& stored) const;
+    long long end_time(const std::string& task_id) const;
     void set_stage(const std::string& task_id, Stage stage);
     void act(const Change& change);
     void begin(const TDataBackupConfig& task, bool resumed);
@@ -104,12 +123,18 @@ private:
     void clean_up(const Change& change);
     void ended(const std::string& task_id, RunOutcome outcome);
 
+    void end(const std::string& task_id, RunOutcome outcome, const std::string& why = "");
+
     standalone::TaskStore& store_;
+    SecuredHistory& history_;
     TaskRunner& runner_;
     std::function<int()> limit_;
     std::function<long long()> now_;
-    std::map<std::string, Stage> stages_;     ///< of the tasks that are not at rest
-    std::map<std::string, RunOutcome> ends_;  ///< of runs, until they are stored
+    std::map<std::string, Stage> stages_;      ///< of the tasks that are not at rest
+    std::map<std::string, RunEnd> ends_;       ///< of runs, until they are stored
+    std::map<std::string, RunEnd> row_ends_;   ///< of rows, until they are closed
+    std::set<std::string> unbegun_;            ///< tasks with a row of a run that did not begin
+    std::map<std::string, std::string> whys_;  ///< runs are told to end, until they have
     Complaints complaints_;
 };
 

@@ -4,10 +4,10 @@
 #include <map>
 #include <string>
 
+#include "platform/standalone/store/calendar.h"
 #include "platform/standalone/store/task_store.h"
 #include "services/backup_daemon/memory/schedule_store.h"
 #include "services/backup_daemon/when/run_queue.h"
-#include "services/calendar.h"
 
 namespace services {
 
@@ -23,16 +23,16 @@ public:
     /// Looks at all tasks; the more often, the more punctual they are.
     /// @param now seconds since the epoch
     /// @throws standalone::DatabaseError; whatever is left has its turn with the next look
-    void look(long long now, const TimeZone& zone);
+    void look(long long now, const standalone::TimeZone& zone);
 
 private:
-    void look(const TDataBackupConfig& task, long long now, const TimeZone& zone);
+    void look(const TDataBackupConfig& task, long long now, const standalone::TimeZone& zone);
     void write_notes();
 
     standalone::TaskStore& tasks_;
     ScheduleStore notes_;
     RunQueue& queue_;
-    std::map<std::string, NextRun> unwritten_;  ///< by task
+    std::map<std::string, standalone::NextRun> unwritten_;  ///< by task
 };
 
 }  // namespace services

@@ -7,6 +7,7 @@ from backup_house import FAILED, MIB, RUNNING, SUCCESS, House, noise
 from event_ids import CONNECTION_LOST, RUN_FAILED
 from fault_proxy import FaultProxy
 from name_server import NAME, name_server
+from request_proxy import RequestProxy
 from samba_server import USER
 from waiting import wait_until
 
@@ -82,10 +83,10 @@ def test_name_that_nobody_knows_fails_at_once_and_a_known_one_is_found(house):
 def test_name_that_is_lost_in_the_middle_is_looked_up_again(house):
     house.record(0, 0, "02-00-00.mp4", noise(24 * MIB, "long"))
     with name_server() as names, FaultProxy(house.samba.port) as proxy:
-        proxy.rate = 8 * MIB
+        proxy.crawl_after(4 * MIB)
         task_id = house.create(serverIP=NAME, port=proxy.port)
         house.force(task_id)
-        wait_until(lambda: proxy.sent > 4 * MIB, "the start")
+        wait_until(proxy.crawls, "the start")
         names.knows_it = False
         proxy.cut()
         wait_until(lambda: "there is no such server" in house.progress(task_id)[0]["message"],
@@ -95,6 +96,28 @@ def test_name_that_is_lost_in_the_middle_is_looked_up_again(house):
         proxy.rate = None
         house.wait_for_end(task_id)
         assert house.status(task_id) == SUCCESS
+        assert house.shared() == house.sources()
+
+
+class LoginCut(RequestProxy):
+    """Cuts the connection at so many requests to log in, before the server hears of the last."""
+
+    def __init__(self, target_port, requests):
+        super().__init__(target_port)
+        self.left = requests
+
+    def watch(self, source, data):
+        super().watch(source, data)
+        if self.left and self.requests["session setup"] == self.left:
+            self.left = 0
+            self.cut()
+
+
+@pytest.mark.parametrize("requests", [1, 2])
+def test_connection_that_is_lost_during_the_login_is_made_anew(house, requests):
+    with LoginCut(house.samba.port, requests) as proxy:
+        house.run(house.create(port=proxy.port))
+        assert "lost during the login" in house.last_event(CONNECTION_LOST)[0]
         assert house.shared() == house.sources()
 
 

@@ -36,10 +36,11 @@ def unfinished(house):
 def test_foreign_file_that_appears_during_the_copy_stays(house, proxy, format):
     source = house.record(0, 0, "01-00-00.mp4", noise(30 * MIB, "ours"))
     other = house.record(0, 0, "02-00-00.mp4", noise(MIB, "other"))
-    proxy.rate = 20 * MIB
+    proxy.crawl_after(2 * MIB)
     task_id = house.create(port=proxy.port, recordingFormat=format)
     house.force(task_id)
-    wait_until(lambda: any("01-00-00" in path for path in unfinished(house)), "the copy's start")
+    wait_until(lambda: proxy.crawls() and any("01-00-00" in path for path in unfinished(house)),
+               "the copy's start")
     copy_of(house, source).write_bytes(b"somebody's")
     proxy.rate = None
     house.wait_for_end(task_id)

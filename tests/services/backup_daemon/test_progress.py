@@ -103,7 +103,7 @@ def test_figures_go_on_where_they_were_when_the_daemon_ends(house):
     for number in range(12):
         house.record(0, number % 3, f"{number:02}-00-00.mp4", noise(6 * MIB, number))
     with FaultProxy(house.samba.port) as proxy:
-        proxy.rate = 8 * MIB
+        proxy.crawl_after(40 * MIB)
         task_id = house.create(port=proxy.port)
         house.force(task_id)
         wait_until(lambda: (house.progress(task_id) or [{"percent": 0}])[0]["percent"] > 50, "half")

@@ -99,11 +99,11 @@ def test_what_takes_a_recordings_place_behind_its_listing_hangs_nobody(house, ki
     swapped = house.record(0, 2, "02-00-00.mp4", b"second")
     house.record(0, 2, "03-00-00.mp4", b"third")
     with FaultProxy(house.samba.port) as proxy:
-        proxy.rate = 4 * MIB
+        proxy.crawl_after(2 * MIB)
         house.recorder.ctl("config", "set", "backup", "max_parallel", "6")  # so one lane
         task_id = house.create(port=proxy.port)
         house.force(task_id)
-        wait_until(lambda: proxy.sent > 2 * MIB, "the first file's start")
+        wait_until(proxy.crawls, "the first file's start")
         take_its_place(swapped, kind)
         proxy.rate = None
         house.wait_for_end(task_id)

@@ -123,6 +123,20 @@ TEST_F(FinalNameTest, ClaimOfAnAttemptBeforeIsTakenOver) {
     }
 }
 
+TEST_F(FinalNameTest, EmptyFileThatBecomesSomebodysClaimStays) {
+    put("");
+    before("wait_for_others", [this] { put("claimed by another recorder\n"); });
+    EXPECT_EQ(words(), job.target + ": another file, not of this recorder, has this name");
+    expect_only("claimed by another recorder\n");
+}
+
+TEST_F(FinalNameTest, EmptyFileThatStaysAsItIsIsReplaced) {
+    put("");
+    copy();
+    expect_only(content);
+    EXPECT_EQ(server.calls_of("wait_for_others").size(), 1U);
+}
+
 TEST_F(FinalNameTest, ClaimThatHasNoRoomLeavesNothingAtTheName) {
     server.before_call = [this](const std::string& call) {
         if (call.starts_with("write " + job.target))

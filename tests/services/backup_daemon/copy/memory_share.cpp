@@ -246,3 +246,7 @@ void MemoryShare::remove_folder(const std::string& path) {
     if (empty) server_.folders.erase(path);
     call.done();
 }
+
+void MemoryShare::wait_for_others() {
+    Call(server_, "wait_for_others").done();
+}

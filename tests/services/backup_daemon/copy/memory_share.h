@@ -77,6 +77,7 @@ public:
     void set_modified(const std::string& path, long long modified_ns) override;
     void remove(const std::string& path) override;
     void remove_folder(const std::string& path) override;
+    void wait_for_others() override;
 
 private:
     MemoryServer& server_;

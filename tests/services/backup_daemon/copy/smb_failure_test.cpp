@@ -66,6 +66,16 @@ TEST(SmbFailure, ServerTooSlowToAnswerALoginIsTriedAgainAndHasRefusedNobody) {
     EXPECT_EQ(std::string(failure.what()), "//nas/backup: the server does not answer the login");
 }
 
+TEST(SmbFailure, ConnectionThatIsLostDuringTheLoginHasRefusedNobody) {
+    for (const int error : {ECONNABORTED, ECONNRESET, ENETRESET, EPIPE, EIO}) {
+        const CopyFailure failure =
+            failure_of({.error = error, .login = "The transport connection is now disconnected."});
+        EXPECT_EQ(failure.kind, FailureKind::lost);
+        EXPECT_EQ(std::string(failure.what()),
+                  "//nas/backup: lost during the login: " + std::string(std::strerror(error)));
+    }
+}
+
 TEST(SmbFailure, ShareThatTheUserDoesNotGetIsRefused) {
     for (const int error : {EACCES, EPERM}) {
         const CopyFailure failure = failure_of({.error = error});

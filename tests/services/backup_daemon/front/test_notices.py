@@ -282,7 +282,7 @@ def test_empty_state_folder_is_one_clear_line(tmp_path):
 
 def test_help_names_ports_and_state_folder(tmp_path):
     said = StateFolder(tmp_path / "nowhere").output("recording-backupd", "--help")
-    assert all(word in said for word in ("10205", "10141", "RECORDER_STATE"))
+    assert all(word in said for word in ("10205", "10141", "10206", "RECORDER_STATE"))
 
 
 def test_unknown_argument_is_refused(state):

@@ -60,7 +60,7 @@ class Storm(Repeating):
 
     def __exit__(self, *unused):
         try:
-            super().__exit__()
+            super().__exit__(*unused)
         finally:
             self.clear()
             self.proxy.spoil_up = self.proxy.spoil_down = bytes

@@ -32,6 +32,16 @@ protected:
         return copy.doubted;
     }
 
+    /// What is known of copies that differ, by task.
+    Paths differing() {
+        standalone::Statement row = memory_.runs.prepare(
+            "SELECT taskID || ': run ' || run || ', ' || copies || ' copies, ' || path "
+            "FROM copies_differ WHERE since > 0");
+        Paths words;
+        while (row.step()) words.insert(row.text(0));
+        return words;
+    }
+
     CopyStore store_{memory_.runs, "1", "a"};
     CopyStore other_task_{memory_.runs, "2", "a"};
     CopyStore other_place_{memory_.runs, "1", "b"};
@@ -125,6 +135,33 @@ TEST_F(CopySampleTest, CopyIsSpoiltUntilItIsRecordedAnew) {
     store_.accept_spoilt();
     EXPECT_EQ(store_.spoilt(), Paths{});
     EXPECT_TRUE(is_doubted("Door/2024-03-01/", "2.mp4")) << "it is compared when it can be";
+}
+
+TEST_F(CopySampleTest, ThatCopiesDifferIsKnownWhenTheyAreMadeAnewAndOfEachTask) {
+    memory_.runs.run("INSERT INTO task_health (taskID, last_number) VALUES (1, 5)");
+    for (const int number : {1, 2}) {
+        record(store_, "Door/2024-03-01/", number);
+        store_.doubt("Door/2024-03-01/" + std::to_string(number) + ".mp4", "Door/2024-03-01/");
+        record(store_, "Door/2024-03-01/", number);
+    }
+    record(other_task_, "Yard/2024-03-01/");
+    other_task_.doubt("Yard/2024-03-01/1.mp4", "Yard/2024-03-01/");
+    EXPECT_EQ(differing(), (Paths{"1: run 5, 2 copies, Door/2024-03-01/2.mp4",
+                                  "2: run 0, 1 copies, Yard/2024-03-01/1.mp4"}));
+}
+
+TEST_F(CopySampleTest, CopiesThatDifferBehindASuccessAreCountedAnew) {
+    memory_.runs.run("INSERT INTO task_health (taskID, last_number) VALUES (1, 5)");
+    record(store_, "Door/2024-03-01/");
+    const auto doubt = [&] { store_.doubt("Door/2024-03-01/1.mp4", "Door/2024-03-01/"); };
+    doubt();
+    memory_.runs.run("UPDATE task_health SET last_number = 6, last_success = 5");
+    doubt();
+    EXPECT_EQ(differing(), Paths{"1: run 6, 2 copies, Door/2024-03-01/1.mp4"})
+        << "the run that has found them does not end it";
+    memory_.runs.run("UPDATE task_health SET last_number = 8, last_success = 7");
+    doubt();
+    EXPECT_EQ(differing(), Paths{"1: run 8, 1 copies, Door/2024-03-01/1.mp4"});
 }
 
 }  // namespace

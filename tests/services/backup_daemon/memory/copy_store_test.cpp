@@ -176,7 +176,7 @@ TEST_F(CopyStoreTest, AmountOfOlderCopiesIsCountedOldestDayFirstUntilItIsEnough)
     constexpr long long SIZE = 5'000'000'000;
     for (const char* day : {"2024-03-03", "2024-03-01", "2024-03-02"}) record(store_, day);
     const auto amount = [&](const std::string& day, long long enough) {
-        const Amount found = store_.amount_older_than(day, {"Door/2024-03-01"}, enough);
+        const FileAmount found = store_.amount_older_than(day, {"Door/2024-03-01"}, enough);
         EXPECT_EQ(found.bytes, found.files * SIZE);
         return found.files;
     };

@@ -202,4 +202,20 @@ TEST_F(DestinationStoreTest, AddressesOfOlderVersionsAreToldUntilTheirFoldersAre
     EXPECT_TRUE(DestinationStore::addresses_without_folders(memory_.runs).empty());
 }
 
+TEST_F(DestinationStoreTest, RoomIsTheLastThatTheShareHasTold) {
+    const auto room = [&] {
+        standalone::Statement row = memory_.runs.prepare(
+            "SELECT free || ' of ' || total FROM share_room WHERE destination = '//nas:445/a' "
+            "AND abs(time - unixepoch()) < 1000");
+        return row.step() ? row.text(0) : "";
+    };
+    EXPECT_EQ(room(), "");
+    store_.note_room("//nas:445/a", KnownRoom{5, 9});
+    store_.note_room("//nas:445/a", KnownRoom{4, 9});
+    UnwrittenDestinations(memory_.runs, "//nas:445/a").note_room("//nas:445/a", KnownRoom{1, 9});
+    EXPECT_EQ(room(), "4 of 9");
+    store_.note_room("//nas:445/a", {});
+    EXPECT_EQ(room(), "") << "it does not tell any more";
+}
+
 }  // namespace

@@ -3,9 +3,12 @@
 
 #include <sys/stat.h>
 
+#include "platform/standalone/store/run_records.h"
 #include "platform/standalone/store/schema.h"
 #include "services/backup_daemon/memory/copy_store.h"
+#include "services/backup_daemon/memory/health_store.h"
 #include "services/backup_daemon/memory/progress_store.h"
+#include "services/backup_daemon/memory/run_history.h"
 #include "services/backup_daemon/memory/schedule_store.h"
 #include "tests/services/backup_daemon/memory/memory_test.h"
 
@@ -30,6 +33,7 @@ protected:
         CopiedFile file;
         file.path = "copied by " + task_id;
         copies.record(file);
+        copies.doubt("", "no folder/");
         memory_.runs
             .prepare("INSERT OR REPLACE INTO task_date (taskID, trusted_day) VALUES (?, '')")
             .bind(1, std::stoll(task_id))
@@ -39,8 +43,8 @@ protected:
     /// Tasks that are remembered in each table; copied_file comes last.
     std::string remembered() {
         std::string text;
-        for (const char* table :
-             {"next_run", "run_progress", "checkpoint", "task_date", "copied_file"}) {
+        for (const char* table : {"next_run", "run_progress", "checkpoint", "task_date",
+                                  "copies_differ", "copied_file"}) {
             standalone::Statement row = memory_.runs.prepare(std::string("SELECT taskID FROM ") +
                                                              table + " ORDER BY taskID");
             while (row.step()) text += row.text(0) + ' ';
@@ -73,19 +77,27 @@ TEST_F(MemoryDatabaseTest, SchedulesAreOnDiskAtOnceAndWhatRunsNoteLater) {
 TEST_F(MemoryDatabaseTest, KeepsWhatItHoldsWhenMadeAgain) {
     remember("1");
     open_memory();
-    EXPECT_EQ(remembered(), "1 | 1 | 1 | 1 | 1 | ");
+    EXPECT_EQ(remembered(), "1 | 1 | 1 | 1 | 1 | 1 | ");
 }
 
 TEST_F(MemoryDatabaseTest, IsRefusedWhenANewerProgramMadeIt) {
-    memory_.runs.run("PRAGMA user_version = 4");
+    memory_.runs.run("PRAGMA user_version = 5");
     EXPECT_THROW(open_memory(), std::runtime_error);
+}
+
+/// Who upgrades copies the state first and then brings config.db up to date; until then the daemon
+/// refuses it, and has not touched its own database, of which there may be no copy yet.
+TEST_F(MemoryDatabaseTest, ChangesItsSchemaOnlyTogetherWithTheConfiguration) {
+    standalone::Statement number = memory_.runs.prepare("PRAGMA user_version");
+    ASSERT_TRUE(number.step());
+    EXPECT_EQ(number.integer(0), static_cast<long long>(standalone::config_migrations().size()));
 }
 
 /// backupd.db as the first schema has it, with copies at two addresses.
 class FirstSchema : public StateTest {
 protected:
     FirstSchema() {
-        const std::string sql = read_file(FIRST_MEMORY_SCHEMA);
+        const std::string sql = read_file(MEMORY_SCHEMAS_FOLDER "/memory_schema_1.sql");
         standalone::migrate(memory_database_path(), std::array{sql.c_str()});
         Database old(memory_database_path(), Database::Access::writing);
         old.run(
@@ -144,12 +156,59 @@ TEST_F(FirstSchema, IsBroughtUpToDateOnce) {
     EXPECT_EQ(destination(memory.runs, "//nas:445/a"), a);
 }
 
+/// backupd.db as the version before the history left it, with a copy and a next run.
+TEST(SchemaBeforeTheHistory, IsBroughtUpToDateAndKeepsWhatItHas) {
+    TemporaryState state;
+    const std::vector<std::string> sql = {read_file(MEMORY_SCHEMAS_FOLDER "/memory_schema_1.sql"),
+                                          read_file(MEMORY_SCHEMAS_FOLDER "/memory_schema_2.sql"),
+                                          read_file(MEMORY_SCHEMAS_FOLDER "/memory_schema_3.sql")};
+    standalone::migrate(memory_database_path(),
+                        std::array{sql[0].c_str(), sql[1].c_str(), sql[2].c_str()});
+    {
+        Database old(memory_database_path(), Database::Access::writing);
+        CopiedFile file;
+        file.path = "Door/copied";
+        CopyStore(old, "1", "d").record(file);
+        ScheduleStore(old).set("1", {"rule", 7});
+    }
+    Memory memory = open_memory();
+    EXPECT_EQ(CopyStore(memory.runs, "1", "d").copied_in("Door/").size(), 1U);
+    EXPECT_EQ(ScheduleStore(memory.schedules).find("1")->due, 7);
+    standalone::RunRecords records(memory.runs);
+    records.list({}, [](const standalone::RunRecord& run) { ADD_FAILURE() << run.task_id; });
+    RunHistory(memory.schedules).open("1", "Doors", standalone::RunCause::hand, 8);
+    EXPECT_EQ(records.newest("1")->number, 1);
+}
+
 TEST_F(MemoryDatabaseTest, WhatIsRememberedOfATaskThatIsGoneGoesButItsFilesOnShares) {
     for (const char* task_id : {"1", "2", "12"}) remember(task_id);
     keep_only(memory_, tasks({"12", "1", "7"}));
-    EXPECT_EQ(remembered(), "1 12 | 1 12 | 1 2 12 | 1 12 | 1 2 12 | ");
+    EXPECT_EQ(remembered(), "1 12 | 1 12 | 1 2 12 | 1 12 | 1 12 | 1 2 12 | ");
     keep_only(memory_, {});
-    EXPECT_EQ(remembered(), "| | 1 2 12 | | 1 2 12 | ");
+    EXPECT_EQ(remembered(), "| | 1 2 12 | | | 1 2 12 | ");
+}
+
+/// A state that was put back may give an identifier to another task.
+TEST_F(MemoryDatabaseTest, WhatATaskThatIsGoneCameToIsNoOtherTasks) {
+    RunHistory history(memory_.runs);
+    HealthStore store(memory_.runs);
+    for (const char* task_id : {"1", "2"}) {
+        history.open(task_id, "Doors", standalone::RunCause::hand, 100);
+        history.close(task_id, {standalone::RunOutcome::success, "", 110});
+        standalone::TaskHealth health = *store.find(task_id);
+        health.overdue_from = health.late_from = health.first_due = 200;
+        health.rule = "rule";
+        store.set(task_id, health);
+    }
+    memory_.runs.run("UPDATE task_health SET success_goal = 'goal'");
+    const standalone::TaskHealth kept = *store.find("1");
+    keep_only(memory_, tasks({"1"}));
+    EXPECT_EQ(store.find("1"), kept);
+    standalone::TaskHealth nothing;
+    nothing.first_run = 2;
+    EXPECT_EQ(store.find("2"), nothing);
+    history.open("2", "Yard", standalone::RunCause::hand, 300);
+    EXPECT_EQ(standalone::RunRecords(memory_.runs).newest("2")->number, 2);
 }
 
 TEST_F(MemoryDatabaseTest, FilesThatATaskHadBegunWhenItWasDeletedAreAbandoned) {
@@ -191,7 +250,7 @@ TEST_F(MemoryDatabaseTest, WhatARunWritesAfterItsTaskIsGoneGoesTheNextTime) {
     CopyStore(memory_.runs, "1", "//d").save({"late", "t", 1, ""});
     ProgressStore(memory_.runs).set("1", {});
     keep_only(memory_, {});
-    EXPECT_EQ(remembered(), "| | 1 1 | | 1 | ");
+    EXPECT_EQ(remembered(), "| | 1 1 | | | 1 | ");
     EXPECT_EQ(CopyStore(memory_.runs, "2", "//d").abandoned().size(), 2U);
 }
 

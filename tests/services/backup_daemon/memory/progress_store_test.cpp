@@ -64,4 +64,31 @@ TEST_F(ProgressStoreTest, NewerFiguresTakeThePlaceOfTheTasksOlderOnes) {
     EXPECT_EQ(count("run_progress"), 2);
 }
 
+/// Times of what is kept of the task's rates.
+std::vector<long long> kept_rates(standalone::Database& database) {
+    standalone::Statement row = database.prepare("SELECT time FROM run_rate WHERE taskID = 1");
+    std::vector<long long> times;
+    while (row.step()) times.push_back(row.integer(0));
+    return times;
+}
+
+TEST_F(ProgressStoreTest, ARateIsKeptEachFiveSecondsForTwentyMinutes) {
+    RunFigures figures = some_figures();
+    for (figures.time_ms = 1'000'000; figures.time_ms <= 3'000'000; figures.time_ms += 1000)
+        store_.set("1", figures);
+    const auto times = kept_rates(memory_.runs);
+    ASSERT_EQ(times.size(), 240U);
+    EXPECT_EQ(times.back(), 3000);
+    for (std::size_t at = 1; at < times.size(); ++at) EXPECT_EQ(times[at] - times[at - 1], 5);
+}
+
+TEST_F(ProgressStoreTest, AClockThatWasSetBackLeavesNoRatesAhead) {
+    RunFigures figures = some_figures();
+    for (const long long time_ms : {5'000'000, 1'000'000}) {
+        figures.time_ms = time_ms;
+        store_.set("1", figures);
+    }
+    EXPECT_EQ(kept_rates(memory_.runs), (std::vector<long long>{1000}));
+}
+
 }  // namespace

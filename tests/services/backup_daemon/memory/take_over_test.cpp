@@ -123,7 +123,7 @@ TEST(TakeOver, EveryRowOfTheOlderVersionMovesAndTheRestStays) {
     EXPECT_EQ(text(config, "SELECT count(*) FROM task"), "3");
     EXPECT_EQ(text(config, "SELECT count(*) FROM queue"), "1");
     EXPECT_EQ(text(config, "SELECT count(*) FROM channel"), "4");
-    EXPECT_EQ(text(config, "PRAGMA user_version"), "3");
+    EXPECT_EQ(text(config, "PRAGMA user_version"), "4");
     EXPECT_EQ(text(config, "PRAGMA integrity_check"), "ok");
 }
 

@@ -1,5 +1,6 @@
 """The state folder of an older version under the programs: what it takes, what nobody loses."""
 import sqlite3
+import time
 from contextlib import closing
 
 import pytest
@@ -80,3 +81,45 @@ def test_deleted_task_leaves_its_copies_alone_behind(state):
         left = "SELECT taskID FROM next_run UNION SELECT taskID FROM run_progress"
         wait_until(lambda: rows(state, "backupd.db", left) == [(3,)], "the end of what they left")
         assert rows(state, "backupd.db", "SELECT DISTINCT taskID FROM copied_file") == deleted
+
+
+# --- from the version before the history of runs -------------------------------------------------
+
+ENDED = int(time.time()) - 3600
+
+
+@pytest.fixture(name="before")
+def version_before_the_history(tmp_path):
+    """A daily task that succeeded an hour ago, and one that waited in the queue."""
+    state = StateFolder(tmp_path / "before").init()
+    state.add_tasks(2)
+    state.ctl("task", "set", "1", "status=0", f"startTime={ENDED - 60}", f"endTime={ENDED}",
+              "scheduleHour=2", "chIdxList=0")
+    state.ctl("task", "set", "2", "status=2")
+    with closing(sqlite3.connect(state.path / "config.db")) as config:
+        config.executescript("ALTER TABLE queue DROP COLUMN cause; PRAGMA user_version = 3;"
+                             "INSERT INTO queue (taskID, place, parallel) VALUES (2, 1, 0);")
+    with closing(sqlite3.connect(state.path / "backupd.db")) as memory:
+        for number in (1, 2, 3):
+            memory.executescript((SOURCE / "services/backup_daemon/memory"
+                                  / f"memory_schema_{number}.sql").read_text())
+        memory.executescript("PRAGMA user_version = 3")
+    return state
+
+
+def test_success_of_the_version_before_the_history_is_known_and_its_queue_goes_on(before):
+    assert "run recorderctl init" in before.refusal("recording-backupd")
+    assert "run recorderctl init" in before.refusal("recorderctl", "status")
+    before.init()
+    with running("recording-backupd", before):
+        wait_until(lambda: before.runs("2")[:1] and before.runs("2")[0]["outcome"] == "failed",
+                   "the run of the task that waited")
+        assert [(run["number"], run["cause"]) for run in before.runs()] == [(1, "by hand")]
+        problems = "SELECT kind, subject, told FROM problem"
+        wait_until(lambda: rows(before, "backupd.db", problems) == [(0, "2", None)],
+                   "the problem, of which nobody is to be told")
+        wait_until(lambda: "overdue_from" in before.backup_status()[1]["tasks"][0], "a schedule")
+        task = before.backup_status()[1]["tasks"][0]
+    assert (task["last_success"], task["overdue"], task["problems"]) == (ENDED, False, [])
+    assert task["notes"] == []
+    assert "last_success_run" not in task and "last_run" not in task

@@ -258,6 +258,22 @@ TEST_F(BackupRunLanesTest, LossesOfOneMomentMakeOnePause) {
     EXPECT_EQ(scene.clock.next_alarm(), 2s);
 }
 
+TEST_F(BackupRunLanesTest, OpenLanesAndRetriesAreCounted) {
+    EXPECT_EQ(scene.run->lanes(), 1U);
+    scene.lanes.report(1, Ready());
+    scene.play_lane(1);
+    EXPECT_EQ(scene.run->lanes(), 2U);
+    EXPECT_EQ(scene.run->retries(), 0);
+    scene.lanes.lose(1);
+    scene.lanes.lose(2);
+    EXPECT_EQ(scene.run->lanes(), 0U);
+    EXPECT_EQ(scene.run->retries(), 1) << "one pause, one attempt";
+    scene.clock.advance(1s);
+    EXPECT_EQ(scene.run->lanes(), 1U);
+    scene.lanes.lose(3);
+    EXPECT_EQ(scene.run->retries(), 2);
+}
+
 TEST_F(BackupRunLanesTest, NoLaneIsOpenedInAPause) {
     scene.lanes.fail(1, FailureKind::lost);
     scene.run->look_after();

@@ -4,6 +4,7 @@
 #include <event2/event.h>
 
 #include "platform/standalone/store/event_store.h"
+#include "platform/standalone/store/run_records.h"
 #include "platform/standalone/store/state_folder.h"
 #include "services/backup_daemon/memory/memory_database.h"
 #include "tests/support/temporary_state.h"
@@ -40,6 +41,10 @@ protected:
         return task;
     }
 
+    standalone::RunRecord newest_run() {
+        return standalone::RunRecords(memory.runs).newest("1").value();
+    }
+
     std::optional<RunFigures> stored() { return ProgressStore(memory.runs).find("1"); }
 
     /// Identifier and last argument of all events, oldest first.
@@ -71,6 +76,13 @@ TEST_F(BackupRunnerTest, EndOfASuccessIsStoredAndTold) {
     EXPECT_TRUE(runner.can_begin());
 }
 
+TEST_F(BackupRunnerTest, LookBehindARunComesWhenItsEndWasHeard) {
+    std::vector<std::size_t> heard;
+    runner.look_behind_each_run([&] { heard.push_back(ends.size()); });
+    run(task_without_channels());
+    EXPECT_EQ(heard, std::vector<std::size_t>{1});
+}
+
 TEST_F(BackupRunnerTest, EndOfAFailureIsStoredAndToldWithItsReason) {
     testing::internal::CaptureStderr();
     run(task_without_server());
@@ -80,6 +92,19 @@ TEST_F(BackupRunnerTest, EndOfAFailureIsStoredAndToldWithItsReason) {
     EXPECT_EQ(events().back(), (std::pair<unsigned, std::string>{RUN_FAILED, NO_SERVER}));
     ASSERT_TRUE(stored());
     EXPECT_EQ(stored()->message, NO_SERVER);
+}
+
+TEST_F(BackupRunnerTest, HistoryHasTheReasonBeforeAnybodyHearsOfTheEnd) {
+    RunHistory(memory.schedules).open("1", "Doors", standalone::RunCause::hand, 1000);
+    std::string heard;
+    testing::internal::CaptureStderr();
+    runner.begin(task_without_server(), false,
+                 {[] {}, [&](RunOutcome) { heard = newest_run().reason; }});
+    while (heard.empty()) event_base_loop(loop.get(), EVLOOP_ONCE);
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(heard, NO_SERVER);
+    EXPECT_GT(newest_run().seen, 1000);
+    EXPECT_FALSE(newest_run().outcome) << "that is for the queue to tell";
 }
 
 TEST_F(BackupRunnerTest, FiguresThatCannotBeStoredAreStoredLaterAndNothingBeginsBefore) {

@@ -26,6 +26,8 @@ struct CopyLedger {
     bool own = false;                            ///< the same
     std::map<std::string, std::string> folders;  ///< by the camera's guid
 
+    std::map<std::string, std::string> rooms;  ///< "5 of 9", or "not told", by the share
+
     int calls = 0;  ///< so far, refused ones too
     /// Whether a call, numbered from 1 on, fails; it has no effect then.
     std::function<bool(int call)> refuses = [](int) { return false; };
@@ -88,6 +90,13 @@ public:
                            const std::string&) override {
         ledger_.call();
         ledger_.folders[guid] = folder;
+    }
+
+    void note_room(const std::string& share,
+                   const std::optional<services::KnownRoom>& room) override {
+        ledger_.call();
+        ledger_.rooms[share] =
+            room ? std::to_string(room->free) + " of " + std::to_string(room->total) : "not told";
     }
 
 private:
@@ -188,10 +197,11 @@ public:
         return files;
     }
 
-    services::Amount amount_older_than(const std::string& day, const std::set<std::string>& kept,
-                                       long long enough) override {
+    services::FileAmount amount_older_than(const std::string& day,
+                                           const std::set<std::string>& kept,
+                                           long long enough) override {
         call();
-        services::Amount amount;
+        services::FileAmount amount;
         for (const auto& [of_day, copy] : older(day, kept)) {
             if (amount.bytes >= enough) break;
             ++amount.files;

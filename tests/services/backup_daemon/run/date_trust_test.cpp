@@ -3,23 +3,24 @@
 
 #include <gtest/gtest.h>
 
-#include "services/calendar.h"
+#include "platform/standalone/store/calendar.h"
 
 using namespace services;
 
 namespace {
 
 /// So many days after 2024-01-01.
-std::string day(DayNumber number) {
-    return day_text(day_number("2024-01-01") + number);
+std::string day(standalone::DayNumber number) {
+    return standalone::day_text(standalone::day_number("2024-01-01") + number);
 }
 
 const TaskDate BELIEVED{.trusted = day(0)};
 
 /// Runs on these days, one after the other; gives what is made of the last.
-DateJudgement runs_on(std::initializer_list<DayNumber> days, TaskDate known = BELIEVED) {
+DateJudgement runs_on(std::initializer_list<standalone::DayNumber> days,
+                      TaskDate known = BELIEVED) {
     DateJudgement last;
-    for (const DayNumber number : days) {
+    for (const standalone::DayNumber number : days) {
         last = judge_date(known, "", day(number));
         known = last.known;
     }
@@ -27,7 +28,7 @@ DateJudgement runs_on(std::initializer_list<DayNumber> days, TaskDate known = BE
 }
 
 TEST(DateTrust, DateIsBelievedUpTo31DaysAfterTheLastRun) {
-    for (const DayNumber number : {0, 1, 31}) {
+    for (const standalone::DayNumber number : {0, 1, 31}) {
         const DateJudgement made = runs_on({number});
         EXPECT_EQ(made.doubt, "");
         EXPECT_EQ(made.known, TaskDate{.trusted = day(number)});
@@ -55,7 +56,7 @@ TEST(DateTrust, ClockThatIsSetRightEndsTheDoubtAtOnce) {
 
 TEST(DateTrust, RunsUnderItForMoreThan31DaysEndTheDoubt) {
     TaskDate known = BELIEVED;
-    for (DayNumber number = 400; number <= 431; ++number) {
+    for (standalone::DayNumber number = 400; number <= 431; ++number) {
         const DateJudgement made = judge_date(known, "", day(number));
         EXPECT_NE(made.doubt, "") << number;
         known = made.known;

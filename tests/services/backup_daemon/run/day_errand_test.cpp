@@ -74,6 +74,29 @@ TEST_F(DayErrandTest, DayWithMoreRecordingsThanItMayHaveIsNotListed) {
     EXPECT_EQ(failed.text, folder.path() + "/" + DAY + ": too many recordings of a day");
 }
 
+TEST_F(DayErrandTest, OfADayWithoutRecordingsItTellsWhichDiskItsFolderIsOn) {
+    const auto disk = [this] {
+        const ErrandStep step = DayErrand(order).begin();
+        EXPECT_EQ(entries_of(step), Texts{});
+        return std::get<Entries>(step.tell.at(0)).disk;
+    };
+    const std::string day = folder.path() + "/" + DAY;
+    EXPECT_EQ(disk(), "") << "it is not there";
+    std::filesystem::create_directories(day + "/alarm");
+    const ErrandStep days = errand_of(ListDays{folder.path(), DAY, DAY})->begin();
+    EXPECT_EQ(disk(), std::get<Days>(days.tell.at(0)).disk);
+    EXPECT_NE(disk(), "");
+    std::filesystem::rename(day, folder.path() + "/other");
+    std::filesystem::create_directory_symlink("other", day);
+    EXPECT_EQ(disk(), "") << "a link";
+}
+
+TEST_F(DayErrandTest, OfADayWithRecordingsItTellsNoDisk) {
+    record("01-00-00.mp4", 5);
+    order.ask_share = false;
+    EXPECT_EQ(std::get<Entries>(DayErrand(order).begin().tell.at(0)).disk, "");
+}
+
 TEST_F(DayErrandTest, ListsADayWithWhatTheShareHasOfIt) {
     record_both_kinds();
     DayErrand errand(order);

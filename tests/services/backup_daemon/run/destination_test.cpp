@@ -48,4 +48,14 @@ TEST(Destination, KeyTellsServersPortsSharesAndFoldersApart) {
     EXPECT_NE(destination_of(other).key(), key);
 }
 
+TEST(Destination, TasksOnOneShareHaveItsKeyInCommon) {
+    TDataBackupConfig task;
+    task.serverIP = "10.0.0.9";
+    task.port = 445;
+    task.destPath = "/share/a";
+    EXPECT_EQ(destination_of(task).share_key(), "//10.0.0.9:445/share");
+    task.destPath = "share";
+    EXPECT_EQ(destination_of(task).share_key(), "//10.0.0.9:445/share");
+}
+
 }  // namespace

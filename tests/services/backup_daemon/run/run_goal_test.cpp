@@ -7,7 +7,7 @@ using namespace services;
 
 namespace {
 
-constexpr DayNumber TODAY = 19783;  // 2024-03-01
+constexpr standalone::DayNumber TODAY = 19783;  // 2024-03-01
 
 TDataBackupConfig full_task() {
     TDataBackupConfig task;

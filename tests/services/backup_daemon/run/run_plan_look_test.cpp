@@ -68,6 +68,42 @@ TEST_F(RunPlanLookTest, RecordingsOnAnotherDiskThanAtTheBeginningAreAFailure) {
               "folder than it was, or another disk");
 }
 
+TEST_F(RunPlanLookTest, OfAnEmptyDayWhoseFolderIsThereNothingMoreIsAsked) {
+    ASSERT_NE(next_that("days"), "");
+    say(Days{.names = {"2024-03-05"}, .newest = "2024-03-05", .disk = "this one"});
+    ASSERT_NE(next_that("look"), "");
+    say(Entries{.entries = {}, .disk = "this one"});
+    say(Done());
+    EXPECT_TRUE(next().starts_with("look")) << "to copy, at once";
+    say(Entries{.entries = {}, .disk = "this one"});
+    say(Done());
+    const Texts orders = rest();
+    EXPECT_EQ(
+        std::ranges::count_if(orders, [](const auto& text) { return text.starts_with("days"); }),
+        0);
+    EXPECT_EQ(plan().failure(), "");
+}
+
+TEST_F(RunPlanLookTest, OfAnEmptyDayOnAnotherDiskTheChannelIsAskedAgain) {
+    ASSERT_NE(next_that("days"), "");
+    say(Days{.names = {"2024-03-05"}, .newest = "2024-03-05", .disk = "this one"});
+    ASSERT_NE(next_that("look"), "");
+    say(Entries{.entries = {}, .disk = "another one"});
+    say(Done());
+    EXPECT_TRUE(next().starts_with("days"));
+}
+
+TEST_F(RunPlanLookTest, MeasuringOfManyDaysIsPlannedNoFurtherThanLanesGo) {
+    for (int day = 10; day < 30; ++day)
+        world.record("/rec/door", "2024-03-" + std::to_string(day), "08-00-00.mp4", 100, 1000);
+    goal.lanes = 3;
+    goal.lanes_far = 5;
+    next_that("look");
+    EXPECT_EQ(plan().waiting_orders(), 4) << "and one that is given";
+    carry_out();
+    EXPECT_EQ(rest_that("copy").size(), 20U);
+}
+
 TEST_F(RunPlanLookTest, DayThatTheRecorderHasRemovedMeanwhileIsNoFailure) {
     world.record("/rec/door", "2024-03-04", "08-00-00.mp4", 100, 1000);
     world.record("/rec/door", "2024-03-06", "08-00-00.mp4", 100, 1000);

@@ -69,12 +69,25 @@ protected:
         return removed;
     }
 
+    /// A lane is told to remove so many unfinished files.
+    void remove_unfinished(int files, LaneId lane = 1) {
+        for (int file = 0; file < files; ++file) {
+            EXPECT_NE(next_that("remove", lane).find("7.part"), std::string::npos);
+            carry_out(lane);
+        }
+        EXPECT_TRUE(ledger.checkpoints.empty());
+    }
+
     /// Nothing more is copied then, and what was begun goes.
     void expect_full(const FailureStep& step) {
         EXPECT_EQ(step.kind, Kind::go_on);
         EXPECT_EQ(plan().failure(), "the share is full: no room");
         EXPECT_EQ(notes(SHARE_FULL), Texts{"no room"});
-        for (const std::string& order : rest())
+        Texts orders = rest();
+        ASSERT_FALSE(orders.empty());
+        EXPECT_EQ(orders.back(), "room") << "what is left is noted";
+        orders.pop_back();
+        for (const std::string& order : orders)
             EXPECT_NE(order.find("-7.part"), std::string::npos) << order;
         EXPECT_TRUE(ledger.checkpoints.empty());
         EXPECT_TRUE(plan().is_over());
@@ -100,6 +113,14 @@ TEST_F(RunPlanRoomTest, OldestDayGoesAndTheFileIsTriedAgain) {
     carry_out();
     rest();
     EXPECT_EQ(counts(), "3 done, 0 failed, 0 left; 300 of 300 bytes");
+}
+
+TEST_F(RunPlanRoomTest, CopiesThatMadeRoomAreCountedAsRemoved) {
+    add_day("2024-02-01", 2);
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    world.share["store/" + numbered("2024-02-01", 1)] = 99;  // somebody's, and stays
+    remove_copies();
+    EXPECT_EQ(tally.account("").counts.removed, (standalone::FileAmount{1, 100}));
 }
 
 TEST_F(RunPlanRoomTest, NextOldestDayGoesWhenThatWasNotEnough) {
@@ -139,6 +160,8 @@ TEST_F(RunPlanRoomTest, NothingGoesInARunThatHasFailedAlready) {
     add_day("2024-02-01", 1);
     ASSERT_NE(next_that("copy"), "");
     fail(FailureKind::occupied, 1, "the words");
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    remove_unfinished(2);
     const FailureStep step = run_full();
     EXPECT_EQ(step.kind, Kind::go_on);
     EXPECT_EQ(plan().failure(),
@@ -153,8 +176,9 @@ TEST_F(RunPlanRoomTest, RoomThatNobodyHasBegunToMakeIsNotMadeWhenAFileFails) {
     ASSERT_NE(next_that("copy", 2), "");
     EXPECT_EQ(find_full(1).kind, Kind::go_on);
     EXPECT_EQ(fail(FailureKind::occupied, 2).kind, Kind::go_on);
-    EXPECT_TRUE(next(1).starts_with("copy"));
-    EXPECT_EQ(find_full(1).kind, Kind::go_on);
+    EXPECT_EQ(run_full(1).kind, Kind::go_on);
+    remove_unfinished(2);
+    EXPECT_EQ(run_full(1).kind, Kind::go_on);
     EXPECT_TRUE(plan().failure().starts_with("the share is full"));
     EXPECT_TRUE(ledger.gone.empty());
 }
@@ -469,6 +493,55 @@ TEST_F(RunPlanRoomTest, FileThatIsAloneInFindingTheShareFullEndsTheCopying) {
     for (const LaneId lane : {1, 2}) ASSERT_NE(next_that("copy", lane), "");
     carry_out(2);
     expect_full(fail(FailureKind::full, 1, "no room"));
+}
+
+TEST_F(RunPlanRoomTest, FileWhoseFailureIsOlderThanTheRoomThatOthersLeftIsSentAgain) {
+    for (const LaneId lane : {1, 2, 3}) ASSERT_NE(next_that("copy", lane), "");
+    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
+    EXPECT_NE(next(1).find("-7.part"), std::string::npos);
+    carry_out(1);
+    EXPECT_EQ(next(1), "") << "what lanes are at stays, and nothing is sent beside it";
+    carry_out(3);
+    EXPECT_EQ(fail(FailureKind::full, 2).kind, Kind::go_on) << "heard of late";
+    EXPECT_EQ(plan().failure(), "");
+    EXPECT_EQ(notes(SHARE_FULL), Texts{});
+    remove_unfinished(1);
+    EXPECT_TRUE(next(1).starts_with("copy"));
+    carry_out(1);
+    EXPECT_TRUE(next(1).starts_with("copy"));
+    expect_full(fail(FailureKind::full, 1, "no room"));
+    EXPECT_EQ(ledger.recorded.size(), 2U);
+}
+
+TEST_F(RunPlanRoomTest, WhatIsBeingRemovedIsNotRemovedAgain) {
+    for (const LaneId lane : {1, 2}) ASSERT_NE(next_that("copy", lane), "");
+    for (const LaneId lane : {1, 2}) {
+        EXPECT_EQ(fail(FailureKind::full, lane).kind, Kind::go_on);
+        EXPECT_TRUE(next(lane).starts_with("remove"));
+    }
+    EXPECT_EQ(next(3), "");
+    for (const LaneId lane : {1, 2}) carry_out(lane);
+    EXPECT_TRUE(next(3).starts_with("copy"));
+}
+
+TEST_F(RunPlanRoomTest, WhatLostLanesHaveLeftGoesBeforeTheShareIsTakenForFull) {
+    for (const LaneId lane : {1, 2, 3}) ASSERT_NE(next_that("copy", lane), "");
+    for (const LaneId lane : {1, 2, 3}) plan().lose(lane);
+    EXPECT_TRUE(next(1).starts_with("copy")) << "one lane alone connects first";
+    EXPECT_EQ(fail(FailureKind::full, 1).kind, Kind::go_on);
+    EXPECT_EQ(plan().failure(), "");
+    remove_unfinished(3);
+    EXPECT_EQ(rest_that("copy").size(), 3U);
+}
+
+TEST_F(RunPlanRoomTest, WhatAnEarlierRunHasLeftGoesBeforeTheShareIsTakenForFull) {
+    const std::string path = "Door/2024-03-07/08-00-00.mp4";
+    world.record("/rec/door", "2024-03-07", "08-00-00.mp4", 100);
+    ledger.checkpoints[path] = {path, "Door/2024-03-07/.08-00-00.mp4.7.part", 50, "hash"};
+    EXPECT_EQ(run_full().kind, Kind::go_on);
+    EXPECT_EQ(plan().failure(), "");
+    remove_unfinished(2);
+    expect_full(run_full());
 }
 
 TEST_F(RunPlanRoomTest, FileOfALostLaneIsSentAloneWhenTheShareHasBeenFull) {

@@ -45,7 +45,7 @@ TEST_F(RunPlanSampleTest, SampleIsReadBackBeforeAnythingIsMeasuredAndNotAgain) {
               "check store/" + A + "=100 \"abc\" of /rec/door/2024-03-05/a.mp4@1000");
     EXPECT_EQ(counts(), "0 done, 0 failed, 0 left; 0 of 0 bytes");
     carry_out();
-    EXPECT_EQ(course(), "look");
+    EXPECT_EQ(course(), "look room");
     EXPECT_TRUE(ledger.unsampled.empty());
     EXPECT_EQ(plan().failure(), "");
     EXPECT_EQ(notes(COPY_SPOILT), Texts{});

@@ -27,6 +27,17 @@ TEST_F(RunSettings, TwoRunsGoSideBySideUnlessConfiguredOtherwise) {
     EXPECT_EQ(parallel_limit(), 2);
 }
 
+TEST_F(RunSettings, TasksMayBeAQuarterOfTheirIntervalLateUnlessConfiguredOtherwise) {
+    const KnownSetting* setting = find_setting("backup", "overdue_grace");
+    EXPECT_EQ(overdue_grace(), setting->otherwise);
+    set("overdue_grace", std::to_string(setting->most).c_str());
+    EXPECT_EQ(overdue_grace(), setting->most);
+    for (const std::string& text : {std::to_string(setting->most + 1), std::string("0")}) {
+        set("overdue_grace", text.c_str());
+        EXPECT_EQ(overdue_grace(), 25) << text;
+    }
+}
+
 TEST_F(RunSettings, CopiesAreReadBackUnlessThatIsSwitchedOff) {
     EXPECT_TRUE(check_reading());
     EXPECT_EQ(find_setting("backup", "check_reading")->otherwise, 1);

@@ -304,4 +304,80 @@ TEST_F(RunTallyTest, FiguresHaveSpeedTimeLeftMessageAndTheTimeOfPeople) {
     EXPECT_EQ(now.time_ms, (HandClock::WALL_START + 1s).count());
 }
 
+/// "planned 2/200 sent 1/100 kept 0/0 failed 1/100 removed 0/0"
+std::string account_text(const RunTally& tally) {
+    const standalone::RunCounts counts = tally.account("").counts;
+    const auto amount = [](const char* what, const standalone::FileAmount& amount) {
+        return std::string(what) + ' ' + std::to_string(amount.files) + '/' +
+               std::to_string(amount.bytes);
+    };
+    return amount("planned", counts.planned) + amount(" sent", counts.sent) +
+           amount(" kept", counts.kept) + amount(" failed", counts.failed) +
+           amount(" removed", counts.removed);
+}
+
+TEST_F(RunTallyTest, PlannedFilesOfTheHistoryAreTheSentAndTheFailedOnes) {
+    FileCount sent = file();
+    FileCount begun = file();
+    tally.plan(3, 300);
+    tally.reached(sent, 0);
+    tally.finished(sent, 100);
+    tally.reached(begun, 0);
+    tally.reached(begun, 60);
+    tally.gave_up(begun, "it is gone", "a");
+    tally.gave_up(file(), "access denied", "b");
+    EXPECT_EQ(account_text(tally), "planned 3/300 sent 1/160 kept 0/0 failed 2/200 removed 0/0");
+    EXPECT_EQ(tally.account("").failures,
+              (std::vector<standalone::FailedFile>{{"a", "it is gone"}, {"b", "access denied"}}));
+}
+
+TEST_F(RunTallyTest, FileThatStoodThereIsKeptWhetherItWasPlannedOrNot) {
+    FileCount equal = file();
+    tally.plan(1, 100);
+    tally.finished(equal, 100);
+    tally.kept(30);
+    EXPECT_EQ(account_text(tally), "planned 0/0 sent 0/0 kept 2/130 failed 0/0 removed 0/0");
+}
+
+TEST_F(RunTallyTest, FileThatAnEarlierAttemptHasSentIsSent) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.reached(one, 0);
+    tally.reached(one, 100);
+    one.begun = false;
+    tally.finished(one, 100);
+    EXPECT_EQ(account_text(tally), "planned 1/100 sent 1/100 kept 0/0 failed 0/0 removed 0/0");
+}
+
+TEST_F(RunTallyTest, HistoryOfARunThatIsTakenUpHasItsOwnPartAlone) {
+    RunTally later(clock, {.files = 5, .bytes = 500, .bytes_planned = 600, .percent = 83.3});
+    FileCount one{.planned = 100};
+    later.plan(1, 100);
+    later.measured();
+    later.reached(one, 40);
+    later.finished(one, 100);
+    later.removed({3, 33});
+    EXPECT_EQ(account_text(later), "planned 1/100 sent 1/60 kept 0/0 failed 0/0 removed 3/33");
+}
+
+TEST_F(RunTallyTest, RateOfTheHistoryIsTheAverageOfTheWholeRun) {
+    FileCount one{.planned = 1000};
+    tally.plan(1, 1000);
+    tally.reached(one, 0);
+    clock.advance(4s);
+    tally.reached(one, 1000);
+    clock.advance(6s);
+    EXPECT_EQ(tally.account("").counts.rate, 100);
+}
+
+TEST_F(RunTallyTest, SoManyFailedFilesAreKeptByNameAndAllAreCounted) {
+    const int failed = static_cast<int>(RunAccount::MOST_FAILURES) + 5;
+    for (int number = 0; number < failed; ++number) {
+        tally.plan(1, 100);
+        tally.gave_up(file(), "it is gone");
+    }
+    EXPECT_EQ(tally.account("").failures.size(), RunAccount::MOST_FAILURES);
+    EXPECT_EQ(tally.account("").counts.failed.files, failed);
+}
+
 }  // namespace

@@ -7,7 +7,7 @@ using namespace services;
 
 namespace {
 
-constexpr DayNumber TODAY = 19783;  // 2024-03-01
+constexpr standalone::DayNumber TODAY = 19783;  // 2024-03-01
 
 standalone::Channel channel(int index, const std::string& name, bool removed = false) {
     standalone::Channel made;

@@ -12,6 +12,7 @@
 
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/task_store.h"
+#include "services/backup_daemon/memory/memory_database.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "tests/support/temporary_state.h"
 
@@ -68,7 +69,7 @@ protected:
     }
 
     services::RunQueue make_queue(services::TaskRunner& runs) {
-        return {store, runs, [this] { return limit; }, [this] { return now; }};
+        return {store, history, runs, [this] { return limit; }, [this] { return now; }};
     }
 
     bool start(const std::string& task_id, bool stop_running = false, bool parallel = false) {
@@ -93,6 +94,8 @@ protected:
     standalone::Database database{standalone::config_database_path(),
                                   standalone::Database::Access::writing};
     standalone::TaskStore store{database};
+    services::Memory memory = services::open_memory();
+    services::SecuredHistory history{memory.runs, memory.schedules};
     NotingRunner runner;
     int limit = 2;
     long long now = 1000;

@@ -5,6 +5,7 @@
 #include <random>
 #include <set>
 
+#include "platform/standalone/store/run_records.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "tests/services/backup_daemon/when/queue_fixture.h"
 
@@ -29,20 +30,22 @@ Names in_both(const Names& one, const Names& other) {
     return names;
 }
 
-/// Gives random orders, and keeps a copy of the database as each write leaves it.
+/// Gives random orders, and keeps a copy of both databases as each write to one leaves them.
 class RunQueueKillTest : public RunQueueTest {
 protected:
     RunQueueKillTest() {
         // Nothing is killed but in thought: what is written need not reach the disk.
-        database.run("PRAGMA synchronous=OFF");
-        reader.run("PRAGMA synchronous=OFF");
-        sqlite3_wal_hook(database.handle(), copy_database, this);
+        for (Database* each : {&database, &reader, &memory.runs, &memory_reader})
+            each->run("PRAGMA synchronous=OFF");
+        sqlite3_wal_hook(database.handle(), copy_databases, this);
+        sqlite3_wal_hook(memory.runs.handle(), copy_databases, this);
     }
 
-    static int copy_database(void* test, sqlite3*, const char*, int) {
+    static int copy_databases(void* test, sqlite3*, const char*, int) {
         auto& self = *static_cast<RunQueueKillTest*>(test);
         self.copies.push_back(self.state_.folder() + "/copy" + std::to_string(self.copies.size()));
         self.reader.run(("VACUUM INTO '" + self.copies.back() + "'").c_str());
+        self.memory_reader.run(("VACUUM INTO '" + self.copies.back() + ".memory'").c_str());
         return SQLITE_OK;
     }
 
@@ -76,13 +79,14 @@ protected:
 
     void come_due(const std::string& task_id) {
         if (!runner.live.contains(task_id)) owed.insert(task_id);
-        queue.start_by_schedule(task_id);
+        queue.start_by_schedule(task_id, standalone::RunCause::schedule);
     }
 
     void end_a_run(const std::string& task_id) {
         if (!runner.live.contains(task_id)) return;
         if (going_on().contains(task_id)) owed.erase(task_id);
         cancelled.erase(task_id);
+        successes.insert(task_id);
         runner.end(task_id, Outcome::success);
     }
 
@@ -122,6 +126,34 @@ protected:
         EXPECT_EQ(places, waiting);
     }
 
+    /// Every run that ever began has a row, and a success is one that the history was told of, or
+    /// its task. What a killed life left open is closed.
+    static void check_history(Database& found, const Names& running) {
+        Names open;
+        for (const auto& run : services::RunHistory(found).open_runs()) open.insert(run.task_id);
+        EXPECT_EQ(open, running);
+        standalone::RunRecords records(found);
+        for (const char* task_id : {"1", "2", "3", "4"}) {
+            const auto health = records.health(task_id);
+            if (!health || health->last_success == 0) continue;
+            const auto success = records.find(task_id, health->last_success);
+            ASSERT_TRUE(success);
+            EXPECT_EQ(success->outcome, Outcome::success);
+            EXPECT_EQ(success->ended, health->success_time);
+        }
+    }
+
+    /// No run begins without a row, and no success is told of one that had none.
+    void check_rows() {
+        Names begun;
+        for (const auto& [task_id, listener] : runner.live) begun.insert(task_id);
+        check_history(memory_reader, begun);
+        for (const char* task_id : {"1", "2", "3", "4"}) {
+            const auto health = standalone::RunRecords(memory_reader).health(task_id);
+            EXPECT_EQ(health && health->success_time, successes.contains(task_id));
+        }
+    }
+
     /// The tasks that a life of the daemon runs when it finds this database.
     Names run_in_next_life(const std::string& copy) {
         Database found(copy, Database::Access::writing);
@@ -129,9 +161,15 @@ protected:
         standalone::TaskStore tasks(found);
         check_places(tasks);
         NotingRunner next_runner;
+        Database found_memory(copy + ".memory", Database::Access::writing);
+        found_memory.run("PRAGMA synchronous=OFF");
+        services::SecuredHistory found_history(found_memory, found_memory);
         RunQueue next(
-            tasks, next_runner, [] { return 2; }, [] { return 2000; });
+            tasks, found_history, next_runner, [] { return 2; }, [] { return 2000; });
         next.take_over();
+        Names running;
+        for (const auto& [task_id, listener] : next_runner.live) running.insert(task_id);
+        check_history(found_memory, running);
         Names ran;
         while (!next_runner.live.empty()) {
             ran.insert(next_runner.live.begin()->first);
@@ -139,6 +177,7 @@ protected:
         }
         for (const auto& task : tasks.list())
             EXPECT_TRUE(task.status <= TASK_NEW || task.status == TASK_CANCEL) << task.status;
+        check_history(found_memory, {});
         return ran;
     }
 
@@ -148,13 +187,16 @@ protected:
             EXPECT_EQ(in_both(ran, in_both(owed_before, owed)), in_both(owed_before, owed));
             EXPECT_EQ(all_of(ran, all_of(owed_before, owed)), all_of(owed_before, owed));
             std::filesystem::remove(copy);
+            std::filesystem::remove(copy + ".memory");
         }
         kills += static_cast<int>(copies.size());
         copies.clear();
     }
 
     Database reader{standalone::config_database_path(), Database::Access::reading};
+    Database memory_reader{services::memory_database_path(), Database::Access::reading};
     std::mt19937 chance;
+    Names successes;  ///< tasks that have succeeded
     Names owed;       ///< tasks that have been started, have not ended and have not been stopped
     Names cancelled;  ///< tasks whose run has been told to end
     std::vector<std::string> copies;
@@ -170,6 +212,7 @@ TEST_F(RunQueueKillTest, NoStartIsLostAndNoStopUndone) {
             give_any_input();
             note_cancels();
             check_copies(owed_before);
+            check_rows();
             EXPECT_LE(runner.live.size(), 3U);
             check_places(store);
         }

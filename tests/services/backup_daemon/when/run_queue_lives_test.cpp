@@ -55,7 +55,7 @@ TEST_F(RunQueueLivesTest, RunsThatFindNoRoomInTheNextLifeWaitInFront) {
     EXPECT_EQ(next.waiting(), (Words{"3", "2"}));
     EXPECT_EQ(state("3"), "wait 1000 -");
     next.start({"3"});
-    next.start_by_schedule("3");
+    next.start_by_schedule("3", standalone::RunCause::schedule);
     EXPECT_EQ(next.waiting(), (Words{"3", "2"}));
     next_runner.end("1", Outcome::success);
     EXPECT_EQ(next_runner.said.back(), "resume 3");
@@ -137,8 +137,8 @@ TEST_F(RunQueueLivesTest, TaskThatWaitsWithoutAPlaceWasBeingStopped) {
 
 TEST_F(RunQueueLivesTest, RunThatStillHasItsPlaceIsTakenUpOnce) {
     store.set_state("2", {TASK_PREPARE_START, 500, {}});
-    store.enqueue("1", standalone::QueueEnd::back, false);
-    store.enqueue("2", standalone::QueueEnd::back, false);
+    store.enqueue(standalone::QueueEnd::back, {"1", false});
+    store.enqueue(standalone::QueueEnd::back, {"2", false});
     limit = 1;
     next.take_over();
     EXPECT_EQ(next_runner.said, Words{"resume 2"});

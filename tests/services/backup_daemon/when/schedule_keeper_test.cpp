@@ -1,11 +1,12 @@
 // Schedules that come due in a real store: what they start, and what is remembered of them.
 #include "services/backup_daemon/when/schedule_keeper.h"
 
+#include "platform/standalone/store/run_records.h"
 #include "services/backup_daemon/memory/memory_database.h"
 #include "tests/services/backup_daemon/when/queue_fixture.h"
 
-using services::NextRun;
 using services::ScheduleKeeper;
+using standalone::NextRun;
 
 namespace {
 
@@ -36,7 +37,6 @@ protected:
         return next ? next->due : -1;
     }
 
-    services::Memory memory = services::open_memory();
     services::ScheduleStore notes{memory.schedules};
     ScheduleKeeper keeper{store, memory.schedules, queue};
 };
@@ -46,6 +46,19 @@ TEST_F(ScheduleKeeperTest, FirstLookRemembersAndStartsNothing) {
     EXPECT_EQ(runner.said, Words{});
     EXPECT_EQ(due("1"), MIDNIGHT + HOUR);
     EXPECT_EQ(due("3"), -1);
+}
+
+TEST_F(ScheduleKeeperTest, RunThatComesLateIsOneThatWasMissed) {
+    using standalone::RunCause;
+    const auto cause = [this] {
+        return standalone::RunRecords(memory.schedules).newest("1")->cause;
+    };
+    look(MIDNIGHT);
+    look(MIDNIGHT + HOUR + 60);
+    EXPECT_EQ(cause(), RunCause::schedule);
+    runner.end("1", Outcome::success);
+    look(MIDNIGHT + 5 * DAY);
+    EXPECT_EQ(cause(), RunCause::missed);
 }
 
 TEST_F(ScheduleKeeperTest, TasksThatComeDueAreStartedOnceSideBySide) {

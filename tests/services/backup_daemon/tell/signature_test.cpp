@@ -1,0 +1,25 @@
+// The signature of web hooks, by the standard's own examples (RFC 4231).
+#include "services/backup_daemon/tell/signature.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using services::hmac_sha256;
+
+TEST(Signature, IsTheOneOfTheStandardsExamples) {
+    EXPECT_EQ(hmac_sha256(std::string(20, '\x0b'), "Hi There"),
+              "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7");
+    EXPECT_EQ(hmac_sha256("Jefe", "what do ya want for nothing?"),
+              "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
+    EXPECT_EQ(hmac_sha256(std::string(131, '\xaa'),
+                          "Test Using Larger Than Block-Size Key - Hash Key First"),
+              "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
+}
+
+TEST(Signature, CoversTheWholeTextAndNeedsTheSecret) {
+    EXPECT_NE(hmac_sha256("secret", "text"), hmac_sha256("secret", std::string("text\0", 5)));
+    EXPECT_NE(hmac_sha256("secret", "text"), hmac_sha256("Secret", "text"));
+}
+
+}  // namespace

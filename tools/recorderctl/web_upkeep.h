@@ -1,0 +1,23 @@
+// What has to be done for the web server's certificate as time goes by.
+#pragma once
+
+#include <optional>
+
+#include "tools/recorderctl/web_setting.h"
+
+namespace recorderctl {
+
+/// Makes a new certificate in the place of one of the recorder's own that is due, and says so on
+/// standard error; says there, too, when one that was given is.
+/// @return what is kept now
+/// @throws Failure
+std::optional<WebSetting> renew_if_due();
+
+/// What the web server's start has to know, on one line: "plain" or "tls", where to listen, and the
+/// host to which those are sent who speak plain HTTP there, "-" for the address that they have
+/// reached. No line when there is nothing besides the port of 127.0.0.1.
+/// @param local_port that port
+/// @throws Failure when the web server could not listen there
+void prepare(int local_port);
+
+}  // namespace recorderctl
