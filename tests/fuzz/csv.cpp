@@ -1,5 +1,5 @@
 // Lines of the log as CSV: a reader of RFC 4180 gets the fields back, and none is a formula.
-#include "services/event_log/csv.h"
+#include "platform/standalone/store/csv.h"
 
 #include <algorithm>
 
@@ -86,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string input = fuzz::text(data, size);
     const auto parts = fuzz::pieces(input, '|');
     const std::vector<std::string> fields(parts.begin(), parts.end());
-    const std::string line = services::csv_line(fields);
+    const std::string line = standalone::csv_line(fields);
     check(fuzz::is_utf8_text(line), "a line is UTF-8");
     const std::vector<std::string> read = read_line(line);
     check(read.size() == fields.size(), "no field is lost and none made");

@@ -1,5 +1,5 @@
 // Schedules in any time zone: the next time lies ahead, at the hour asked for, and comes once.
-#include "services/backup_daemon/when/schedule.h"
+#include "platform/standalone/store/schedule.h"
 
 #include <algorithm>
 
@@ -8,9 +8,9 @@
 namespace {
 
 using fuzz::check;
-using services::NextRun;
-using services::ScheduleStep;
-using services::TimeZone;
+using standalone::NextRun;
+using standalone::ScheduleStep;
+using standalone::TimeZone;
 
 constexpr long long DAY = 24LL * 60 * 60;
 constexpr long long HOUR = 3600;
@@ -31,7 +31,7 @@ struct Scene {
     long long before = 0;  ///< offsets in seconds
     long long after = 0;
 
-    TimeZone zone() const {
+    standalone::TimeZone zone() const {
         return [this](long long instant) { return instant < change ? before : after; };
     }
 };
@@ -54,7 +54,7 @@ Scene read_scene(std::string_view rest) {
 }
 
 /// What local clocks show at an instant, in seconds of the day.
-long long shown_at(long long instant, const TimeZone& zone) {
+long long shown_at(long long instant, const standalone::TimeZone& zone) {
     return ((instant + zone(instant)) % DAY + DAY) % DAY;
 }
 
@@ -83,30 +83,33 @@ void check_due(const Scene& scene, long long due) {
     const long long shown = shown_at(due, scene.zone());
     // At the change itself clocks may have skipped the hour.
     check(shown == wanted || due == scene.change, "clocks show the hour that was asked for");
-    const services::DayNumber day = services::local_day(due, scene.zone());
+    const standalone::DayNumber day = standalone::local_day(due, scene.zone());
     check(task.scheduleType == SCHEDULE_DAILY || due == scene.change ||
-              services::weekday_of(day) == task.scheduleWeekly % 7,
+              standalone::weekday_of(day) == task.scheduleWeekly % 7,
           "on the day of the week that was asked for");
 }
 
 void check_steps(const Scene& scene) {
-    const ScheduleStep first = services::look_at_schedule(scene.task, {}, scene.now, scene.zone());
+    const standalone::ScheduleStep first =
+        standalone::look_at_schedule(scene.task, {}, scene.now, scene.zone());
     check(!first.run && first.next, "a new schedule waits for its time");
     const long long due = first.next->due;
-    const ScheduleStep same =
-        services::look_at_schedule(scene.task, first.next, scene.now, scene.zone());
+    const standalone::ScheduleStep same =
+        standalone::look_at_schedule(scene.task, first.next, scene.now, scene.zone());
     check(!same.run && same.next && same.next->due == due, "until then nothing happens");
-    const ScheduleStep run = services::look_at_schedule(scene.task, first.next, due, scene.zone());
+    const standalone::ScheduleStep run =
+        standalone::look_at_schedule(scene.task, first.next, due, scene.zone());
     check(run.run && run.next && run.next->due > due, "then it runs, and the next time lies ahead");
-    const ScheduleStep again = services::look_at_schedule(scene.task, run.next, due, scene.zone());
+    const standalone::ScheduleStep again =
+        standalone::look_at_schedule(scene.task, run.next, due, scene.zone());
     check(!again.run, "it runs once");
 }
 
 /// However old or far ahead what is remembered is, the next time lies ahead.
 void check_remembered(const Scene& scene, long long due) {
-    const NextRun remembered{services::schedule_rule(scene.task), due};
-    const ScheduleStep step =
-        services::look_at_schedule(scene.task, remembered, scene.now, scene.zone());
+    const standalone::NextRun remembered{standalone::schedule_rule(scene.task), due};
+    const standalone::ScheduleStep step =
+        standalone::look_at_schedule(scene.task, remembered, scene.now, scene.zone());
     check(step.next && step.next->due > scene.now, "whatever is remembered, a next time is found");
     check(!step.run || due <= scene.now, "nothing runs before its time");
 }
@@ -118,7 +121,7 @@ void check_remembered(const Scene& scene, long long due) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string input = fuzz::text(data, size);
     const Scene scene = read_scene(input);
-    const auto due = services::first_due(scene.task, scene.now, scene.zone());
+    const auto due = standalone::first_due(scene.task, scene.now, scene.zone());
     check(due.has_value() == can_come_due(scene.task), "just what is possible comes due");
     if (!due) return 0;
     check_due(scene, *due);
