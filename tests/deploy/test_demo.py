@@ -11,7 +11,7 @@ from pathlib import Path
 
 import pytest
 
-from loopback import listens
+from loopback import listens, request
 from other_user import NOBODY
 from places import BUILD, SOURCE, STATE
 from processes import processes
@@ -61,7 +61,7 @@ def chosen_recordings():
 
 def camera_states(text):
     """What the page would show, asked for in the printed session."""
-    url, sid = re.search(r"(http://\S+)", text)[1], re.search(r"session\s+(\S+)", text)[1]
+    url, sid = re.search(r"^api=(.*)\nsid=(\S+)", text, re.MULTILINE).groups()
     said = subprocess.run(["curl", "--silent", f"{url}/channel?sid={sid}"], capture_output=True,
                           text=True, timeout=SECONDS, check=True).stdout
     return {entry["name"]: entry["connection_status"].removeprefix("NVR_CAM_")
@@ -87,7 +87,7 @@ def test_the_demo_works_when_pasted_and_is_made_once():
     recorder = StateFolder(STATE)
     with serving(*DEMO) as process:
         first = welcome(process)
-        assert len(first.splitlines()) <= 25
+        assert len(first.splitlines()) <= 30
         said = paste(first)
         assert '{ "ret_code": 0, "mesg": "Success." }' in said
         assert '"status": "success"' in said
@@ -102,11 +102,38 @@ def test_the_demo_works_when_pasted_and_is_made_once():
         assert password(second) == password(first)
         assert camera_states(second) == STATES
         assert '"status": "success"' in paste(second)
-        assert len(recorder.stored_tasks()) == 2
+        assert [task["taskName"] for task in recorder.stored_tasks()] == \
+            ["All cameras", "Every night", "Every night"]
     assert recorder.ctl("channel", "list") == cameras
     assert (STATE / "demo/password").read_text().strip() == password(first)
     for name in ("password", "share-password", "task.json"):
         assert (STATE / "demo" / name).stat().st_mode & 0o777 == 0o600
+
+
+def test_a_newcomer_signs_in_as_is_printed_and_watches_a_first_backup():
+    with serving(*DEMO) as process:
+        said = welcome(process)
+        assert f"page is http://127.0.0.1:{PORT}/\n" in said
+
+        def ask(method, path, body=None, sid=""):
+            return request(PORT, method, f"/cgi-bin/{path}", body, {"Cookie": f"sid={sid}"})
+
+        name = re.search(r"administrator\s+(\S+)", said)[1]
+        reply = ask("POST", "console.cgi/session",
+                    json.dumps({"name": name, "password": password(said)}))
+        assert reply.status == 200
+        sid = re.search(r"sid=([^;]+)", reply.headers["Set-Cookie"])[1]
+
+        def task():
+            first = ask("GET", "console.cgi/tasks", sid=sid).json["tasks"][0]
+            assert f'start the task "{first["name"]}"' in said
+            return first
+
+        assert task()["status"] == "new"
+        assert ask("POST", "recording_backup.cgi/task/1/active", '{"is_active": true}',
+                   sid).json["ret_code"] == 0
+        wait_until(lambda: task()["status"] == "success", "the first backup")
+        assert not task()["problems"]
 
 
 def test_what_is_copied_has_the_recordings_bytes():
@@ -149,7 +176,7 @@ def serve(*options):
 
 
 def test_a_taken_port_gives_one_line_and_leaves_nothing():
-    for port in (PORT, SHARE_PORT, 10205, 10141, 10150):
+    for port in (PORT, SHARE_PORT, 10205, 10141, 10206, 10150):
         with socket.create_server(("127.0.0.1", port)):
             done = serve(*DEMO)
         assert done.returncode == 1
@@ -180,6 +207,6 @@ def test_when_a_service_ends_all_end_and_the_message_names_it(program, name):
         said = process.communicate(timeout=SECONDS)[0]
         assert f"{name} has ended" in said
         assert process.returncode == 1
-    ports = (PORT, SHARE_PORT, 10205, 10141, 10150)
+    ports = (PORT, SHARE_PORT, 10205, 10141, 10206, 10150)
     wait_until(lambda: not any(map(listens, ports)), "the ports to be free")
     wait_until(lambda: not servers_left(), "the servers' processes to end")

@@ -14,7 +14,7 @@ from processes import descendants, is_running, processes
 from service_process import end, ended_afterwards, start
 from waiting import SECONDS, wait_until
 
-PORTS = (8080, 10445, 10205, 10141, 10150)
+PORTS = (8080, 10445, 10205, 10141, 10206, 10150)
 CREATED = [*FIXED_PATHS, STATE, Path("/run/recorder")]
 
 pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",

@@ -8,7 +8,7 @@ from pathlib import Path
 
 import pytest
 
-from places import BUILD, SOURCE
+from places import BUILD, BUNDLE, SOURCE
 from service_process import ended_afterwards, start_recorder
 from waiting import SECONDS
 
@@ -16,18 +16,24 @@ PORT = 8080
 
 # Below the prefix. Nothing is set-user-ID: that is for whoever starts the web server.
 PROGRAMS = ["libexec/recorder/recorder-logd", "libexec/recorder/recording-backupd",
-            "libexec/recorder/recording_backup.cgi", "sbin/recorderctl"]
+            "libexec/recorder/recording_backup.cgi", "libexec/recorder/console.cgi",
+            "sbin/recorderctl"]
 SERVICES = [f"lib/systemd/system/{name}.service"
             for name in ("recorder-httpd", "recorder-logd", "recording-backupd")]
 SOCKETS = [f"lib/systemd/system/{name}.socket" for name in ("recorder-logd", "recording-backupd")]
 COPIES = [f"lib/systemd/system/recorder-backup-state.{kind}" for kind in ("service", "timer")]
-UNITS = SERVICES + SOCKETS + COPIES
+WEB = [f"lib/systemd/system/recorder-web.{kind}" for kind in ("path", "service")]
+UNITS = SERVICES + SOCKETS + COPIES + WEB
+SCRIPT = "libexec/recorder/recorder-listen"
 DATA = ["share/recorder/recorder.conf", "lib/sysusers.d/recorder.conf",
         "lib/tmpfiles.d/recorder.conf",
         "share/bash-completion/completions/recorderctl"]
 # Where there was no scdoc when the build was configured, there are none.
 PAGES = [f"share/man/man8/{Path(name).name}.8" for name in PROGRAMS
          if (BUILD / "docs/man/recorderctl.8").is_file()]
+
+CONSOLE_PAGE = [f"share/recorder/console/{path.relative_to(BUNDLE)}"
+                for path in BUNDLE.rglob("*") if path.is_file()]
 
 REFUSED = ('Status: 401 Unauthorized\r\nContent-type: application/json\r\n\r\n'
            '{ "retCode": -1794506751.0, "mesg": "SID authorization fail." }\n\n')
@@ -70,8 +76,8 @@ def test_the_files_and_their_modes(tmp_path):
     install("/usr", tmp_path)
     found = {path.relative_to(tmp_path / "usr").as_posix(): path.stat().st_mode & 0o7777
              for path in tmp_path.rglob("*") if path.is_file()}
-    assert found == {**{name: 0o755 for name in PROGRAMS},
-                     **{name: 0o644 for name in UNITS + DATA + PAGES}}
+    assert found == {**{name: 0o755 for name in (*PROGRAMS, SCRIPT)},
+                     **{name: 0o644 for name in UNITS + DATA + PAGES + CONSOLE_PAGE}}
 
 
 @pytest.mark.parametrize("program", [name for name in PROGRAMS if not name.endswith(".cgi")])
@@ -104,9 +110,9 @@ def test_a_request_is_never_taken_for_that_question(prefix, terminal, arguments,
 def test_a_unit_names_files_that_are_installed(prefix, unit):
     text = (prefix / unit).read_text()
     assert not re.search(r"@[A-Z]", text)
-    named = re.findall(rf"{prefix}/\S+", text)
+    named = re.findall(rf"{prefix}/[^\s\"]+", text)
     assert named
-    assert [path for path in named if not Path(path).is_file()] == []
+    assert [path for path in named if not Path(path).exists()] == []
 
 
 def test_systemd_finds_nothing_wrong_with_the_units(prefix):

@@ -11,7 +11,8 @@ from waiting import SECONDS, wait_until
 
 POLICY = Path("/usr/sbin/policy-rc.d")
 NOTES = Path("/var/lib/misc/recorder-packages")
-SERVICES = ["smbd", "nmbd", "samba-ad-dc"]
+OF_PACKAGE = {"samba": ["smbd", "nmbd", "samba-ad-dc"], "prometheus": ["prometheus"]}
+SERVICES = sum(OF_PACKAGE.values(), [])
 
 # Stands in for apt-get: tells where it is and, where it is told to, waits to be let go on.
 APT_GET = r"""#!/bin/bash
@@ -24,16 +25,16 @@ esac
 touch "$PLAY/$phase"
 while [[ -e $PLAY/hold-$phase ]]; do sleep 0.02; done
 [[ $phase == install ]] || exit 0
-touch "$PLAY/everything" /etc/init.d/{smbd,nmbd,samba-ad-dc}
+touch "$PLAY/everything" /etc/init.d/{smbd,nmbd,samba-ad-dc,prometheus}
 [[ -x /usr/sbin/policy-rc.d ]] || touch "$PLAY/started"
-touch "$PLAY"/enabled-{smbd,nmbd,samba-ad-dc}
+touch "$PLAY"/enabled-{smbd,nmbd,samba-ad-dc,prometheus}
 for word; do
     case $word in DPkg::Post-Invoke::=*) sh -c "${word#*::=}" ;; esac
 done
 touch "$PLAY/end"
 """
 DPKG_QUERY = r"""#!/bin/bash
-[[ -e $PLAY/everything ]] || { [[ ! -e $PLAY/samba ]] || echo installed samba; exit 1; }
+[[ -e $PLAY/everything ]] || { echo "installed $(cat "$PLAY/there")"; exit 1; }
 for word; do echo "installed $word"; done
 """
 UPDATE_RC = '#!/bin/bash\n[[ $2 == disable ]] && rm "$PLAY/enabled-$1"\n'
@@ -49,6 +50,7 @@ class Installation:
         for name, text in STAND_INS.items():
             (folder / name).write_text(text)
             (folder / name).chmod(0o755)
+        (folder / "there").touch()
 
     def start(self, option="--demo"):
         return subprocess.Popen(
@@ -159,10 +161,11 @@ def test_a_policy_of_the_machine_s_own_stays(installation):
     POLICY.unlink()
 
 
-def test_a_samba_that_was_there_stays_as_it_is(installation):
-    (installation.folder / "samba").touch()
+@pytest.mark.parametrize("package", OF_PACKAGE)
+def test_what_was_there_stays_as_it_is(installation, package):
+    (installation.folder / "there").write_text(package)
     assert finish(installation.start())[0] == 0
-    assert installation.enabled() == SERVICES
+    assert installation.enabled() == OF_PACKAGE[package]
     assert nothing_is_left()
 
 

@@ -13,26 +13,35 @@ import pytest
 
 from debian_package import build_package, run, with_version
 from older_registry import TO_SCHEMA_1
-from places import CGI, LOG_EXPORT, PROGRAMS as PROGRAMS_BUILT, SOURCE, STATE, STORAGE
+from places import (BUNDLE, CGI, CONSOLE, LOG_EXPORT, PROGRAMS as PROGRAMS_BUILT, SOURCE, STATE,
+                    STORAGE)
 
 pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
                                 reason="it would be installed on this machine")
 
 DATABASES = ("config.db", "events.db", "registry.db")
 BACKUPS = STATE / "backups"
+COPIES = STATE / "before-upgrade"
 CONFIGURATION = Path("/etc/recorder/recorder.conf")
 OTHER_PLACES = Path("/etc/tmpfiles.d/recorder.conf")  # the administrator's
 UNIT = Path("/lib/systemd/system/recorder-httpd.service")
 
 PROGRAMS = ["usr/lib/recorder/recorder-logd", "usr/lib/recorder/recording-backupd",
-            "usr/lib/recorder/recording_backup.cgi", "usr/sbin/recorderctl"]
+            "usr/lib/recorder/recording_backup.cgi", "usr/lib/recorder/console.cgi",
+            "usr/sbin/recorderctl"]
 STARTED = ["recorder-backup-state.timer", "recorder-httpd.service", "recorder-logd.service",
-           "recorder-logd.socket", "recording-backupd.service", "recording-backupd.socket"]
-STATIC = "recorder-backup-state.service"  # its timer starts it
+           "recorder-logd.socket", "recorder-web.path", "recording-backupd.service",
+           "recording-backupd.socket"]
+STATIC = ["recorder-backup-state.service", "recorder-web.service"]  # others start them
+SCRIPT = "usr/lib/recorder/recorder-listen"
 DATA = ["etc/recorder/recorder.conf", "usr/lib/sysusers.d/recorder.conf",
         "usr/lib/tmpfiles.d/recorder.conf", "usr/share/bash-completion/completions/recorderctl",
         "usr/share/lintian/overrides/recorder"]
+EXAMPLES = [f"usr/share/doc/recorder/prometheus/{path.name}"
+            for path in SOURCE.glob("deploy/prometheus/*")]
 PAGES = [f"usr/share/man/man8/{Path(program).name}.8.gz" for program in PROGRAMS]
+CONSOLE_PAGE = [f"usr/share/recorder/console/{path.relative_to(BUNDLE)}"
+                for path in BUNDLE.rglob("*") if path.is_file()]
 DOCUMENTS = [path.relative_to(SOURCE) for path in (*SOURCE.glob("*.md"),
                                                    *SOURCE.glob("docs/**/*.md"))]
 
@@ -40,8 +49,9 @@ DOCUMENTS = [path.relative_to(SOURCE) for path in (*SOURCE.glob("*.md"),
 SYSTEMCTL = f"""#!/bin/bash
 for word; do
     case $word in
-        is-enabled) [[ $* == *{STATIC}* ]] && echo static || echo enabled ;;
-        start | stop) echo "$(ls {BACKUPS} 2>/dev/null | wc -l) $*" >>/run/services ;;
+        is-enabled) [[ $* == *-state.service || $* == *-web.service ]] && echo static ||
+            echo enabled ;;
+        start | stop) echo "$(ls {COPIES} 2>/dev/null | wc -l) $*" >>/run/services ;;
     esac
 done
 """
@@ -130,6 +140,10 @@ def alter(database, sql):
     shutil.chown(STATE / database, "recorder", "recorder")
 
 
+def give(folder):
+    run("chown", "-hR", "recorder:recorder", folder)
+
+
 def schema(folder):
     with closing(sqlite3.connect(folder / "registry.db")) as connection:
         return connection.execute("PRAGMA user_version").fetchone()[0]
@@ -158,9 +172,10 @@ def test_the_files_and_their_modes(package):
     found = {name.removeprefix("./"): mode for mode, *_, name in listed if mode[0] != "d"}
     documents = [f"usr/share/doc/recorder/{name}" for name in
                  ("copyright", "changelog.gz", *map(str, DOCUMENTS))]
-    units = [f"lib/systemd/system/{name}" for name in (STATIC, *STARTED)]
-    assert found == {**{name: "-rwxr-xr-x" for name in PROGRAMS},
-                     **{name: "-rw-r--r--" for name in DATA + PAGES + documents + units}}
+    units = [f"lib/systemd/system/{name}" for name in (*STATIC, *STARTED)]
+    assert found == {**{name: "-rwxr-xr-x" for name in (*PROGRAMS, SCRIPT)},
+                     **{name: "-rw-r--r--" for name in
+                        DATA + EXAMPLES + PAGES + CONSOLE_PAGE + documents + units}}
 
 
 def test_what_an_administrator_changes_is_kept(package):
@@ -242,16 +257,16 @@ def test_upgrade_copies_the_state_while_nothing_runs_and_then_brings_it_up_to_da
     now = schema(STATE)
     alter("registry.db", TO_SCHEMA_1)
     said = installed.do("--install", newer)
-    [copy] = BACKUPS.iterdir()
+    [copy] = COPIES.iterdir()
     assert f"is in {copy}\n" in said
     assert (schema(copy), schema(STATE)) == (1, now)
     assert "admin" in users(STATE)
-    assert installed.services() == [("stop", 0, sorted((STATIC, *STARTED))), ("start", 1, STARTED)]
+    assert installed.services() == [("stop", 0, sorted((*STATIC, *STARTED))), ("start", 1, STARTED)]
 
 
 def test_a_copy_made_before_an_upgrade_can_be_restored(installed, newer):
     installed.do("--install", newer)
-    [copy] = BACKUPS.iterdir()
+    [copy] = COPIES.iterdir()
     run("recorderctl", "user", "remove", "admin")
     run("recorderctl", "state", "restore", copy)
     assert "admin" in users(STATE)
@@ -278,16 +293,26 @@ def test_installation_that_was_cut_short_goes_on(installed, package):
     (STATE / "events.db").unlink()
     installed.do("--install", package)
     assert "admin" in users(STATE)
-    assert list(BACKUPS.iterdir()) == []
+    assert not COPIES.exists()
     run("recorderctl", "state", "check")
 
 
 def test_a_copy_that_was_cut_short_goes_with_the_next_upgrade(installed, newer):
-    left = BACKUPS / ".before-upgrade-2024-03-01T12-00-00Z.part"
-    left.mkdir()
+    left = COPIES / ".2024-03-01T12-00-00Z.part"
+    left.mkdir(parents=True)
     shutil.copy(STATE / "config.db", left)
+    give(COPIES)
     installed.do("--install", newer)
-    assert not left.exists() and len(list(BACKUPS.iterdir())) == 1
+    assert not left.exists() and len(list(COPIES.iterdir())) == 1
+
+
+def test_of_the_copies_that_upgrades_made_the_newest_five_are_kept(installed, newer):
+    for day in range(1, 8):
+        (COPIES / f"2024-03-0{day}T12-00-00Z").mkdir(parents=True)
+    give(COPIES)
+    installed.do("--install", newer)
+    names = sorted(copy.name for copy in COPIES.iterdir())
+    assert names[:4] == [f"2024-03-0{day}T12-00-00Z" for day in (4, 5, 6, 7)] and len(names) == 5
 
 
 def test_a_state_of_roots_is_given_to_the_recorder_and_then_taken_along(installed, newer):
@@ -295,7 +320,7 @@ def test_a_state_of_roots_is_given_to_the_recorder_and_then_taken_along(installe
     for name in DATABASES:
         os.chown(STATE / name, 0, 0)
     assert "cannot be copied" in installed.refusal("--install", newer)
-    run("chown", "-hR", "recorder:recorder", STATE)
+    give(STATE)
     installed.do("--configure", "recorder")
     assert "admin" in users(STATE)
 
@@ -335,32 +360,36 @@ def test_a_newer_versions_state_stays_as_it_is_and_a_copy_from_before_it_is_the_
     assert "admin" in users(STATE)
 
 
-def test_removal_keeps_the_state_and_takes_the_program_that_becomes_root(installed):
+def test_removal_keeps_the_state_and_takes_the_programs_that_become_others(installed):
     before = contents()
     run("install", "-o", "root", "-g", "www-data", "-m", "4750",
         "/usr/lib/recorder/recording_backup.cgi", CGI)
+    run("install", "-o", "recorder", "-g", "www-data", "-m", "4750",
+        "/usr/lib/recorder/console.cgi", CONSOLE)
     assert f"stay in {STATE}\n" in installed.do("--remove", "recorder")
     assert contents() == before
-    assert CONFIGURATION.exists() and not CGI.exists()
-    assert installed.services() == [("stop", 0, sorted((STATIC, *STARTED)))]
+    assert CONFIGURATION.exists() and not CGI.exists() and not CONSOLE.exists()
+    assert installed.services() == [("stop", 0, sorted((*STATIC, *STARTED)))]
 
 
 def test_what_a_removal_has_kept_serves_the_next_installation(installed, package):
     installed.do("--remove", "recorder")
     installed.do("--install", package)
     assert "admin" in users(STATE)
-    assert len(list(BACKUPS.iterdir())) == 1
+    assert len(list(COPIES.iterdir())) == 1
 
 
 def test_purge_says_where_the_state_was_and_leaves_nothing_of_it(installed):
     run("recorderctl", "state", "backup", "--keep", "7", BACKUPS)
     run("recorderctl", "state", "backup", BACKUPS / "of-mine")
     run("recorderctl", "state", "restore", BACKUPS / "of-mine")
-    for cut_short in (BACKUPS / ".before-upgrade-2024-03-01T12-00-00Z.part",
-                      STATE / ".restore.part"):
+    run("recorderctl", "state", "backup", "--keep", "5", COPIES)
+    for cut_short in (COPIES / ".2024-03-01T12-00-00Z.part", STATE / ".restore.part"):
         cut_short.mkdir()
         shutil.copy(STATE / "config.db", cut_short)
+    (STATE / "recordings.index").touch()
     put_logs()
+    run("recorderctl", "web", "listen", "--later", "0.0.0.0:8443")
     assert f"removing what is in {STATE}:" in installed.do("--purge", "recorder")
     assert list(STATE.iterdir()) == []
     assert not CONFIGURATION.parent.exists()

@@ -57,6 +57,13 @@ def test_a_place_that_cannot_be_made_does_not_keep_the_web_page_down(units):
                      (units / "recorder-httpd.service").read_text(), re.MULTILINE)
 
 
+def test_the_web_page_waits_for_the_services_ports_and_not_for_their_readiness(units):
+    unit = settings(units / "recorder-httpd.service")
+    assert {"recorder-logd.socket", "recording-backupd.socket"} <= set(unit["After"].split())
+    assert not {"recorder-logd.service", "recording-backupd.service"} & set(unit["After"].split())
+    assert unit["Wants"] == "recorder-logd.service recording-backupd.service"
+
+
 def test_what_the_web_servers_main_process_leaves_goes_at_once(units):
     """By default systemd asks it to go, for 90 seconds, before it starts the next one."""
     assert settings(units / "recorder-httpd.service")["KillMode"] == "mixed"
@@ -69,11 +76,28 @@ def test_a_service_that_cannot_be_helped_by_a_restart_gets_none(units, name):
 
 
 @pytest.mark.parametrize("name", ["recorder-logd", "recording-backupd"])
+def test_a_service_that_hangs_is_killed_and_leaves_no_passwords_in_a_dump(units, name):
+    """By default the watchdog's signal has the kernel write out all of a process's memory. systemd
+    is told of life over a socket, and starts anew what it has killed."""
+    unit = settings(units / f"{name}.service")
+    assert (unit["Type"], unit["WatchdogSec"], unit["WatchdogSignal"], unit["LimitCORE"]) == (
+        "notify", "5min", "SIGKILL", "0")
+    assert "AF_UNIX" in unit["RestrictAddressFamilies"].split()
+    assert unit["Restart"] == "on-failure"
+
+
+@pytest.mark.parametrize("name", ["recorder-logd", "recording-backupd"])
 def test_no_number_of_starts_makes_systemd_give_up_a_services_ports(units, name):
     """By default it does after five in ten seconds, or when a socket has started it twenty times in
     two."""
     assert settings(units / f"{name}.service")["StartLimitIntervalSec"] == "0"
     assert settings(units / f"{name}.socket")["TriggerLimitIntervalSec"] == "0"
+
+
+def test_systemd_holds_all_ports_of_the_daemon(units):
+    listening = re.findall(r"^ListenStream=127.0.0.1:(\d+)$",
+                           (units / "recording-backupd.socket").read_text(), re.MULTILINE)
+    assert listening == ["10205", "10141", "10206"]
 
 
 def test_the_web_server_is_not_started_for_ever(units):

@@ -44,7 +44,7 @@ def said(status, method, path, **options):
 MORE = ' What to look at stands in docs/operations.md, "When it fails".'
 FAILURES = [
     (400, "GET", PROGRAM, {"headers": LONG_HEADER}, "up to 40 header fields of 4 KiB each."),
-    (403, "GET", "/", {}, "below /cgi-bin/recording_backup.cgi/." + MORE),
+    (403, "GET", "/cgi-bin/", {}, "below /cgi-bin/recording_backup.cgi/." + MORE),
     (403, "GET", f"/cgi-bin/{LOG_LINK.name}", {}, "Nothing is shown at this address."),
     (403, "GET", PROGRAM + "/task", {"headers": {"Origin": "null"}}, "a page of another site"),
     (403, "GET", PROGRAM + "/task", {"headers": {"Origin": "null"}}, '"A proxy with TLS in front"'),

@@ -52,9 +52,18 @@ def test_timer_s_copies_of_the_state_are_sound_and_seven_stay(machine):
     for _ in range(9):  # in a row, which systemd would refuse
         machine.run("systemctl start recorder-backup-state; sleep 1; "
                     "systemctl reset-failed recorder-backup-state || true")
-    copies = machine.run(f"ls {STATE}/backups | grep -v before").split()
+    copies = machine.run(f"ls {STATE}/backups").split()
     assert len(copies) == 7
     machine.run(f"recorderctl --state {STATE}/backups/{copies[-1]} state check")
+
+
+def test_timer_copies_the_state_on_the_next_day(machine):
+    machine.run(f"rm -r {STATE}/backups/*")
+    drop_in = "/run/systemd/system/recorder-backup-state.timer.d"
+    machine.run(f"mkdir -p {drop_in} && cat >{drop_in}/at-once.conf && systemctl daemon-reload",
+                "[Timer]\nRandomizedDelaySec=0\n")  # behind a jump of the clock, too
+    machine.run("date -s 'tomorrow 01:30'")
+    machine.wait(f"ls {STATE}/backups | grep .", "the timer's copy")
 
 
 # --- removed, and back --------------------------------------------------------------------------
@@ -65,7 +74,7 @@ def test_removed_package_leaves_the_state_to_the_next_one(machine, recorder):
     said = machine.run("apt remove recorder", "y\n")
     assert STATE in said
     machine.run("test -e /home/httpd/cgi-bin/recording_backup.cgi", fails=True)
-    machine.run("ss -ltn | grep -E ':(8080|10150|10205|10141) '", fails=True)
+    machine.run("ss -ltn | grep -E ':(8080|10150|10205|10141|10206) '", fails=True)
     machine.run("apt install ./recorder_*.deb", "y\n")
     recorder.wait_for_services()
     assert tasks(machine) == before
@@ -96,7 +105,7 @@ def test_upgrade_takes_an_older_state_along_and_keeps_a_copy(machine, recorder, 
     machine.run("apt install /tmp/older_recorder.deb", "y\n")
     load_older_state(machine)
     said = machine.run("apt install ./recorder_*.deb", "y\n")
-    (copy,) = [word.rstrip(".") for word in said.split() if f"{STATE}/backups/before" in word]
+    (copy,) = [word.rstrip(".") for word in said.split() if f"{STATE}/before-upgrade" in word]
     recorder.wait_for_services()
     machine.run("recorderctl state check")
     assert tasks(machine).count("\n") == 3

@@ -54,6 +54,34 @@ def test_killed_service_is_started_again(machine, recorder, service):
     assert recorder.ask("GET", "task/log")["ret_code"] == 0
 
 
+# Not so short that a busy or emulated machine seems to hang.
+SHORT_WATCH = """
+mkdir -p /run/systemd/system/{0}.service.d
+printf '[Service]\nWatchdogSec=20s\n' >/run/systemd/system/{0}.service.d/watch.conf
+systemctl daemon-reload
+systemctl restart {0}
+"""
+USUAL_WATCH = """
+rm /run/systemd/system/{0}.service.d/watch.conf
+systemctl daemon-reload
+systemctl restart {0}
+"""
+
+
+@pytest.mark.parametrize("service", ["recorder-logd", "recording-backupd"])
+def test_service_that_hangs_is_killed_and_started_again(machine, recorder, service):
+    machine.run(SHORT_WATCH.format(service))
+    before = recorder.main_process(service)
+    machine.run(f"kill -STOP {before}")
+    machine.wait(f"[ $(systemctl show --property MainPID --value {service}) != {before} ] && "
+                 f"systemctl is-active {service}", "the service's next start")
+    recorder.wait_for_services()
+    assert "Watchdog timeout" in machine.run(f"journalctl --unit {service} --lines 20")
+    assert recorder.ask("GET", "task/log")["ret_code"] == 0
+    machine.run(USUAL_WATCH.format(service))
+    recorder.wait_for_services()
+
+
 def test_without_its_main_process_the_web_server_begins_anew_at_once(machine):
     """What it leaves holds the port and has nobody that starts programs: 503 for as long."""
     before = set(machine.run(PROCESSES).split())
@@ -139,20 +167,21 @@ def test_credentials_go_when_the_web_server_stops(machine):
 
 def test_newer_database_is_not_fought_for(machine, recorder):
     before = machine.run(SET_SCHEMA.format(99)).strip()
-    machine.run("systemctl start recording-backupd")
+    machine.run("systemctl start recording-backupd", fails=True)
     machine.wait("systemctl is-failed recording-backupd", "its end")
     assert machine.run("systemctl show --property ExecMainStatus,NRestarts recording-backupd"
                        ).split() == ["NRestarts=0", "ExecMainStatus=78"]
     assert "knows schemas up to" in machine.run("journalctl --unit recording-backupd --lines 5")
     assert "newer than schema" in machine.run("recorderctl state check", fails=True)
     assert machine.run(SET_SCHEMA.format(before)) == "99\n"
+    machine.run("systemctl start recording-backupd")
     recorder.wait_for_services()
 
 
 # Nobody who connects is answered, and none is left waiting.
 CONNECT = """
 for round in {1..30}; do
-    for port in 10205 10141; do
+    for port in 10205 10141 10206; do
         timeout 60 bash -c "exec 3<>/dev/tcp/127.0.0.1/$port && cat <&3" || [ $? != 124 ] || exit 1
     done
 done
