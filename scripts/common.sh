@@ -168,7 +168,7 @@ answers() {
 }
 
 # The ports of the services; their clients know them literally.
-SERVICE_PORTS=(10150 10205 10141)
+SERVICE_PORTS=(10150 10205 10141 10206)
 
 # check_free_ports PORT [SHARE_PORT]: whether the web server's port, the services' and the demo
 # share's are free; says so if not.

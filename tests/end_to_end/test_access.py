@@ -166,7 +166,7 @@ def test_cgi_program_runs_as_root_and_only_the_web_server_may_start_it(recorder)
 
 
 def test_program_file_itself_cannot_be_downloaded(recorder):
-    for path in ("/cgi-bin/", "/", "/cgi-bin/../cgi-bin/", "/cgi-bin", "/etc/passwd",
+    for path in ("/cgi-bin/", "/cgi-bin/../cgi-bin/", "/cgi-bin", "/etc/passwd",
                  "/cgi-bin/%2e%2e/%2e%2e/%2e%2e/etc/passwd"):
         status = recorder.request("GET", path).status
         assert status in (400, 403, 404), (path, status)

@@ -10,6 +10,8 @@ from recorder_clock import local
 from stand_alone_recorder import Recorder
 
 RECORDINGS = STORAGE / "recordings"
+INDEX = STATE / "recordings.index"
+UNTRUSTED_SECONDS = 2.1  # so long a folder is read anew after a change
 LIST_FAIL = '{ "ret_code": 2500460551.0, "mesg": "Get Channel List Fail." }'
 
 
@@ -203,3 +205,76 @@ def test_settings_that_cannot_be_read_are_one_clear_failure(recorder):
         database.rmdir()
         aside.rename(database)
     assert listed(recorder) == []
+
+
+def full_look(recorder):
+    """The list as it is without what requests before have found."""
+    INDEX.unlink(missing_ok=True)
+    return listed(recorder)
+
+
+CHANGES = {
+    "an older day": lambda old, new: record(old.parent, "2024-01-01/10-00-00.mp4"),
+    "an older recording": lambda old, new: record(old, "00-00-01.mp4"),
+    "an alarm recording that is older": lambda old, new: record(old, "alarm/00-00-01.mp4"),
+    "an alarm folder without recordings": lambda old, new: (old / "alarm").mkdir(),
+    "oldest day removed": lambda old, new: shutil.rmtree(old),
+    "oldest day renamed": lambda old, new: old.rename(old.parent / "2024-01-04"),
+    "oldest day put aside": lambda old, new: old.rename(old.parent / "aside"),
+    "oldest day emptied": lambda old, new: (old / "10-00-00.mp4").unlink(),
+    "oldest day replaced by a file": lambda old, new: (shutil.rmtree(old), old.write_text("")),
+    "newest day removed": lambda old, new: shutil.rmtree(new),
+    "newest alarm folder removed": lambda old, new: shutil.rmtree(new / "alarm"),
+    "newest alarm folder renamed": lambda old, new: (new / "alarm").rename(new / "alarms"),
+    "days exchanged": lambda old, new: (old.rename(old.parent / "x"), new.rename(old),
+                                        (old.parent / "x").rename(new)),
+    "a newest recording that is fresh": lambda old, new: record(new, "alarm/23-00-00.mp4"),
+    "newest recording aged": lambda old, new: os.utime(new / "alarm/12-00-00.mp4", (0, 0)),
+    "all days removed": lambda old, new: (shutil.rmtree(old.parent), old.parent.mkdir()),
+    "folder removed": lambda old, new: shutil.rmtree(old.parent),
+    "folder replaced": lambda old, new: (shutil.copytree(old.parent, old.parent.parent / "y"),
+                                         shutil.rmtree(old.parent),
+                                         (old.parent.parent / "y").rename(old.parent)),
+}
+
+
+def test_no_change_behind_the_back_of_earlier_requests_is_missed(recorder):
+    """Each camera gets one change, when all that there was is known by heart."""
+    folders = {}
+    for index, change in enumerate(CHANGES):
+        folders[change] = add(recorder, index, change, folder=RECORDINGS / str(index) / "camera")
+        for name in ("2024-01-02/10-00-00.mp4", "2024-01-03/11-00-00.mp4",
+                     "2024-01-05/11-00-00.mp4", "2024-01-05/alarm/12-00-00.mp4"):
+            record(folders[change], name)
+    time.sleep(UNTRUSTED_SECONDS)
+    before = full_look(recorder)
+    assert listed(recorder) == before
+    assert INDEX.stat().st_size > 100 * len(CHANGES)
+    for change, act in CHANGES.items():
+        act(folders[change] / "2024-01-02", folders[change] / "2024-01-05")
+        known = listed(recorder)
+        assert known == full_look(recorder), change
+        time.sleep(0.05)
+    time.sleep(UNTRUSTED_SECONDS)
+    listed(recorder)
+    assert listed(recorder) == full_look(recorder)
+    assert listed(recorder) != before
+
+
+@pytest.mark.parametrize("content", [b"", b"RCLOOKS1", b"\xff" * 5000, b"\0" * 5000])
+def test_a_damaged_index_is_not_believed_and_written_anew(recorder, content):
+    record(add(recorder, 0, "camera"), "2024-01-02/10-00-00.mp4")
+    time.sleep(UNTRUSTED_SECONDS)
+    before = full_look(recorder)
+    whole = INDEX.read_bytes()
+    INDEX.write_bytes(content)
+    assert listed(recorder) == before
+    assert len(INDEX.read_bytes()) == len(whole)
+
+
+def test_an_index_that_cannot_be_written_fails_no_request(recorder):
+    record(add(recorder, 0, "camera"), "2024-01-02/10-00-00.mp4")
+    INDEX.unlink(missing_ok=True)
+    INDEX.mkdir()
+    assert oldest(recorder) == {"camera": ("2024-01-02", 1704186000)}
+    INDEX.rmdir()

@@ -20,18 +20,21 @@ LIBRARIES = [
     (r"sodium\.h|sodium/.*", "libsodium"),
     (r"libsmbclient\.h|samba-4\.0/.*", "libsmbclient"),
     (r"openssl/.*", "libcrypto"),
+    (r"curl/.*", "libcurl"),
     (r"seccomp\.h", "libseccomp"),
     (r"CLI/.*", "CLI11"),
+    (r"prometheus/.*", "prometheus-cpp"),
 ]
 # C++'s own headers have no dot; these are C's and the system's.
 SYSTEM = (r"[a-z0-9_]+|(sys|arpa|net|netinet|linux)/[a-z0-9_]+\.h|"
-          r"(dirent|errno|fcntl|grp|libgen|limits|netdb|poll|pthread|pwd|sched|signal|spawn|stdarg|"
-          r"stdint|stdio|stdlib|string|strings|syslog|termios|time|unistd)\.h")
+          r"(dirent|errno|fcntl|grp|ifaddrs|libgen|limits|netdb|poll|pthread|pwd|sched|signal|"
+          r"spawn|stdarg|stdint|stdio|stdlib|string|strings|syslog|termios|time|unistd)\.h")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 SKIPPED_FOLDERS = {".git", "build", "__pycache__", ".pytest_cache", "state"}
 COMMENT_STARTS = {".cpp": "//", ".h": "//", ".in": "//", ".sql": "--", ".py": ('"""', "#"),
-                  ".cmake": "#", ".sh": "#", ".conf": "#", ".service": "#", "": "#"}
+                  ".cmake": "#", ".sh": "#", ".conf": "#", ".service": "#", "": "#",
+                  ".ts": "//", ".mjs": "//", ".css": "/*"}
 LONGEST_LINE = 100
 
 
@@ -186,7 +189,7 @@ def is_listed(path, lists):
 def is_test(path):
     if path.parent.as_posix() == "tests/fuzz":
         return path.suffix == ".cpp"
-    return path.parts[0] == "tests" and re.fullmatch(r"(test_.*|.*_test)\.(cpp|py)", path.name)
+    return path.parts[0] == "tests" and re.fullmatch(r"(test_.*|.*_test)\.(cpp|py|mjs)", path.name)
 
 
 def check_listed_tests(root):
@@ -203,9 +206,16 @@ def is_our_text(root, path):
     return path.suffix in COMMENT_STARTS
 
 
+def merge_marks(root, path):
+    for number, line in enumerate((root / path).read_bytes().splitlines(), 1):
+        if line.startswith((b"<<<<<<" + b"< ", b">>>>>>" + b"> ")):
+            yield f"{path}:{number}: left of a merge"
+
+
 def check_text(root):
     """The first line, or the one behind #!, says the file's job; no line is over the limit."""
     for path in tree_files(root):
+        yield from merge_marks(root, path)
         if not is_our_text(root, path):
             continue
         lines = (root / path).read_text().splitlines()
