@@ -32,8 +32,40 @@ constexpr long long NANOSECONDS = 1'000'000'000;  // of a second
 // A request has an answer long before, unless its sender's line is down.
 constexpr std::chrono::seconds OTHERS_PAUSE(5);
 
-[[noreturn]] void fail(const std::string& what) {
+/// What the library's callbacks know of the one connection that there is to be.
+struct Connection {
+    const SmbLogin& login;
+    smbc_check_server_fn is_dead;  ///< the library's own question
+    bool lost = false;             ///< a call found it dead
+};
+
+Connection& connection_of(SMBCCTX* context) {
+    return *static_cast<Connection*>(smbc_getOptionUserData(context));
+}
+
+/// A call that finds the connection dead makes a new one in silence. What it then says may be of
+/// that attempt: a login that is refused by now looks like a file that must not be touched, and a
+/// share that is not there like a file that is gone.
+int note_loss(SMBCCTX* context, SMBCSRV* server) {
+    Connection& connection = connection_of(context);
+    const int is_dead = connection.is_dead(context, server);
+    if (is_dead != 0) connection.lost = true;
+    return is_dead;
+}
+
+/// Whether the last call on a share failed with this errno, and meant what it was asked for.
+bool says(SMBCCTX* context, int error) {
+    return errno == error && !connection_of(context).lost;
+}
+
+bool has_lost(SMBCCTX* context) {
+    return connection_of(context).lost || meaning_of(errno) == FailureKind::lost;
+}
+
+[[noreturn]] void fail(SMBCCTX* context, const std::string& what) {
     const int error = errno;
+    if (connection_of(context).lost)
+        throw CopyFailure(FailureKind::lost, what + ": the connection was lost");
     throw CopyFailure(meaning_of(error), what + ": " + std::strerror(error));
 }
 
@@ -44,7 +76,7 @@ void fill(char* buffer, int size, const std::string& text) {
 
 void give_login(SMBCCTX* context, const char*, const char*, char* domain, int domain_size,
                 char* user, int user_size, char* password, int password_size) {
-    const auto& login = *static_cast<const SmbLogin*>(smbc_getOptionUserData(context));
+    const SmbLogin& login = connection_of(context).login;
     const SmbUser parts = smb_user(login.user);
     // The library has put its own guess in place, which stands when the user names no domain.
     if (parts.domain) fill(domain, domain_size, *parts.domain);
@@ -136,7 +168,7 @@ public:
 
     void close() override {
         SMBCFILE* file = std::exchange(file_, nullptr);
-        if (smbc_getFunctionClose(context_)(context_, file) != 0) fail(path_);
+        if (smbc_getFunctionClose(context_)(context_, file) != 0) fail(context_, path_);
     }
 
     /// Has the server copy the first `size` bytes of another file. Where it cannot, the library
@@ -152,8 +184,8 @@ public:
 private:
     /// On a lost connection closing would only wait for the server once more.
     [[noreturn]] void give_up() {
-        if (meaning_of(errno) == FailureKind::lost) file_ = nullptr;
-        fail(path_);
+        if (has_lost(context_)) file_ = nullptr;
+        fail(context_, path_);
     }
 
     void seek(long long offset) {
@@ -168,17 +200,21 @@ private:
 }  // namespace
 
 struct SmbShare::Context {
-    explicit Context(SMBCCTX* made) : words(made), handle(made) {}
-    LoginWords words;  // outlives what it hears
+    Context(SMBCCTX* made, const SmbLogin& login)
+        : connection{login, smbc_getFunctionCheckServer(made)}, words(made), handle(made) {
+        smbc_setOptionUserData(made, &connection);
+        smbc_setFunctionCheckServer(made, note_loss);
+        smbc_setFunctionAuthDataWithContext(made, give_login);
+    }
+    Connection connection;
+    LoginWords words;  // outlives what it hears, as does the connection
     std::unique_ptr<SMBCCTX, FreeContext> handle;
 };
 
 SmbShare::SmbShare(SmbLogin login) : login_(std::move(login)) {
     SMBCCTX* context = smbc_new_context();
     if (!context) throw std::bad_alloc();
-    context_ = std::make_unique<Context>(context);
-    smbc_setOptionUserData(context, &login_);
-    smbc_setFunctionAuthDataWithContext(context, give_login);
+    context_ = std::make_unique<Context>(context, login_);
     smbc_setOptionNoAutoAnonymousLogin(context, 1);
     // Otherwise an empty password means that another program of the machine's knows it.
     smbc_setOptionUseCCache(context, 0);
@@ -218,10 +254,9 @@ std::chrono::nanoseconds SmbShare::measure_round_trip() {
     SMBCCTX* context = context_->handle.get();
     struct stat nothing {};
     const auto begin = Clock::now();
-    if (smbc_getFunctionStat(context)(context, url(".recording-backup.none").c_str(), &nothing) !=
-            0 &&
-        meaning_of(errno) == FailureKind::lost)
-        fail("the line's length");
+    const std::string none = url(".recording-backup.none");
+    if (smbc_getFunctionStat(context)(context, none.c_str(), &nothing) != 0 && has_lost(context))
+        fail(context, "the line's length");
     return Clock::now() - begin;
 }
 
@@ -232,12 +267,12 @@ std::map<std::string, FileState> SmbShare::list(const std::string& folder,
     SMBCCTX* context = context_->handle.get();
     std::map<std::string, FileState> files;
     SMBCFILE* handle = smbc_getFunctionOpendir(context)(context, url(folder).c_str());
-    if (!handle && errno == ENOENT) return files;
-    if (!handle) fail(folder);
+    if (!handle && says(context, ENOENT)) return files;
+    if (!handle) fail(context, folder);
     while (const libsmb_file_info* entry = smbc_getFunctionReaddirPlus(context)(context, handle))
         if ((entry->attrs & SMBC_DOS_MODE_DIRECTORY) == 0 && wanted.contains(entry->name))
             files[entry->name] = {no_more_than_can_be(entry->size), nanoseconds(entry->mtime_ts)};
-    if (smbc_getFunctionClosedir(context)(context, handle) != 0) fail(folder);
+    if (smbc_getFunctionClosedir(context)(context, handle) != 0) fail(context, folder);
     return files;
 }
 
@@ -248,8 +283,8 @@ std::optional<FileState> SmbShare::look(const std::string& path) {
         if (S_ISDIR(found.st_mode)) throw CopyFailure(FailureKind::denied, path + " is a folder");
         return FileState{std::max<long long>(found.st_size, 0), nanoseconds(found.st_mtim)};
     }
-    if (errno == ENOENT || errno == ENOTDIR) return {};
-    fail(path);
+    if (says(context, ENOENT) || says(context, ENOTDIR)) return {};
+    fail(context, path);
 }
 
 std::optional<ShareRoom> SmbShare::room() {
@@ -257,7 +292,7 @@ std::optional<ShareRoom> SmbShare::room() {
     struct statvfs found {};
     std::string root = url("");
     if (smbc_getFunctionStatVFS(context)(context, root.data(), &found) != 0) {
-        if (meaning_of(errno) == FailureKind::lost) fail("room on the share");
+        if (has_lost(context)) fail(context, "room on the share");
         return {};
     }
     // What the library calls fragments are the sectors of a block; 0 where there are none.
@@ -275,7 +310,7 @@ void SmbShare::make_folders(const std::string& path) {
     if (!above.empty()) make_folders(above);
     if (above.empty() || !make_folder(path)) {
         errno = ENOENT;
-        fail(path);
+        fail(context_->handle.get(), path);
     }
 }
 
@@ -284,7 +319,7 @@ bool SmbShare::make_folder(const std::string& path) {
     SMBCCTX* context = context_->handle.get();
     if (smbc_getFunctionMkdir(context)(context, url(path).c_str(), 0755) == 0 || errno == EEXIST)
         return true;
-    if (errno != ENOENT) fail(path);
+    if (!says(context, ENOENT)) fail(context, path);
     return false;
 }
 
@@ -294,14 +329,14 @@ std::unique_ptr<ShareFile> SmbShare::open(const std::string& path, Open mode) {
         smbc_getFunctionOpen(context)(context, url(path).c_str(), flags_of(mode), 0644);
     if (!file && errno == EEXIST && mode == Open::create)
         throw CopyFailure(FailureKind::occupied, path + ": something has this name already");
-    if (!file) fail(path);
+    if (!file) fail(context, path);
     return std::make_unique<SmbFile>(context, file, path);
 }
 
 void SmbShare::rename(const std::string& from, const std::string& to) {
     SMBCCTX* context = context_->handle.get();
     if (smbc_getFunctionRename(context)(context, url(from).c_str(), context, url(to).c_str()) != 0)
-        fail(to);
+        fail(context, to);
 }
 
 /// Where something has the new name, the library deletes it and tries again. It cannot delete a
@@ -312,13 +347,13 @@ void SmbShare::rename_folder(const std::string& from, const std::string& to) {
     struct stat found {};
     bool is_taken = smbc_getFunctionStat(context)(context, url(to).c_str(), &found) == 0;
     if (!is_taken) {
-        if (errno != ENOENT) fail(to);
+        if (!says(context, ENOENT)) fail(context, to);
         if (smbc_getFunctionRename(context)(context, url(from).c_str(), context, url(to).c_str()) ==
             0)
             return;
         is_taken = errno == EEXIST || errno == ENOTEMPTY;
     }
-    if (!is_taken) fail(to);
+    if (!is_taken) fail(context, to);
     throw CopyFailure(FailureKind::occupied, to + ": something has this name already");
 }
 
@@ -335,20 +370,21 @@ void SmbShare::set_modified(const std::string& path, long long modified_ns) {
     SMBCCTX* context = context_->handle.get();
     const timeval modified{modified_ns / NANOSECONDS, modified_ns % NANOSECONDS / 1000};
     timeval times[] = {modified, modified};
-    if (smbc_getFunctionUtimes(context)(context, url(path).c_str(), times) != 0) fail(path);
+    if (smbc_getFunctionUtimes(context)(context, url(path).c_str(), times) != 0)
+        fail(context, path);
 }
 
 void SmbShare::remove(const std::string& path) {
     SMBCCTX* context = context_->handle.get();
-    if (smbc_getFunctionUnlink(context)(context, url(path).c_str()) != 0 && errno != ENOENT)
-        fail(path);
+    if (smbc_getFunctionUnlink(context)(context, url(path).c_str()) != 0 && !says(context, ENOENT))
+        fail(context, path);
 }
 
 void SmbShare::remove_folder(const std::string& path) {
     SMBCCTX* context = context_->handle.get();
-    if (smbc_getFunctionRmdir(context)(context, url(path).c_str()) != 0 && errno != ENOENT &&
+    if (smbc_getFunctionRmdir(context)(context, url(path).c_str()) != 0 && !says(context, ENOENT) &&
         errno != ENOTEMPTY && errno != EEXIST)
-        fail(path);
+        fail(context, path);
 }
 
 void SmbShare::wait_for_others() {
