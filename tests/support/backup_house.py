@@ -164,7 +164,7 @@ class House:
         """Whatever has happened, nobody is told that the recordings are safe when they are not."""
         if not (STATE / "backupd.db").exists():
             return
-        code, status = self.recorder.backup_status()
+        code, status = self.settled_status()
         assert (code != 0) == status["needs_attention"], status
         for task in status["tasks"]:
             rows = self.database("SELECT * FROM run WHERE taskID = ? ORDER BY number",
@@ -174,6 +174,18 @@ class House:
                 assert task["problems"] and not status["headline"].startswith("SAFE"), status
             if task["enabled"]:
                 self.check_enabled_task(task, rows, status["headline"].startswith("SAFE"))
+
+    def settled_status(self):
+        """A daemon that answers stores a schedule's next time right behind the task's change."""
+        def is_settled():
+            nonlocal told
+            told = self.recorder.backup_status()
+            return not told[1]["daemon_answers"] or all(
+                "next_run" in task or task["problems"] or not task["enabled"]
+                for task in told[1]["tasks"])
+        told = None
+        wait_until(is_settled, "a schedule's next time")
+        return told
 
     def check_enabled_task(self, task, rows, is_safe):
         """Nothing is safe that was edited since its success, or that no schedule starts."""
