@@ -14,7 +14,7 @@ double percent_of(long long done, long long planned) {
 
 void RateMeter::note(Milliseconds now, long long moved) {
     notes_.push_back({now, moved});
-    while (notes_.size() > 2 && notes_[1].time <= now - WINDOW) notes_.pop_front();
+    while (notes_.size() > 2 && notes_[1].time <= now - window_) notes_.pop_front();
 }
 
 double RateMeter::rate() const {

@@ -10,11 +10,13 @@ namespace services {
 /// Percent with one decimal, rounded down: 100 means all of it. Nothing planned is 0.
 double percent_of(long long done, long long planned);
 
-/// Speed over the last seconds.
+/// Speed over the last of a run's time.
 class RateMeter {
 public:
     using Milliseconds = std::chrono::milliseconds;
-    static constexpr Milliseconds WINDOW{5000};
+
+    /// @param window how far back it looks
+    explicit RateMeter(Milliseconds window) : window_(window) {}
 
     /// Notes how many bytes were moved in all until now; times are of a clock that nobody sets.
     void note(Milliseconds now, long long moved);
@@ -27,6 +29,7 @@ private:
         Milliseconds time;
         long long moved;
     };
+    const Milliseconds window_;
     std::deque<Note> notes_;
 };
 

@@ -90,7 +90,13 @@ bool RunTally::take_progress() {
 }
 
 void RunTally::note_speed() {
-    rate_.note(clock_.steady(), bytes_moved_);
+    for (RateMeter* meter : {&rate_, &last_minute_}) meter->note(clock_.steady(), bytes_moved_);
+}
+
+/// On a slow line a single write takes longer than the speed looks back.
+std::optional<long long> RunTally::time_left() const {
+    const double rate = rate_.rate();
+    return seconds_left(planned() - done(), rate > 0 ? rate : last_minute_.rate());
 }
 
 std::string RunTally::failure() const {
@@ -108,7 +114,7 @@ RunFigures RunTally::figures(const std::string& message) const {
     figures.files_done = earlier_.files + files_done_;
     figures.files_left = files_left();
     figures.files_failed = files_failed_;
-    figures.seconds_left = seconds_left(planned() - done(), figures.rate);
+    figures.seconds_left = time_left();
     figures.message = message;
     figures.time_ms = clock_.wall().count();
     return figures;

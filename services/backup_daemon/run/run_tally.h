@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,7 @@ public:
 private:
     static void add(standalone::FileAmount& amount, long long bytes);
     void note_percent();
+    std::optional<long long> time_left() const;
     long long planned() const;
     long long done() const { return earlier_.bytes + bytes_done_; }
 
@@ -124,7 +126,8 @@ private:
     standalone::FileAmount failed_;  ///< with the bytes that were planned
     standalone::FileAmount removed_;
     std::vector<standalone::FailedFile> failures_;
-    RateMeter rate_;
+    RateMeter rate_{std::chrono::seconds(5)};
+    RateMeter last_minute_{std::chrono::minutes(1)};
 };
 
 }  // namespace services

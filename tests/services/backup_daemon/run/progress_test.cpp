@@ -33,7 +33,7 @@ TEST(Progress, PercentIsRoundedDownAtEveryBorder) {
 }
 
 TEST(Progress, RateIsThatOfTheLastFiveSeconds) {
-    RateMeter meter;
+    RateMeter meter(5s);
     EXPECT_EQ(meter.rate(), 0);
     meter.note(1000ms, 0);
     EXPECT_EQ(meter.rate(), 0);
@@ -46,7 +46,7 @@ TEST(Progress, RateIsThatOfTheLastFiveSeconds) {
 }
 
 TEST(Progress, NoteOfExactlyFiveSecondsAgoCounts) {
-    RateMeter meter;
+    RateMeter meter(5s);
     meter.note(0ms, 0);
     meter.note(1000ms, 100);
     meter.note(5000ms, 500);
@@ -60,14 +60,14 @@ TEST(Progress, NoteOfExactlyFiveSecondsAgoCounts) {
 }
 
 TEST(Progress, RateOverALongGapIsThatOfTheGap) {
-    RateMeter meter;
+    RateMeter meter(5s);
     meter.note(1000ms, 0);
     meter.note(61'000ms, 600);
     EXPECT_EQ(meter.rate(), 10);
 }
 
 TEST(Progress, NotesOfOneMomentAreNoSpeed) {
-    RateMeter meter;
+    RateMeter meter(5s);
     meter.note(1000ms, 0);
     meter.note(1000ms, 600);
     EXPECT_EQ(meter.rate(), 0);

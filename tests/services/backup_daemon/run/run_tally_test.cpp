@@ -168,6 +168,37 @@ TEST_F(RunTallyTest, BytesThatAreSentAgainCountAsSpeedButNotAsDone) {
     EXPECT_EQ(figures().bytes_done, 60);
 }
 
+TEST_F(RunTallyTest, TimeLeftIsKnownWhereAWriteTakesLongerThanTheRateLooksBack) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.note_speed();
+    tally.reached(one, 0);
+    clock.advance(1s);
+    tally.reached(one, 20);
+    for (int second = 2; second <= 20; ++second) {
+        tally.note_speed();
+        clock.advance(1s);
+    }
+    EXPECT_EQ(figures().rate, 0);
+    EXPECT_EQ(figures().seconds_left, 76);
+}
+
+TEST_F(RunTallyTest, TimeLeftIsUnknownWhenNothingHasMovedForAMinute) {
+    FileCount one = file();
+    tally.plan(1, 100);
+    tally.reached(one, 0);
+    tally.note_speed();
+    tally.reached(one, 90);
+    for (int second = 0; second < 60; ++second) {
+        clock.advance(1s);
+        tally.note_speed();
+    }
+    EXPECT_NE(figures().seconds_left, std::nullopt);
+    clock.advance(1s);
+    tally.note_speed();
+    EXPECT_EQ(figures().seconds_left, std::nullopt);
+}
+
 TEST_F(RunTallyTest, FileThatIsCompleteBeforeItsSecondReportWasMoved) {
     FileCount one = file();
     tally.plan(1, 100);
