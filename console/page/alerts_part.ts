@@ -59,6 +59,11 @@ export class AlertsPart {
         alert.last_failure]);
   }
 
+  /** Whether the form has what is not stored. */
+  get unsaved(): boolean {
+    return this.stored.size > 0 && Object.keys(this.changes()).length > 0;
+  }
+
   private build(settings: AlertSetting[]): void {
     const saveButton = make("button", { class: "main" }, t.save);
     const testButton: HTMLElement = make("button", { type: "button", class: "plain",

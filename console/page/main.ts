@@ -63,6 +63,9 @@ async function route(before?: string): Promise<void> {
 function open(): void {
   onNoSession(signInAgain);
   openShell();
+  addEventListener("beforeunload", (event) => {
+    if (shown?.unsaved) event.preventDefault();
+  });
   addEventListener("hashchange", (event) => void route(event.oldURL));
   void route();
   void startPolling();

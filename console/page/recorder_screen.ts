@@ -38,6 +38,10 @@ export class RecorderScreen extends HTMLElement {
     this.end.abort();
   }
 
+  get unsaved(): boolean {
+    return this.alerts.unsaved;
+  }
+
   private async load(): Promise<void> {
     try {
       const [facts, alerts] = await Promise.all(

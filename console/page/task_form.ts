@@ -47,9 +47,6 @@ export class TaskForm extends HTMLElement {
   }
 
   connectedCallback(): void {
-    addEventListener("beforeunload", (event) => {
-      if (this.unsaved) event.preventDefault();
-    }, { signal: this.end.signal });
     onChange(() => this.update(), this.end.signal);
     this.update();
   }

@@ -39,6 +39,23 @@ test("only what was changed is saved, and an emptied field is unset", async () =
   await one.close();
 });
 
+test("whoever leaves settings that are not saved is asked, and may stay", async () => {
+  const one = await opened();
+  const log = one.page.getByRole("navigation").first().getByRole("link", { name: "Log" });
+  const dialog = one.page.getByRole("dialog");
+  await field(one, "Mail server").fill("mail.example.org");
+  await log.click();
+  await dialog.getByText("Leave without saving?").waitFor();
+  await one.page.keyboard.press("Escape");
+  await one.page.waitForFunction(() => location.hash === "#/recorder");
+  assert.equal(await field(one, "Mail server").inputValue(), "mail.example.org");
+  await one.page.getByRole("button", { name: "Save", exact: true }).click();
+  await one.page.getByText("Saved.").waitFor();
+  await log.click();
+  await one.page.getByRole("heading", { level: 1, name: "Log" }).waitFor();
+  await one.close();
+});
+
 test("what is wrong is told where it stands, by the page or by the recorder", async () => {
   const one = await opened({ viewport: PHONE });
   for (const [name, value, trouble] of [["Mail to", "a b", /Write addresses/],
