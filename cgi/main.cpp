@@ -16,6 +16,7 @@
 #include "platform/json_ptr.h"
 #include "platform/process_rights.h"
 #include "platform/version.h"
+#include "platform/version_question.h"
 
 namespace {
 
@@ -105,13 +106,6 @@ int answer_request() {
     keep_rights_of_route(target.method);
     const std::unique_ptr<tagINPUT, FreeInput> input(CGI_Get_Input_URL());
     return authenticate(input.get()) ? serve(input.get(), target) : refuse_session();
-}
-
-/// Whether a person at a terminal asks which program this is. A web server may hand a query over as
-/// an argument, but never without a method, nor from a terminal.
-bool asks_for_version(int count, char** arguments) {
-    return count == 2 && std::string_view(arguments[1]) == "--version" &&
-           std::getenv("REQUEST_METHOD") == nullptr && isatty(STDIN_FILENO) == 1;
 }
 
 }  // namespace

@@ -2,14 +2,13 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
-#include <string_view>
 
 #include "console/identity.h"
 #include "console/routes.h"
 #include "platform/standalone/store/complain.h"
 #include "platform/version.h"
+#include "platform/version_question.h"
 
 namespace {
 
@@ -34,12 +33,6 @@ Reply answer_request() {
     } catch (const std::exception& error) {
         return failure_reply(error);
     }
-}
-
-/// Whether a person at a terminal asks which program this is; a web server never does.
-bool asks_for_version(int count, char** arguments) {
-    return count == 2 && std::string_view(arguments[1]) == "--version" &&
-           std::getenv("REQUEST_METHOD") == nullptr && isatty(STDIN_FILENO) == 1;
 }
 
 }  // namespace
