@@ -1,5 +1,4 @@
 """What copying costs: the backup daemon beside smbclient, rclone and cp, onto one Samba share."""
-import argparse
 import contextlib
 import os
 import shutil
@@ -16,6 +15,7 @@ from datetime import date
 from pathlib import Path
 from threading import Event, Thread
 
+from benchmarks.report import Column
 from cgi_program import CgiProgram
 from delay_proxy import DelayProxy
 from places import STATE, STORAGE
@@ -232,22 +232,29 @@ def measure(scene, copiers, programs, requests):
     return figures
 
 
-def print_figures(scene, figures):
-    print(f"\n{scene.name}: {scene.files} files of {scene.size // KIB} KiB, {scene.rounds} rounds")
-    print(f"{'':<34}{'seconds':>9}{'least':>8}{'most':>8}{'of smbclient':>14}"
-          f"{'CPU daemon':>12}{'CPU server':>12}{'requests':>10}")
+COLUMNS = [Column("seconds", "seconds", ".2f", 9), Column("least", "least", ".2f", 8),
+           Column("most", "most", ".2f", 8), Column("of_smbclient", "of smbclient", ".2f", 14),
+           Column("daemon_cpu_seconds", "CPU daemon", ".2f", 12),
+           Column("server_cpu_seconds", "CPU server", ".2f", 12),
+           Column("requests_a_file", "requests", ".1f"), Column("memory_mib", "peak MiB"),
+           Column("processes", "processes")]
+
+
+def tell_figures(scene, figures, report):
+    report.table(f"{scene.name}: {scene.files} files of {scene.size // KIB} KiB, "
+                 f"{scene.rounds} rounds", *COLUMNS, width=48)
     median = {name: [statistics.median(column) for column in zip(*rounds)]
               for name, rounds in figures.items()}
     for name, rounds in figures.items():
         seconds, daemon, server, requests = median[name]
         times = [one[0] for one in rounds]
-        print(f"{name:<34}{seconds:>9.2f}{min(times):>8.2f}{max(times):>8.2f}"
-              f"{seconds / median['smbclient mput'][0]:>14.2f}{daemon:>12.2f}{server:>12.2f}"
-              + (f"{requests:>10.1f}" if scene.counted else ""))
-    sys.stdout.flush()
+        report.row(f"{scene.name}: {name}", seconds=seconds, least=min(times), most=max(times),
+                   of_smbclient=seconds / median["smbclient mput"][0], daemon_cpu_seconds=daemon,
+                   server_cpu_seconds=server,
+                   **({"requests_a_file": requests} if scene.counted else {}))
 
 
-def run(scene, program, daemon, store):
+def run(scene, program, daemon, store, report):
     record(scene)
     shares = {"backup": {"path": SHARE, "read only": "no", "force user": "root"}}
     with SambaServer(tempfile.mkdtemp(prefix="samba"), shares, scene.settings) as server:
@@ -256,16 +263,12 @@ def run(scene, program, daemon, store):
             copiers = Copiers(server, port, program, store)
             with Watch(daemon) as watch:
                 figures = measure(scene, copiers, (daemon, server.process), requests)
-            print_figures(scene, figures)
-            print(f"most memory of the daemon and its copying processes, of which there were "
-                  f"{watch.processes}: {watch.memory:.0f} MiB")
+            tell_figures(scene, figures, report)
+            report.row(f"{scene.name}: daemon and its processes", memory_mib=watch.memory,
+                       processes=watch.processes)
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--quick", action="store_true")
-    parser.add_argument("--only", default="")
-    asked = parser.parse_args()
+def main(report, asked):
     program = CgiProgram(STATE)
     DAY.mkdir(parents=True)
     program.add_channel(0, "Bench", DAY.parent)
@@ -273,8 +276,5 @@ def main():
     with running("recording-backupd", program) as daemon:
         store = sqlite3.connect(STATE / "config.db", timeout=30, isolation_level=None)
         for scene in scenes(asked.quick):
-            if asked.only in scene.name:
-                run(scene, program, daemon, store)
-
-
-main()
+            if report.wants(scene.name):
+                run(scene, program, daemon, store, report)

@@ -4,17 +4,19 @@ import statistics
 import sys
 import time
 from contextlib import closing
+from pathlib import Path
 
+from benchmarks.report import Column
 from loopback import request
-from places import STATE
 from service_process import running
 from state_folder import StateFolder
 
-LOG = STATE / "bench-log"
+LOG = Path("/tmp/bench-log")
 PORT = 10150
 QUERY = "sub_type=8981,8983,25092&max_results=100"
 SIZES = (1_000, 10_000, 100_000, 1_000_000)
 RUNS = 200
+QUICK_RUNS = 20
 
 # Nine in ten events are of another feature; one in a thousand is of the rarest of the three.
 FILL = """
@@ -34,10 +36,10 @@ def fill(already, wanted):
         database.execute("PRAGMA wal_checkpoint(TRUNCATE)")
 
 
-def milliseconds(path):
+def milliseconds(path, runs):
     """Median time of one request on a connection of its own."""
     times = []
-    for _ in range(RUNS):
+    for _ in range(runs):
         begin = time.perf_counter()
         reply = request(PORT, "GET", f"{path}?{QUERY}")
         times.append((time.perf_counter() - begin) * 1000)
@@ -46,22 +48,21 @@ def milliseconds(path):
     return statistics.median(times)
 
 
-def print_sizes():
-    print(f"\nlog service, the newest 100 events of three sub-types, median of {RUNS} requests")
-    print(f"{'events stored':<34}{'JSON ms':>10}{'growth':>10}{'CSV ms':>10}{'growth':>10}")
+def measure(report, runs):
+    report.table(f"log service, the newest 100 events of 3 sub-types, median of {runs} requests",
+                 Column("json_ms", "JSON ms", ".2f"), Column("json_growth", "growth", ".2f"),
+                 Column("csv_ms", "CSV ms", ".2f"), Column("csv_growth", "growth", ".2f"))
     already, first = 0, None
     for size in SIZES:
         fill(already, size)
         already = size
-        measured = milliseconds("/logs/logs"), milliseconds("/logs/logs/file")
-        first = first or measured
-        print(f"{size:<34,}" + "".join(f"{now:>10.2f}{now / then:>9.2f}x"
-                                       for now, then in zip(measured, first)), flush=True)
+        json_ms, csv_ms = milliseconds("/logs/logs", runs), milliseconds("/logs/logs/file", runs)
+        first = first or (json_ms, csv_ms)
+        report.row(f"{size:,} events", json_ms=json_ms, json_growth=json_ms / first[0],
+                   csv_ms=csv_ms, csv_growth=csv_ms / first[1])
 
 
-def main():
-    with running("recorder-logd", StateFolder(LOG).init()):
-        print_sizes()
-
-
-main()
+def main(report, asked):
+    if report.wants("events"):
+        with running("recorder-logd", StateFolder(LOG).init()):
+            measure(report, QUICK_RUNS if asked.quick else RUNS)

@@ -1,5 +1,4 @@
 """What a run costs before it copies: the daemon's look at ten years of days of many cameras."""
-import argparse
 import os
 import shutil
 import sqlite3
@@ -12,6 +11,7 @@ from dataclasses import dataclass
 from datetime import date, timedelta
 from pathlib import Path
 
+from benchmarks.report import Column
 from cgi_program import CgiProgram
 from places import STATE, STORAGE
 from replies import SUCCESS
@@ -114,25 +114,19 @@ def measure(scene, program, server):
         return [statistics.median(column) for column in zip(*figures[2:])], peak_mib(daemon)
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--only", default="")
-    asked = parser.parse_args()
+def main(report, asked):
     program = CgiProgram(STATE)
     for camera in range(CAMERAS):
         (RECORDINGS / str(camera)).mkdir(parents=True)
         program.add_channel(camera, f"Camera {camera}", RECORDINGS / str(camera))
     SHARE.mkdir()
     shares = {"backup": {"path": SHARE, "read only": "no", "force user": "root"}}
-    print(f"a run that copies {NEW_FILES} files; {DAYS} days a camera, "
-          f"median of {ROUNDS - 2} runs")
-    print(f"{'':<40}{'seconds':>9}{'CPU daemon':>12}{'peak MiB':>10}")
+    report.table(f"a run that copies {NEW_FILES} files; {DAYS} days a camera, "
+                 f"median of {ROUNDS - 2} runs", Column("seconds", "seconds", ".2f"),
+                 Column("daemon_cpu_seconds", "CPU daemon", ".2f", 12),
+                 Column("peak_mib", "peak MiB"))
     with SambaServer(tempfile.mkdtemp(prefix="samba"), shares, {}) as server:
         for scene in SCENES:
-            if asked.only not in scene.name:
-                continue
-            (seconds, cpu), memory = measure(scene, program, server)
-            print(f"{scene.name:<40}{seconds:>9.2f}{cpu:>12.2f}{memory:>10.0f}", flush=True)
-
-
-main()
+            if report.wants(scene.name) and not (asked.quick and scene.cameras > 4):
+                (seconds, cpu), memory = measure(scene, program, server)
+                report.row(scene.name, seconds=seconds, daemon_cpu_seconds=cpu, peak_mib=memory)

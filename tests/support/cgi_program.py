@@ -40,9 +40,9 @@ class Result:
 class CgiProgram(StateFolder):
     """The program over a state folder of its own, with an administrator's session."""
 
-    def __init__(self, path):
-        super().__init__(path, zone="UTC0")
-        self.command = [PROGRAMS / "recording_backup.cgi"]
+    def __init__(self, path, programs=PROGRAMS):
+        super().__init__(path, "UTC0", programs)
+        self.command = [programs / "recording_backup.cgi"]
         self.init()
         self.add_user("admin")
         self.sid = self.open_session("admin")

@@ -8,6 +8,7 @@ from contextlib import closing
 from pathlib import Path
 
 from fault_proxy import FaultProxy
+from own_network import OwnNetwork
 from places import PROGRAMS
 from service_process import end, start
 from state_folder import StateFolder
@@ -45,22 +46,17 @@ class LoneDaemon(StateFolder):
     def __enter__(self):
         self.recordings.mkdir(parents=True)
         self.init()
-        self.network = subprocess.Popen(
-            ["/usr/bin/unshare", "--net", "/bin/sh", "-c",
-             "/usr/sbin/ip link set lo up && echo up && exec sleep infinity"],
-            stdout=subprocess.PIPE)
-        assert self.network.stdout.readline() == b"up\n"
+        self.network = OwnNetwork().__enter__()
         self.proxy = FaultProxy(self.server.port, self.listener()).__enter__()
         return self
 
     def __exit__(self, *unused):
         self.kill()
         self.proxy.__exit__()
-        self.network.kill()
-        self.network.communicate()
+        self.network.__exit__()
 
     def inside(self, *command):
-        return ["/usr/bin/nsenter", f"--net=/proc/{self.network.pid}/ns/net", *map(str, command)]
+        return self.network.inside(*command)
 
     def listener(self):
         """A socket that listens in the daemon's network, and can be used from here."""

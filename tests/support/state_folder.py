@@ -16,13 +16,14 @@ ZONE = "CET-1CEST,M3.5.0,M10.5.0/3"
 class StateFolder:
     """`environment` is what programs need to find it, and their time zone."""
 
-    def __init__(self, path, zone=ZONE):
+    def __init__(self, path, zone=ZONE, programs=PROGRAMS):
         self.path = Path(path)
+        self.programs = programs
         self.environment = {**os.environ, "RECORDER_STATE": str(path), "TZ": zone}
 
     def run(self, program, *words, given=""):
         """Runs one of our programs to its end, whichever that is."""
-        return subprocess.run([PROGRAMS / program, *words], env=self.environment, input=given,
+        return subprocess.run([self.programs / program, *words], env=self.environment, input=given,
                               capture_output=True, text=True, timeout=SECONDS, check=False)
 
     def output(self, program, *words, given=""):

@@ -1,0 +1,65 @@
+"""The rate behind Apache: requests in a row and all at once, in turn with an empty program."""
+import re
+import statistics
+import subprocess
+import sys
+
+from benchmarks.report import Column
+from places import CGI, PROGRAMS
+
+TURNS = 5
+REPLY_SECONDS = 120
+# Name, requests in all turns, clients.
+ROWS = [("behind Apache, in a row", 10000, 4), ("behind Apache, all at once", TURNS * 500, 500)]
+
+
+def install(program):
+    """The web server starts nothing but the one program, so the empty one takes its place."""
+    subprocess.run(["install", "-m", "4750", "-g", "www-data", program, CGI], check=True)
+
+
+def number(pattern, printed):
+    found = re.search(pattern, printed, re.M)
+    return float(found[1]) if found else 0
+
+
+def read_printed(printed, requests):
+    """Requests a second, and how many were not answered as they should be."""
+    bad = (requests - number(r"^Complete requests: +(\d+)", printed)
+           + number(r"^Failed requests: +(\d+)", printed)
+           + number(r"^Non-2xx responses: +(\d+)", printed))
+    return number(r"^Requests per second: +([\d.]+)", printed), int(bad)
+
+
+def ask(url, requests, clients):
+    done = subprocess.run(
+        ["/usr/bin/ab", "-q", "-r", "-s", str(REPLY_SECONDS), "-n", str(requests),
+         "-c", str(clients), url], text=True, stdout=subprocess.PIPE, check=False)
+    if done.returncode != 0:
+        sys.exit("bench: the web server was given up; what ab says stands above")
+    return read_printed(done.stdout, requests)
+
+
+def in_turn(url, empty, requests, clients):
+    """Of the program and of the empty one, what ask() gives in each turn."""
+    asked = {PROGRAMS / "recording_backup.cgi": [], empty: []}
+    for _ in range(TURNS):
+        for program, told in asked.items():
+            install(program)
+            told.append(ask(url, requests // TURNS, clients))
+    return [list(zip(*told)) for told in asked.values()]
+
+
+def measure(port, sid, empty, report, quick):
+    report.table(f"GET /fuse behind Apache, {TURNS} turns with the empty program",
+                 Column("requests", "requests"), Column("clients", "clients"),
+                 Column("per_second", "a second"), Column("empty_per_second", "empty"),
+                 Column("ratio", "ratio", ".2f"), Column("failures", "failures"))
+    url = f"http://127.0.0.1:{port}/cgi-bin/{CGI.name}/fuse?sid={sid}"
+    for name, requests, clients in ROWS:
+        if not report.wants(name):
+            continue
+        (rates, bad), (empty_rates, _) = in_turn(url, empty, requests, clients)
+        rate, empty_rate = statistics.median(rates), statistics.median(empty_rates)
+        report.row(name, requests=requests, clients=clients, per_second=rate,
+                   empty_per_second=empty_rate, ratio=rate / empty_rate, failures=sum(bad))
