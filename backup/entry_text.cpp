@@ -1,8 +1,9 @@
 // Prints the members of an entry.
 #include "backup/entry_text.h"
 
-#include <algorithm>
-#include <cstring>
+#include <json-c/printbuf.h>
+
+#include <charconv>
 
 namespace {
 
@@ -11,55 +12,60 @@ bool is_escaped(unsigned char c) {
     return c < ' ' || c == '"' || c == '\\' || c == '/';
 }
 
-}  // namespace
-
-void EntryText::begin(const char* key) {
-    text_ += text_.size() == 1 ? " \"" : ", \"";
-    text_ += key;
-    text_ += "\": ";
-}
-
-void EntryText::add(const char* key, const std::string& text) {
-    if (std::none_of(text.begin(), text.end(), is_escaped)) {
-        add_word(key, text);
+/// As json-c prints it: control characters are rare enough to ask.
+void append_escaped(char c, std::string& text) {
+    if (static_cast<unsigned char>(c) >= ' ') {
+        text += {'\\', c};
         return;
     }
-    const auto length = static_cast<int>(text.size());
-    add(key, JsonPtr(json_object_new_string_len(text.data(), length)));
+    const JsonPtr alone(json_object_new_string_len(&c, 1));
+    const std::string_view quoted = json_object_to_json_string(alone.get());
+    text += quoted.substr(1, quoted.size() - 2);
 }
 
-void EntryText::add(const char* key, long long value) {
-    begin(key);
-    text_ += std::to_string(value);
+/// Prints a text as it stands, without quotes (json_object_to_json_string_fn).
+int print_as_it_stands(json_object* text, printbuf* out, int, int) {
+    return printbuf_memappend(out, json_object_get_string(text), json_object_get_string_len(text));
 }
 
-void EntryText::add(const char* key, bool value) {
-    begin(key);
-    text_ += value ? "true" : "false";
+}  // namespace
+
+void EntryText::add(const Key& key, std::string_view text) {
+    text_ += key.text();
+    text_ += '"';
+    for (auto rest = text.begin(); true; ++rest) {
+        const auto stop = std::find_if(rest, text.end(), is_escaped);
+        text_.append(rest, stop);
+        if (stop == text.end()) break;
+        append_escaped(*stop, text_);
+        rest = stop;
+    }
+    text_ += '"';
 }
 
-void EntryText::add(const char* key, const JsonPtr& value) {
-    begin(key);
-    std::size_t length = 0;
-    const char* json =
-        json_object_to_json_string_length(value.get(), JSON_C_TO_STRING_SPACED, &length);
-    text_.append(json, length);
+void EntryText::add(const Key& key, long long value) {
+    char digits[24];
+    const char* end = std::to_chars(digits, std::end(digits), value).ptr;
+    add_printed(key, {digits, end});
 }
 
-void EntryText::add_word(const char* key, std::string_view word) {
-    begin(key);
+void EntryText::add_word(const Key& key, std::string_view word) {
+    text_ += key.text();
     text_ += '"';
     text_ += word;
     text_ += '"';
 }
 
-void EntryText::add_printed(const char* key, const std::string& json) {
-    begin(key);
+void EntryText::add_printed(const Key& key, std::string_view json) {
+    text_ += key.text();
     text_ += json;
 }
 
-void EntryText::move_into(json_object* object) {
+JsonPtr EntryText::finish() {
+    if (text_.empty()) text_ = ",";
+    text_.front() = '{';  // in place of the first member's comma
     text_ += " }";
-    json_object_set_serializer(object, json_object_userdata_to_json_string, strdup(text_.c_str()),
-                               json_object_free_userdata);
+    JsonPtr entry(json_object_new_string_len(text_.data(), static_cast<int>(text_.size())));
+    if (entry) json_object_set_serializer(entry.get(), print_as_it_stands, nullptr, nullptr);
+    return entry;
 }

@@ -1,38 +1,56 @@
 // One entry of a long list as text: an object printed member by member, in json-c's spaced layout.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <string>
 #include <string_view>
 
 #include "backup/operation.h"
 
-/// Collects the members of one entry. As json-c objects, a thousand tasks of 32 members cost more
-/// than twice this: for memory, for hashing their names, for printing in small pieces. Values are
-/// printed by json-c all the same.
+/// Collects the members of one entry. As json-c objects, a thousand tasks of 32 members cost three
+/// times this: for memory, for hashing their names, for printing in small pieces.
 class EntryText {
 public:
+    /// A member's name and what stands around it before the value, put together by the compiler.
+    class Key {
+    public:
+        /// @param name a literal that needs no escapes
+        template <std::size_t N>
+        consteval Key(const char (&name)[N]) : length_(N - 1 + OPEN.size() + CLOSE.size()) {
+            char* at = std::ranges::copy(OPEN, text_.begin()).out;
+            at = std::copy_n(name, N - 1, at);
+            std::ranges::copy(CLOSE, at);
+        }
+
+        std::string_view text() const { return {text_.data(), length_}; }
+
+    private:
+        static constexpr std::string_view OPEN = ", \"";
+        static constexpr std::string_view CLOSE = "\": ";
+
+        std::array<char, 32> text_{};
+        std::size_t length_;
+    };
+
     EntryText() { text_.reserve(USUAL_LENGTH); }
 
-    void add(const char* key, const std::string& text);
-    void add(const char* key, long long value);
-    void add(const char* key, int value) { add(key, static_cast<long long>(value)); }
-    void add(const char* key, bool value);
-    void add(const char* key, const JsonPtr& value);
+    void add(const Key& key, std::string_view text);
+    void add(const Key& key, long long value);
+    void add(const Key& key, int value) { add(key, static_cast<long long>(value)); }
+    void add(const Key& key, bool value) { add_printed(key, value ? "true" : "false"); }
 
     /// A text that needs no escapes: a word of ours, or digits.
-    void add_word(const char* key, std::string_view word);
+    void add_word(const Key& key, std::string_view word);
 
     /// A value that is JSON already.
-    void add_printed(const char* key, const std::string& json);
+    void add_printed(const Key& key, std::string_view json);
 
-    /// Has `object`, which has no members, print as the entry.
-    void move_into(json_object* object);
+    /// The entry as something that json-c prints; null when memory runs out.
+    JsonPtr finish();
 
 private:
-    /// Appends what stands before a value. Keys are literals that need no escapes.
-    void begin(const char* key);
-
     static constexpr std::size_t USUAL_LENGTH = 1000;
 
-    std::string text_ = "{";
+    std::string text_;
 };

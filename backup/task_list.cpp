@@ -69,7 +69,7 @@ int keep_sequence(json_object* sequence) {
 /// The task's place in the waiting sequence, -1 when it does not wait.
 int position_of(const std::string& task_id) {
     for (int position = 0; position <= LAST_SHOWN_POSITION; ++position)
-        if (task_id == gc_strSequence[position]) return position;
+        if (std::strcmp(task_id.c_str(), gc_strSequence[position]) == 0) return position;
     return -1;
 }
 
@@ -142,18 +142,18 @@ long long local_end_time(const std::string& end_time) {
     return conv_to_local_time(seconds * 1000LL) / 1000;
 }
 
-/// "1,3,4" as an array. A comma at the end is followed by an empty piece, which counts as 0.
-JsonPtr channel_array(const std::string& list) {
-    JsonPtr channels(json_object_new_array());
-    if (!channels) fail(CHANNEL_ARRAY_NOT_MADE);
+/// "1,3,4" as a JSON array. A comma at the end is followed by an empty piece, which counts as 0.
+std::string channel_array(const std::string& list) {
+    std::string array = "[ ";
     std::size_t begin = 0;
     while (!list.empty() && begin != std::string::npos) {
         const long channel = std::strtol(list.c_str() + begin, nullptr, 10);
-        json_object_array_add(channels.get(), json_object_new_int(static_cast<int>(channel)));
+        if (begin > 0) array += ", ";
+        array += std::to_string(static_cast<int>(channel));
         const std::size_t comma = list.find(',', begin);
         begin = comma == std::string::npos ? comma : comma + 1;
     }
-    return channels;
+    return array += list.empty() ? "]" : " ]";
 }
 
 void add_connection(EntryText& entry, const TDataBackupConfig& task) {
@@ -167,7 +167,7 @@ void add_connection(EntryText& entry, const TDataBackupConfig& task) {
 }
 
 void add_selection(EntryText& entry, const TDataBackupConfig& task) {
-    entry.add("chIdxList", channel_array(task.chIdxList));
+    entry.add_printed("chIdxList", channel_array(task.chIdxList));
     entry.add_word("backupType", table_text(strBackupType_Arr, task.backupType));
     entry.add("backupDays", task.backupDays);
     entry.add("backupStartDay", task.backupStartDay);
@@ -251,8 +251,6 @@ int get_task_sequence_list_from_daemon() {
 }
 
 int task_list_to_json(TDataBackupConfig task, json_object** entry, int& maxParallel) {
-    JsonPtr object(json_object_new_object());
-    if (!object) return TASK_ENTRY_NOT_MADE;
     EntryText text;
     const int result = result_of([&] {
         add_connection(text, task);
@@ -262,8 +260,9 @@ int task_list_to_json(TDataBackupConfig task, json_object** entry, int& maxParal
         add_state(text, task, maxParallel);
     });
     if (result != 0) return result;
-    text.move_into(object.get());
-    *entry = object.release();
+    JsonPtr made = text.finish();
+    if (!made) return TASK_ENTRY_NOT_MADE;
+    *entry = made.release();
     return 0;
 }
 

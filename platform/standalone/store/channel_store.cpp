@@ -1,7 +1,7 @@
 // The recorder's channels, present and removed, in the configuration database.
 #include "platform/standalone/store/channel_store.h"
 
-#include <sstream>
+#include <charconv>
 
 namespace standalone {
 
@@ -10,8 +10,14 @@ namespace {
 /// States are stored as decimal numbers separated by blanks.
 std::vector<int> parse_states(const std::string& text) {
     std::vector<int> states;
-    std::istringstream numbers(text);
-    for (int state = 0; numbers >> state;) states.push_back(state);
+    const char* end = text.data() + text.size();
+    int state = 0;
+    for (const char* at = text.data(); at < end; ++at) {
+        const auto [stop, error] = std::from_chars(at, end, state);
+        if (error != std::errc()) break;
+        states.push_back(state);
+        at = stop;
+    }
     return states;
 }
 

@@ -116,10 +116,13 @@ double Statement::real(int column) {
     return sqlite3_column_double(statement_.get(), column);
 }
 
-std::string Statement::text(int column) {
-    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
-    const int length = sqlite3_column_bytes(statement_.get(), column);
-    return data == nullptr ? std::string() : std::string(data, static_cast<std::size_t>(length));
+std::string_view Statement::view(int column) {
+    // The column is looked for once. SQLite warns that such a value may be used by one thread alone,
+    // as a whole connection of ours is.
+    sqlite3_value* value = sqlite3_column_value(statement_.get(), column);
+    const auto* data = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    if (data == nullptr) return {};
+    return {data, static_cast<std::size_t>(sqlite3_value_bytes(value))};
 }
 
 bool Statement::is_null(int column) {

@@ -40,7 +40,9 @@ public:
     void reset();
     long long integer(int column);
     double real(int column);
-    std::string text(int column);
+    std::string text(int column) { return std::string(view(column)); }
+    /// A text where SQLite has it: until the next step().
+    std::string_view view(int column);
     bool is_null(int column);
 
 private:

@@ -40,7 +40,7 @@ void load(Statement& row, int column, float& value) {
     value = static_cast<float>(row.real(column));
 }
 void load(Statement& row, int column, std::string& value) {
-    value = row.text(column);
+    value = row.view(column);
 }
 
 void store(Statement& statement, int parameter, bool value) {
@@ -56,15 +56,19 @@ void store(Statement& statement, int parameter, const std::string& value) {
     statement.bind(parameter, value);
 }
 
-TDataBackupConfig load_record(Statement& row) {
-    TDataBackupConfig record;
-    record.taskID = row.text(0);
-    int column = 0;
+/// Reads tasks for load_record(). The table's last column is asked for first, though nobody looks at
+/// it there: SQLite then finds the places of a record's columns all at once.
+std::string select_tasks(const char* which) {
+    return "SELECT endTime,taskID," + columns() + " FROM task " + which;
+}
+
+void load_record(Statement& row, TDataBackupConfig& record) {
+    record.taskID = std::to_string(row.integer(1));
+    int column = 1;
     for (const TaskField& field : task_fields()) {
         ++column;
         std::visit([&](auto member) { load(row, column, record.*member); }, field.member);
     }
-    return record;
 }
 
 /// Binds the fields from parameter 1 on and gives the number behind the last one.
@@ -94,9 +98,11 @@ void update_record(Database& database, long long number, const TDataBackupConfig
 std::optional<TDataBackupConfig> load_task(Database& database, const std::string& task_id) {
     const auto number = task_number(task_id);
     if (!number) return {};
-    Statement row = database.prepare("SELECT taskID," + columns() + " FROM task WHERE taskID = ?");
+    Statement row = database.prepare(select_tasks("WHERE taskID = ?"));
     if (!row.bind(1, *number).step()) return {};
-    return load_record(row);
+    TDataBackupConfig record;
+    load_record(row, record);
+    return record;
 }
 
 void bind_time(Statement& statement, int parameter, std::optional<long long> time) {
@@ -138,8 +144,8 @@ bool set_from_text(const TaskField& field, const std::string& text, TDataBackupC
 
 std::list<TDataBackupConfig> TaskStore::list() {
     std::list<TDataBackupConfig> tasks;
-    Statement row = database_.prepare("SELECT taskID," + columns() + " FROM task ORDER BY taskID");
-    while (row.step()) tasks.push_back(load_record(row));
+    Statement row = database_.prepare(select_tasks("ORDER BY taskID"));
+    while (row.step()) load_record(row, tasks.emplace_back());
     return tasks;
 }
 
