@@ -8,6 +8,8 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/standalone/store/database_files.h"
+
 namespace standalone {
 
 namespace {
@@ -168,7 +170,7 @@ Database::Database(const std::string& path, Access access, Durability durability
     // that left.
     const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE;
     sqlite3* connection = nullptr;
-    const int code = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
+    const int code = sqlite3_open_v2(path.c_str(), &connection, flags, sparing_files());
     connection_.reset(connection);
     if (connection == nullptr) throw DatabaseError("out of memory", code & 0xff);
     if (code != SQLITE_OK) fail(connection);
