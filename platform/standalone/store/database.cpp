@@ -177,7 +177,11 @@ Database::Database(const std::string& path, Access access, Durability durability
     sqlite3_busy_timeout(connection, BUSY_MILLISECONDS);
     // The journal's kind is a property of the file (schema.cpp sets it), these belong to the
     // connection.
-    if (access == Access::writing) run(durability == Durability::full ? FULL : DEFERRED);
+    if (access == Access::writing) begin_to_write(durability);
+}
+
+void Database::begin_to_write(Durability durability) {
+    run(durability == Durability::full ? FULL : DEFERRED);
 }
 
 void Database::Close::operator()(sqlite3* connection) const {
@@ -198,6 +202,10 @@ long long Database::last_insert_id() {
 
 int Database::changes() {
     return sqlite3_changes(handle());
+}
+
+long long Database::all_changes() {
+    return sqlite3_total_changes64(handle());
 }
 
 Transaction::Transaction(Database& database, Database::Access access) : database_(database) {
