@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/json_ptr.h"
@@ -41,7 +42,8 @@ public:
     std::size_t size() const { return size_; }
 
     /// All of it.
-    std::string text() const { return text_ + end_; }
+    std::string text() const& { return text_ + end_; }
+    std::string text() && { return std::move(text_ += end_); }
 
 private:
     Json(std::string_view begin, char end) : text_(begin), end_(end) {}

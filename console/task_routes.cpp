@@ -2,6 +2,7 @@
 #include "console/task_routes.h"
 
 #include <ctime>
+#include <map>
 #include <utility>
 
 #include "console/recorder_facts.h"
@@ -69,19 +70,34 @@ std::optional<Json> object_if(const std::optional<Value>& value, Json (*object_o
     return object_of(*value);
 }
 
+/// Hashes that cannot be turned round, each made once: most tasks have the password of others.
+class PasswordHashes {
+public:
+    const std::string& of(const std::string& password) {
+        std::string& hash = hashes_[password];
+        if (hash.empty()) hash = standalone::sha256_hex(password);
+        return hash;
+    }
+
+private:
+    std::map<std::string, std::string> hashes_;
+};
+
 /// Changes with the settings, so that two who change them at once notice each other. The password
-/// counts through a hash that cannot be turned round; whoever gets the digest may read it anyway.
-std::string revision_of(const TDataBackupConfig& task, const Json& settings) {
-    const std::string text = settings.text() + (task.enable ? "1" : "0");
-    return standalone::quick_digest(text + standalone::sha256_hex(task.password));
+/// counts through its hash; whoever gets the digest may read it anyway.
+std::string revision_of(const TDataBackupConfig& task, const Json& settings,
+                        PasswordHashes& passwords) {
+    std::string text = settings.text();
+    text.append(task.enable ? "1" : "0").append(passwords.of(task.password));
+    return standalone::quick_digest(text);
 }
 
-Json object_of(const TaskStatus& status) {
+Json object_of(const TaskStatus& status, PasswordHashes& passwords) {
     const TDataBackupConfig& task = status.task;
-    Json settings = settings_of(task);
+    const Json settings = settings_of(task);
     Json object = Json::object();
     object.add("id", task.taskID);
-    object.add("revision", revision_of(task, settings));
+    object.add("revision", revision_of(task, settings, passwords));
     object.add("name", task.taskName);
     object.add("enabled", task.enable);
     object.add("status", table_text(strStatus_Arr, task.status));
@@ -108,7 +124,8 @@ Json object_of(const BackupStatus& status, const Health& health) {
     object.add("problems", texts(status.problems));
     object.add("notes", texts(status.notes));
     Json tasks = Json::array();
-    for (const TaskStatus& task : status.tasks) tasks.append(object_of(task));
+    PasswordHashes passwords;
+    for (const TaskStatus& task : status.tasks) tasks.append(object_of(task, passwords));
     object.add("tasks", tasks);
     return object;
 }

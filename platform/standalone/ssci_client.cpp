@@ -30,6 +30,8 @@ template <typename Handle, auto Release>
 using Owned = std::unique_ptr<Handle, Releaser<Release>>;
 
 using EventBase = Owned<event_base, event_base_free>;
+using EventConfig = Owned<event_config, event_config_free>;
+using Event = Owned<event, event_free>;
 using Connection = Owned<evhttp_connection, evhttp_connection_free>;
 using EncodedText = Owned<char, std::free>;
 
@@ -38,6 +40,23 @@ struct Request {
     std::string target;  ///< path and query
     std::string body;
 };
+
+/// For one socket poll(2) takes the fewest system calls. The environment, which may choose another
+/// way, is asked four times otherwise, each time after four looks at who runs the program.
+EventBase new_event_base() {
+    const EventConfig config(event_config_new());
+    if (config == nullptr) return nullptr;
+    event_config_avoid_method(config.get(), "epoll");
+    event_config_set_flag(config.get(), EVENT_BASE_FLAG_IGNORE_ENV);
+    return EventBase(event_base_new_with_config(config.get()));
+}
+
+/// One for all exchanges of the thread, never taken apart when the program ends by _exit(2).
+/// @return null when there is none to be had
+event_base* own_event_base() {
+    thread_local const EventBase base = new_event_base();
+    return base.get();
+}
 
 /// What the callbacks leave behind.
 struct Outcome {
@@ -156,12 +175,17 @@ Connection open_connection(event_base* base, const char* host, int port) {
     return connection;
 }
 
+void on_deadline(evutil_socket_t, short, void* context) {
+    finish(*static_cast<Outcome*>(context), TIMED_OUT);
+}
+
 /// libevent's own time-outs start afresh with every byte; this one does not.
-int run_until(event_base* base, Outcome& outcome, long seconds) {
-    const timeval deadline{seconds, 0};
-    event_base_loopexit(base, &deadline);
-    event_base_dispatch(base);
-    return outcome.done ? outcome.result : TIMED_OUT;
+int run_until(Outcome& outcome, long seconds) {
+    const Event deadline(evtimer_new(outcome.base, on_deadline, &outcome));
+    const timeval wait{seconds, 0};
+    if (deadline == nullptr || evtimer_add(deadline.get(), &wait) != 0) return BROKEN;
+    event_base_dispatch(outcome.base);
+    return outcome.result;
 }
 
 int exchange(const char* host, int port, const Request& request, std::string& response,
@@ -169,13 +193,13 @@ int exchange(const char* host, int port, const Request& request, std::string& re
     if (host == nullptr || !is_address(host) || port < 1 || port > 65535) return BROKEN;
     if (seconds < 1 || seconds > MOST_SECONDS) seconds = MOST_SECONDS;
     const IgnoreBrokenPipe guard;
-    const EventBase base(event_base_new());
+    event_base* base = own_event_base();
     if (base == nullptr) return BROKEN;
-    Outcome outcome{.base = base.get()};
-    const Connection connection = open_connection(base.get(), host, port);
+    Outcome outcome{.base = base};
+    const Connection connection = open_connection(base, host, port);
     if (connection == nullptr || !send(connection.get(), host, port, request, outcome))
         return BROKEN;
-    const int result = run_until(base.get(), outcome, seconds);
+    const int result = run_until(outcome, seconds);
     outcome.done = true;  // freeing the connection calls back once more
     if (result == 0) response = std::move(outcome.body);
     return result;

@@ -32,6 +32,7 @@ class Counter:
         self.folder = folder
         self.program = CgiProgram(state)
         self.reply = b""
+        self.flushes = 0
 
     def count(self, method, path, body=None, built="recording_backup.cgi", tag=""):
         """(system calls, thousands of instructions) of one request."""
@@ -47,6 +48,7 @@ class Counter:
             env={**self.program.environment, **variables})
         self.reply = done.stdout
         said = log.read_text(errors="replace")
+        self.flushes = len(re.findall(r"^SYSCALL\[.*sys_f(?:data)?sync\b", said, re.M))
         instructions = re.search(r"refs: +([\d,]+)", said)[1].replace(",", "")
         return len(re.findall(r"^SYSCALL\[", said, re.M)), int(instructions) // 1000
 
@@ -104,6 +106,16 @@ def test_requests_stay_within_their_bounds(counter):
     check("GET /task, 1,000 tasks", count("GET", "/task"), unchecked)
     unchecked.remove("GET /channel, 128 channels")  # below
     assert unchecked == set(), "a bound that nothing is counted for"
+
+
+def test_a_changed_task_and_its_event_are_flushed_once_each(counter):
+    assert counter.program.create(BODY).status == 0  # the journals' names, too
+    counter.count("PUT", "/task", BODY)
+    assert counter.flushes == 2
+    counter.count("POST", "/task/1", task_body(**NEVER | {"taskName": "Back door"}))
+    assert counter.flushes == 2
+    counter.count("GET", "/task")
+    assert counter.flushes == 0
 
 
 def record_days(folder, days):

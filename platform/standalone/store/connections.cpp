@@ -2,6 +2,7 @@
 #include "platform/standalone/store/connections.h"
 
 #include <optional>
+#include <utility>
 
 #include "platform/standalone/store/state_folder.h"
 
@@ -15,36 +16,43 @@ std::optional<std::chrono::milliseconds>& longest_wait() {
     return longest;
 }
 
-/// One connection, opened anew only when the state folder has become another one.
+/// One connection, opened anew only when the state folder has become another one. Who reads first
+/// and writes then has one, too: to open another costs more than most of what is asked of it.
 struct Connection {
     std::string path;
+    Database::Access access = Database::Access::reading;
     std::optional<Database> database;
 
-    Database& at(const std::string& wanted, Database::Access access) {
+    Database& at(const std::string& wanted, Database::Access wanted_access) {
         if (!database || path != wanted) {
             database.reset();
-            database.emplace(wanted, access);
+            database.emplace(wanted, wanted_access);
             if (longest_wait()) database->limit_waiting(*longest_wait());
             path = wanted;
+            access = wanted_access;
+        }
+        if (wanted_access == Database::Access::writing && access == Database::Access::reading) {
+            database->begin_to_write(Database::Durability::full);
+            access = Database::Access::writing;
         }
         return *database;
     }
 };
 
-/// What a connection has read, and the number by which it tells others' changes since.
+/// The number by which a connection tells others' changes since, and that of its own.
+using Version = std::pair<long long, long long>;
+
+/// What a connection has read.
 struct KnownChannels {
-    long long version;
+    Version version;
     std::vector<Channel> channels;
 };
 
 struct Connections {
-    Connection config_reader;
-    std::optional<KnownChannels> channels;  // as config_reader has read them
-    Connection config_writer;
-    Connection registry_reader;
-    Connection registry_writer;
-    Connection event_reader;
-    Connection event_writer;
+    Connection config;
+    std::optional<KnownChannels> channels;  // as config has read them
+    Connection registry;
+    Connection events;
     std::optional<KeyValueStore> keys;  // released before the connection it uses
 };
 
@@ -53,11 +61,23 @@ Connections& mine() {
     return connections;
 }
 
-/// Another number when another connection has changed the database. One that reads changes nothing.
-long long version_of(Database& database) {
+Version version_of(Database& database) {
     Statement version = database.prepare("PRAGMA data_version");
     version.step();
-    return version.integer(0);
+    return {version.integer(0), database.all_changes()};
+}
+
+Database& config(Database::Access access) {
+    const std::string path = config_database_path();
+    if (mine().config.path != path) mine().channels.reset();
+    return mine().config.at(path, access);
+}
+
+Database& registry(Database::Access access) {
+    const std::string path = registry_database_path();
+    // A statement keeps a closed connection alive, so the keys' one goes first.
+    if (mine().registry.path != path) mine().keys.reset();
+    return mine().registry.at(path, access);
 }
 
 }  // namespace
@@ -67,41 +87,36 @@ void limit_waiting(std::chrono::milliseconds longest) {
 }
 
 Database& config_for_reading() {
-    const std::string path = config_database_path();
-    if (mine().config_reader.path != path) mine().channels.reset();
-    return mine().config_reader.at(path, Database::Access::reading);
+    return config(Database::Access::reading);
 }
 
 const std::vector<Channel>& config_channels() {
     Database& database = config_for_reading();
     auto& known = mine().channels;
-    const long long version = version_of(database);
+    const Version version = version_of(database);
     if (!known || known->version != version)
         known = KnownChannels{version, ChannelStore(database).list()};
     return known->channels;
 }
 
 Database& config_for_writing() {
-    return mine().config_writer.at(config_database_path(), Database::Access::writing);
+    return config(Database::Access::writing);
 }
 
 Database& registry_for_reading() {
-    const std::string path = registry_database_path();
-    // A statement keeps a closed connection alive, so the keys' one goes first.
-    if (mine().registry_reader.path != path) mine().keys.reset();
-    return mine().registry_reader.at(path, Database::Access::reading);
+    return registry(Database::Access::reading);
 }
 
 Database& registry_for_writing() {
-    return mine().registry_writer.at(registry_database_path(), Database::Access::writing);
+    return registry(Database::Access::writing);
 }
 
 Database& events_for_reading() {
-    return mine().event_reader.at(event_database_path(), Database::Access::reading);
+    return mine().events.at(event_database_path(), Database::Access::reading);
 }
 
 Database& events_for_writing() {
-    return mine().event_writer.at(event_database_path(), Database::Access::writing);
+    return mine().events.at(event_database_path(), Database::Access::writing);
 }
 
 KeyValueStore& config_keys() {

@@ -1,4 +1,5 @@
 // The connections that the platform calls of one thread share: opened when first needed, then kept.
+// There is one of each database, so a call for writing must not come while rows are being read.
 #pragma once
 
 #include <chrono>

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/standalone/store/database_files.h"
+
 namespace standalone {
 
 namespace {
@@ -171,14 +173,18 @@ Database::Database(const std::string& path, Access access, Durability durability
     // that left.
     const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE;
     sqlite3* connection = nullptr;
-    const int code = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
+    const int code = sqlite3_open_v2(path.c_str(), &connection, flags, sparing_files());
     connection_.reset(connection);
     if (connection == nullptr) throw DatabaseError("out of memory", code & 0xff);
     if (code != SQLITE_OK) fail(connection);
     sqlite3_busy_timeout(connection, BUSY_MILLISECONDS);
     // The journal's kind is a property of the file (schema.cpp sets it), these belong to the
     // connection.
-    if (access == Access::writing) run(durability == Durability::full ? FULL : DEFERRED);
+    if (access == Access::writing) begin_to_write(durability);
+}
+
+void Database::begin_to_write(Durability durability) {
+    run(durability == Durability::full ? FULL : DEFERRED);
 }
 
 void Database::Close::operator()(sqlite3* connection) const {
@@ -199,6 +205,10 @@ long long Database::last_insert_id() {
 
 int Database::changes() {
     return sqlite3_changes(handle());
+}
+
+long long Database::all_changes() {
+    return sqlite3_total_changes64(handle());
 }
 
 Transaction::Transaction(Database& database, Database::Access access) : database_(database) {

@@ -72,12 +72,17 @@ public:
     /// @param durability has no meaning for one that reads
     /// @throws DatabaseError
     Database(const std::string& path, Access access, Durability durability = Durability::full);
+    /// Makes a connection that reads one that writes; outside of transactions.
+    /// @throws DatabaseError
+    void begin_to_write(Durability durability);
     Statement prepare(std::string_view sql);
     /// Runs one or more statements without results.
     void run(const char* sql);
     long long last_insert_id();
     /// Rows that the last statement changed.
     int changes();
+    /// Rows that this connection has changed since it was opened.
+    long long all_changes();
     /// From now on the waits of all calls within a second add up to `longest` and no more: for a
     /// thread that must answer others meanwhile. A call that comes when they are used up does not
     /// wait at all. Time in which the machine let this thread do nothing hardly counts.

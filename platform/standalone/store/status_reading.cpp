@@ -3,6 +3,7 @@
 
 #include <ctime>
 #include <map>
+#include <utility>
 
 #include "platform/daemon_messages.h"
 #include "platform/service_addresses.h"
@@ -42,8 +43,10 @@ std::vector<Channel> cameras(Database& config) {
 /// With their places in the queue.
 std::vector<TaskStatus> stored_tasks(Database& config) {
     TaskStore store(config);
+    auto list = store.list();
     std::vector<TaskStatus> tasks;
-    for (auto& task : store.list()) tasks.emplace_back().task = task;
+    tasks.reserve(list.size());
+    for (auto& task : list) tasks.emplace_back().task = std::move(task);
     const auto queue = store.queue();
     for (std::size_t place = 0; place < queue.size(); ++place)
         for (TaskStatus& task : tasks)

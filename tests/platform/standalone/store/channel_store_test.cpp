@@ -100,7 +100,7 @@ TEST_F(ChannelStoreTest, ChannelsThatAreKeptAreThoseOfNow) {
     ASSERT_TRUE(channels_.remove(7));
     EXPECT_TRUE(config_channels().at(0).removed);
     ASSERT_TRUE(ChannelStore(config_for_writing()).add(channel(7, "g")));
-    EXPECT_FALSE(config_channels().at(0).removed) << "changed by a connection of this thread";
+    EXPECT_FALSE(config_channels().at(0).removed) << "changed by this thread's connection";
     {
         const TemporaryState other;
         EXPECT_EQ(config_channels().size(), 0U);

@@ -66,6 +66,14 @@ TEST_F(DatabaseTest, WritersLookAfterForeignKeys) {
     }
 }
 
+TEST_F(DatabaseTest, ReaderThatBeginsToWriteIsLikeAWriter) {
+    Database database(path_, Access::reading);
+    EXPECT_EQ(ask(database, "SELECT count(*) FROM parent"), 0);
+    database.begin_to_write(Durability::full);
+    EXPECT_EQ(ask(database, "PRAGMA synchronous"), EXTRA);
+    EXPECT_THROW(database.run("INSERT INTO child (parent) VALUES (2)"), DatabaseError);
+}
+
 TEST_F(DatabaseTest, EveryConnectionWaitsFiveSecondsForAnother) {
     Database reader(path_, Access::reading);
     Database writer(path_, Access::writing);
