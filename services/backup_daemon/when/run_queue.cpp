@@ -217,12 +217,21 @@ bool RunQueue::write_row(const std::string& complaint, const std::function<void(
 }
 
 /// A run that may go beside others passes one that has to wait until nothing runs. What cannot be
-/// begun now is looked at again: whoever has asked for something else has got it.
+/// begun now is looked at again: whoever has asked for something else has got it. This comes with
+/// everything that happens to a task, and thousands may wait: while as many run as may, it reads
+/// none of them.
 void RunQueue::dispatch() {
     if (!close_rows() || !runner_.can_begin()) return;
     try {
-        for (const auto& place : store_.queue())
-            if (has_room_for(place)) let_begin(place);
+        const int limit = std::max(limit_(), 1);
+        int runs = count_runs();
+        if (runs >= limit) return;
+        for (const auto& place : store_.queue()) {
+            if (runs != 0 && !place.parallel) continue;
+            let_begin(place);
+            runs = count_runs();
+            if (runs >= limit) return;
+        }
     } catch (const standalone::DatabaseError& error) {
         complaints_.print(std::string("no task can be begun: ") + error.what());
     }
@@ -252,10 +261,10 @@ void RunQueue::open_row(const Happening& happening) {
                   now_());
 }
 
-bool RunQueue::has_room_for(const standalone::QueuePlace& place) const {
+int RunQueue::count_runs() const {
     const auto runs = std::count_if(stages_.begin(), stages_.end(),
                                     [](const auto& task) { return has_run(task.second); });
-    return runs == 0 || (place.parallel && runs < limit_());
+    return static_cast<int>(runs);
 }
 
 const std::optional<Step>& RunQueue::step_of(const Happening& happening) const {

@@ -106,7 +106,7 @@ private:
     bool write_row(const std::string& complaint, const std::function<void()>& write);
     void close_left_open(const std::set<std::string>& places);
     RunEnd end_in_last_life(const OpenRun& run, bool has_place);
-    bool has_room_for(const standalone::QueuePlace& place) const;
+    int count_runs() const;
     std::vector<Happening> make_way_for(const std::string& task_id, const std::string& why) const;
     RunEnd row_end_of(const std::string& task_id, const RunEnd& end);
 

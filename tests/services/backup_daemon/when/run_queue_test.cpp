@@ -166,6 +166,18 @@ TEST_F(RunQueueTest, LimitIsAskedAfreshAtEachLook) {
     EXPECT_EQ(runner.said.back(), "begin 4");
 }
 
+TEST_F(RunQueueTest, LimitIsAskedOnceALookHoweverManyWait) {
+    int asked = 0;
+    NotingRunner runs;
+    services::RunQueue counted{store, history, runs, [&] { return ++asked, limit; },
+                               [this] { return now; }};
+    for (const char* task_id : {"1", "2", "3", "4"}) counted.start({task_id, false, true});
+    ASSERT_EQ(counted.waiting(), (Words{"3", "4"}));
+    asked = 0;
+    counted.look();
+    EXPECT_EQ(asked, 1);
+}
+
 TEST_F(RunQueueTest, RunThatIsBeingStoppedStillCountsAgainstTheLimit) {
     start("1");
     start("2", false, true);
