@@ -8,7 +8,7 @@ from datetime import date, timedelta
 import pytest
 
 from cgi_program import CgiProgram, cgi_variables
-from places import PROGRAMS, SOURCE, STATE
+from places import PROGRAMS, SOURCE
 from sample_task import NEVER, task_body
 from service_process import running
 from waiting import SECONDS
@@ -28,10 +28,11 @@ BOUNDS = {name: (int(calls), int(kilo.replace(",", "")))
 class Counter:
     """Runs requests where every instruction and every system call is counted."""
 
-    def __init__(self, folder, state=STATE):
+    def __init__(self, folder):
         self.folder = folder
-        self.program = CgiProgram(state)
+        self.program = CgiProgram(folder / "state")
         self.reply = b""
+        self.flushes = 0
 
     def count(self, method, path, body=None, built="recording_backup.cgi", tag=""):
         """(system calls, thousands of instructions) of one request."""
@@ -47,6 +48,7 @@ class Counter:
             env={**self.program.environment, **variables})
         self.reply = done.stdout
         said = log.read_text(errors="replace")
+        self.flushes = len(re.findall(r"^SYSCALL\[.*sys_f(?:data)?sync\b", said, re.M))
         instructions = re.search(r"refs: +([\d,]+)", said)[1].replace(",", "")
         return len(re.findall(r"^SYSCALL\[", said, re.M)), int(instructions) // 1000
 
@@ -106,6 +108,16 @@ def test_requests_stay_within_their_bounds(counter):
     assert unchecked == set(), "a bound that nothing is counted for"
 
 
+def test_a_changed_task_and_its_event_are_flushed_once_each(counter):
+    assert counter.program.create(BODY).status == 0  # the journals' names, too
+    counter.count("PUT", "/task", BODY)
+    assert counter.flushes == 2
+    counter.count("POST", "/task/1", task_body(**NEVER | {"taskName": "Back door"}))
+    assert counter.flushes == 2
+    counter.count("GET", "/task")
+    assert counter.flushes == 0
+
+
 def record_days(folder, days):
     """Gives every channel those of the last days that it does not have."""
     for channel in range(CHANNELS):
@@ -124,7 +136,7 @@ def count_channels(counter, days):
 
 
 def test_the_list_of_channels_costs_the_same_however_many_days_are_recorded(tmp_path):
-    counter = Counter(tmp_path, tmp_path / "state")
+    counter = Counter(tmp_path)
     for index in range(CHANNELS):
         (counter.folder / str(index)).mkdir()
         counter.program.add_channel(index, f"Camera {index}", counter.folder / str(index))
