@@ -8,7 +8,7 @@ from datetime import date, timedelta
 import pytest
 
 from cgi_program import CgiProgram, cgi_variables
-from places import PROGRAMS, SOURCE, STATE
+from places import PROGRAMS, SOURCE
 from sample_task import NEVER, task_body
 from service_process import running
 from waiting import SECONDS
@@ -28,9 +28,9 @@ BOUNDS = {name: (int(calls), int(kilo.replace(",", "")))
 class Counter:
     """Runs requests where every instruction and every system call is counted."""
 
-    def __init__(self, folder, state=STATE):
+    def __init__(self, folder):
         self.folder = folder
-        self.program = CgiProgram(state)
+        self.program = CgiProgram(folder / "state")
         self.reply = b""
         self.flushes = 0
 
@@ -136,7 +136,7 @@ def count_channels(counter, days):
 
 
 def test_the_list_of_channels_costs_the_same_however_many_days_are_recorded(tmp_path):
-    counter = Counter(tmp_path, tmp_path / "state")
+    counter = Counter(tmp_path)
     for index in range(CHANNELS):
         (counter.folder / str(index)).mkdir()
         counter.program.add_channel(index, f"Camera {index}", counter.folder / str(index))
