@@ -14,7 +14,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The daemon gives each attempt a minute.
+// The daemon gives a test a minute.
 constexpr std::chrono::seconds LONGEST_TEST(70);
 constexpr std::chrono::milliseconds BETWEEN_LOOKS(200);
 

@@ -1,5 +1,5 @@
 // A task made, changed or duplicated: step by step, up to the sentence that says it all.
-import { act, words } from "./api";
+import { words } from "./api";
 import { CameraPart } from "./camera_part";
 import { announce, choose } from "./dialogs";
 import { make, say, show } from "./dom";
@@ -9,8 +9,9 @@ import { fieldOf } from "./refusals";
 import { SchedulePart } from "./schedule_part";
 import { ServerPart } from "./server_part";
 import { SharePart } from "./share_part";
-import { known, onChange, refresh } from "./state";
+import { known, onChange } from "./state";
 import { Steps, type Step } from "./steps";
+import { TaskSaving } from "./task_saving";
 import { locale, t } from "./texts";
 import type { Task, TaskBody } from "./wire";
 
@@ -37,7 +38,7 @@ export class TaskForm extends HTMLElement {
   private schedule!: SchedulePart;
   private keeping!: KeepingPart;
   private steps!: Steps;
-  private revision = "";
+  private saving!: TaskSaving;
   /** Whether something is filled in that is stored nowhere. */
   unsaved = false;
 
@@ -71,7 +72,7 @@ export class TaskForm extends HTMLElement {
     if (this.mode !== "edit" || !known) return;
     const task = this.current();
     if (!task) say(this.news, t.taskGone);
-    else say(this.news, task.revision === this.revision ? "" : t.changedElsewhereText);
+    else say(this.news, this.saving.isForeign(task) ? t.changedElsewhereText : "");
   }
 
   private current(): Task | undefined {
@@ -82,14 +83,14 @@ export class TaskForm extends HTMLElement {
     const settings = task?.settings ?? null;
     const name = settings && this.mode === "duplicate" ? t.copyOf(settings.taskName)
       : settings?.taskName ?? "";
-    this.revision = task?.revision ?? "";
+    this.saving = new TaskSaving(this.mode === "edit" ? task : null);
     this.name = make("input", { name: "name", required: true, value: name });
     this.server = new ServerPart(settings, this.taskId, (shares) => this.share.offer(shares));
     this.share = new SharePart(settings, this.server);
     this.cameras = new CameraPart(settings);
     this.schedule = new SchedulePart(settings);
     this.keeping = new KeepingPart(settings);
-    this.steps = new Steps(this.stepsOf(task), `#/${ADDRESSES[this.mode]}`
+    this.steps = new Steps(this.stepsOf(), `#/${ADDRESSES[this.mode]}`
       + (this.taskId && `/${this.taskId}`), (first, last) => this.showButtons(first, last));
     this.append(this.form());
     // What is filled in has no gaps before the step that an address names.
@@ -98,8 +99,7 @@ export class TaskForm extends HTMLElement {
     this.tell();
   }
 
-  private stepsOf(task: Task | null): Step[] {
-    const staysOff = task?.enabled === false && this.mode === "edit";
+  private stepsOf(): Step[] {
     return [
       { name: "server", title: t.steps.server, content: [
         field(t.taskName, this.name, { check: storable }), ...this.server.content] },
@@ -109,7 +109,7 @@ export class TaskForm extends HTMLElement {
       { name: "schedule", title: t.steps.schedule, content: this.schedule.content },
       { name: "keeping", title: t.steps.keeping, content: this.keeping.content },
       { name: "review", title: t.steps.review, content: [this.sentence,
-        ...(staysOff ? [make("p", {}, t.staysOff)] : []), tick(t.startNow, this.now)] },
+        ...(this.saving.staysOff ? [make("p", {}, t.staysOff)] : []), tick(t.startNow, this.now)] },
     ];
   }
 
@@ -205,17 +205,9 @@ export class TaskForm extends HTMLElement {
 
   /** True when it is done; false when somebody thought better of it. */
   private async store(): Promise<boolean> {
-    if (this.mode !== "edit") {
-      await act("PUT", "task", await this.body());
-      return true;
-    }
-    await refresh();
-    const task = this.current();
-    if (!task) throw new Error(t.taskGone);
-    if (task.revision !== this.revision && !(await this.overwrite())) return false;
-    await act("POST", `task/${this.taskId}`, await this.body());
-    // Any change switches a task on.
-    if (!task.enabled) await act("POST", `task/${this.taskId}/is_enable`, { is_enable: false });
+    const task = await this.saving.stored();
+    if (task && this.saving.isForeign(task) && !(await this.overwrite())) return false;
+    await this.saving.send(await this.body(), task?.id ?? "");
     return true;
   }
 

@@ -164,6 +164,14 @@ export const german: Texts = {
   save: "Speichern",
   saved: (name) => `${name} ist gespeichert`,
   formKept: "Was Sie ausgefüllt haben, ist noch hier.",
+  mayBeMade: "Die Aufgabe ist vielleicht trotzdem angelegt. Speichern Sie noch einmal: Sie wird"
+    + " nicht zweimal angelegt.",
+  mayBeSaved: "Es ist vielleicht trotzdem gespeichert.",
+  mayBeSavedAndOn: "Es ist vielleicht trotzdem gespeichert und die Aufgabe eingeschaltet. Speichern"
+    + " Sie noch einmal, damit sie ausgeschaltet wird.",
+  savedButOn: (why: string): string =>
+    "Es ist gespeichert, aber das Ausschalten der Aufgabe ist gescheitert, und sie ist jetzt"
+    + ` vielleicht eingeschaltet. ${why} Speichern Sie noch einmal, damit sie ausgeschaltet wird.`,
   taskGone: "Diese Aufgabe gibt es nicht mehr.",
   toTasks: "Zu den Aufgaben",
   taskName: "Name der Aufgabe",

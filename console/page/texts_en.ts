@@ -161,6 +161,13 @@ export const english = {
   save: "Save",
   saved: (name: string): string => `${name} is saved`,
   formKept: "Whatever you have filled in is still here.",
+  mayBeMade: "The task may have been made all the same. Save again: it is not made twice.",
+  mayBeSaved: "It may be saved all the same.",
+  mayBeSavedAndOn: "It may be saved all the same, and the task switched on. Save again to have it"
+    + " switched off.",
+  savedButOn: (why: string): string =>
+    `It is saved, but switching the task off has failed, and it may be on now. ${why} Save again`
+    + " to have it switched off.",
   taskGone: "This task does not exist any more.",
   toTasks: "To the tasks",
   taskName: "Name of the task",

@@ -226,7 +226,7 @@ void note_in_memory(const services::AlertTrial& trial) {
 
 void send_test_alerts(const std::string& way) {
     const std::string recorder = services::recorder_name(identity());
-    services::AlertTrial trial(way, recorder);
+    services::AlertTrial trial(services::test_alerts(way, recorder));
     trial.finish();
     for (const auto& [receiver, result] : trial.receivers())
         std::printf("%s\t%s\t%s\t%s\n", std::string(way_text(receiver.way)).c_str(),

@@ -40,7 +40,7 @@ HttpReply AlertTests::begin() {
     look();
     if (trial_ && !trial_->is_over()) throw HttpError(CONFLICT, "A test goes on.");
     if (alert_receivers().empty()) throw HttpError(UNPROCESSABLE, "Nobody is to get alerts.");
-    trial_.emplace("all", recorder_);
+    trial_.emplace(test_alerts("all", recorder_));
     is_noted_ = false;
     return json_reply(new_reply(++number_));
 }

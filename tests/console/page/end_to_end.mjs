@@ -207,6 +207,29 @@ const scenes = {
     await theirs.row("Theirs").getByText(/Every night at 04:45/).waitFor();
   },
 
+  /** A new task whose answer is lost on the way is known again in what the recorder tells. */
+  async lostAnswer() {
+    const one = await signedIn("#/new");
+    await fillServer(one, "Night copies");
+    await fillOtherSteps(one);
+    await one.step("Cameras");
+    await one.page.getByLabel("Days to copy").selectOption("BackupByTimeRange");
+    await field(one, "From").fill("2026-11-01");
+    await field(one, "To").fill("2026-11-02");
+    await one.step("Review");
+    let lost = false;
+    await one.page.route("**/task", async (route) => {
+      if (lost) return route.fallback();
+      lost = true;
+      await route.fetch();
+      return route.abort();
+    });
+    await press(one, "Save");
+    await one.page.getByText("Save again: it is not made twice.").waitFor();
+    await save(one);
+    await one.row("Night copies").waitFor();
+  },
+
   /** Two tasks over a slow line: beside each other, in turn, stopped, switched, deleted. */
   async manyHands() {
     const one = await signedIn();

@@ -387,7 +387,8 @@ class Wire(BaseHTTPRequestHandler):
         return self.done()
 
     def enable(self, identifier):
-        self.state.task(identifier)["enabled"] = self.body["is_enable"]
+        task = self.state.task(identifier)
+        task.update(enabled=self.body["is_enable"], revision=str(int(task["revision"]) + 1))
         return self.done()
 
     def delete(self, identifier):

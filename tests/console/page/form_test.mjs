@@ -9,6 +9,20 @@ const press = (name) => (one) => one.page.getByRole("button", { name, exact: tru
 const save = press("Save");
 const next = press("Next");
 const sent = async (one) => (await one.tell()).requests;
+/** Has the first request that saves something there meet this. */
+async function meet(one, path, what) {
+  let met = false;
+  await one.page.route(path, (route) => {
+    if (met || route.request().method() === "GET") return route.fallback();
+    met = true;
+    return what(route);
+  });
+}
+const lost = (route) => route.abort();
+const answerLost = async (route) => {
+  await route.fetch();
+  await route.abort();
+};
 const invalid = (one) => one.page.locator("[aria-invalid=true]").evaluateAll((inputs) =>
   inputs.map(({ name }) => name));
 
@@ -110,6 +124,48 @@ test("a changed task keeps its password and stays switched off", async () => {
   await one.close();
 });
 
+test("a task whose switching off was lost is switched off by saving again", async () => {
+  const one = await Console.open();
+  await one.goSignedIn("#/edit/3");
+  await field(one, "Name of the task").fill("Back yard");
+  await meet(one, "**/task/3/is_enable", lost);
+  await save(one);
+  await one.page.getByText("It is saved, but switching the task off has failed").waitFor();
+  assert.equal((await one.tell()).tasks[2].enabled, true);
+  await one.poll();
+  assert.equal(await one.page.getByText("the task was changed").count(), 0);
+  await save(one);
+  await one.row("Back yard").getByText("Switched off").waitFor();
+  assert.equal((await one.tell()).tasks[2].enabled, false);
+  await one.close();
+});
+
+test("a task that was saved without an answer is nobody else's change, and stays off", async () => {
+  const one = await Console.open();
+  await one.goSignedIn("#/edit/3");
+  await field(one, "Name of the task").fill("Back yard");
+  await meet(one, "**/task/3", answerLost);
+  await save(one);
+  await one.page.getByText("It may be saved all the same, and the task switched on.").waitFor();
+  await field(one, "Name of the task").fill("Back garden");
+  await save(one);
+  await one.row("Back garden").getByText("Switched off").waitFor();
+  await one.close();
+});
+
+test("a task that is stored with a failure stays switched off, too", async () => {
+  const one = await Console.open();
+  await one.goSignedIn("#/edit/3");
+  await meet(one, "**/task/3", async (route) => {
+    await route.fetch();
+    await route.fulfill({ json: { ret_code: 0x950a0022, mesg: "" } });
+  });
+  await save(one);
+  await one.page.getByText("What was to be stored is stored").waitFor();
+  assert.equal((await one.tell()).tasks[2].enabled, false);
+  await one.close();
+});
+
 test("what the form does not take is not replaced in silence", async () => {
   const one = await Console.open();
   const { tasks } = await one.tell();
@@ -167,6 +223,38 @@ test("a duplicate is a new task that takes the password along", async () => {
   await one.row("Front door (copy)").waitFor();
   const [[method, path, body]] = await sent(one);
   assert.deepEqual([method, path, body.password], ["PUT", "task", "stored"]);
+  await one.close();
+});
+
+test("a new task whose answer was lost is not made twice", async () => {
+  const one = await Console.open();
+  await one.goSignedIn("#/duplicate/1");
+  await meet(one, "**/task", answerLost);
+  await save(one);
+  await one.page.getByText("The task may have been made all the same.").waitFor();
+  await field(one, "Name of the task").fill("Back door");
+  await save(one);
+  await one.row("Back door").waitFor();
+  const { tasks, requests } = await one.tell();
+  assert.deepEqual(tasks.map(({ name }) => name),
+    ["Front door", "Car park", "Yard", "Gate", "Back door"]);
+  assert.deepEqual(requests.map(([method, path]) => [method, path]),
+    [["PUT", "task"], ["POST", "task/5"]]);
+  await one.close();
+});
+
+test("a new task that did not arrive is made by saving again, beside one like it", async () => {
+  const one = await Console.open();
+  await one.goSignedIn("#/duplicate/1");
+  await save(one);
+  await one.row("Front door (copy)").waitFor();
+  await one.page.evaluate(() => (location.hash = "#/duplicate/1"));
+  await meet(one, "**/task", lost);
+  await save(one);
+  await one.page.getByText("The task may have been made all the same.").waitFor();
+  await save(one);
+  await one.row("Front door (copy)").nth(1).waitFor();
+  assert.equal((await one.tell()).tasks.length, 6);
   await one.close();
 });
 

@@ -120,6 +120,13 @@ def test_of_two_administrators_neither_overwrites_the_other_in_silence(house):
     assert (after["taskName"], after["scheduleHour"], after["scheduleMin"]) == ("Theirs", 4, 45)
 
 
+def test_a_new_task_whose_answer_was_lost_is_made_once(house):
+    with scene("lostAnswer", house):
+        pass
+    task, = house.recorder.stored_tasks()
+    assert (task["taskName"], task["backupEndDay"]) == ("Night copies", "2026-11-02")
+
+
 @pytest.fixture
 def mounting(house):
     """Server tests find the house's server whether or not this kernel can mount its shares."""

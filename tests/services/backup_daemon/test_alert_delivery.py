@@ -1,5 +1,6 @@
 """How alerts get to people and programs, whatever their servers do: over a real mail server and a
 real HTTP server."""
+import asyncio
 import email.utils
 import hashlib
 import hmac
@@ -112,6 +113,26 @@ def test_a_test_alert_tells_for_each_receiver_that_it_has_arrived(recorder):
             ["web_hook", "", "arrived", ""]]
         assert recorder.arrives("web_hook") == [["web_hook", "", "arrived", ""]]
     assert (len(mails.mails), len(hook.requests)) == (2, 2)
+
+
+class BusyMailServer(MailServer):
+    """Takes its time for each mail, and counts how many it gets at once."""
+
+    now = most = 0
+
+    async def handle_DATA(self, *mail):
+        self.now += 1
+        self.most = max(self.most, self.now)
+        await asyncio.sleep(0.2)
+        self.now -= 1
+        return await super().handle_DATA(*mail)
+
+
+def test_a_test_alert_goes_out_one_mail_at_a_time_as_alerts_do(recorder):
+    recorder.mail_by_server(mail_to=", ".join(f"a{number}@example.org" for number in range(5)))
+    with BusyMailServer() as server:
+        recorder.arrives()
+    assert (len(server.mails), server.most) == (5, 1)
 
 
 def test_a_test_alert_without_any_way_is_refused(recorder):
