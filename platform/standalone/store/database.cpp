@@ -117,8 +117,8 @@ double Statement::real(int column) {
 }
 
 std::string_view Statement::view(int column) {
-    // The column is looked for once. SQLite warns that such a value may be used by one thread alone,
-    // as a whole connection of ours is.
+    // The column is looked for once. SQLite warns that such a value may be used by one thread
+    // alone, as a whole connection of ours is.
     sqlite3_value* value = sqlite3_column_value(statement_.get(), column);
     const auto* data = reinterpret_cast<const char*>(sqlite3_value_text(value));
     if (data == nullptr) return {};
@@ -199,6 +199,10 @@ long long Database::last_insert_id() {
 
 int Database::changes() {
     return sqlite3_changes(handle());
+}
+
+void Database::release_pages() {
+    sqlite3_db_release_memory(handle());
 }
 
 Transaction::Transaction(Database& database, Database::Access access) : database_(database) {
