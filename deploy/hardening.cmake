@@ -7,8 +7,8 @@
 include(CheckCXXCompilerFlag)
 
 # Code for programs that lie anywhere in memory, as Debian's compilers link them by themselves; the
-# static one needs a word more (-static-pie, cgi/CMakeLists.txt). -fPIC, for libraries that others
-# are linked with later, would keep functions from being inlined.
+# static one needs a word more (-static-pie, deploy/quick_start.cmake). -fPIC, for libraries that
+# others are linked with later, would keep functions from being inlined.
 add_compile_options(-fPIE -fstack-protector-strong -fstack-clash-protection)
 add_link_options(-Wl,-z,relro -Wl,-z,now)
 check_cxx_compiler_flag(-fcf-protection HAS_CF_PROTECTION) # x86 alone

@@ -17,6 +17,7 @@
 
 namespace {
 
+constexpr std::size_t USUAL_LINE = 512;
 constexpr std::size_t LONGEST_LINE = 64 * 1024;
 constexpr std::string_view CUT_MARK = "...\n";
 
@@ -34,13 +35,26 @@ std::string debug_line(std::string_view text) {
     return standalone::one_line(text.substr(0, end)).append(text.substr(end));
 }
 
-std::string format_line(const char* format, va_list arguments) {
-    std::array<char, LONGEST_LINE + 1> buffer;
+/// The formatted text, no further than one byte behind the longest line. Most are short: a buffer
+/// for the longest would have sixteen pages of the stack touched for each.
+std::string formatted(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    std::array<char, USUAL_LINE> buffer;
     const int wanted = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
-    if (wanted < 0) return "";
-    const auto length = static_cast<std::size_t>(wanted);
-    std::string line = debug_line({buffer.data(), std::min(length, LONGEST_LINE)});
-    if (length <= LONGEST_LINE && line.size() <= LONGEST_LINE) return line;
+    std::string text(std::clamp<long>(wanted, 0, LONGEST_LINE + 1), '\0');
+    if (text.size() < buffer.size())
+        text.assign(buffer.data(), text.size());
+    else
+        std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+std::string format_line(const char* format, va_list arguments) {
+    const std::string text = formatted(format, arguments);
+    std::string line = debug_line(std::string_view(text).substr(0, LONGEST_LINE));
+    if (text.size() <= LONGEST_LINE && line.size() <= LONGEST_LINE) return line;
     line.resize(LONGEST_LINE - CUT_MARK.size());
     return line.append(CUT_MARK);
 }

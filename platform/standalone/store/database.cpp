@@ -119,8 +119,8 @@ double Statement::real(int column) {
 }
 
 std::string_view Statement::view(int column) {
-    // The column is looked for once. SQLite warns that such a value may be used by one thread alone,
-    // as a whole connection of ours is.
+    // The column is looked for once. SQLite warns that such a value may be used by one thread
+    // alone, as a whole connection of ours is.
     sqlite3_value* value = sqlite3_column_value(statement_.get(), column);
     const auto* data = reinterpret_cast<const char*>(sqlite3_value_text(value));
     if (data == nullptr) return {};
@@ -209,6 +209,10 @@ int Database::changes() {
 
 long long Database::all_changes() {
     return sqlite3_total_changes64(handle());
+}
+
+void Database::release_pages() {
+    sqlite3_db_release_memory(handle());
 }
 
 Transaction::Transaction(Database& database, Database::Access access) : database_(database) {

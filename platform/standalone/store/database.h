@@ -83,6 +83,8 @@ public:
     int changes();
     /// Rows that this connection has changed since it was opened.
     long long all_changes();
+    /// Gives back the memory of pages that were read: for one who has taken what there was to take.
+    void release_pages();
     /// From now on the waits of all calls within a second add up to `longest` and no more: for a
     /// thread that must answer others meanwhile. A call that comes when they are used up does not
     /// wait at all. Time in which the machine let this thread do nothing hardly counts.

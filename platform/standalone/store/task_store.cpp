@@ -56,8 +56,8 @@ void store(Statement& statement, int parameter, const std::string& value) {
     statement.bind(parameter, value);
 }
 
-/// Reads tasks for load_record(). The table's last column is asked for first, though nobody looks at
-/// it there: SQLite then finds the places of a record's columns all at once.
+/// Reads tasks for load_record(). The table's last column is asked for first, though nobody looks
+/// at it there: SQLite then finds the places of a record's columns all at once.
 std::string select_tasks(const char* which) {
     return "SELECT endTime,taskID," + columns() + " FROM task " + which;
 }
@@ -146,6 +146,7 @@ std::list<TDataBackupConfig> TaskStore::list() {
     std::list<TDataBackupConfig> tasks;
     Statement row = database_.prepare(select_tasks("ORDER BY taskID"));
     while (row.step()) load_record(row, tasks.emplace_back());
+    database_.release_pages();  // whoever prints a long list needs room
     return tasks;
 }
 
