@@ -97,17 +97,27 @@ export class AlertsPart {
       tick(t.removeSecrets[key], this.removals[key]));
   }
 
-  private fill(settings: AlertSetting[]): void {
+  /** What stands in the fields and boxes. */
+  private filled(): Map<Node, string | boolean> {
+    return new Map<Node, string | boolean>([
+      ...this.all().map(([, input]) => [input, input.value] as const),
+      ...Object.values(this.removals).map((removal) => [removal, removal.checked] as const)]);
+  }
+
+  /** What has changed since `sent` stood there is yet to be saved, and stays. */
+  private fill(settings: AlertSetting[], sent = this.filled()): void {
     this.stored = new Map(settings.map((setting) => [setting.key, setting]));
     for (const [key, input] of this.all()) {
+      if (input.value !== sent.get(input)) continue;
       const { value = null, valid = true, default: otherwise = "" } = this.stored.get(key) ?? {};
       input.value = value ?? otherwise;
       input.dispatchEvent(new Event("input"));
       if (!valid) input.dispatchEvent(new CustomEvent("refused", { detail: t.notTaken }));
     }
     for (const [key, removal] of Object.entries(this.removals)) {
-      removal.checked = false;
-      show(removal.parentElement!, this.stored.get(key as Key)?.set ?? false);
+      const isSet = this.stored.get(key as Key)?.set ?? false;
+      removal.checked &&= isSet && !sent.get(removal);
+      show(removal.parentElement!, isSet);
     }
     list(this.machine, settings.filter(({ changeable }) => !changeable), ({ key }) => key,
       ({ key }) => make("div", {}, make("dt", {}, key), make("dd", { dir: "auto" })),
@@ -149,8 +159,9 @@ export class AlertsPart {
     if (bad) return false;
     const body = this.changes();
     if (Object.keys(body).length > 0) {
+      const sent = this.filled();
       const { settings } = await ask<Alerts>("PATCH", "alerts", { body });
-      this.fill(settings);
+      this.fill(settings, sent);
     }
     this.tell(said, "good");
     return true;
@@ -159,7 +170,8 @@ export class AlertsPart {
   /** Of what is stored: whoever tests means what stands in the form. */
   private async test(): Promise<void> {
     if (!(await this.save(""))) return;
-    const to = [this.texts.mail_to.value, this.texts.web_hook.value && t.webHook].filter(Boolean);
+    const to = [this.stored.get("mail_to")?.value, this.stored.get("web_hook")?.value && t.webHook]
+      .filter(Boolean);
     this.tell(t.testingAlerts(to.join(", ")), "busy");
     const { receivers } = await ask<AlertTest>("POST", "alerts/test", { patience: PATIENCE });
     const failed = receivers.filter(({ arrived }) => !arrived).length;

@@ -51,14 +51,18 @@ export function calendar(guid: string, camera: string): HTMLElement {
     month = neighbour(month, step);
     const mine = month;
     say(title, `${camera}, ${monthName(month)}`);
+    say(trouble, t.loading);
+    body.replaceChildren(...weeks(month, []));
+    body.classList.add("unknown");
     try {
       const path = `channel/${encodeURIComponent(guid)}/days?month=${month}`;
       const reply = await ask<Days>("GET", path);
       if (mine !== month) return;
       say(trouble, reply.days.length ? "" : t.nothingInMonth);
       body.replaceChildren(...weeks(month, reply.days));
+      body.classList.remove("unknown");
     } catch (error) {
-      say(trouble, words(error));
+      if (mine === month) say(trouble, words(error));
     }
   }
   void turn(0);

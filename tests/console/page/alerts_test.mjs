@@ -39,6 +39,35 @@ test("only what was changed is saved, and an emptied field is unset", async () =
   await one.close();
 });
 
+test("what is typed while it is saved stays, and is still to be saved", async () => {
+  const one = await opened();
+  let answer;
+  const held = new Promise((done) => (answer = done));
+  await one.page.route("**/alerts", async (route) => {
+    await held;
+    await route.continue();
+  });
+  await field(one, "Mail to").fill("new@example.org");
+  await field(one, "Its password").fill("secret");
+  const saving = one.page.waitForRequest((request) => request.method() === "PATCH");
+  await one.page.getByRole("button", { name: "Save", exact: true }).click();
+  await saving;
+  await field(one, "Mail server").fill("mail.example.org");
+  await field(one, "Its password").fill("secret too");
+  answer();
+  await one.page.getByText("Saved.").waitFor();
+  assert.equal(await field(one, "Mail server").inputValue(), "mail.example.org");
+  assert.equal(await field(one, "Mail to").inputValue(), "new@example.org");
+  assert.equal(await field(one, "Its password").inputValue(), "secret too");
+  await one.page.getByRole("button", { name: "Save", exact: true }).click();
+  await one.page.waitForFunction(() =>
+    document.querySelector("[name=mail_password]").value === "");
+  assert.deepEqual((await acts(one)).map(([, , body]) => body), [
+    { mail_to: "new@example.org", mail_password: "secret" },
+    { smtp_server: "mail.example.org", mail_password: "secret too" }]);
+  await one.close();
+});
+
 test("whoever leaves settings that are not saved is asked, and may stay", async () => {
   const one = await opened();
   const log = one.page.getByRole("navigation").first().getByRole("link", { name: "Log" });

@@ -90,6 +90,41 @@ test("the recorder's screen tells what is wrong, and of whom", async () => {
   await one.close();
 });
 
+test("a calendar shows a month's days and troubles under its own name alone", async () => {
+  const one = await Console.open();
+  await one.goSignedIn("#/edit/1?step=cameras");
+  await one.page.getByText("Days", { exact: true }).first().click();
+  const caption = one.page.locator("caption");
+  const marked = one.page.locator(".calendar td.recordings");
+  const trouble = one.page.locator(".calendar").getByText("The recorder does not answer.");
+  await marked.first().waitFor();
+  const held = [];
+  await one.page.route("**/days?*", (route) => held.push(route));
+  const turned = async (name, month) => {
+    const asked = one.page.waitForRequest(/days\?/);
+    await one.page.getByRole("button", { name }).click();
+    await asked;
+    await caption.filter({ hasText: month }).waitFor();
+  };
+  await turned("Month before", "October 2026");
+  assert.equal(await marked.count(), 0);
+  await turned("Month before", "September 2026");
+  const [october, september] = held;
+  await september.continue();
+  await marked.first().waitFor();
+  const lost = one.page.waitForEvent("requestfailed");
+  await october.abort();
+  await lost;
+  await one.poll();
+  assert.equal(await trouble.count(), 0);
+  await turned("Month before", "August 2026");
+  await held[2].abort();
+  await trouble.waitFor();
+  await turned("Month after", "September 2026");
+  assert.equal(await trouble.count(), 0);
+  await one.close();
+});
+
 test("a German browser reads German, and everybody may choose", async () => {
   const one = await Console.open({ locale: "de-DE" });
   await one.go();
