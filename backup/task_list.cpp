@@ -143,17 +143,17 @@ long long local_end_time(const std::string& end_time) {
 }
 
 /// "1,3,4" as a JSON array. A comma at the end is followed by an empty piece, which counts as 0.
-std::string channel_array(const std::string& list) {
-    std::string array = "[ ";
+JsonPtr channel_array(const std::string& list) {
+    JsonPtr channels(json_object_new_array());
+    if (!channels) fail(CHANNEL_ARRAY_NOT_MADE);
     std::size_t begin = 0;
     while (!list.empty() && begin != std::string::npos) {
         const long channel = std::strtol(list.c_str() + begin, nullptr, 10);
-        if (begin > 0) array += ", ";
-        array += std::to_string(static_cast<int>(channel));
+        json_object_array_add(channels.get(), json_object_new_int(static_cast<int>(channel)));
         const std::size_t comma = list.find(',', begin);
         begin = comma == std::string::npos ? comma : comma + 1;
     }
-    return array += list.empty() ? "]" : " ]";
+    return channels;
 }
 
 void add_connection(EntryText& entry, const TDataBackupConfig& task) {
@@ -167,7 +167,8 @@ void add_connection(EntryText& entry, const TDataBackupConfig& task) {
 }
 
 void add_selection(EntryText& entry, const TDataBackupConfig& task) {
-    entry.add_printed("chIdxList", channel_array(task.chIdxList));
+    const JsonPtr channels = channel_array(task.chIdxList);
+    entry.add_printed("chIdxList", json_object_to_json_string(channels.get()));
     entry.add_word("backupType", table_text(strBackupType_Arr, task.backupType));
     entry.add("backupDays", task.backupDays);
     entry.add("backupStartDay", task.backupStartDay);

@@ -5,8 +5,9 @@
 
 struct json_object;  // json-c
 
-/// Result of task_list_to_json when memory runs out.
+/// Results of task_list_to_json when memory runs out.
 inline constexpr int TASK_ENTRY_NOT_MADE = -991;
+inline constexpr int CHANNEL_ARRAY_NOT_MADE = -992;
 
 /// Asks the daemon for the waiting sequence and keeps it for task_list_to_json, in place of an
 /// earlier one.
@@ -20,6 +21,6 @@ int get_task_sequence_list_from_daemon();
 /// @param entry receives the entry on success, owned by the caller: it prints as a JSON object, but
 ///         its members cannot be looked up; unchanged otherwise
 /// @param maxParallel receives the daemon's limit of parallel tasks when the daemon is asked
-/// @return 0; -991 when memory runs out; CGI_GET_BACKUP_RUNNING_INFO_ERROR or
+/// @return 0; -991 or -992 when memory runs out; CGI_GET_BACKUP_RUNNING_INFO_ERROR or
 ///         CGI_PARSER_JSON_FAIL for the daemon's reply
 int task_list_to_json(TDataBackupConfig task, json_object** entry, int& maxParallel);

@@ -17,10 +17,16 @@ int wrapped_settings_text(TDataBackupConfig task, std::string* out, int mode) __
 
 extern "C" {
 json_object* __real_json_object_new_string_len(const char* text, int length);
+json_object* __real_json_object_new_array(void);
 
 json_object* __wrap_json_object_new_string_len(const char* text, int length) {
     if (linked_failures.new_string > 0 && --linked_failures.new_string == 0) return nullptr;
     return __real_json_object_new_string_len(text, length);
+}
+
+json_object* __wrap_json_object_new_array(void) {
+    if (linked_failures.new_array > 0 && --linked_failures.new_array == 0) return nullptr;
+    return __real_json_object_new_array();
 }
 }
 

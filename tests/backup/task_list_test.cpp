@@ -537,6 +537,17 @@ TEST_F(TaskList, EntryThatCannotBeMadeFailsTheList) {
     expect_failed(-991, "-991", {"task_list_to_json fail nRet=-991\n"});
 }
 
+TEST_F(TaskList, ChannelArrayThatCannotBeMadeFailsTheList) {
+    json_object* entry = nullptr;
+    int max_parallel = 2;
+    linked_failures.new_array = 1;
+    EXPECT_EQ(task_list_to_json(night_copy(), &entry, max_parallel), -992);
+    json_object_put(entry);
+    store(night_copy());
+    linked_failures.new_array = 2;  // behind the list's own array
+    expect_failed(-992, "-992", {"task_list_to_json fail nRet=-992\n"});
+}
+
 TEST_F(TaskList, FailureDropsTheEntriesMadeBefore) {
     store(night_copy(TASK_NEW));
     store(night_copy(TASK_RUNNING));
