@@ -184,16 +184,16 @@ def test_only_pages_of_its_own_are_served(recorder, trust, version, headers, sta
 
 # --- certificates ---------------------------------------------------------------------------------
 
-def made(folder, name, days=30, key="ec", issuer=None):
+def made(folder, name, days=30, key="ec", issuer=None, hash_name="sha256"):
     """Certificate and key, as somebody else makes them."""
     kinds = {"ec": ["ec", "-pkeyopt", "ec_paramgen_curve:P-256"], "rsa": ["rsa:2048"],
              "weak": ["rsa:1024"]}
     files = folder / f"{name}.crt", folder / f"{name}.key"
     signed = ["-CA", issuer[0], "-CAkey", issuer[1]] if issuer else []
     subprocess.run(["openssl", "req", "-x509", "-newkey", *kinds[key], "-nodes", "-days", str(days),
-                    "-subj", f"/CN={name}", "-addext", f"subjectAltName=DNS:{name},IP:{ADDRESS}",
-                    *signed, "-keyout", files[1], "-out", files[0]], check=True,
-                   capture_output=True)
+                    f"-{hash_name}", "-subj", f"/CN={name}",
+                    "-addext", f"subjectAltName=DNS:{name},IP:{ADDRESS}", *signed,
+                    "-keyout", files[1], "-out", files[0]], check=True, capture_output=True)
     return files
 
 
@@ -222,6 +222,13 @@ def ended(folder):
     return files
 
 
+def behind(folder, name, authority):
+    """A good certificate, with one that vouches for it behind it, and its key."""
+    files = made(folder, name, issuer=authority)
+    files[0].write_text(files[0].read_text() + authority[0].read_text())
+    return files
+
+
 def spoilt(folder):
     """Orders that are refused, and a part of why."""
     good, other = made(folder, "good"), made(folder, "other")
@@ -232,6 +239,10 @@ def spoilt(folder):
             (ended(folder), "has ended"),
             ((good[0], locked), "has a passphrase"),
             (made(folder, "weak", key="weak"), "too small"),
+            (behind(folder, "weakly-signed", made(folder, "weak", key="weak")),
+             "behind the first cannot be served: ca key too small"),
+            (behind(folder, "of-an-old-hash", made(folder, "old", issuer=other, hash_name="sha1")),
+             "behind the first cannot be served: ca md too weak"),
             ((good[1], good[1]), "no certificate"),
             ((good[0], good[0]), "no private key"),
             ((folder / "none", good[1]), "cannot read"),

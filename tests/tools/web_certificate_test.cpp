@@ -73,6 +73,17 @@ TEST(WebCertificate, IsRefusedWithAnothersKey) {
               std::string::npos);
 }
 
+TEST(WebCertificate, IsRefusedWithADamagedOneBehindIt) {
+    const std::string pem = make_certificate(NAMES, NOW);
+    const std::string behind = certificate_of(make_certificate(NAMES, NOW));
+    for (const std::string& damaged :
+         {behind.substr(0, behind.size() / 2), std::string(behind).replace(100, 1, "?"),
+          "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n" + behind})
+        EXPECT_NE(refusal(certificate_of(pem) + damaged, pem, NOW).find("is damaged"),
+                  std::string::npos);
+    EXPECT_EQ(refusal(certificate_of(pem) + "some words\n", pem, NOW), "");
+}
+
 TEST(WebCertificate, IsRefusedBeforeAndBehindItsTime) {
     const std::string pem = make_certificate(NAMES, NOW);
     const CertificateFacts facts = read_certificate(pem);

@@ -33,8 +33,8 @@ bool is_due(const CertificateFacts& facts, long long now);
 /// Puts a certificate, those that vouch for it behind it, and its key together, when a web server
 /// could serve them now.
 /// @return the key, then the certificates
-/// @throws Failure: no certificate, no key or one with a passphrase, a key that is another's, one
-///         that is too weak, not valid yet or any more
+/// @throws Failure: no certificate, no key or one with a passphrase, a key that is another's, a
+///         certificate that is damaged or too weak, the first not valid yet or any more
 std::string checked_certificate(const std::string& certificates, const std::string& key,
                                 long long now);
 
