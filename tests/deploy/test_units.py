@@ -100,6 +100,11 @@ def test_systemd_holds_all_ports_of_the_daemon(units):
     assert listening == ["10205", "10141", "10206"]
 
 
+def test_what_the_web_server_was_told_to_listen_on_does_not_keep_it_from_starting(units):
+    unit = settings(units / "recorder-httpd.service")
+    assert re.fullmatch(r"\S+/recorder-listen ended \S+/recorderctl 8080", unit["ExecStopPost"])
+
+
 def test_the_web_server_is_not_started_for_ever(units):
     """Its starts come so soon after each other that the default limit is never reached."""
     unit = settings(units / "recorder-httpd.service")

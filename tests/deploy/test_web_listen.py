@@ -1,5 +1,6 @@
 """The recorder beyond loopback: TLS alone, with a certificate that is kept, renewed and told."""
 import json
+import os
 import shutil
 import signal
 import socket
@@ -8,7 +9,8 @@ import subprocess
 import pytest
 
 from other_user import NOBODY
-from places import SOURCE, STATE
+from places import PROGRAMS, SOURCE, STATE
+from processes import is_running
 from second_machine import (ADDRESS, IPV6, Visit, connect, fingerprint, handshake,
                             lose_address, needs_a_network_of_its_own, run, shown)
 from stand_alone_recorder import ROOT_URL, Recorder
@@ -55,6 +57,11 @@ def trusted(told, tmp_path):
 
 def rows(text):
     return dict(line.split("\t", 1) for line in text.splitlines())
+
+
+def connects(host, port):
+    with socket.socket() as probe:
+        return probe.connect_ex((host, port)) == 0
 
 
 def serves(where, pem_file):
@@ -136,8 +143,7 @@ def test_a_browsers_bad_request_is_not_led_in_circles(trust):
 
 def test_the_plain_port_stays_on_loopback_alone(recorder, told):
     assert recorder.request("GET", "/").status == 200
-    with socket.socket() as probe:
-        assert probe.connect_ex((ADDRESS, recorder.port)) != 0
+    assert not connects(ADDRESS, recorder.port)
 
 
 # --- sessions and other sites ---------------------------------------------------------------------
@@ -369,6 +375,7 @@ def test_what_is_not_taken_up_is_not_kept(tmp_path):
 
 
 LISTEN = SOURCE / "deploy/recorder-listen"
+RECORDERCTL = PROGRAMS / "recorderctl"
 
 
 def stand_in(folder, line):
@@ -401,6 +408,40 @@ def test_nothing_but_an_address_and_a_name_becomes_configuration(taken, tmp_path
 def test_what_fails_the_web_servers_own_test_changes_nothing(taken, tmp_path):
     program = stand_in(tmp_path, rf"tls\t{WHERE}\t-")
     assert run(LISTEN, "reload", program, "8080", "false")[0] == 1
+    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
+
+
+def test_an_apache_that_ends_over_what_it_was_told_goes_on_without(
+        recorder, taken, tmp_path):
+    """A chain that Apache does not take stands for all that no check beforehand sees."""
+    keep(behind(tmp_path, "weakly-signed", made(tmp_path, "weak", key="weak")), "given")
+    assert run(LISTEN, "reload", stand_in(tmp_path, rf"tls\t{WHERE}\t-"), "8080", "true") == (0, "")
+    apache = recorder.service("apache2")
+    os.kill(apache, signal.SIGUSR1)
+    wait_until(lambda: not is_running(apache), "Apache's end")
+    recorder.server.send_signal(signal.SIGCONT)
+    wait_until(lambda: connects("127.0.0.1", recorder.port), "a web server")
+    assert recorder.request("GET", "/").status == 200
+    assert shown(WHERE) == ""
+    assert rows(recorder.ctl("web", "listen", WHERE))["answers"] == "yes"
+
+
+@pytest.mark.parametrize("result, blamed", [("exit-code", True), ("success", False),
+                                            ("signal", False), ("oom-kill", False)])
+def test_one_start_is_without_what_apache_has_failed_with(taken, result, blamed):
+    assert run("env", "SERVICE_RESULT=" + result, LISTEN, "ended", RECORDERCTL, "8080") == (0, "")
+    if blamed:
+        status, said = run(LISTEN, "start", RECORDERCTL, "8080")
+        assert status == 0 and "Apache has failed" in said
+        assert run("cat", PLACE + "/listen.conf") == (0, "")
+    assert run(LISTEN, "start", RECORDERCTL, "8080") == (0, "")
+    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
+
+
+def test_what_is_kept_is_not_blamed_for_somebody_on_the_web_servers_own_port(recorder, taken):
+    assert run("env", "SERVICE_RESULT=exit-code", LISTEN, "ended", RECORDERCTL,
+               str(recorder.port)) == (0, "")
+    assert run(LISTEN, "start", RECORDERCTL, "8080") == (0, "")
     assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
 
 
