@@ -340,6 +340,33 @@ def test_a_port_that_is_taken_is_refused(recorder, told):
     assert "is taken" in recorder.refusal("recorderctl", "web", "listen", f"[::]:{PORT}")
 
 
+def test_a_port_that_somebody_has_taken_leaves_the_recorder_on_loopback(recorder, told):
+    recorder.stop()
+    with socket.create_server((ADDRESS, PORT)):
+        recorder.serve()
+        assert recorder.request("GET", "/").status == 200
+        assert rows(recorder.ctl("web", "show"))["answers"] == "no"
+    recorder.restart()
+    assert rows(recorder.ctl("web", "show"))["answers"] == "yes"
+
+
+def test_a_low_port_of_one_address_is_in_the_way_of_all(recorder, tmp_path):
+    """The web server's own, too: it opens new ports before it closes old ones."""
+    state = StateFolder(tmp_path / "state").init()
+    open_to_all(tmp_path)
+    for path in (state.path, *state.path.iterdir()):
+        shutil.chown(path, NOBODY, NOBODY)
+    order_all = ("recorderctl", "web", "listen", "--later", "0.0.0.0:443")
+    with socket.create_server((ADDRESS, 443)):
+        assert "is taken" in state.refusal(*order_all)
+        assert "is taken" in state.run("/usr/bin/setpriv", "--reuid", str(NOBODY), "--regid",
+                                       str(NOBODY), "--clear-groups", RECORDERCTL,
+                                       *order_all[1:]).stderr
+    recorder.ctl("web", "listen", f"{ADDRESS}:443")
+    assert "is taken" in recorder.refusal("recorderctl", "web", "listen", "0.0.0.0:443")
+    assert rows(recorder.ctl("web", "show"))["answers"] == "yes"
+
+
 def test_an_address_that_is_gone_leaves_the_recorder_on_loopback(recorder, told):
     lose_address()
     try:
@@ -383,9 +410,13 @@ def stand_in(folder, line):
     program = folder / "recorderctl"
     program.write_text(f"#!/bin/sh\nprintf '{line}\\n'\n")
     program.chmod(0o755)
+    open_to_all(folder)
+    return program
+
+
+def open_to_all(folder):
     for above in (folder, *folder.parents):
         above.chmod(above.stat().st_mode | 0o111)
-    return program
 
 
 @pytest.fixture(name="taken")
@@ -394,6 +425,14 @@ def definitions_that_are_there(recorder, told):
     recorder.server.send_signal(signal.SIGSTOP)
     yield run("cat", PLACE + "/listen.conf", PLACE + "/web.pem")
     recorder.server.send_signal(signal.SIGCONT)
+
+
+@pytest.fixture(name="written")
+def definitions_for_the_next_start(recorder, told):
+    """Nothing runs that would have the port, or change them, but the test."""
+    recorder.stop()
+    yield run("cat", PLACE + "/listen.conf", PLACE + "/web.pem")
+    recorder.serve()
 
 
 @pytest.mark.parametrize("line", [
@@ -428,20 +467,33 @@ def test_an_apache_that_ends_over_what_it_was_told_goes_on_without(
 
 @pytest.mark.parametrize("result, blamed", [("exit-code", True), ("success", False),
                                             ("signal", False), ("oom-kill", False)])
-def test_one_start_is_without_what_apache_has_failed_with(taken, result, blamed):
+def test_one_start_is_without_what_apache_has_failed_with(written, result, blamed):
     assert run("env", "SERVICE_RESULT=" + result, LISTEN, "ended", RECORDERCTL, "8080") == (0, "")
     if blamed:
         status, said = run(LISTEN, "start", RECORDERCTL, "8080")
         assert status == 0 and "Apache has failed" in said
         assert run("cat", PLACE + "/listen.conf") == (0, "")
     assert run(LISTEN, "start", RECORDERCTL, "8080") == (0, "")
-    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
+    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == written
 
 
-def test_what_is_kept_is_not_blamed_for_somebody_on_the_web_servers_own_port(recorder, taken):
-    assert run("env", "SERVICE_RESULT=exit-code", LISTEN, "ended", RECORDERCTL,
-               str(recorder.port)) == (0, "")
+def test_what_is_kept_is_not_blamed_for_somebody_on_the_web_servers_own_port(written):
+    with socket.create_server(("127.0.0.1", 0)) as other:
+        assert run("env", "SERVICE_RESULT=exit-code", LISTEN, "ended", RECORDERCTL,
+                   str(other.getsockname()[1])) == (0, "")
     assert run(LISTEN, "start", RECORDERCTL, "8080") == (0, "")
+    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == written
+
+
+@pytest.mark.parametrize("port, taken_up", [(PORT, True), (PORT + 1, False)])
+def test_a_reload_keeps_its_own_port_and_takes_up_nobody_elses(taken, port, taken_up):
+    kept, changed = KEPT.read_bytes(), KEPT.stat()
+    KEPT.write_bytes(kept.replace(f":{PORT}\n".encode(), f":{port}\n".encode()))
+    with socket.create_server((ADDRESS, PORT + 1)):
+        status, said = run(LISTEN, "reload", RECORDERCTL, "8080", "true")
+    KEPT.write_bytes(kept)
+    os.utime(KEPT, ns=(changed.st_atime_ns, changed.st_mtime_ns))  # nobody is to take it up
+    assert (status == 0, "is taken" in said) == (taken_up, not taken_up)
     assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
 
 

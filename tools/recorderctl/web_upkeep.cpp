@@ -61,7 +61,7 @@ std::optional<WebSetting> renew_if_due() {
     return kept;
 }
 
-void prepare(int local_port) {
+void prepare(int local_port, const std::string& held) {
     const std::optional<WebSetting> kept = renew_if_due();
     if (!kept) return;
     const WebAddress& address = kept->address;
@@ -69,6 +69,7 @@ void prepare(int local_port) {
     if (address.port == local_port && (address.is_any() || address.host == "127.0.0.1"))
         throw Failure("port " + std::to_string(local_port) +
                       " is the one of 127.0.0.1 that is served by plain HTTP");
+    if (address.text() != held) require_free_port(address);
     if (kept->maker != CertificateMaker::none) require_sound(kept->pem);
     const bool plain = kept->maker == CertificateMaker::none;
     print_row({plain ? "plain" : "tls", address.text(), redirection_host(*kept)});
