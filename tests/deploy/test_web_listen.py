@@ -163,6 +163,24 @@ def test_a_session_s_cookie_is_for_tls_alone_and_opens_both_programs(trust, vers
     assert Visit(f"{URL}{CONSOLE_URL}/session", trust=trust, version=version).status == 401
 
 
+@pytest.mark.parametrize("version", ["2", "1.1"])
+@pytest.mark.parametrize("name", ["127.0.0.1", "localhost", ADDRESS])
+def test_all_names_of_the_machine_are_alike_by_tls(recorder, tmp_path, name, version):
+    recorder.ctl("web", "local")
+    recorder.ctl("web", "listen", f"0.0.0.0:{PORT}")
+    trust = tmp_path / "recorder.crt"
+    trust.write_text(shown(f"127.0.0.1:{PORT}"))
+    url = f"https://{name}:{PORT}"
+    for origin, status in ((url, 200), (url.replace("https", "http"), 403)):
+        visit = Visit(f"{url}{CONSOLE_URL}/session", "--data", SIGN_IN, "--header",
+                      "Content-Type: application/json", "--header", "Origin: " + origin,
+                      "--header", "X-Forwarded-Proto: http", "--resolve",
+                      f"localhost:{PORT}:{ADDRESS}", trust=trust, version=version)
+        assert visit.status == status
+        assert ("Secure" in visit.headers.get("set-cookie", "")) == (status == 200)
+    recorder.ctl("web", "local")
+
+
 def test_on_loopback_the_cookie_is_as_it_was(recorder, told):
     reply = recorder.request("POST", CONSOLE_URL + "/session", SIGN_IN,
                              {"Content-Type": "application/json"})
