@@ -54,6 +54,10 @@ TEST(WebCertificate, IsDueThirtyDaysBeforeItsEnd) {
     EXPECT_TRUE(is_due(facts, facts.ends + 1));
 }
 
+TEST(WebCertificate, IsDueWhereTheClockWasAheadWhenItWasMade) {
+    EXPECT_TRUE(is_due(read_certificate(make_certificate(NAMES, NOW + DAY)), NOW));
+}
+
 TEST(WebCertificate, IsTakenWithItsKeyWhereverThatStands) {
     const std::string pem = make_certificate(NAMES, NOW);
     EXPECT_EQ(checked_certificate(pem, pem, NOW), pem);

@@ -185,8 +185,9 @@ std::string name_text(const GENERAL_NAME* name) {
     const int size = ASN1_STRING_length(value);
     if (kind == GEN_DNS)
         return {reinterpret_cast<const char*>(data), static_cast<std::size_t>(size)};
+    if (size != sizeof(in_addr) && size != sizeof(in6_addr)) return "";  // somebody else's fault
     std::array<char, INET6_ADDRSTRLEN> text{};
-    inet_ntop(size == 4 ? AF_INET : AF_INET6, data, text.data(), text.size());
+    inet_ntop(size == sizeof(in_addr) ? AF_INET : AF_INET6, data, text.data(), text.size());
     return text.data();
 }
 
@@ -251,7 +252,7 @@ CertificateFacts read_certificate(const std::string& pem) {
 }
 
 bool is_due(const CertificateFacts& facts, long long now) {
-    return facts.ends < now + RENEWAL_SECONDS;
+    return facts.ends < now + RENEWAL_SECONDS || facts.begins > now;
 }
 
 std::string checked_certificate(const std::string& certificates, const std::string& key,

@@ -27,7 +27,8 @@ std::string make_certificate(const std::vector<std::string>& names, long long no
 /// @throws Failure when there is none
 CertificateFacts read_certificate(const std::string& pem);
 
-/// Whether it ends within 30 days: time to replace it.
+/// Whether it ends within 30 days, or begins later, as one does that was made while the clock was
+/// ahead: time to replace it.
 bool is_due(const CertificateFacts& facts, long long now);
 
 /// Puts a certificate, those that vouch for it behind it, and its key together, when a web server
