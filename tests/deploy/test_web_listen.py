@@ -1,4 +1,5 @@
 """The recorder beyond loopback: TLS alone, with a certificate that is kept, renewed and told."""
+import fcntl
 import json
 import os
 import shutil
@@ -208,7 +209,7 @@ def test_only_pages_of_its_own_are_served(recorder, trust, version, headers, sta
 
 # --- certificates ---------------------------------------------------------------------------------
 
-def made(folder, name, days=30, key="ec", issuer=None, hash_name="sha256"):
+def made(folder, name, days=30, key="ec", issuer=None, hash_name="sha256", names=None):
     """Certificate and key, as somebody else makes them."""
     kinds = {"ec": ["ec", "-pkeyopt", "ec_paramgen_curve:P-256"], "rsa": ["rsa:2048"],
              "weak": ["rsa:1024"]}
@@ -216,7 +217,7 @@ def made(folder, name, days=30, key="ec", issuer=None, hash_name="sha256"):
     signed = ["-CA", issuer[0], "-CAkey", issuer[1]] if issuer else []
     subprocess.run(["openssl", "req", "-x509", "-newkey", *kinds[key], "-nodes", "-days", str(days),
                     f"-{hash_name}", "-subj", f"/CN={name}",
-                    "-addext", f"subjectAltName=DNS:{name},IP:{ADDRESS}", *signed,
+                    "-addext", f"subjectAltName={names or f'DNS:{name},IP:{ADDRESS}'}", *signed,
                     "-keyout", files[1], "-out", files[0]], check=True, capture_output=True)
     return files
 
@@ -317,6 +318,28 @@ def test_a_given_certificate_that_ends_soon_is_complained_of_and_stays(recorder,
     done = recorder.run("recorderctl", "web", "renew")
     assert done.returncode == 0 and "give it the next one" in done.stderr
     assert fingerprint(KEPT.read_text()) == fingerprint(files[0].read_text())
+
+
+def test_a_name_that_is_no_address_at_all_is_passed_over(recorder, tmp_path):
+    five_bytes_then_a_name = "DER:3019" + "8705c000020a01" + "8210" + b"recorder.example".hex()
+    files = made(tmp_path, "odd", names=five_bytes_then_a_name)
+    assert rows(recorder.ctl(*order(files)))["names"] == "recorder.example"
+
+
+def test_what_is_kept_is_served_also_where_it_cannot_be_renewed(tmp_path):
+    state = StateFolder(tmp_path / "state").init()
+    where = f"{ADDRESS}:9443"
+    state.ctl("web", "listen", "--later", where)
+    files = made(tmp_path, "camera.example", days=1)
+    (state.path / "web.pem").write_text(f"Listen: {where}\nCertificate: own\n"
+                                        f"{files[1].read_text()}{files[0].read_text()}")
+    folder = os.open(state.path, os.O_RDONLY)
+    fcntl.flock(folder, fcntl.LOCK_EX)
+    done = state.run("recorderctl", "web", "prepare", "8080")
+    assert (done.returncode, done.stdout) == (0, f"tls\t{where}\t{ADDRESS}\n")
+    assert "another recorderctl is at work" in done.stderr
+    assert "another recorderctl is at work" in state.refusal("recorderctl", "web", "renew")
+    os.close(folder)
 
 
 # --- where ----------------------------------------------------------------------------------------

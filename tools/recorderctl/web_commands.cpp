@@ -108,8 +108,10 @@ void add_web_commands(CLI::App& app) {
     show_it->callback([json] { show(*json); });
 
     group
-        ->add_subcommand("renew",
-                         "Replace a certificate of the recorder's own that ends within 30 days")
+        ->add_subcommand(
+            "renew",
+            "Replace a certificate of the recorder's own that ends within 30 days or is "
+            "not valid yet")
         ->callback([] { renew_if_due(); });
 
     const auto port = std::make_shared<int>(0);
