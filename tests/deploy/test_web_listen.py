@@ -5,13 +5,16 @@ import os
 import shutil
 import signal
 import socket
+import ssl
+import struct
 import subprocess
+from pathlib import Path
 
 import pytest
 
 from other_user import NOBODY
-from places import PROGRAMS, SOURCE, STATE
-from processes import is_running
+from places import CONSOLE, PROGRAMS, SOURCE, STATE
+from processes import is_running, processes
 from second_machine import (ADDRESS, IPV6, Visit, connect, fingerprint, handshake,
                             lose_address, needs_a_network_of_its_own, run, shown)
 from stand_alone_recorder import ROOT_URL, Recorder
@@ -205,6 +208,57 @@ def test_only_pages_of_its_own_are_served(recorder, trust, version, headers, sta
         visit = Visit(f"{URL}{path}", "--cookie", "sid=" + recorder.sid, *options, trust=trust,
                       version=version)
         assert visit.status == status
+
+
+# --- requests that never end ----------------------------------------------------------------------
+
+def frame(kind, flags, stream, content=b""):
+    return struct.pack(">I", len(content))[1:] + struct.pack(">BBI", kind, flags, stream) + content
+
+
+def text(value):
+    return bytes([len(value)]) + value.encode()
+
+
+# The indices are those of the header fields in RFC 7541.
+BEGINNING = (b"\x83\x87" + b"\x04" + text(CONSOLE_URL + "/session") + b"\x01" + text(WHERE) +
+             b"\x0f\x0d" + text("1000"))
+SETTINGS, HEADERS, END_OF_HEADERS = 4, 1, 4
+
+
+def connection_of_unfinished_requests(streams):
+    """By HTTP/2; nothing of a body is sent."""
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+    context.check_hostname, context.verify_mode = False, ssl.CERT_NONE
+    context.set_alpn_protocols(["h2"])
+    client = context.wrap_socket(socket.create_connection((ADDRESS, PORT)))
+    client.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + frame(SETTINGS, 0, 0) + b"".join(
+        frame(HEADERS, END_OF_HEADERS, 2 * number + 1, BEGINNING) for number in range(streams)))
+    return client
+
+
+def programs():
+    return sum(command == str(CONSOLE).encode() for _, command in processes())
+
+
+def threads():
+    """Of the web server's processes."""
+    return sum(len(list(Path(f"/proc/{pid}/task").glob("*"))) for pid, command in processes()
+               if command.startswith(b"/usr/sbin/apache2"))
+
+
+def test_strangers_by_http_2_get_no_more_threads_and_programs_than_there_is_room_for(
+        recorder, told):
+    clients = [connection_of_unfinished_requests(8) for _ in range(48)]
+    try:
+        wait_until(lambda: programs() >= 256, "as many programs as there may be")
+        while programs() > 200:  # until those that nothing more is heard of are ended
+            assert programs() < 256 + 32  # some of those that are ending among them
+            assert 512 < threads() < 512 + 256 + 32
+            assert recorder.request("GET", "/").status == 200
+    finally:
+        for client in clients:
+            client.close()
 
 
 # --- certificates ---------------------------------------------------------------------------------
