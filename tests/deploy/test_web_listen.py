@@ -19,7 +19,7 @@ from second_machine import (ADDRESS, IPV6, Visit, connect, fingerprint, handshak
                             lose_address, needs_a_network_of_its_own, run, shown)
 from stand_alone_recorder import ROOT_URL, Recorder
 from state_folder import StateFolder
-from waiting import wait_until
+from waiting import SECONDS, wait_until
 from web_logs import log_lines
 
 pytestmark = needs_a_network_of_its_own()
@@ -494,6 +494,25 @@ def test_what_is_not_taken_up_is_not_kept(tmp_path):
     assert "has not taken it up" in why and not (state.path / "web.pem").exists()
     told = rows(state.ctl("web", "listen", "--later", f"{ADDRESS}:9443"))
     assert told["answers"] == "no" and (state.path / "web.pem").exists()
+
+
+@pytest.mark.parametrize("former", [None, b"of some later version\n"])
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+def test_who_is_interrupted_leaves_what_was_kept(tmp_path, former, number):
+    state = StateFolder(tmp_path / "state").init()
+    kept = state.path / "web.pem"
+    if former:
+        kept.write_bytes(former)
+    order_it = ["web", "listen", f"{ADDRESS}:9443"]
+    with subprocess.Popen([RECORDERCTL, *order_it], env=state.environment,
+                          stderr=subprocess.PIPE) as command:
+        wait_until(lambda: kept.exists() and kept.read_bytes() != former, "the new setting")
+        why = state.refusal("recorderctl", *order_it)
+        assert "another recorderctl is at work" in why
+        command.send_signal(number)
+        assert b"interrupted, so all is as it was" in command.communicate(timeout=SECONDS)[1]
+    assert command.returncode == 1
+    assert (kept.read_bytes() if former else kept.exists()) == (former or False)
 
 
 LISTEN = SOURCE / "deploy/recorder-listen"

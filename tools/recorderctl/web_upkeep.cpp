@@ -7,7 +7,9 @@
 #include <exception>
 
 #include "platform/standalone/store/complain.h"
+#include "platform/standalone/store/state_folder.h"
 #include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/folders.h"
 #include "tools/recorderctl/output.h"
 #include "tools/recorderctl/web_certificate.h"
 
@@ -22,9 +24,10 @@ std::string why_due(const CertificateFacts& facts, long long now) {
 
 /// With a certificate for the same names.
 WebSetting renewed(const WebSetting& setting, const CertificateFacts& before) {
+    const standalone::FileHandle ours_alone = hold_folder(standalone::state_folder());
     WebSetting renewed = setting;
     renewed.pem = make_certificate(before.names, std::time(nullptr));
-    keep_web_setting(renewed);
+    keep_web_text(web_text(renewed));
     standalone::complain("recorderctl", "the web server's certificate, which " +
                                             why_due(before, std::time(nullptr)) +
                                             ", is replaced; the new one's fingerprint is SHA-256 " +
