@@ -249,6 +249,7 @@ def threads():
 
 def test_strangers_by_http_2_get_no_more_threads_and_programs_than_there_is_room_for(
         recorder, told):
+    recorder.restart()  # so that nothing is left that ends after a reload
     clients = [connection_of_unfinished_requests(8) for _ in range(48)]
     try:
         wait_until(lambda: programs() >= 256, "as many programs as there may be")
