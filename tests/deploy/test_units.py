@@ -4,7 +4,7 @@ import subprocess
 
 import pytest
 
-from places import BUILD
+from places import BUILD, SOURCE
 from waiting import SECONDS
 
 # The exposure that a unit may have at most: 10 is a service without any fence.
@@ -98,6 +98,19 @@ def test_systemd_holds_all_ports_of_the_daemon(units):
     listening = re.findall(r"^ListenStream=127.0.0.1:(\d+)$",
                            (units / "recording-backupd.socket").read_text(), re.MULTILINE)
     assert listening == ["10205", "10141", "10206"]
+
+
+def test_what_the_web_server_was_told_to_listen_on_does_not_keep_it_from_starting(units):
+    unit = settings(units / "recorder-httpd.service")
+    assert re.fullmatch(r"\S+/recorder-listen ended \S+/recorderctl 8080", unit["ExecStopPost"])
+
+
+def test_the_web_server_has_room_for_all_its_threads_and_programs_twice(units):
+    """The second time for those that end their requests after a reload."""
+    given = dict(re.findall(r"^ *(MaxRequestWorkers|H2MaxWorkers) (\d+)$",
+                            (SOURCE / "deploy/apache/recorder.conf").read_text(), re.MULTILINE))
+    requests = int(given["MaxRequestWorkers"]) + int(given["H2MaxWorkers"])
+    assert int(settings(units / "recorder-httpd.service")["TasksMax"]) > 2 * 2 * requests
 
 
 def test_the_web_server_is_not_started_for_ever(units):

@@ -1,19 +1,25 @@
 """The recorder beyond loopback: TLS alone, with a certificate that is kept, renewed and told."""
+import fcntl
 import json
+import os
 import shutil
 import signal
 import socket
+import ssl
+import struct
 import subprocess
+from pathlib import Path
 
 import pytest
 
 from other_user import NOBODY
-from places import SOURCE, STATE
+from places import CONSOLE, PROGRAMS, SOURCE, STATE
+from processes import is_running, processes
 from second_machine import (ADDRESS, IPV6, Visit, connect, fingerprint, handshake,
                             lose_address, needs_a_network_of_its_own, run, shown)
 from stand_alone_recorder import ROOT_URL, Recorder
 from state_folder import StateFolder
-from waiting import wait_until
+from waiting import SECONDS, wait_until
 from web_logs import log_lines
 
 pytestmark = needs_a_network_of_its_own()
@@ -55,6 +61,11 @@ def trusted(told, tmp_path):
 
 def rows(text):
     return dict(line.split("\t", 1) for line in text.splitlines())
+
+
+def connects(host, port):
+    with socket.socket() as probe:
+        return probe.connect_ex((host, port)) == 0
 
 
 def serves(where, pem_file):
@@ -136,8 +147,7 @@ def test_a_browsers_bad_request_is_not_led_in_circles(trust):
 
 def test_the_plain_port_stays_on_loopback_alone(recorder, told):
     assert recorder.request("GET", "/").status == 200
-    with socket.socket() as probe:
-        assert probe.connect_ex((ADDRESS, recorder.port)) != 0
+    assert not connects(ADDRESS, recorder.port)
 
 
 # --- sessions and other sites ---------------------------------------------------------------------
@@ -155,6 +165,24 @@ def test_a_session_s_cookie_is_for_tls_alone_and_opens_both_programs(trust, vers
     for path in (CONSOLE_URL + "/session", ROOT_URL + "/task"):
         assert Visit(f"{URL}{path}", "--cookie", cookie, trust=trust, version=version).status == 200
     assert Visit(f"{URL}{CONSOLE_URL}/session", trust=trust, version=version).status == 401
+
+
+@pytest.mark.parametrize("version", ["2", "1.1"])
+@pytest.mark.parametrize("name", ["127.0.0.1", "localhost", ADDRESS])
+def test_all_names_of_the_machine_are_alike_by_tls(recorder, tmp_path, name, version):
+    recorder.ctl("web", "local")
+    recorder.ctl("web", "listen", f"0.0.0.0:{PORT}")
+    trust = tmp_path / "recorder.crt"
+    trust.write_text(shown(f"127.0.0.1:{PORT}"))
+    url = f"https://{name}:{PORT}"
+    for origin, status in ((url, 200), (url.replace("https", "http"), 403)):
+        visit = Visit(f"{url}{CONSOLE_URL}/session", "--data", SIGN_IN, "--header",
+                      "Content-Type: application/json", "--header", "Origin: " + origin,
+                      "--header", "X-Forwarded-Proto: http", "--resolve",
+                      f"localhost:{PORT}:{ADDRESS}", trust=trust, version=version)
+        assert visit.status == status
+        assert ("Secure" in visit.headers.get("set-cookie", "")) == (status == 200)
+    recorder.ctl("web", "local")
 
 
 def test_on_loopback_the_cookie_is_as_it_was(recorder, told):
@@ -182,18 +210,70 @@ def test_only_pages_of_its_own_are_served(recorder, trust, version, headers, sta
         assert visit.status == status
 
 
+# --- requests that never end ----------------------------------------------------------------------
+
+def frame(kind, flags, stream, content=b""):
+    return struct.pack(">I", len(content))[1:] + struct.pack(">BBI", kind, flags, stream) + content
+
+
+def text(value):
+    return bytes([len(value)]) + value.encode()
+
+
+# The indices are those of the header fields in RFC 7541.
+BEGINNING = (b"\x83\x87" + b"\x04" + text(CONSOLE_URL + "/session") + b"\x01" + text(WHERE) +
+             b"\x0f\x0d" + text("1000"))
+SETTINGS, HEADERS, END_OF_HEADERS = 4, 1, 4
+
+
+def connection_of_unfinished_requests(streams):
+    """By HTTP/2; nothing of a body is sent."""
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+    context.check_hostname, context.verify_mode = False, ssl.CERT_NONE
+    context.set_alpn_protocols(["h2"])
+    client = context.wrap_socket(socket.create_connection((ADDRESS, PORT)))
+    client.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + frame(SETTINGS, 0, 0) + b"".join(
+        frame(HEADERS, END_OF_HEADERS, 2 * number + 1, BEGINNING) for number in range(streams)))
+    return client
+
+
+def programs():
+    return sum(command == str(CONSOLE).encode() for _, command in processes())
+
+
+def threads():
+    """Of the web server's processes."""
+    return sum(len(list(Path(f"/proc/{pid}/task").glob("*"))) for pid, command in processes()
+               if command.startswith(b"/usr/sbin/apache2"))
+
+
+def test_strangers_by_http_2_get_no_more_threads_and_programs_than_there_is_room_for(
+        recorder, told):
+    recorder.restart()  # so that nothing is left that ends after a reload
+    clients = [connection_of_unfinished_requests(8) for _ in range(48)]
+    try:
+        wait_until(lambda: programs() >= 256, "as many programs as there may be")
+        while programs() > 200:  # until those that nothing more is heard of are ended
+            assert programs() < 256 + 32  # some of those that are ending among them
+            assert 512 < threads() < 512 + 256 + 32
+            assert recorder.request("GET", "/").status == 200
+    finally:
+        for client in clients:
+            client.close()
+
+
 # --- certificates ---------------------------------------------------------------------------------
 
-def made(folder, name, days=30, key="ec", issuer=None):
+def made(folder, name, days=30, key="ec", issuer=None, hash_name="sha256", names=None):
     """Certificate and key, as somebody else makes them."""
     kinds = {"ec": ["ec", "-pkeyopt", "ec_paramgen_curve:P-256"], "rsa": ["rsa:2048"],
              "weak": ["rsa:1024"]}
     files = folder / f"{name}.crt", folder / f"{name}.key"
     signed = ["-CA", issuer[0], "-CAkey", issuer[1]] if issuer else []
     subprocess.run(["openssl", "req", "-x509", "-newkey", *kinds[key], "-nodes", "-days", str(days),
-                    "-subj", f"/CN={name}", "-addext", f"subjectAltName=DNS:{name},IP:{ADDRESS}",
-                    *signed, "-keyout", files[1], "-out", files[0]], check=True,
-                   capture_output=True)
+                    f"-{hash_name}", "-subj", f"/CN={name}",
+                    "-addext", f"subjectAltName={names or f'DNS:{name},IP:{ADDRESS}'}", *signed,
+                    "-keyout", files[1], "-out", files[0]], check=True, capture_output=True)
     return files
 
 
@@ -222,6 +302,13 @@ def ended(folder):
     return files
 
 
+def behind(folder, name, authority):
+    """A good certificate, with one that vouches for it behind it, and its key."""
+    files = made(folder, name, issuer=authority)
+    files[0].write_text(files[0].read_text() + authority[0].read_text())
+    return files
+
+
 def spoilt(folder):
     """Orders that are refused, and a part of why."""
     good, other = made(folder, "good"), made(folder, "other")
@@ -232,6 +319,10 @@ def spoilt(folder):
             (ended(folder), "has ended"),
             ((good[0], locked), "has a passphrase"),
             (made(folder, "weak", key="weak"), "too small"),
+            (behind(folder, "weakly-signed", made(folder, "weak", key="weak")),
+             "behind the first cannot be served: ca key too small"),
+            (behind(folder, "of-an-old-hash", made(folder, "old", issuer=other, hash_name="sha1")),
+             "behind the first cannot be served: ca md too weak"),
             ((good[1], good[1]), "no certificate"),
             ((good[0], good[0]), "no private key"),
             ((folder / "none", good[1]), "cannot read"),
@@ -284,6 +375,28 @@ def test_a_given_certificate_that_ends_soon_is_complained_of_and_stays(recorder,
     assert fingerprint(KEPT.read_text()) == fingerprint(files[0].read_text())
 
 
+def test_a_name_that_is_no_address_at_all_is_passed_over(recorder, tmp_path):
+    five_bytes_then_a_name = "DER:3019" + "8705c000020a01" + "8210" + b"recorder.example".hex()
+    files = made(tmp_path, "odd", names=five_bytes_then_a_name)
+    assert rows(recorder.ctl(*order(files)))["names"] == "recorder.example"
+
+
+def test_what_is_kept_is_served_also_where_it_cannot_be_renewed(tmp_path):
+    state = StateFolder(tmp_path / "state").init()
+    where = f"{ADDRESS}:9443"
+    state.ctl("web", "listen", "--later", where)
+    files = made(tmp_path, "camera.example", days=1)
+    (state.path / "web.pem").write_text(f"Listen: {where}\nCertificate: own\n"
+                                        f"{files[1].read_text()}{files[0].read_text()}")
+    folder = os.open(state.path, os.O_RDONLY)
+    fcntl.flock(folder, fcntl.LOCK_EX)
+    done = state.run("recorderctl", "web", "prepare", "8080")
+    assert (done.returncode, done.stdout) == (0, f"tls\t{where}\t{ADDRESS}\n")
+    assert "another recorderctl is at work" in done.stderr
+    assert "another recorderctl is at work" in state.refusal("recorderctl", "web", "renew")
+    os.close(folder)
+
+
 # --- where ----------------------------------------------------------------------------------------
 
 def test_all_addresses_at_once_and_none_again(recorder):
@@ -323,6 +436,33 @@ def test_a_port_that_is_taken_is_refused(recorder, told):
     assert "is taken" in recorder.refusal("recorderctl", "web", "listen", f"[::]:{PORT}")
 
 
+def test_a_port_that_somebody_has_taken_leaves_the_recorder_on_loopback(recorder, told):
+    recorder.stop()
+    with socket.create_server((ADDRESS, PORT)):
+        recorder.serve()
+        assert recorder.request("GET", "/").status == 200
+        assert rows(recorder.ctl("web", "show"))["answers"] == "no"
+    recorder.restart()
+    assert rows(recorder.ctl("web", "show"))["answers"] == "yes"
+
+
+def test_a_low_port_of_one_address_is_in_the_way_of_all(recorder, tmp_path):
+    """The web server's own, too: it opens new ports before it closes old ones."""
+    state = StateFolder(tmp_path / "state").init()
+    open_to_all(tmp_path)
+    for path in (state.path, *state.path.iterdir()):
+        shutil.chown(path, NOBODY, NOBODY)
+    order_all = ("recorderctl", "web", "listen", "--later", "0.0.0.0:443")
+    with socket.create_server((ADDRESS, 443)):
+        assert "is taken" in state.refusal(*order_all)
+        assert "is taken" in state.run("/usr/bin/setpriv", "--reuid", str(NOBODY), "--regid",
+                                       str(NOBODY), "--clear-groups", RECORDERCTL,
+                                       *order_all[1:]).stderr
+    recorder.ctl("web", "listen", f"{ADDRESS}:443")
+    assert "is taken" in recorder.refusal("recorderctl", "web", "listen", "0.0.0.0:443")
+    assert rows(recorder.ctl("web", "show"))["answers"] == "yes"
+
+
 def test_an_address_that_is_gone_leaves_the_recorder_on_loopback(recorder, told):
     lose_address()
     try:
@@ -357,7 +497,27 @@ def test_what_is_not_taken_up_is_not_kept(tmp_path):
     assert told["answers"] == "no" and (state.path / "web.pem").exists()
 
 
+@pytest.mark.parametrize("former", [None, b"of some later version\n"])
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+def test_who_is_interrupted_leaves_what_was_kept(tmp_path, former, number):
+    state = StateFolder(tmp_path / "state").init()
+    kept = state.path / "web.pem"
+    if former:
+        kept.write_bytes(former)
+    order_it = ["web", "listen", f"{ADDRESS}:9443"]
+    with subprocess.Popen([RECORDERCTL, *order_it], env=state.environment,
+                          stderr=subprocess.PIPE) as command:
+        wait_until(lambda: kept.exists() and kept.read_bytes() != former, "the new setting")
+        why = state.refusal("recorderctl", *order_it)
+        assert "another recorderctl is at work" in why
+        command.send_signal(number)
+        assert b"interrupted, so all is as it was" in command.communicate(timeout=SECONDS)[1]
+    assert command.returncode == 1
+    assert (kept.read_bytes() if former else kept.exists()) == (former or False)
+
+
 LISTEN = SOURCE / "deploy/recorder-listen"
+RECORDERCTL = PROGRAMS / "recorderctl"
 
 
 def stand_in(folder, line):
@@ -365,9 +525,13 @@ def stand_in(folder, line):
     program = folder / "recorderctl"
     program.write_text(f"#!/bin/sh\nprintf '{line}\\n'\n")
     program.chmod(0o755)
+    open_to_all(folder)
+    return program
+
+
+def open_to_all(folder):
     for above in (folder, *folder.parents):
         above.chmod(above.stat().st_mode | 0o111)
-    return program
 
 
 @pytest.fixture(name="taken")
@@ -376,6 +540,14 @@ def definitions_that_are_there(recorder, told):
     recorder.server.send_signal(signal.SIGSTOP)
     yield run("cat", PLACE + "/listen.conf", PLACE + "/web.pem")
     recorder.server.send_signal(signal.SIGCONT)
+
+
+@pytest.fixture(name="written")
+def definitions_for_the_next_start(recorder, told):
+    """Nothing runs that would have the port, or change them, but the test."""
+    recorder.stop()
+    yield run("cat", PLACE + "/listen.conf", PLACE + "/web.pem")
+    recorder.serve()
 
 
 @pytest.mark.parametrize("line", [
@@ -390,6 +562,53 @@ def test_nothing_but_an_address_and_a_name_becomes_configuration(taken, tmp_path
 def test_what_fails_the_web_servers_own_test_changes_nothing(taken, tmp_path):
     program = stand_in(tmp_path, rf"tls\t{WHERE}\t-")
     assert run(LISTEN, "reload", program, "8080", "false")[0] == 1
+    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
+
+
+def test_an_apache_that_ends_over_what_it_was_told_goes_on_without(
+        recorder, taken, tmp_path):
+    """A chain that Apache does not take stands for all that no check beforehand sees."""
+    keep(behind(tmp_path, "weakly-signed", made(tmp_path, "weak", key="weak")), "given")
+    assert run(LISTEN, "reload", stand_in(tmp_path, rf"tls\t{WHERE}\t-"), "8080", "true") == (0, "")
+    apache = recorder.service("apache2")
+    os.kill(apache, signal.SIGUSR1)
+    wait_until(lambda: not is_running(apache), "Apache's end")
+    recorder.server.send_signal(signal.SIGCONT)
+    wait_until(lambda: connects("127.0.0.1", recorder.port), "a web server")
+    assert recorder.request("GET", "/").status == 200
+    assert shown(WHERE) == ""
+    assert rows(recorder.ctl("web", "listen", WHERE))["answers"] == "yes"
+
+
+@pytest.mark.parametrize("result, blamed", [("exit-code", True), ("success", False),
+                                            ("signal", False), ("oom-kill", False)])
+def test_one_start_is_without_what_apache_has_failed_with(written, result, blamed):
+    assert run("env", "SERVICE_RESULT=" + result, LISTEN, "ended", RECORDERCTL, "8080") == (0, "")
+    if blamed:
+        status, said = run(LISTEN, "start", RECORDERCTL, "8080")
+        assert status == 0 and "Apache has failed" in said
+        assert run("cat", PLACE + "/listen.conf") == (0, "")
+    assert run(LISTEN, "start", RECORDERCTL, "8080") == (0, "")
+    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == written
+
+
+def test_what_is_kept_is_not_blamed_for_somebody_on_the_web_servers_own_port(written):
+    with socket.create_server(("127.0.0.1", 0)) as other:
+        assert run("env", "SERVICE_RESULT=exit-code", LISTEN, "ended", RECORDERCTL,
+                   str(other.getsockname()[1])) == (0, "")
+    assert run(LISTEN, "start", RECORDERCTL, "8080") == (0, "")
+    assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == written
+
+
+@pytest.mark.parametrize("port, taken_up", [(PORT, True), (PORT + 1, False)])
+def test_a_reload_keeps_its_own_port_and_takes_up_nobody_elses(taken, port, taken_up):
+    kept, changed = KEPT.read_bytes(), KEPT.stat()
+    KEPT.write_bytes(kept.replace(f":{PORT}\n".encode(), f":{port}\n".encode()))
+    with socket.create_server((ADDRESS, PORT + 1)):
+        status, said = run(LISTEN, "reload", RECORDERCTL, "8080", "true")
+    KEPT.write_bytes(kept)
+    os.utime(KEPT, ns=(changed.st_atime_ns, changed.st_mtime_ns))  # nobody is to take it up
+    assert (status == 0, "is taken" in said) == (taken_up, not taken_up)
     assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
 
 

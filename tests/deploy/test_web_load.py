@@ -1,11 +1,15 @@
 """What clients without a session can do to the web server: keep nobody waiting, fill no disk."""
+import os
+import signal
 import socket
 import threading
+from pathlib import Path
 
 import pytest
 
 from loopback import request as send
 from places import CGI, LOGS
+from processes import descendants, processes
 from stand_in_program import PORT, PROGRAM, request, serving
 from waiting import SECONDS, wait_until
 from web_logs import line_with, log_lines
@@ -82,6 +86,42 @@ def test_a_client_that_dawdles_is_cut_long_before_a_program_that_takes_its_time(
     assert replies == []
     sleeper.join(SECONDS)
     assert [reply.status for reply in replies] == [200]
+
+
+# --- reloads -------------------------------------------------------------------------------------
+
+def web_server():
+    """The process id of Apache's main process."""
+    return int(Path("/run/recorder/httpd.pid").read_text())
+
+
+def programs():
+    """The CGI programs that run."""
+    return {pid for pid, command in processes() if command == str(CGI).encode()}
+
+
+def sleeper():
+    """A request that takes twenty seconds, and the list that its status will be in."""
+    statuses, before = [], programs()
+    thread = threading.Thread(
+        target=lambda: statuses.append(request("GET", PROGRAM + "/sleep").status))
+    thread.start()
+    wait_until(lambda: programs() - before, "the program")
+    return thread, statuses
+
+
+def test_a_reload_keeps_nobody_waiting_for_requests_that_take_their_time():
+    sleepers = []
+    for _ in range(2):  # what the first reload leaves is still there at the second
+        sleepers.append(sleeper())
+        before = descendants(web_server())
+        os.kill(web_server(), signal.SIGUSR1)
+        wait_until(lambda: set(descendants(web_server())) - set(before), "another generation")
+        assert request("GET", PROGRAM + "/task").status == 200
+    assert [statuses for _, statuses in sleepers] == [[], []]
+    for thread, statuses in sleepers:
+        thread.join(SECONDS)
+        assert statuses == [200]
 
 
 # --- logs ----------------------------------------------------------------------------------------

@@ -54,6 +54,10 @@ TEST(WebCertificate, IsDueThirtyDaysBeforeItsEnd) {
     EXPECT_TRUE(is_due(facts, facts.ends + 1));
 }
 
+TEST(WebCertificate, IsDueWhereTheClockWasAheadWhenItWasMade) {
+    EXPECT_TRUE(is_due(read_certificate(make_certificate(NAMES, NOW + DAY)), NOW));
+}
+
 TEST(WebCertificate, IsTakenWithItsKeyWhereverThatStands) {
     const std::string pem = make_certificate(NAMES, NOW);
     EXPECT_EQ(checked_certificate(pem, pem, NOW), pem);
@@ -71,6 +75,17 @@ TEST(WebCertificate, IsRefusedWithAnothersKey) {
     const std::string other = make_certificate(NAMES, NOW);
     EXPECT_NE(refusal(certificate_of(pem), key_of(other), NOW).find("not that of"),
               std::string::npos);
+}
+
+TEST(WebCertificate, IsRefusedWithADamagedOneBehindIt) {
+    const std::string pem = make_certificate(NAMES, NOW);
+    const std::string behind = certificate_of(make_certificate(NAMES, NOW));
+    for (const std::string& damaged :
+         {behind.substr(0, behind.size() / 2), std::string(behind).replace(100, 1, "?"),
+          "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n" + behind})
+        EXPECT_NE(refusal(certificate_of(pem) + damaged, pem, NOW).find("is damaged"),
+                  std::string::npos);
+    EXPECT_EQ(refusal(certificate_of(pem) + "some words\n", pem, NOW), "");
 }
 
 TEST(WebCertificate, IsRefusedBeforeAndBehindItsTime) {

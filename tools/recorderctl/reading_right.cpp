@@ -1,4 +1,4 @@
-// The daemon's right to read every folder, for a look at what the daemon will see.
+// Root's rights that are kept: to read every folder, and to listen on the lowest ports.
 #include "tools/recorderctl/reading_right.h"
 
 #include <linux/capability.h>
@@ -14,8 +14,11 @@ namespace recorderctl {
 
 namespace {
 
-// One of the first 32 capabilities, which stand in the first of the two records.
-constexpr std::uint32_t RIGHT = 1U << CAP_DAC_READ_SEARCH;
+// Of the first 32 capabilities, which stand in the first of the two records.
+constexpr std::uint32_t bit(int capability) {
+    return 1U << capability;
+}
+constexpr std::uint32_t KEPT = bit(CAP_DAC_READ_SEARCH) | bit(CAP_NET_BIND_SERVICE);
 
 struct Rights {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
@@ -33,7 +36,7 @@ void become_recorder() {
     give_up_root();
     if (geteuid() == 0) return;
     Rights rights;
-    const std::uint32_t kept = rights.sets[0].permitted & RIGHT;
+    const std::uint32_t kept = rights.sets[0].permitted & KEPT;
     rights.sets[0] = {.effective = 0, .permitted = kept, .inheritable = 0};
     rights.sets[1] = {};
     rights.take();
@@ -41,22 +44,26 @@ void become_recorder() {
 
 void hand_down_reading_right() {
     Rights rights;
-    rights.sets[0].inheritable |= rights.sets[0].permitted & RIGHT;
+    rights.sets[0].inheritable |= rights.sets[0].permitted & bit(CAP_DAC_READ_SEARCH);
     rights.take();
     prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_DAC_READ_SEARCH, 0, 0);
 }
 
-ReadingRight::ReadingRight() {
+Right::Right(int capability) : capability(capability) {
     Rights rights;
-    rights.sets[0].effective |= rights.sets[0].permitted & RIGHT;
+    rights.sets[0].effective |= rights.sets[0].permitted & bit(capability);
     rights.take();
 }
 
-ReadingRight::~ReadingRight() {
+Right::~Right() {
     if (geteuid() == 0) return;
     Rights rights;
-    rights.sets[0].effective &= ~RIGHT;
+    rights.sets[0].effective &= ~bit(capability);
     rights.take();
 }
+
+ReadingRight::ReadingRight() : Right(CAP_DAC_READ_SEARCH) {}
+
+PortRight::PortRight() : Right(CAP_NET_BIND_SERVICE) {}
 
 }  // namespace recorderctl

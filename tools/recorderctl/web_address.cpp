@@ -6,6 +6,7 @@
 #include <net/if.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -15,6 +16,7 @@
 
 #include "platform/standalone/store/file_handle.h"
 #include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/reading_right.h"
 
 namespace recorderctl {
 
@@ -60,14 +62,23 @@ int try_to_bind(const WebAddress& address) {
         socket(wanted.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int yes = 1;  // as the web server does: connections that have just ended do not matter
     setsockopt(probe.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    const PortRight right;
     return bind(probe.get(), wanted.get(), wanted.length) == 0 ? 0 : errno;
 }
 
-bool somebody_answers(const WebAddress& address) {
-    const SocketAddress wanted = socket_address(address, true);
+bool answers_at(const std::string& host, int port) {
+    const SocketAddress wanted = socket_address({.host = host, .port = port}, true);
     const standalone::FileHandle probe(
         socket(wanted.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
     return connect(probe.get(), wanted.get(), wanted.length) == 0;
+}
+
+/// Of all addresses one that somebody else has is enough to be in the way.
+bool somebody_answers(const WebAddress& address) {
+    std::vector<std::string> hosts = reachable_hosts(address);
+    if (address.is_any()) hosts.push_back(address.host);
+    return std::ranges::any_of(
+        hosts, [&address](const std::string& host) { return answers_at(host, address.port); });
 }
 
 std::optional<std::string> host_of(const ifaddrs& entry) {
@@ -138,7 +149,7 @@ void require_own_address(const WebAddress& address) {
 
 void require_free_port(const WebAddress& address) {
     const int error = try_to_bind(address);
-    // The lowest ports are root's; whether they are taken, somebody has to be asked who is there.
+    // Root alone may try the lowest ports; for others, whoever is there has to answer.
     if (error == EADDRINUSE || (error == EACCES && somebody_answers(address)))
         throw Failure("port " + std::to_string(address.port) + " of " + address.host +
                       " is taken; \"ss -ltnp sport = :" + std::to_string(address.port) +

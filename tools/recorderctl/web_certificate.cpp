@@ -75,8 +75,14 @@ int no_passphrase(char*, int, int, void*) {
     return -1;
 }
 
+bool is_end(unsigned long error) {
+    return ERR_GET_LIB(error) == ERR_LIB_PEM && ERR_GET_REASON(error) == PEM_R_NO_START_LINE;
+}
+
+/// None when there is no further one; one that is damaged is not passed over.
 Certificate next_certificate(const Bio& from) {
     Certificate found(PEM_read_bio_X509(from.get(), nullptr, no_passphrase, nullptr));
+    require(found != nullptr || is_end(ERR_peek_last_error()), "the certificate's file is damaged");
     ERR_clear_error();
     return found;
 }
@@ -179,8 +185,9 @@ std::string name_text(const GENERAL_NAME* name) {
     const int size = ASN1_STRING_length(value);
     if (kind == GEN_DNS)
         return {reinterpret_cast<const char*>(data), static_cast<std::size_t>(size)};
+    if (size != sizeof(in_addr) && size != sizeof(in6_addr)) return "";  // somebody else's fault
     std::array<char, INET6_ADDRSTRLEN> text{};
-    inet_ntop(size == 4 ? AF_INET : AF_INET6, data, text.data(), text.size());
+    inet_ntop(size == sizeof(in_addr) ? AF_INET : AF_INET6, data, text.data(), text.size());
     return text.data();
 }
 
@@ -204,12 +211,16 @@ void require_valid(X509* certificate, long long now) {
     if (begins > now) throw Failure("the certificate is not valid before " + zoned_time(begins));
 }
 
-/// As the web server will use it, which would end over what the library does not take.
-void require_servable(X509* certificate, EVP_PKEY* key) {
+/// As the web server will use them, which would end over what the library does not take: each of
+/// those that vouch for the first is judged, too.
+void require_servable(const std::vector<Certificate>& chain, EVP_PKEY* key) {
     const TlsSettings server(SSL_CTX_new(TLS_server_method()));
     require(server != nullptr, "cannot check the certificate");
-    require(SSL_CTX_use_certificate(server.get(), certificate) == 1,
+    require(SSL_CTX_use_certificate(server.get(), chain.front().get()) == 1,
             "the certificate cannot be served");
+    for (std::size_t at = 1; at < chain.size(); ++at)
+        require(SSL_CTX_add1_chain_cert(server.get(), chain[at].get()) == 1,
+                "a certificate behind the first cannot be served");
     require(SSL_CTX_use_PrivateKey(server.get(), key) == 1, "the key cannot be used");
 }
 
@@ -241,7 +252,7 @@ CertificateFacts read_certificate(const std::string& pem) {
 }
 
 bool is_due(const CertificateFacts& facts, long long now) {
-    return facts.ends < now + RENEWAL_SECONDS;
+    return facts.ends < now + RENEWAL_SECONDS || facts.begins > now;
 }
 
 std::string checked_certificate(const std::string& certificates, const std::string& key,
@@ -256,7 +267,7 @@ std::string checked_certificate(const std::string& certificates, const std::stri
         throw Failure("the key is not that of the first certificate in the certificate's file");
     }
     require_valid(chain.front().get(), now);
-    require_servable(chain.front().get(), own.get());
+    require_servable(chain, own.get());
     return together(own.get(), chain);
 }
 

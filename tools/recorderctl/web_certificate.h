@@ -27,14 +27,15 @@ std::string make_certificate(const std::vector<std::string>& names, long long no
 /// @throws Failure when there is none
 CertificateFacts read_certificate(const std::string& pem);
 
-/// Whether it ends within 30 days: time to replace it.
+/// Whether it ends within 30 days, or begins later, as one does that was made while the clock was
+/// ahead: time to replace it.
 bool is_due(const CertificateFacts& facts, long long now);
 
 /// Puts a certificate, those that vouch for it behind it, and its key together, when a web server
 /// could serve them now.
 /// @return the key, then the certificates
-/// @throws Failure: no certificate, no key or one with a passphrase, a key that is another's, one
-///         that is too weak, not valid yet or any more
+/// @throws Failure: no certificate, no key or one with a passphrase, a key that is another's, a
+///         certificate that is damaged or too weak, the first not valid yet or any more
 std::string checked_certificate(const std::string& certificates, const std::string& key,
                                 long long now);
 

@@ -108,16 +108,21 @@ void add_web_commands(CLI::App& app) {
     show_it->callback([json] { show(*json); });
 
     group
-        ->add_subcommand("renew",
-                         "Replace a certificate of the recorder's own that ends within 30 days")
+        ->add_subcommand(
+            "renew",
+            "Replace a certificate of the recorder's own that ends within 30 days or is "
+            "not valid yet")
         ->callback([] { renew_if_due(); });
 
     const auto port = std::make_shared<int>(0);
+    const auto held = std::make_shared<std::string>();
     CLI::App* prepare_it = group->add_subcommand(
         "prepare", "What the web server's start asks: renew, and tell where to listen");
     prepare_it->add_option("PORT", *port, "The port of 127.0.0.1 that is served by plain HTTP")
         ->required();
-    prepare_it->callback([port] { prepare(*port); });
+    prepare_it->add_option("HELD", *held,
+                           "ADDRESS:PORT where the web server listens now: that is not taken");
+    prepare_it->callback([port, held] { prepare(*port, *held); });
 }
 
 }  // namespace recorderctl

@@ -7,14 +7,17 @@
 #include <array>
 #include <cctype>
 #include <chrono>
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <sstream>
-#include <thread>
 
+#include "platform/standalone/store/file_handle.h"
+#include "platform/standalone/store/state_folder.h"
 #include "tools/recorderctl/commands.h"
+#include "tools/recorderctl/folders.h"
 #include "tools/recorderctl/reading_right.h"
 #include "tools/recorderctl/web_certificate.h"
 #include "tools/recorderctl/web_probe.h"
@@ -69,22 +72,51 @@ std::string own_certificate(const std::vector<std::string>& names,
     return make_certificate(names, std::time(nullptr));
 }
 
-bool comes_true(const std::function<bool()>& condition) {
+/// As long as it lives, who interrupts the command is heard only here.
+class Interruptions {
+public:
+    Interruptions() {
+        sigemptyset(&signals);
+        for (const int one : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, one);
+        sigprocmask(SIG_BLOCK, &signals, &before);
+    }
+    ~Interruptions() { sigprocmask(SIG_SETMASK, &before, nullptr); }
+    Interruptions(const Interruptions&) = delete;
+    Interruptions& operator=(const Interruptions&) = delete;
+
+    /// Waits for that long, or for one.
+    bool come_within(std::chrono::nanoseconds time) const {
+        const timespec patience{.tv_sec = 0, .tv_nsec = time.count()};
+        return sigtimedwait(&signals, nullptr, &patience) > 0;
+    }
+
+private:
+    sigset_t signals{};
+    sigset_t before{};
+};
+
+/// @return why it has not; "" when it has
+std::string comes_true(const std::function<bool()>& condition, const Interruptions& ours) {
     const auto end = std::chrono::steady_clock::now() + TAKING_UP;
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(BETWEEN_LOOKS);
+        if (ours.come_within(BETWEEN_LOOKS)) return "the command was interrupted";
+        if (std::chrono::steady_clock::now() > end)
+            return "the web server has not taken it up within " +
+                   std::to_string(TAKING_UP.count()) + " seconds";
     }
-    return true;
+    return "";
 }
 
 /// What is kept is what is served: what the web server does not take up is not kept either.
-void keep_and_wait(const WebSetting& setting, const std::optional<WebSetting>& before) {
-    keep_web_setting(setting);
-    if (comes_true([&setting] { return is_served(setting); })) return;
-    keep_web_setting(before);
-    throw Failure("the web server has not taken it up within " + std::to_string(TAKING_UP.count()) +
-                  " seconds, so all is as it was; does it run, and what does its log say? "
+void keep_and_wait(const WebSetting& setting) {
+    const std::optional<std::string> before = kept_web_text();
+    const Interruptions ours;
+    keep_web_text(web_text(setting));
+    const std::string why = comes_true([&setting] { return is_served(setting); }, ours);
+    if (why.empty()) return;
+    keep_web_text(before);
+    throw Failure(why +
+                  ", so all is as it was; does it run, and what does its log say? "
                   "With --later it is kept for its next start");
 }
 
@@ -122,22 +154,23 @@ bool is_served(const WebSetting& setting) {
 }
 
 WebSetting listen(const ListenOrder& order) {
-    const std::optional<WebSetting> kept = readable_setting();
-    WebSetting setting = ordered_setting(order, kept);
+    const standalone::FileHandle ours_alone = hold_folder(standalone::state_folder());
+    WebSetting setting = ordered_setting(order, readable_setting());
     if (order.later)
-        keep_web_setting(setting);
+        keep_web_text(web_text(setting));
     else
-        keep_and_wait(setting, kept);
+        keep_and_wait(setting);
     return setting;
 }
 
 void listen_locally(bool later) {
+    const standalone::FileHandle ours_alone = hold_folder(standalone::state_folder());
     const std::optional<WebSetting> kept = readable_setting();
-    keep_web_setting(std::nullopt);
-    if (!later && kept && !comes_true([&kept] { return !answers(kept->address); }))
-        throw Failure("the web server has not taken it up within " +
-                      std::to_string(TAKING_UP.count()) +
-                      " seconds; it will at its next start, and what does its log say?");
+    keep_web_text(std::nullopt);
+    if (later || !kept) return;
+    const std::string why = comes_true([&kept] { return !answers(kept->address); }, {});
+    if (!why.empty())
+        throw Failure(why + "; it listens there alone from its next start; what does its log say?");
 }
 
 }  // namespace recorderctl

@@ -14,8 +14,8 @@ struct ListenOrder {
     bool later = false;       ///< for the web server to take it up
 };
 
-/// Does what is ordered, or nothing: whatever is wrong with it, or should the web server not take
-/// it up, what was kept before is kept.
+/// Does what is ordered, or nothing: whatever is wrong with it, should the web server not take it
+/// up, or somebody interrupt this, what was kept before is kept.
 /// @return what is kept now
 /// @throws Failure
 WebSetting listen(const ListenOrder& order);

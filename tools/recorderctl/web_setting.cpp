@@ -54,20 +54,29 @@ void write_all(int file, std::string_view text) {
     }
 }
 
-std::string text_of(const WebSetting& setting) {
+}  // namespace
+
+std::string web_text(const WebSetting& setting) {
     std::string text(ADDRESS_LINE);
     text.append(setting.address.text()).append("\n").append(MAKER_LINE);
     text.append(MAKER_WORDS.at(static_cast<std::size_t>(setting.maker))).append("\n");
     return text + setting.pem;
 }
 
-}  // namespace
-
-std::optional<WebSetting> kept_web_setting() {
+std::optional<std::string> kept_web_text() {
     const std::string path = web_path(WEB_FILE);
     if (!std::filesystem::exists(path)) return std::nullopt;
     std::ifstream file(path);
     if (!file) throw Failure("cannot read " + path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+std::optional<WebSetting> kept_web_setting() {
+    const std::optional<std::string> text = kept_web_text();
+    if (!text) return std::nullopt;
+    std::istringstream file(*text);
     const std::string address = line_behind(file, ADDRESS_LINE);
     const CertificateMaker maker = maker_of(line_behind(file, MAKER_LINE));
     std::ostringstream pem;
@@ -75,15 +84,14 @@ std::optional<WebSetting> kept_web_setting() {
     return WebSetting{.address = parse_web_address(address), .maker = maker, .pem = pem.str()};
 }
 
-void keep_web_setting(const std::optional<WebSetting>& setting) {
+void keep_web_text(const std::optional<std::string>& text) {
     const std::string folder = standalone::state_folder();
-    const standalone::FileHandle ours_alone = hold_folder(folder);
-    if (setting) {
+    if (text) {
         std::filesystem::remove(web_path(UNREADY_WEB_FILE));
         const standalone::FileHandle file(open(web_path(UNREADY_WEB_FILE).c_str(),
                                                O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (!file) throw Failure("cannot make a file in " + folder + ": " + std::strerror(errno));
-        write_all(file.get(), text_of(*setting));
+        write_all(file.get(), *text);
         sync_to_disk(web_path(UNREADY_WEB_FILE));
         std::filesystem::rename(web_path(UNREADY_WEB_FILE), web_path(WEB_FILE));
     } else {

@@ -28,8 +28,14 @@ struct WebSetting {
 /// @throws Failure when the file cannot be read or is no such file
 std::optional<WebSetting> kept_web_setting();
 
-/// Puts it in the place of what was kept; nothing removes that. On disk when this returns.
+/// The same as its text, also where that is damaged.
+std::optional<std::string> kept_web_text();
+
+std::string web_text(const WebSetting& setting);
+
+/// Puts a text in the place of what was kept; nothing removes that. On disk when this returns.
+/// Whoever calls it holds the state folder (hold_folder()).
 /// @throws Failure
-void keep_web_setting(const std::optional<WebSetting>& setting);
+void keep_web_text(const std::optional<std::string>& text);
 
 }  // namespace recorderctl

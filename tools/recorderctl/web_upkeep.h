@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "tools/recorderctl/web_setting.h"
 
@@ -17,7 +18,9 @@ std::optional<WebSetting> renew_if_due();
 /// host to which those are sent who speak plain HTTP there, "-" for the address that they have
 /// reached. No line when there is nothing besides the port of 127.0.0.1.
 /// @param local_port that port
-/// @throws Failure when the web server could not listen there
-void prepare(int local_port);
+/// @param held where the web server listens now, "192.0.2.10:8443"; it goes on with that socket
+/// @throws Failure when the web server could not listen there; that a certificate cannot be renewed
+///         is only complained of
+void prepare(int local_port, const std::string& held);
 
 }  // namespace recorderctl
