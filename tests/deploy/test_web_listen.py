@@ -176,10 +176,13 @@ def test_all_names_of_the_machine_are_alike_by_tls(recorder, tmp_path, name, ver
     trust.write_text(shown(f"127.0.0.1:{PORT}"))
     url = f"https://{name}:{PORT}"
     for origin, status in ((url, 200), (url.replace("https", "http"), 403)):
-        visit = Visit(f"{url}{CONSOLE_URL}/session", "--data", SIGN_IN, "--header",
-                      "Content-Type: application/json", "--header", "Origin: " + origin,
-                      "--header", "X-Forwarded-Proto: http", "--resolve",
-                      f"localhost:{PORT}:{ADDRESS}", trust=trust, version=version)
+        words = [f"{url}{CONSOLE_URL}/session", "--data", SIGN_IN, "--header",
+                 "Content-Type: application/json", "--header", "Origin: " + origin,
+                 "--header", "X-Forwarded-Proto: http", "--resolve",
+                 f"localhost:{PORT}:{ADDRESS}"]
+        visit = Visit(*words, trust=trust, version=version)
+        if visit.status is None:  # the two changes may be two reloads, which hang up on somebody
+            visit = Visit(*words, trust=trust, version=version)
         assert visit.status == status
         assert ("Secure" in visit.headers.get("set-cookie", "")) == (status == 200)
     recorder.ctl("web", "local")
@@ -208,58 +211,6 @@ def test_only_pages_of_its_own_are_served(recorder, trust, version, headers, sta
         visit = Visit(f"{URL}{path}", "--cookie", "sid=" + recorder.sid, *options, trust=trust,
                       version=version)
         assert visit.status == status
-
-
-# --- requests that never end ----------------------------------------------------------------------
-
-def frame(kind, flags, stream, content=b""):
-    return struct.pack(">I", len(content))[1:] + struct.pack(">BBI", kind, flags, stream) + content
-
-
-def text(value):
-    return bytes([len(value)]) + value.encode()
-
-
-# The indices are those of the header fields in RFC 7541.
-BEGINNING = (b"\x83\x87" + b"\x04" + text(CONSOLE_URL + "/session") + b"\x01" + text(WHERE) +
-             b"\x0f\x0d" + text("1000"))
-SETTINGS, HEADERS, END_OF_HEADERS = 4, 1, 4
-
-
-def connection_of_unfinished_requests(streams):
-    """By HTTP/2; nothing of a body is sent."""
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
-    context.check_hostname, context.verify_mode = False, ssl.CERT_NONE
-    context.set_alpn_protocols(["h2"])
-    client = context.wrap_socket(socket.create_connection((ADDRESS, PORT)))
-    client.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + frame(SETTINGS, 0, 0) + b"".join(
-        frame(HEADERS, END_OF_HEADERS, 2 * number + 1, BEGINNING) for number in range(streams)))
-    return client
-
-
-def programs():
-    return sum(command == str(CONSOLE).encode() for _, command in processes())
-
-
-def threads():
-    """Of the web server's processes."""
-    return sum(len(list(Path(f"/proc/{pid}/task").glob("*"))) for pid, command in processes()
-               if command.startswith(b"/usr/sbin/apache2"))
-
-
-def test_strangers_by_http_2_get_no_more_threads_and_programs_than_there_is_room_for(
-        recorder, told):
-    recorder.restart()  # so that nothing is left that ends after a reload
-    clients = [connection_of_unfinished_requests(8) for _ in range(48)]
-    try:
-        wait_until(lambda: programs() >= 256, "as many programs as there may be")
-        while programs() > 200:  # until those that nothing more is heard of are ended
-            assert programs() < 256 + 32  # some of those that are ending among them
-            assert 512 < threads() < 512 + 256 + 32
-            assert recorder.request("GET", "/").status == 200
-    finally:
-        for client in clients:
-            client.close()
 
 
 # --- certificates ---------------------------------------------------------------------------------
@@ -628,3 +579,55 @@ def test_root_follows_no_link_of_the_recorders_user(taken, tmp_path):
         KEPT.write_bytes(kept)
     assert status == 1
     assert run("cat", PLACE + "/listen.conf", PLACE + "/web.pem") == taken
+
+
+# --- requests that never end ----------------------------------------------------------------------
+
+def frame(kind, flags, stream, content=b""):
+    return struct.pack(">I", len(content))[1:] + struct.pack(">BBI", kind, flags, stream) + content
+
+
+def text(value):
+    return bytes([len(value)]) + value.encode()
+
+
+# The indices are those of the header fields in RFC 7541.
+BEGINNING = (b"\x83\x87" + b"\x04" + text(CONSOLE_URL + "/session") + b"\x01" + text(WHERE) +
+             b"\x0f\x0d" + text("1000"))
+SETTINGS, HEADERS, END_OF_HEADERS = 4, 1, 4
+
+
+def connection_of_unfinished_requests(streams):
+    """By HTTP/2; nothing of a body is sent."""
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+    context.check_hostname, context.verify_mode = False, ssl.CERT_NONE
+    context.set_alpn_protocols(["h2"])
+    client = context.wrap_socket(socket.create_connection((ADDRESS, PORT)))
+    client.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + frame(SETTINGS, 0, 0) + b"".join(
+        frame(HEADERS, END_OF_HEADERS, 2 * number + 1, BEGINNING) for number in range(streams)))
+    return client
+
+
+def programs():
+    return sum(command == str(CONSOLE).encode() for _, command in processes())
+
+
+def threads():
+    """Of the web server's processes."""
+    return sum(len(list(Path(f"/proc/{pid}/task").glob("*"))) for pid, command in processes()
+               if command.startswith(b"/usr/sbin/apache2"))
+
+
+def test_strangers_by_http_2_get_no_more_threads_and_programs_than_there_is_room_for(
+        recorder, told):
+    recorder.restart()  # so that nothing is left that ends after a reload
+    clients = [connection_of_unfinished_requests(8) for _ in range(48)]
+    try:
+        wait_until(lambda: programs() >= 256, "as many programs as there may be")
+        while programs() > 200:  # until those that nothing more is heard of are ended
+            assert programs() < 256 + 32  # some of those that are ending among them
+            assert 512 < threads() < 512 + 256 + 32
+            assert recorder.request("GET", "/").status == 200
+    finally:
+        for client in clients:
+            client.close()
