@@ -38,8 +38,8 @@ PREFIXES = {"/cgi-bin/recording_backup.cgi/": "", "/cgi-bin/console.cgi/": "cons
 # These wait for a program of the system's, and look for its end as often as it takes.
 WAITING = {"GET /share", "GET /task/log/file", "PUT /server/testing", "console: POST shares"}
 
-# What is counted in turn, of a recorder with CONSOLE_TASKS tasks of which none runs: a bound's name,
-# and a request.
+# What is counted in turn, of a recorder with CONSOLE_TASKS tasks of which none runs: a bound's
+# name, and a request.
 REQUESTS = [
     ("PUT /task", "/task", BODY),
     ("POST /task/<id>", "/task/1", BODY),
@@ -107,12 +107,13 @@ class Counter:
             assert self.program.create(BODY).status == 0
 
     def add_past(self):
-        """A camera with a recording, and the finished runs that the page shows of a task at once."""
+        """A camera with a recording, and as many finished runs as the page shows at once."""
         day = self.folder / "0/2024-03-02"
         day.mkdir(parents=True)
         (day / "00-00-00.mp4").touch()
         self.program.add_channel(0, "Front door", self.folder / "0", guid="5F0C")
-        with closing(sqlite3.connect(self.program.path / "backupd.db", timeout=SECONDS)) as memory, memory:
+        file = self.program.path / "backupd.db"
+        with closing(sqlite3.connect(file, timeout=SECONDS)) as memory, memory:
             memory.executemany("INSERT INTO run (taskID, number, task_name, cause, started, ended, "
                                "outcome) VALUES (2, ?, 'Front door', 0, ?, ?, 0)",
                                [(number, number, number + 1) for number in range(1, RUNS + 1)])
