@@ -2,10 +2,10 @@
 #include "platform/recorder_log.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <optional>
 
 #include "platform/event_ids.h"
@@ -17,7 +17,6 @@
 
 namespace {
 
-constexpr std::size_t USUAL_LINE = 512;
 constexpr std::size_t LONGEST_LINE = 64 * 1024;
 constexpr std::string_view CUT_MARK = "...\n";
 
@@ -35,20 +34,13 @@ std::string debug_line(std::string_view text) {
     return standalone::one_line(text.substr(0, end)).append(text.substr(end));
 }
 
-/// The formatted text, no further than one byte behind the longest line. Most are short: a buffer
-/// for the longest would have sixteen pages of the stack touched for each.
+/// The formatted text, no further than one byte behind the longest line. On the stack, a buffer for
+/// that would have all of its sixteen pages touched for each line; most are short.
 std::string formatted(const char* format, va_list arguments) {
-    va_list again;
-    va_copy(again, arguments);
-    std::array<char, USUAL_LINE> buffer;
-    const int wanted = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
-    std::string text(std::clamp<long>(wanted, 0, LONGEST_LINE + 1), '\0');
-    if (text.size() < buffer.size())
-        text.assign(buffer.data(), text.size());
-    else
-        std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
-    return text;
+    constexpr std::size_t ROOM = LONGEST_LINE + 2;
+    const auto buffer = std::make_unique_for_overwrite<char[]>(ROOM);
+    const int wanted = std::vsnprintf(buffer.get(), ROOM, format, arguments);
+    return {buffer.get(), static_cast<std::size_t>(std::clamp<long>(wanted, 0, ROOM - 1))};
 }
 
 std::string format_line(const char* format, va_list arguments) {
