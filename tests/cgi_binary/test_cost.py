@@ -84,7 +84,7 @@ class Counter:
         done = subprocess.run(
             ["valgrind", "--tool=callgrind", "--trace-syscalls=yes", f"--log-file={log}",
              "--callgrind-out-file=/dev/null", PROGRAMS / built],
-            input=data, capture_output=True, timeout=SECONDS, check=False,
+            input=data, capture_output=True, timeout=SECONDS, check=True,
             env={**self.program.environment, **variables})
         self.reply = done.stdout
         said = log.read_text(errors="replace")
