@@ -105,6 +105,12 @@ def test_what_the_web_server_was_told_to_listen_on_does_not_keep_it_from_startin
     assert re.fullmatch(r"\S+/recorder-listen ended \S+/recorderctl 8080", unit["ExecStopPost"])
 
 
+def test_only_what_has_changed_has_the_web_server_reload(units):
+    unit = settings(units / "recorder-web.service")
+    assert re.fullmatch(r"\S+/recorder-listen take-up \S+/systemctl try-reload-or-restart "
+                        r"recorder-httpd.service", re.sub(r"\s+", " ", unit["ExecStart"]))
+
+
 def test_the_web_server_has_room_for_all_its_threads_and_programs_twice(units):
     """The second time for those that end their requests after a reload."""
     given = dict(re.findall(r"^ *(MaxRequestWorkers|H2MaxWorkers) (\d+)$",

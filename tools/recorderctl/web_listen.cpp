@@ -110,6 +110,7 @@ std::string comes_true(const std::function<bool()>& condition, const Interruptio
 /// What is kept is what is served: what the web server does not take up is not kept either.
 void keep_and_wait(const WebSetting& setting) {
     const std::optional<std::string> before = kept_web_text();
+    if (before == web_text(setting) && is_served(setting)) return;  // so nobody is hung up on
     const Interruptions ours;
     keep_web_text(web_text(setting));
     const std::string why = comes_true([&setting] { return is_served(setting); }, ours);
