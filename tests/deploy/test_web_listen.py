@@ -8,12 +8,14 @@ import socket
 import ssl
 import struct
 import subprocess
+import threading
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import pytest
 
 from other_user import NOBODY
-from places import CONSOLE, PROGRAMS, SOURCE, STATE
+from places import CGI, CONSOLE, PROGRAMS, SOURCE, STATE
 from processes import is_running, processes
 from second_machine import (ADDRESS, IPV6, Visit, connect, fingerprint, handshake,
                             lose_address, needs_a_network_of_its_own, run, shown)
@@ -634,24 +636,31 @@ def text(value):
 
 
 # The indices are those of the header fields in RFC 7541.
-BEGINNING = (b"\x83\x87" + b"\x04" + text(CONSOLE_URL + "/session") + b"\x01" + text(WHERE) +
-             b"\x0f\x0d" + text("1000"))
-SETTINGS, HEADERS, END_OF_HEADERS = 4, 1, 4
+def beginning(path):
+    """The header of a POST with a thousand bytes of body."""
+    return (b"\x83\x87" + b"\x04" + text(path) + b"\x01" + text(WHERE) + b"\x0f\x0d" +
+            text("1000"))
 
 
-def connection_of_unfinished_requests(streams):
+DATA, HEADERS, SETTINGS = 0, 1, 4
+END_OF_HEADERS = 4
+
+
+def connection_of_unfinished_requests(streams, header=beginning(CONSOLE_URL + "/session")):
     """By HTTP/2; nothing of a body is sent."""
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
     context.check_hostname, context.verify_mode = False, ssl.CERT_NONE
     context.set_alpn_protocols(["h2"])
     client = context.wrap_socket(socket.create_connection((ADDRESS, PORT)))
     client.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + frame(SETTINGS, 0, 0) + b"".join(
-        frame(HEADERS, END_OF_HEADERS, 2 * number + 1, BEGINNING) for number in range(streams)))
+        frame(HEADERS, END_OF_HEADERS, 2 * number + 1, header) for number in range(streams)))
     return client
 
 
 def programs():
-    return sum(command == str(CONSOLE).encode() for _, command in processes())
+    """Those that are at a request."""
+    names = {str(program).encode() for program in (CONSOLE, CGI)}
+    return sum(command in names for _, command in processes())
 
 
 def threads():
@@ -673,3 +682,30 @@ def test_strangers_by_http_2_get_no_more_threads_and_programs_than_there_is_room
     finally:
         for client in clients:
             client.close()
+
+
+def frames(client):
+    """Type, stream and content of each that comes."""
+    with client.makefile("rb") as stream:
+        while head := stream.read(9):
+            yield head[3], int.from_bytes(head[5:9], "big"), stream.read(
+                int.from_bytes(head[:3], "big"))
+
+
+@pytest.mark.parametrize("path", [CONSOLE_URL + "/session", ROOT_URL + "/task"])
+def test_a_body_that_drips_does_not_keep_a_program(told, path):
+    with connection_of_unfinished_requests(1, beginning(path)) as client:
+        wait_until(programs, "the program")
+        done = threading.Event()
+
+        def drip():
+            while not done.wait(0.2):
+                client.sendall(frame(DATA, 0, 1, b" "))
+
+        with ThreadPoolExecutor(1) as dripping:
+            drips = dripping.submit(drip)
+            replied = next(content for kind, _, content in frames(client) if kind == DATA)
+            done.set()
+            drips.result()
+    assert b"The request was ended because its header, or its body, took longer" in replied
+    wait_until(lambda: not programs(), "the program's end")
