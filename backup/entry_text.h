@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <concepts>
 #include <string>
 #include <string_view>
 
@@ -38,7 +39,10 @@ public:
     void add(const Key& key, std::string_view text);
     void add(const Key& key, long long value);
     void add(const Key& key, int value) { add(key, static_cast<long long>(value)); }
-    void add(const Key& key, bool value) { add_printed(key, value ? "true" : "false"); }
+    template <std::same_as<bool> Bool>  // a literal would rather become a bool than a view
+    void add(const Key& key, Bool value) {
+        add_printed(key, value ? "true" : "false");
+    }
 
     /// A text that needs no escapes: a word of ours, or digits.
     void add_word(const Key& key, std::string_view word);

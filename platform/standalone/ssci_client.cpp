@@ -176,11 +176,14 @@ Connection open_connection(event_base* base, const char* host, int port) {
 }
 
 void on_deadline(evutil_socket_t, short, void* context) {
-    finish(*static_cast<Outcome*>(context), TIMED_OUT);
+    auto& outcome = *static_cast<Outcome*>(context);
+    if (!outcome.done) finish(outcome, TIMED_OUT);
 }
 
-/// libevent's own time-outs start afresh with every byte; this one does not.
+/// libevent's own time-outs start afresh with every byte; this one does not. What failed without
+/// waiting for anything, as without a route there, is over before the loop runs.
 int run_until(Outcome& outcome, long seconds) {
+    if (outcome.done) return outcome.result;
     const Event deadline(evtimer_new(outcome.base, on_deadline, &outcome));
     const timeval wait{seconds, 0};
     if (deadline == nullptr || evtimer_add(deadline.get(), &wait) != 0) return BROKEN;

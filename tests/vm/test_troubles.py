@@ -99,6 +99,56 @@ def test_web_server_reads_its_configuration_again(machine, recorder):
     assert recorder.ask("GET", "task")["ret_code"] == 0
 
 
+# --- where it listens ---------------------------------------------------------------------------
+
+LISTEN = "recorderctl web listen 0.0.0.0:8443"
+
+BY_TLS = ("curl -sS --insecure https://127.0.0.1:8443/cgi-bin/recording_backup.cgi/fuse | "
+          "grep 'SID authorization fail'")
+
+# Stands for whatever no check beforehand sees.
+SPOIL = """
+mkdir -p /run/systemd/system/recorder-httpd.service.d
+cat >/run/systemd/system/recorder-httpd.service.d/spoil.conf <<'END'
+[Service]
+ExecStartPre=/bin/sh -c 'cd /run/recorder/listen && [ ! -e web.pem ] || echo spoilt >web.pem'
+END
+systemctl daemon-reload
+systemctl restart recorder-httpd
+"""
+
+LEAVE_ALONE = """
+rm /run/systemd/system/recorder-httpd.service.d/spoil.conf
+systemctl daemon-reload
+systemctl restart recorder-httpd
+"""
+
+
+def test_web_server_takes_up_by_itself_where_it_is_told_to_listen(machine, recorder):
+    before = recorder.main_process("recorder-httpd")
+    for _ in range(2):
+        assert "answers\tyes\n" in machine.run(LISTEN)
+        machine.run(BY_TLS)
+    assert recorder.main_process("recorder-httpd") == before
+    assert machine.run("journalctl --unit recorder-web | grep --count Finished") == "1\n"
+    machine.run("systemctl restart recorder-httpd")
+    machine.wait(BY_TLS, "an answer by TLS after a restart")
+    machine.run("recorderctl web local")
+    machine.run(BY_TLS, fails=True)
+    assert machine.run("systemctl --failed --plain --no-legend") == ""
+
+
+def test_web_server_that_fails_with_what_it_was_told_starts_without(machine, recorder):
+    machine.run(LISTEN)
+    machine.run(SPOIL)
+    machine.wait("recorderctl web show | grep 'answers.no' && journalctl --unit recorder-httpd | "
+                 "grep 'Apache has failed'", "the start without")
+    recorder.wait_for_services()
+    machine.run(LEAVE_ALONE)
+    machine.wait(BY_TLS, "an answer by TLS after the next start")
+    machine.run("recorderctl web local")
+
+
 # --- where recordings are -----------------------------------------------------------------------
 
 

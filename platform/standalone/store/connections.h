@@ -1,5 +1,6 @@
 // The connections that the platform calls of one thread share: opened when first needed, then kept.
-// There is one of each database, so a call for writing must not come while rows are being read.
+// There is one of each database, so a call for writing must not come while rows are being read, nor
+// within a transaction that reads (Database::begin_to_write).
 #pragma once
 
 #include <chrono>

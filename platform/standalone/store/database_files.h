@@ -9,8 +9,9 @@ namespace standalone {
 /// for one of its own making and flushes the folder with the connection's first change, so each
 /// request would wait for the disk twice. That flush is for the file's name, and it was made:
 /// SQLite writes the file's first 32 bytes, flushes them and the folder, and only then writes a
-/// change. So a file that is longer has its name on disk, whoever made it and whatever became of
-/// them; any other one is opened with O_CREAT. It stays there as long as anybody has the database
+/// change. So a file that is longer has its name on disk, whichever process made it and whatever
+/// became of that; any other one is opened with O_CREAT. (Whoever puts files there by hand sees to
+/// it himself, as "recorderctl state restore" does.) It stays there as long as anybody has the database
 /// open: the last one alone removes it. (A connection with synchronous=OFF, of which there is none
 /// but in tests, breaks this as it breaks all else.)
 ///

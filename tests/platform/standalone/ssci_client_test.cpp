@@ -228,6 +228,16 @@ TEST(SsciClient, FailsWhenNobodyListens) {
     EXPECT_EQ(response, "before");
 }
 
+/// The kernel refuses the broadcast address, as it does one without a route, before anything is
+/// waited for.
+TEST(SsciClient, FailsAtOnceWhereThereIsNoWay) {
+    std::string response = "before";
+    EXPECT_EQ(ssci_GET_request("255.255.255.255", 10205, "/", nullptr, response, 1, false, false, 0,
+                               nullptr),
+              -1);
+    EXPECT_EQ(response, "before");
+}
+
 TEST(SsciClient, TakesAddressesAndPortsAlone) {
     const Service service(answer(reply("{}")));
     std::string response = "before";
