@@ -1,26 +1,25 @@
-"""Prints deploy/first_use.ld: the object files whose functions requests run, in the order of use.
+"""Makes deploy/first_use.ld: the object files whose functions requests run, in the order of use.
 
-usage: first_use.py MAP PROGRAM COUNTED...
-
-MAP       what the linker says of PROGRAM when it is linked with -Wl,-Map=MAP
-COUNTED   what `valgrind --tool=callgrind --demangle=no --callgrind-out-file=COUNTED PROGRAM` has
-          written for requests, the most frequent one first
+tests/cgi_binary/test_cost.py runs the requests, and leaves what the file should say in the build
+folder when an object file of ours is missing from it.
 """
 import bisect
 import re
 import subprocess
 import sys
+from collections import Counter
 from pathlib import Path
 
 HEAD = """\
 /* The object files whose functions requests run, in the order of use: one after the other, so that
    few pages of the program are read and mapped. Those that are not there are not missed.
-   benchmarks/first_use.py has printed this. */
+   benchmarks/first_use.py has made this. */
 SECTIONS
 {
   .text.first :
   {
 """
+LINE = "    *{}(.text .text.*)\n"
 TAIL = """\
   }
 }
@@ -29,18 +28,21 @@ INSERT BEFORE .text;
 
 
 def placed(link_map):
-    """The code of each object file of an archive: where it begins and ends, and its name."""
+    """The code of each object file of an archive: where it begins and ends, its name, and whether
+    it is ours."""
     said = Path(link_map).read_text()
-    found = re.findall(r"^ \.text\S*\s+0x(\w+)\s+0x(\w+)\s+\S*?([^/\s]+\.a)\((.+)\)$",
+    found = re.findall(r"^ \.text\S*\s+0x(\w+)\s+0x(\w+)\s+(\S*?)([^/\s]+\.a)\((.+)\)$",
                        said[said.index("Linker script and memory map"):], re.M)
-    return sorted((int(begin, 16), int(begin, 16) + int(size, 16), f"{archive}:{member}")
-                  for begin, size, archive, member in found)
+    return sorted((int(begin, 16), int(begin, 16) + int(size, 16), f"{archive}:{member}",
+                   not folder.startswith("/")) for begin, size, folder, archive, member in found)
 
 
 def addresses(program):
+    """Of the functions whose names no other one has: two files may each have one to themselves."""
     listed = subprocess.run(["nm", program], check=True, capture_output=True, text=True).stdout
-    return {name: int(address, 16)
-            for address, name in re.findall(r"(?m)^(\w+) [tTwWiI] (\S+)$", listed)}
+    found = re.findall(r"(?m)^(\w+) [tTwWiI] (\S+)$", listed)
+    often = Counter(name for _, name in found)
+    return {name: int(address, 16) for address, name in found if often[name] == 1}
 
 
 def functions(counted):
@@ -50,14 +52,22 @@ def functions(counted):
         yield from (name, name.replace("_avx2", "_evex"), name.replace("_avx_", "_avx512_"))
 
 
-def main(link_map, program, *counted):
-    pieces, known = placed(link_map), addresses(program)
-    used = {}
+def used(program, counted):
+    """The object files that were run, by first use, and whether each is ours.
+
+    :param program: has been linked with -Wl,-Map=<program's name>.map, in the folder above
+    :param counted: what `valgrind --tool=callgrind --demangle=no --callgrind-out-file=FILE` has
+        written for requests, the most frequent one first
+    """
+    pieces = placed(program.parents[1] / f"{program.name}.map")
+    known, files = addresses(program), {}
     for name in functions(counted):
         at = bisect.bisect(pieces, (known.get(name, -1), sys.maxsize)) - 1
         if at >= 0 and known[name] < pieces[at][1]:
-            used[pieces[at][2]] = None
-    print(HEAD + "".join(f"    *{name}(.text .text.*)\n" for name in used) + TAIL, end="")
+            files[pieces[at][2]] = pieces[at][3]
+    return files
 
 
-main(*sys.argv[1:])
+def script(names):
+    """What the linker is told."""
+    return HEAD + "".join(LINE.format(name) for name in names) + TAIL

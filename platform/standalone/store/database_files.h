@@ -11,9 +11,9 @@ namespace standalone {
 /// SQLite writes the file's first 32 bytes, flushes them and the folder, and only then writes a
 /// change. So a file that is longer has its name on disk, whichever process made it and whatever
 /// became of that; any other one is opened with O_CREAT. (Whoever puts files there by hand sees to
-/// it himself, as "recorderctl state restore" does.) It stays there as long as anybody has the database
-/// open: the last one alone removes it. (A connection with synchronous=OFF, of which there is none
-/// but in tests, breaks this as it breaks all else.)
+/// it himself, as "recorderctl state restore" does.) It stays there as long as anybody has the
+/// database open: the last one alone removes it. (A connection with synchronous=OFF, of which there
+/// is none but in tests, breaks this as it breaks all else.)
 ///
 /// An absolute path is taken as it is, unless its last part is a symbolic link: nothing but the
 /// journals' names depends on the folders before.
