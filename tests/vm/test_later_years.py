@@ -39,6 +39,7 @@ def tasks(machine):
 
 
 def test_state_that_was_backed_up_is_restored_as_the_page_says(machine, recorder):
+    recorder.wait_for_services()  # the machine has just started
     follow(machine, "To back it up", "recorderctl state backup")
     before = tasks(machine)
     recorder.create(destPath="/backup/gone", chIdxList=[0])
