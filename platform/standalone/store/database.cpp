@@ -97,6 +97,12 @@ Statement& Statement::bind_null(int parameter) {
     return *this;
 }
 
+Statement& Statement::bind_pointer(int parameter, void* pointer, const char* type) {
+    if (sqlite3_bind_pointer(statement_.get(), parameter, pointer, type, nullptr) != SQLITE_OK)
+        fail(sqlite3_db_handle(statement_.get()));
+    return *this;
+}
+
 bool Statement::step() {
     const int code = sqlite3_step(statement_.get());
     if (code == SQLITE_ROW) return true;
@@ -193,6 +199,16 @@ void Database::Close::operator()(sqlite3* connection) const {
 
 Statement Database::prepare(std::string_view sql) {
     return Statement(handle(), sql);
+}
+
+void Database::define(const char* name, Function function) {
+    if (defined_ == function) return;
+    // From nowhere but a statement of our own: not from what the database's file may hold.
+    constexpr int FLAGS = SQLITE_UTF8 | SQLITE_DIRECTONLY;
+    if (sqlite3_create_function_v2(handle(), name, -1, FLAGS, nullptr, function, nullptr, nullptr,
+                                   nullptr) != SQLITE_OK)
+        fail(handle());
+    defined_ = function;
 }
 
 void Database::run(const char* sql) {
