@@ -86,7 +86,7 @@ int __nvrcfg_set_rr_settings(const char* srcFile, int srcLine, std::string text)
     return guarded(srcFile, srcLine, [&text] {
         const int status = TaskStore(config_for_writing()).apply_settings(text);
         // The daemon is told of a change, and then the event log.
-        if (status == 0) prepare_meanwhile([] { events_for_writing(); });
+        if (status == 0) prepare_meanwhile([] { event_log().prepare_to_append(); });
         return status;
     });
 }

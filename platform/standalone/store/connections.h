@@ -7,6 +7,7 @@
 
 #include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/event_store.h"
 #include "platform/standalone/store/key_value_store.h"
 
 namespace standalone {
@@ -34,8 +35,8 @@ Database& registry_for_writing();
 /// The event database for reading.
 Database& events_for_reading();
 
-/// The event database for writing.
-Database& events_for_writing();
+/// The event log, over a connection for writing.
+EventStore& event_log();
 
 /// The keys, over registry_for_reading().
 KeyValueStore& config_keys();
