@@ -53,7 +53,7 @@ struct Connections {
     std::optional<KnownChannels> channels;  // as config has read them
     Connection registry;
     Connection events;
-    std::optional<EventStore> log;  // released before the connection it uses
+    std::optional<EventStore> log;      // released before the connection it uses
     std::optional<KeyValueStore> keys;  // released before the connection it uses
 };
 
