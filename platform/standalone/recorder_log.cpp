@@ -92,8 +92,7 @@ void store_limited(standalone::EventStore& store, const standalone::Event& event
 template <typename Write>
 int with_event_store(Write write) {
     try {
-        standalone::EventStore store(standalone::events_for_writing());
-        write(store);
+        write(standalone::event_log());
         return 0;
     } catch (const std::exception&) {
         return -1;

@@ -14,6 +14,7 @@
 #include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/journal_room.h"
 #include "platform/standalone/store/recorder_identity.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
@@ -108,6 +109,7 @@ public:
     /// Until a signal ends the process.
     void serve() {
         take_over();
+        standalone::make_room_in_journal(config_);
         limit_waiting(config_, memory_);
         watch();
         service_.run([this] { tell_that_it_serves(); });

@@ -3,6 +3,7 @@
 
 #include "platform/service_addresses.h"
 #include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/journal_room.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "services/event_log/log_routes.h"
@@ -17,8 +18,9 @@ namespace {
 void open_log() {
     const std::string path = standalone::event_database_path();
     if (!std::filesystem::exists(path)) return;
-    standalone::require_current(standalone::events_for_reading(), path,
-                                standalone::event_migrations());
+    standalone::Database& events = standalone::events_for_reading();
+    standalone::require_current(events, path, standalone::event_migrations());
+    standalone::make_room_in_journal(events);
 }
 
 void serve() {

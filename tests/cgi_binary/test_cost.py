@@ -197,6 +197,15 @@ def test_a_changed_task_and_its_event_are_flushed_once_each(counter):
     assert counter.flushes == 0
 
 
+def test_a_change_finds_room_in_the_journals(counter):
+    """What makes a file longer, the file system flushes, too."""
+    assert counter.program.create(BODY).status == 0  # the journals' first change
+    journals = [counter.program.path / f"{name}.db-wal" for name in ("config", "events")]
+    before = [journal.stat().st_size for journal in journals]
+    counter.fill(3)
+    assert [journal.stat().st_size for journal in journals] == before
+
+
 def test_every_route_has_a_bound():
     """A name may go on behind a comma: "GET /task, 1,000 tasks"."""
     bound = {name.split(",")[0].replace(" /", " ") for name in BOUNDS}

@@ -53,6 +53,7 @@ struct Connections {
     std::optional<KnownChannels> channels;  // as config has read them
     Connection registry;
     Connection events;
+    std::optional<EventStore> log;      // released before the connection it uses
     std::optional<KeyValueStore> keys;  // released before the connection it uses
 };
 
@@ -78,6 +79,12 @@ Database& registry(Database::Access access) {
     // A statement keeps a closed connection alive, so the keys' one goes first.
     if (mine().registry.path != path) mine().keys.reset();
     return mine().registry.at(path, access);
+}
+
+Database& events(Database::Access access) {
+    const std::string path = event_database_path();
+    if (mine().events.path != path) mine().log.reset();
+    return mine().events.at(path, access);
 }
 
 }  // namespace
@@ -112,11 +119,27 @@ Database& registry_for_writing() {
 }
 
 Database& events_for_reading() {
-    return mine().events.at(event_database_path(), Database::Access::reading);
+    return events(Database::Access::reading);
 }
 
-Database& events_for_writing() {
-    return mine().events.at(event_database_path(), Database::Access::writing);
+EventStore& event_log() {
+    Database& database = events(Database::Access::writing);
+    if (!mine().log) mine().log.emplace(database);
+    return *mine().log;
+}
+
+void prepare_event_log() {
+    if (mine().events.database) return;
+    const auto usual = std::exchange(longest_wait(), std::chrono::milliseconds(0));
+    try {
+        event_log().prepare_to_append();
+        mine().events.database->wait_as_usual();
+        if (usual) mine().events.database->limit_waiting(*usual);
+    } catch (const DatabaseError&) {
+        mine().log.reset();
+        mine().events = {};  // for who needs it to open, and to wait
+    }
+    longest_wait() = usual;
 }
 
 KeyValueStore& config_keys() {

@@ -8,6 +8,7 @@
 
 #include "platform/standalone/store/channel_store.h"
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/event_store.h"
 #include "platform/standalone/store/key_value_store.h"
 
 namespace standalone {
@@ -35,8 +36,12 @@ Database& registry_for_writing();
 /// The event database for reading.
 Database& events_for_reading();
 
-/// The event database for writing.
-Database& events_for_writing();
+/// The event log, over a connection for writing.
+EventStore& event_log();
+
+/// Makes event_log() ready for an event, unless somebody holds it: nothing is waited for, and
+/// nothing thrown.
+void prepare_event_log();
 
 /// The keys, over registry_for_reading().
 KeyValueStore& config_keys();

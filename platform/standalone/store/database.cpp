@@ -97,6 +97,12 @@ Statement& Statement::bind_null(int parameter) {
     return *this;
 }
 
+Statement& Statement::bind_pointer(int parameter, void* pointer, const char* type) {
+    if (sqlite3_bind_pointer(statement_.get(), parameter, pointer, type, nullptr) != SQLITE_OK)
+        fail(sqlite3_db_handle(statement_.get()));
+    return *this;
+}
+
 bool Statement::step() {
     const int code = sqlite3_step(statement_.get());
     if (code == SQLITE_ROW) return true;
@@ -129,6 +135,10 @@ std::string_view Statement::view(int column) {
 
 bool Statement::is_null(int column) {
     return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+}
+
+void Database::wait_as_usual() {
+    sqlite3_busy_timeout(handle(), BUSY_MILLISECONDS);
 }
 
 /// What a connection has waited within one second.
@@ -177,7 +187,7 @@ Database::Database(const std::string& path, Access access, Durability durability
     connection_.reset(connection);
     if (connection == nullptr) throw DatabaseError("out of memory", code & 0xff);
     if (code != SQLITE_OK) fail(connection);
-    sqlite3_busy_timeout(connection, BUSY_MILLISECONDS);
+    wait_as_usual();
     // The journal's kind is a property of the file (schema.cpp sets it), these belong to the
     // connection.
     if (access == Access::writing) begin_to_write(durability);
@@ -193,6 +203,16 @@ void Database::Close::operator()(sqlite3* connection) const {
 
 Statement Database::prepare(std::string_view sql) {
     return Statement(handle(), sql);
+}
+
+void Database::define(const char* name, Function function) {
+    if (defined_ == function) return;
+    // From nowhere but a statement of our own: not from what the database's file may hold.
+    constexpr int FLAGS = SQLITE_UTF8 | SQLITE_DIRECTONLY;
+    if (sqlite3_create_function_v2(handle(), name, -1, FLAGS, nullptr, function, nullptr, nullptr,
+                                   nullptr) != SQLITE_OK)
+        fail(handle());
+    defined_ = function;
 }
 
 void Database::run(const char* sql) {

@@ -9,6 +9,8 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+struct sqlite3_context;
+struct sqlite3_value;
 
 namespace standalone {
 
@@ -34,6 +36,8 @@ public:
     Statement& bind(int parameter, std::string_view value);
     Statement& bind_real(int parameter, double value);
     Statement& bind_null(int parameter);
+    /// Something that SQL hands to a function, which takes it by the same `type`, a literal.
+    Statement& bind_pointer(int parameter, void* pointer, const char* type);
     /// @return true while there is a row
     bool step();
     /// Makes the statement ready to be run again; parameters keep their values.
@@ -76,6 +80,11 @@ public:
     /// @throws DatabaseError
     void begin_to_write(Durability durability);
     Statement prepare(std::string_view sql);
+    /// A function that SQL calls with values of a row (sqlite.org/appfunc.html).
+    using Function = void (*)(sqlite3_context*, int, sqlite3_value**);
+    /// Has SQL call the function by this name, with any number of values. A connection takes one;
+    /// the same once more is no work.
+    void define(const char* name, Function function);
     /// Runs one or more statements without results.
     void run(const char* sql);
     long long last_insert_id();
@@ -89,6 +98,8 @@ public:
     /// thread that must answer others meanwhile. A call that comes when they are used up does not
     /// wait at all. Time in which the machine let this thread do nothing hardly counts.
     void limit_waiting(std::chrono::milliseconds longest);
+    /// From now on a call waits up to five seconds for others, as it does without a limit.
+    void wait_as_usual();
     sqlite3* handle() { return connection_.get(); }
 
 private:
@@ -96,6 +107,7 @@ private:
         void operator()(sqlite3* connection) const;
     };
     struct Waits;
+    Function defined_ = nullptr;
     std::shared_ptr<Waits> waits_;  // outlives the connection, which may ask it
     std::unique_ptr<sqlite3, Close> connection_;
 };

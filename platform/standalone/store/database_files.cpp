@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cstring>
 
 namespace standalone {
@@ -19,9 +20,12 @@ sqlite3_vfs* own() {
     return found;
 }
 
+/// Whether a change was ever written there: the first one begins with a page's number, which is
+/// never 0.
 bool holds_changes(sqlite3_file* wal) {
-    sqlite3_int64 size = 0;
-    return wal->pMethods->xFileSize(wal, &size) == SQLITE_OK && size > WAL_HEADER;
+    std::array<char, 4> page{};
+    return wal->pMethods->xRead(wal, page.data(), page.size(), WAL_HEADER) == SQLITE_OK &&
+           page != std::array<char, 4>{};
 }
 
 int open_file(sqlite3_vfs*, const char* path, sqlite3_file* file, int flags, int* opened) {

@@ -43,12 +43,18 @@ void read_rows(Statement& row, std::vector<Event>& events) {
 
 }  // namespace
 
-void EventStore::append(const Event& event) {
-    Statement insert = database_.prepare(
+void EventStore::prepare_to_append() {
+    if (insert_) return;
+    insert_ = database_.prepare(
         "INSERT INTO event (time_ms, event_id, channel, user, ip, arguments) "
         "VALUES (?, ?, ?, ?, ?, ?)");
-    insert.bind(1, event.time_ms).bind(2, event.event_id).bind(3, event.channel);
-    insert.bind(4, event.user).bind(5, event.ip).bind(6, print_arguments(event.arguments)).step();
+}
+
+void EventStore::append(const Event& event) {
+    prepare_to_append();
+    insert_->bind(1, event.time_ms).bind(2, event.event_id).bind(3, event.channel);
+    insert_->bind(4, event.user).bind(5, event.ip).bind(6, print_arguments(event.arguments)).step();
+    insert_->reset();
 }
 
 bool EventStore::append_limited(const Event& event, int most, std::size_t arguments) {

@@ -1,6 +1,7 @@
 // The event log: one row per event, in a database of its own.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ struct Event {
 class EventStore {
 public:
     explicit EventStore(Database& database) : database_(database) {}
+
+    /// Has SQLite ready what append() runs, which sees to that itself otherwise.
+    void prepare_to_append();
 
     /// Stores an event; `event.id` is ignored. On disk when it returns.
     void append(const Event& event);
@@ -58,6 +62,7 @@ private:
     int count_alike(const Event& event, std::size_t arguments);
 
     Database& database_;
+    std::optional<Statement> insert_;
 };
 
 }  // namespace standalone

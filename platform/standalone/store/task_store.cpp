@@ -6,6 +6,7 @@
 #include "platform/nvrcfg.h"
 #include "platform/standalone/store/settings_text.h"
 #include "platform/standalone/store/task_fields.h"
+#include "platform/standalone/store/task_rows.h"
 
 namespace standalone {
 
@@ -30,19 +31,6 @@ std::string columns(const char* suffix = "") {
     return list;
 }
 
-void load(Statement& row, int column, bool& value) {
-    value = row.integer(column) != 0;
-}
-void load(Statement& row, int column, int& value) {
-    value = static_cast<int>(row.integer(column));
-}
-void load(Statement& row, int column, float& value) {
-    value = static_cast<float>(row.real(column));
-}
-void load(Statement& row, int column, std::string& value) {
-    value = row.view(column);
-}
-
 void store(Statement& statement, int parameter, bool value) {
     statement.bind(parameter, value);
 }
@@ -54,21 +42,6 @@ void store(Statement& statement, int parameter, float value) {
 }
 void store(Statement& statement, int parameter, const std::string& value) {
     statement.bind(parameter, value);
-}
-
-/// Reads tasks for load_record(). The table's last column is asked for first, though nobody looks
-/// at it there: SQLite then finds the places of a record's columns all at once.
-std::string select_tasks(const char* which) {
-    return "SELECT endTime,taskID," + columns() + " FROM task " + which;
-}
-
-void load_record(Statement& row, TDataBackupConfig& record) {
-    record.taskID = std::to_string(row.integer(1));
-    int column = 1;
-    for (const TaskField& field : task_fields()) {
-        ++column;
-        std::visit([&](auto member) { load(row, column, record.*member); }, field.member);
-    }
 }
 
 /// Binds the fields from parameter 1 on and gives the number behind the last one.
@@ -98,11 +71,7 @@ void update_record(Database& database, long long number, const TDataBackupConfig
 std::optional<TDataBackupConfig> load_task(Database& database, const std::string& task_id) {
     const auto number = task_number(task_id);
     if (!number) return {};
-    Statement row = database.prepare(select_tasks("WHERE taskID = ?"));
-    if (!row.bind(1, *number).step()) return {};
-    TDataBackupConfig record;
-    load_record(row, record);
-    return record;
+    return read_task(database, *number);
 }
 
 void bind_time(Statement& statement, int parameter, std::optional<long long> time) {
@@ -143,9 +112,7 @@ bool set_from_text(const TaskField& field, const std::string& text, TDataBackupC
 }  // namespace
 
 std::list<TDataBackupConfig> TaskStore::list() {
-    std::list<TDataBackupConfig> tasks;
-    Statement row = database_.prepare(select_tasks("ORDER BY taskID"));
-    while (row.step()) load_record(row, tasks.emplace_back());
+    std::list<TDataBackupConfig> tasks = read_tasks(database_);
     database_.release_pages();  // whoever prints a long list needs room
     return tasks;
 }

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "platform/standalone/store/database.h"
+#include "platform/standalone/store/journal_room.h"
 #include "platform/standalone/store/schema.h"
 #include "tests/support/temporary_state.h"
 
@@ -79,6 +80,13 @@ TEST_F(DatabaseFilesTest, JournalWithoutAChangeIsNotTakenForFlushed) {
     read(reader);
     std::filesystem::resize_file(path_ + "-wal", 32);  // whoever made it was killed before a flush
     EXPECT_EQ(folders_flushed_by_a_change(), 1);
+}
+
+TEST_F(DatabaseFilesTest, JournalWithRoomForChangesIsNotTakenForFlushedBeforeTheFirst) {
+    Database reader(path_, Access::reading);
+    make_room_in_journal(reader);
+    EXPECT_EQ(folders_flushed_by_a_change(), 1);
+    EXPECT_EQ(folders_flushed_by_a_change(), 0);
 }
 
 TEST_F(DatabaseFilesTest, JournalThatWasEmptiedIsWrittenOn) {

@@ -224,6 +224,35 @@ TEST_F(DatabaseTest, CallEndsOnABusyMachineToo) {
     EXPECT_THROW(database.run("INSERT INTO parent (id) VALUES (1)"), DatabaseError);
 }
 
+constexpr char SUM[] = "sum";
+
+/// Adds its second value to the number that the first one points to.
+void add_to_sum(sqlite3_context*, int, sqlite3_value** values) {
+    auto* sum = static_cast<long long*>(sqlite3_value_pointer(values[0], SUM));
+    if (sum != nullptr) *sum += sqlite3_value_int64(values[1]);
+}
+
+TEST_F(DatabaseTest, FunctionTakesRowsToWhereItsPointerLeads) {
+    Database database(path_, Access::writing);
+    database.run("INSERT INTO parent (id) VALUES (3), (4)");
+    database.define("add_to_sum", add_to_sum);
+    long long sum = 0;
+    Statement row = database.prepare("SELECT add_to_sum(?, id) FROM parent");
+    row.bind_pointer(1, &sum, SUM);
+    while (row.step()) continue;
+    EXPECT_EQ(sum, 7);
+    EXPECT_THROW(row.bind_pointer(2, &sum, SUM), DatabaseError);
+}
+
+TEST_F(DatabaseTest, FunctionIsDefinedAgainWhileRowsAreRead) {
+    Database database(path_, Access::writing);
+    database.run("INSERT INTO parent (id) VALUES (3), (4)");
+    database.define("add_to_sum", add_to_sum);
+    Statement row = database.prepare("SELECT id FROM parent");
+    ASSERT_TRUE(row.step());
+    EXPECT_NO_THROW(database.define("add_to_sum", add_to_sum));
+}
+
 TEST_F(DatabaseTest, LimitOutlivesTheMoveOfAConnection) {
     Database database(path_, Access::writing);
     database.limit_waiting(10ms);

@@ -2,6 +2,7 @@
 #include "platform/standalone/store/event_store.h"
 
 #include "platform/recorder_log.h"
+#include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/utilities.h"
 #include "tests/support/temporary_state.h"
@@ -32,6 +33,18 @@ TEST_F(EventStoreTest, StoresWhatAUserChanged) {
     EXPECT_EQ(event.ip, "10.0.0.7");
     EXPECT_EQ(event.arguments, (std::vector<std::string>{"Recording Backup", "Näme, \"x\"\n"}));
     EXPECT_GE(event.time_ms, before);
+}
+
+TEST_F(EventStoreTest, LogThatWasHeldWhenItWasToBeOpenedAheadOfTimeTakesTheEvent) {
+    {
+        const Transaction held(database_);
+        database_.run("PRAGMA user_version = 1000");
+        prepare_event_log();
+    }
+    ASSERT_EQ(send_surveillance_setting_log_with_username(TASK_CREATED, -1, "10.0.0.7", "admin",
+                                                          "a", "b", static_cast<char*>(nullptr)),
+              0);
+    EXPECT_EQ(events_.newest({}, 10).size(), 1U);
 }
 
 TEST_F(EventStoreTest, StoresWhatHappenedInARunAsSystem) {
