@@ -17,7 +17,7 @@ RECORDINGS = STORAGE / "bench"
 DAYS_WITH_FOUR = 365  # recordings; days before have one
 SETTLED_SECONDS = 2.1  # what has changed more recently is read by each request
 SESSION_MINUTES = 600
-STEADY_SECONDS = 30  # for all turns of a route whose state may not change
+STEADY_SECONDS = 50  # for all turns of a route whose state may not change, on a busy machine, too
 
 # As requests store them, but for the thousands of flushes. The daemon finds them by itself.
 COPY_FIRST_TASK = """
@@ -109,7 +109,8 @@ class AskedRecorder(CgiProgram):
         yield
         reply = self.tasks_reply(tag)
         if "Status: 304" not in reply or f"ETag: {tag}\n" not in reply:
-            sys.exit("bench: the state has changed while it was asked for what is unchanged")
+            sys.exit("bench: the state has changed while it was asked for what is unchanged: "
+                     f"{tag} was its tag, and now {self.tag()}")
 
     def add_channels(self):
         if not self.has_channels:
