@@ -22,8 +22,8 @@ std::string file_mark(const std::string& path) {
 
 }  // namespace
 
-std::string state_mark(const std::string& services, long long now) {
-    std::string mark = services + RECORDER_VERSION + ' ' + std::to_string(now / 60);
+std::string state_mark(long long now) {
+    std::string mark = std::string(RECORDER_VERSION) + ' ' + std::to_string(now / 60);
     for (const char* name : {"/config.db", "/config.db-wal", "/backupd.db", "/backupd.db-wal"})
         mark += file_mark(standalone::state_folder() + name);
     return standalone::quick_digest(mark);
