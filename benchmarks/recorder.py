@@ -17,6 +17,7 @@ RECORDINGS = STORAGE / "bench"
 DAYS_WITH_FOUR = 365  # recordings; days before have one
 SETTLED_SECONDS = 2.1  # what has changed more recently is read by each request
 SESSION_MINUTES = 600
+STEADY_SECONDS = 50  # for all turns of a route whose state may not change, on a busy machine, too
 
 # As requests store them, but for the thousands of flushes. The daemon finds them by itself.
 COPY_FIRST_TASK = """
@@ -69,7 +70,7 @@ class AskedRecorder(CgiProgram):
             self.create_task()
         if more := wanted - self.tasks()[0]:
             self.copy_first_task(more)
-        self.settled_tag()
+        self.settle()
 
     def create_task(self):
         said = self.create(BODY).text
@@ -82,19 +83,34 @@ class AskedRecorder(CgiProgram):
             columns = ", ".join(name for name in names if name != "taskID")
             store.execute(COPY_FIRST_TASK.format(count=count, columns=columns))
 
-    def settled_tag(self):
-        """Of the console's reply, once the daemon has noted of new tasks what it notes."""
+    def settle(self):
+        """Waits until the daemon has noted of new tasks what it notes."""
         tag = None
         while tag != (tag := self.tag()):
             time.sleep(2)  # it looks at them once a second
-        return tag
 
     def tag(self):
+        return re.search("(?m)^ETag: (.*)$", self.tasks_reply())[1]
+
+    def tasks_reply(self, tag=""):
+        """The console's, to a client that has the one with the tag."""
         variables = {"REQUEST_METHOD": "GET", "PATH_INFO": "/tasks", "QUERY_STRING": "poll=1",
-                     "HTTP_COOKIE": "sid=" + self.sid}
-        said = subprocess.run([*self.inside, self.programs / "console.cgi"], text=True, check=True,
+                     "HTTP_COOKIE": "sid=" + self.sid, "HTTP_IF_NONE_MATCH": tag}
+        return subprocess.run([*self.inside, self.programs / "console.cgi"], text=True, check=True,
                               stdout=subprocess.PIPE, env={**self.environment, **variables}).stdout
-        return re.search("(?m)^ETag: (.*)$", said)[1]
+
+    @contextmanager
+    def without_change(self):
+        """Of a state that nobody writes to the tag changes with the minute. Ends the measurement if
+        it has changed meanwhile: for another tag the console reads everything."""
+        left = 60 - time.time() % 60
+        time.sleep(left if left < STEADY_SECONDS else 0)
+        tag = self.tag()
+        yield
+        reply = self.tasks_reply(tag)
+        if "Status: 304" not in reply or f"ETag: {tag}\n" not in reply:
+            sys.exit("bench: the state has changed while it was asked for what is unchanged: "
+                     f"{tag} was its tag, and now {self.tag()}")
 
     def add_channels(self):
         if not self.has_channels:
@@ -111,7 +127,7 @@ class AskedRecorder(CgiProgram):
         sid = "sid=" + self.sid
         variables = cgi_variables(route.method, path, sid, len(route.bodies[0]))
         variables |= {"HTTP_COOKIE": sid,
-                      "HTTP_IF_NONE_MATCH": self.settled_tag() if route.unchanged else ""}
+                      "HTTP_IF_NONE_MATCH": self.tag() if route.unchanged else ""}
         environment = {name: value for name, value in self.environment.items() if name != "TZ"}
         return Runner(self.programs / route.program, {**environment, **variables}, inputs,
                       self.inside)
@@ -126,4 +142,6 @@ class AskedRecorder(CgiProgram):
         index.rmdir()
 
     def surroundings(self, route):
+        if route.unchanged:
+            return self.without_change()
         return self.without_index() if route.full_look else nullcontext()

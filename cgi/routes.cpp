@@ -3,6 +3,7 @@
 
 #include <json-c/json.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,7 @@
 
 #include "backup/recording_backup_function.h"
 #include "platform/cgi_input.h"
+#include "platform/json_ptr.h"
 #include "platform/process_rights.h"
 #include "platform/recorder_log.h"
 
@@ -140,6 +142,56 @@ int call_route(Method method, const Call& call) {
     return route == nullptr ? 0 : route->answer.operation(call);
 }
 
+void print_value(json_object* value) {
+    std::fputs(json_object_to_json_string(value), stdout);
+}
+
+/// Entries that are printed at once.
+constexpr std::size_t PIECE = 128;
+
+/// Takes the next entries out of a list.
+JsonPtr taken_out(json_object* list, std::size_t begin, std::size_t end) {
+    JsonPtr piece(json_object_new_array());
+    for (std::size_t at = begin; at < end; ++at) {
+        json_object* entry = json_object_array_get_idx(list, at);
+        json_object_array_add(piece.get(), json_object_get(entry));
+        json_object_array_put_idx(list, at, nullptr);
+    }
+    return piece;
+}
+
+/// A long one piece by piece, of which each is given back when it is printed: the text of the whole
+/// would take as much room as the list.
+void print_list(json_object* list) {
+    const std::size_t size = json_object_array_length(list);
+    if (size <= PIECE) return print_value(list);
+    for (std::size_t at = 0; at < size; at += PIECE) {
+        const JsonPtr piece = taken_out(list, at, std::min(at + PIECE, size));
+        std::string_view text = json_object_to_json_string(piece.get());
+        text.remove_prefix(1);  // the brackets
+        text.remove_suffix(2);
+        std::fputs(at == 0 ? "[" : ",", stdout);
+        std::fwrite(text.data(), 1, text.size(), stdout);
+    }
+    std::fputs(" ]", stdout);
+}
+
+/// As json-c prints an object. The names are ours, and need no escapes.
+void print_members(json_object* object) {
+    const char* separator = "{ \"";
+    json_object_object_foreach(object, name, value) {
+        std::fputs(separator, stdout);
+        std::fputs(name, stdout);
+        std::fputs("\": ", stdout);
+        if (json_object_is_type(value, json_type_array))
+            print_list(value);
+        else
+            print_value(value);
+        separator = ", \"";
+    }
+    std::fputs(json_object_object_length(object) == 0 ? "{ }" : " }", stdout);
+}
+
 /// A segment as the debug file shows it.
 const char* shown(const char* segment) {
     return segment == nullptr ? "(null)" : segment;
@@ -169,7 +221,10 @@ void http_header_output(const char* statusLine) {
 }
 
 void print_reply(json_object* reply) {
-    std::fputs(json_object_to_json_string(reply), stdout);
+    if (json_object_is_type(reply, json_type_object))
+        print_members(reply);
+    else
+        print_value(reply);
     std::fputs("\n\n", stdout);
 }
 

@@ -26,7 +26,8 @@ inline constexpr char STATUS_OK[] = "Status: 200 OK\r\n";
 /// Prints `statusLine` (with its line end), the content type of a JSON reply and the empty line.
 void http_header_output(const char* statusLine);
 
-/// Prints a reply (null: the JSON text null) and the two line ends that close it.
+/// Prints a reply (null: the JSON text null) and the two line ends that close it. The entries of
+/// its long lists are gone afterwards.
 void print_reply(json_object* reply);
 
 // One function per method. Each picks the route by uri_token alone, calls its operation and returns

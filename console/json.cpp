@@ -26,19 +26,33 @@ void put_escaped(std::string& out, char byte) {
     out.append("\\u00").append({DIGITS[code >> 4], DIGITS[code & 0xF]});
 }
 
-bool needs_escape(char byte) {
+constexpr bool needs_escape(char byte) {
     return static_cast<unsigned char>(byte) < 0x20 || byte == '"' || byte == '\\';
+}
+
+constexpr auto STRANGE = [] {
+    std::array<bool, 256> strange{};
+    for (std::size_t byte = 0; byte < strange.size(); ++byte)
+        strange[byte] = byte >= 0x80 || needs_escape(static_cast<char>(byte));
+    return strange;
+}();
+
+/// As nearly all texts are: of ASCII, without escapes.
+bool is_plain(std::string_view text) {
+    bool strange = false;
+    for (const char byte : text) strange |= STRANGE[static_cast<unsigned char>(byte)];
+    return !strange;
 }
 
 }  // namespace
 
 void Json::put(std::string_view text) {
-    if (standalone::is_utf8(text) && std::ranges::none_of(text, needs_escape)) {
-        text_.append("\"").append(text).append("\"");
+    text_ += '"';
+    if (is_plain(text)) {
+        text_.append(text) += '"';
         return;
     }
     const std::string valid = standalone::valid_utf8(text);
-    text_ += '"';
     for (const char byte : valid) {
         if (needs_escape(byte))
             put_escaped(text_, byte);

@@ -1,6 +1,8 @@
 // Writes the JSON of replies, and reads that of bodies.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <concepts>
 #include <optional>
@@ -17,22 +19,56 @@ namespace console {
 /// gets thousands of members, and a tree of them would cost more than all else.
 class Json {
 public:
-    static Json object() { return Json("{", '}'); }
-    static Json array() { return Json("[", ']'); }
+    /// A member's name and what stands around it, put together by the compiler.
+    class Key {
+    public:
+        /// @param name a literal that needs no escapes
+        template <std::size_t N>
+        consteval Key(const char (&name)[N]) : length_(N - 1 + OPEN.size() + CLOSE.size()) {
+            char* at = std::ranges::copy(OPEN, text_.begin()).out;
+            at = std::copy_n(name, N - 1, at);
+            std::ranges::copy(CLOSE, at);
+        }
 
-    /// Adds a member to an object; `name` is one that it does not have, and needs no escapes.
+        std::string_view text() const { return {text_.data(), length_}; }
+
+    private:
+        static constexpr std::string_view OPEN = ",\"";
+        static constexpr std::string_view CLOSE = "\":";
+
+        std::array<char, 32> text_{};
+        std::size_t length_;
+    };
+
+    /// @param room how long it is expected to become
+    static Json object(std::size_t room = 0) { return Json('{', '}', room); }
+    static Json array() { return Json('[', ']', 0); }
+
+    /// Adds a member to an object; `key` is one that it does not have.
     template <class Value>
-    Json& add(std::string_view name, const Value& value) {
-        separate();
-        text_.append("\"").append(name).append("\":");
+    Json& add(const Key& key, const Value& value) {
+        text_ += key.text();
         put(value);
+        return *this;
+    }
+
+    /// Adds a member that is an array, to which `fill` appends: a long one is written where it
+    /// stays.
+    template <class Fill>
+    Json& add_array(const Key& key, Fill fill) {
+        text_ += key.text();
+        Json inner = array();
+        inner.begin_ = text_.size();
+        inner.text_.swap(text_);
+        fill(inner);
+        text_ = std::move(inner).text();
         return *this;
     }
 
     /// Adds a value to an array.
     template <class Value>
     Json& append(const Value& value) {
-        separate();
+        text_ += ',';
         put(value);
         ++size_;
         return *this;
@@ -42,14 +78,24 @@ public:
     std::size_t size() const { return size_; }
 
     /// All of it.
-    std::string text() const& { return text_ + end_; }
-    std::string text() && { return std::move(text_ += end_); }
+    std::string text() const& { return Json(*this).text_of_all(); }
+    std::string text() && { return text_of_all(); }
 
 private:
-    Json(std::string_view begin, char end) : text_(begin), end_(end) {}
+    Json(char open, char close, std::size_t room) : open_(open), close_(close) {
+        text_.reserve(room);
+    }
 
-    void separate() {
-        if (text_.size() > 1) text_ += ',';
+    std::string text_of_all() {
+        finish(text_, begin_);
+        return std::move(text_);
+    }
+
+    /// Puts the brackets round what begins there; the first one takes the first comma's place.
+    void finish(std::string& text, std::size_t begin) const {
+        if (text.size() == begin) text += ',';
+        text[begin] = open_;
+        text += close_;
     }
 
     // Texts may hold any bytes; what is no UTF-8 becomes U+FFFD, a number that is none null.
@@ -58,8 +104,17 @@ private:
     void put(const char* text) { put(std::string_view(text)); }
     void put(double number);
     void put(bool truth) { text_ += truth ? "true" : "false"; }
-    void put(std::integral auto number) { text_ += std::to_string(number); }
-    void put(const Json& value) { text_.append(value.text_) += value.end_; }
+
+    void put(std::integral auto number) {
+        std::array<char, 24> digits;
+        text_.append(digits.data(), std::to_chars(digits.begin(), digits.end(), number).ptr);
+    }
+
+    void put(const Json& value) {
+        const std::size_t begin = text_.size();
+        text_ += value.text_;
+        value.finish(text_, begin);
+    }
 
     template <class Value>
     void put(const std::optional<Value>& value) {
@@ -69,8 +124,10 @@ private:
             text_ += "null";
     }
 
-    std::string text_;
-    char end_;
+    std::string text_;  // each value with a comma before it
+    std::size_t begin_ = 0;
+    char open_;
+    char close_;
     std::size_t size_ = 0;
 };
 

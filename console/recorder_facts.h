@@ -1,4 +1,4 @@
-// What the recorder is, and which of its services are there.
+// What the recorder is.
 #pragma once
 
 #include <string>
@@ -13,18 +13,5 @@ std::string zone_name();
 
 /// {"name", "version", "zone", "utc_offset"}; the offset is that of `time`.
 Json recorder_facts(long long time);
-
-/// Which services answer.
-struct Health {
-    bool backup = false;
-    bool log = false;
-};
-
-/// Asks the backup daemon what runs and the log service for its newest event, for a second each at
-/// most.
-Health service_health();
-
-/// {"backup", "log"}.
-Json services_of(const Health& health);
 
 }  // namespace console

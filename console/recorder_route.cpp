@@ -2,6 +2,7 @@
 #include "console/recorder_route.h"
 
 #include "backup/stream_state.h"
+#include "console/health.h"
 #include "console/recorder_facts.h"
 #include "platform/rec_state.h"
 #include "platform/standalone/store/alert_names.h"
@@ -125,7 +126,7 @@ Reply get_recorder(const Request&) {
     Json object = Json::object();
     object.add("version", RECORDER_VERSION);
     object.add("zone", zone_name());
-    object.add("services", services_of(service_health()));
+    object.add("services", services_of(HealthQuestion().answer()));
     object.add("channels", channels());
     object.add("rooms", rooms(memory));
     object.add("problems", problems(memory));

@@ -39,8 +39,8 @@ std::string index_mark(const std::string& path) {
 
 }  // namespace
 
-std::string state_mark(const std::string& services, long long now) {
-    std::string mark = services + RECORDER_VERSION + ' ' + std::to_string(now / 60);
+std::string state_mark(long long now) {
+    std::string mark = std::string(RECORDER_VERSION) + ' ' + std::to_string(now / 60);
     for (const char* name : {"/config.db", "/backupd.db"}) {
         const std::string database = standalone::state_folder() + name;
         const std::string log = file_mark(database + "-wal");

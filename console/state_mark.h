@@ -5,11 +5,10 @@
 
 namespace console {
 
-/// Digits that change when the databases of tasks and runs are written to, when a service comes or
-/// goes, and each minute, because what is overdue or has grown too old depends on the clock. The
-/// same digits: what was told is still so.
-/// @param services which services answer, in any form
-/// @param now      seconds since the epoch
-std::string state_mark(const std::string& services, long long now);
+/// Digits that change when the databases of tasks and runs are written to, and each minute, because
+/// what is overdue or has grown too old depends on the clock. The same digits: what was told is
+/// still so, unless a service has come or gone.
+/// @param now seconds since the epoch
+std::string state_mark(long long now);
 
 }  // namespace console

@@ -11,6 +11,8 @@ namespace console {
 
 namespace {
 
+constexpr std::size_t USUAL_LENGTH = 700;  // bytes
+
 /// "1,3,4" as numbers.
 Json channels_of(std::string_view list) {
     Json channels = Json::array();
@@ -52,7 +54,7 @@ void add_schedule(Json& settings, const TDataBackupConfig& task) {
 }  // namespace
 
 Json settings_of(const TDataBackupConfig& task) {
-    Json settings = Json::object();
+    Json settings = Json::object(USUAL_LENGTH);
     settings.add("taskID", task.taskID);
     settings.add("taskName", task.taskName);
     settings.add("serverIP", task.serverIP);

@@ -97,13 +97,17 @@ export async function askOnce<T>(method: string, path: string, body?: unknown): 
   return value<T>(await send(method, CONSOLE + path, { body }));
 }
 
-/** The reply, unless it is still the one with this tag: then nothing. */
+/**
+ * The reply's value, null while it is still the one with this tag; and the tag to ask with next: a
+ * 304 has one, too, with which the recorder need not read again what it has just read.
+ */
 export async function askAgain<T>(path: string, tag: string):
-  Promise<{ tag: string; value: T } | null> {
+  Promise<{ tag: string; value: T | null }> {
   const headers: Record<string, string> = tag ? { "If-None-Match": tag } : {};
   const answer = await answered("GET", CONSOLE + path, { headers });
-  if (answer.status === 304) return null;
-  return { tag: answer.headers.get("ETag") ?? "", value: value<T>(answer) };
+  const same = answer.status === 304;
+  return { tag: answer.headers.get("ETag") ?? (same ? tag : ""),
+    value: same ? null : value<T>(answer) };
 }
 
 interface Coded { ret_code?: number | string; mesg?: string }

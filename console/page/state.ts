@@ -40,15 +40,16 @@ async function look(): Promise<void> {
   const poll = active ? "" : "?poll=1"; // keeps no session open for whoever has gone
   active = false;
   try {
-    const news = await askAgain<Tasks>(`tasks${poll}`, tag);
+    const answer = await askAgain<Tasks>(`tasks${poll}`, tag);
     const back = failures > 0;
     failures = 0;
     lostSince = null;
-    if (news) {
-      ({ tag, value: known } = news);
+    if (answer.value) {
+      known = answer.value;
       setClock(known.time, known.recorder);
     }
-    if (news || back) tell();
+    if (known) tag = answer.tag; // polling that was stopped meanwhile begins with nothing
+    if (answer.value || back) tell();
   } catch {
     failures += 1;
     lostSince ??= now();

@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 
+from benchmarks import recorder as recorders
 from places import BUILD, SOURCE
 from waiting import SECONDS
 
@@ -48,3 +49,12 @@ def test_a_request_is_told_with_its_flushes_its_aims_and_the_machine(tmp_path):
         assert aim["met"] == (row[aim["figure"]] <= aim["value"])
         judged = f"{aim['figure']} at most {aim['value']}: {'met' if aim['met'] else 'not met'}"
         assert judged in said
+
+
+def test_what_is_unchanged_is_measured_while_nothing_changes(tmp_path, monkeypatch):
+    monkeypatch.setattr(recorders, "STEADY_SECONDS", 5)
+    recorder = recorders.AskedRecorder(tmp_path / "state")
+    with recorder.without_change():
+        assert "Status: 304" in recorder.tasks_reply(recorder.tag())
+    with pytest.raises(SystemExit, match="the state has changed"), recorder.without_change():
+        recorder.add_channel(0, "Front door", tmp_path)

@@ -3,6 +3,7 @@
 
 #include "backup/recording_backup_function.h"
 #include "cgi/result_code.h"
+#include "platform/json_ptr.h"
 #include "tests/backup/daemon_messages.h"
 #include "tests/support/fake_platform/platform_test.h"
 #include "tests/support/sample_task.h"
@@ -258,6 +259,30 @@ TEST_F(Routes, DeleteWithoutIsStopAnswersNothing) {
     EXPECT_EQ(del({"task", "7"}), 0);
     EXPECT_EQ(reply, nullptr);
     EXPECT_EQ(fake::calls_of("ssci_DELETE_request"), std::vector<fake::Call>{});
+}
+
+void expect_printed_as_json_c_does(const std::string& text) {
+    const JsonPtr printed(json_tokener_parse(text.c_str()));
+    const JsonPtr told(json_tokener_parse(text.c_str()));
+    testing::internal::CaptureStdout();
+    print_reply(printed.get());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              json_object_to_json_string(told.get()) + std::string("\n\n"));
+}
+
+TEST(PrintedReply, IsTheTextThatJsonCHasForIt) {
+    constexpr const char* TEXTS[] = {
+        "null", "{}", R"({"a":[]})", R"({"a":null,"b":[null]})",
+        R"({"code":0.0,"list":[{"a/b":"x/y\"\n"},[1,[]],{}],"more":{"list":[1]},"last":true})"};
+    for (const char* text : TEXTS) expect_printed_as_json_c_does(text);
+}
+
+TEST(PrintedReply, IsTheSameTextForALongList) {
+    for (const int entries : {127, 128, 129, 255, 256, 257, 1000}) {
+        std::string list = "[null";
+        for (int entry = 1; entry < entries; ++entry) list += R"(,{"a/b":[],"c":"]"})";
+        expect_printed_as_json_c_does(R"({"code":0.0,"list":)" + list + R"(],"last":[1]})");
+    }
 }
 
 }  // namespace

@@ -481,6 +481,14 @@ def test_services_that_answer_are_told(console):
                    "both services")
 
 
+def test_a_service_that_comes_ends_a_304(console):
+    console.add_tasks(1)
+    tag = console.get("/tasks").headers["ETag"]
+    with running("recorder-logd", console):
+        answer = console.get("/tasks", HTTP_IF_NONE_MATCH=tag)
+    assert answer.status == 200 and answer.json["services"] == {"backup": False, "log": True}
+
+
 def log_service(console):
     return console.get("/tasks").json["services"]["log"]
 

@@ -36,7 +36,8 @@ void print_lines(const std::vector<std::string>& lines) {
 
 standalone::BackupStatus status_now() {
     standalone::Database config = open_config();
-    return standalone::backup_status(config, standalone::backup_daemon_answers(ANSWER_SECONDS));
+    const bool answers = standalone::backup_daemon_answers(ANSWER_SECONDS);
+    return standalone::backup_status(config, [answers] { return answers; });
 }
 
 /// @return whether something needs attention

@@ -2,6 +2,7 @@
 #include "platform/standalone/store/event_store.h"
 
 #include <algorithm>
+#include <functional>
 #include <set>
 
 #include "platform/standalone/store/strict_json.h"
@@ -41,6 +42,24 @@ void read_rows(Statement& row, std::vector<Event>& events) {
                           .arguments = parse_arguments(row.text(6))});
 }
 
+/// The newest first. One sub-type after the other, as the index has them in order, and from the
+/// index alone: of events that others push out nothing else is read, so that a query costs what it
+/// answers, however many events there are.
+std::vector<long long> newest_ids(Database& database, const std::vector<unsigned>& sub_types,
+                                  int most) {
+    Statement row =
+        database.prepare("SELECT id FROM event WHERE sub_type = ? ORDER BY id DESC LIMIT ?");
+    std::vector<long long> ids;
+    for (const unsigned sub_type : std::set(sub_types.begin(), sub_types.end())) {
+        row.reset();
+        row.bind(1, sub_type).bind(2, most);
+        while (row.step()) ids.push_back(row.integer(0));
+    }
+    std::ranges::sort(ids, std::greater());
+    ids.resize(std::min(ids.size(), static_cast<std::size_t>(most)));
+    return ids;
+}
+
 }  // namespace
 
 void EventStore::prepare_to_append() {
@@ -78,26 +97,19 @@ int EventStore::count_alike(const Event& event, std::size_t arguments) {
 }
 
 std::vector<Event> EventStore::newest(const std::vector<unsigned>& sub_types, int limit) {
-    const auto most = static_cast<std::size_t>(std::max(limit, 0));
     std::vector<Event> events;
     if (sub_types.empty()) {
         Statement row = database_.prepare(std::string(COLUMNS) + "ORDER BY id DESC LIMIT ?");
-        row.bind(1, static_cast<long long>(most));
+        row.bind(1, std::max(limit, 0));
         read_rows(row, events);
         return events;
     }
-    // One sub-type after the other: only then does the index give the rows in order, and a query
-    // costs what it answers, however many events there are.
-    Statement row =
-        database_.prepare(std::string(COLUMNS) + "WHERE sub_type = ? ORDER BY id DESC LIMIT ?");
-    for (const unsigned sub_type : std::set(sub_types.begin(), sub_types.end())) {
+    Statement row = database_.prepare(std::string(COLUMNS) + "WHERE id = ?");
+    for (const long long id : newest_ids(database_, sub_types, std::max(limit, 0))) {
         row.reset();
-        row.bind(1, sub_type).bind(2, static_cast<long long>(most));
+        row.bind(1, id);
         read_rows(row, events);
     }
-    std::sort(events.begin(), events.end(),
-              [](const Event& a, const Event& b) { return a.id > b.id; });
-    events.resize(std::min(events.size(), most));
     return events;
 }
 

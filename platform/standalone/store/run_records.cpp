@@ -8,11 +8,15 @@ namespace standalone {
 
 namespace {
 
-constexpr char RUN_COLUMNS[] =
+const std::string SELECT_RUNS =
     "SELECT taskID, number, task_name, cause, started, seen, ended, outcome, reason, "
     "files_planned, bytes_planned, files_sent, bytes_sent, files_kept, bytes_kept, "
-    "files_failed, bytes_failed, files_removed, bytes_removed, rate FROM ";
-const std::string SELECT_RUNS = std::string(RUN_COLUMNS) + "run ";
+    "files_failed, bytes_failed, files_removed, bytes_removed, rate FROM run ";
+const std::string SELECT_NEWEST = SELECT_RUNS + "WHERE taskID = ?1 ORDER BY number DESC LIMIT 1";
+const std::string SELECT_NEWEST_WHOLE =
+    SELECT_RUNS + "WHERE taskID = ?1 AND outcome IN (" +
+    std::to_string(static_cast<int>(RunOutcome::success)) + ", " +
+    std::to_string(static_cast<int>(RunOutcome::failed)) + ") ORDER BY number DESC LIMIT 1";
 const std::string SELECT_HEALTH =
     "SELECT taskID, first_run, last_success, success_time, success_goal, overdue_from, late_from, "
     "first_due, rule FROM task_health";
@@ -117,46 +121,37 @@ std::optional<RunRecord> RunRecords::find(const std::string& task_id, long long 
 }
 
 std::optional<RunRecord> RunRecords::newest(const std::string& task_id) {
-    Statement row =
-        database_.prepare(SELECT_RUNS + "WHERE taskID = ? ORDER BY number DESC LIMIT 1");
+    Statement row = database_.prepare(SELECT_NEWEST);
     row.bind(1, task_number(task_id));
     return first(row);
 }
 
 std::optional<RunRecord> RunRecords::newest_whole(const std::string& task_id) {
-    Statement row = database_.prepare(
-        SELECT_RUNS + "WHERE taskID = ? AND outcome IN (?, ?) ORDER BY number DESC LIMIT 1");
-    row.bind(1, task_number(task_id)).bind(2, static_cast<int>(RunOutcome::success));
-    row.bind(3, static_cast<int>(RunOutcome::failed));
+    Statement row = database_.prepare(SELECT_NEWEST_WHOLE);
+    row.bind(1, task_number(task_id));
     return first(row);
 }
 
-/// @param number the number of the wanted run of the task `task`, in SQL
+/// @param sql one run of the task ?1
 std::map<std::string, RunRecord> RunRecords::by_task(const std::vector<std::string>& task_ids,
-                                                     const std::string& number) {
-    std::string ids;
-    for (const std::string& id : task_ids)
-        ids += (ids.empty() ? "" : ",") + std::to_string(task_number(id));
-    // CROSS: the tasks first, of which there are few, then each one's run.
-    Statement row = database_.prepare(std::string(RUN_COLUMNS) +
-                                      "(SELECT value AS task FROM json_each(?)) CROSS JOIN run " +
-                                      "ON taskID = task AND number = " + number);
-    row.bind(1, '[' + ids + ']');
+                                                     const std::string& sql) {
+    Statement row = database_.prepare(sql);
     std::map<std::string, RunRecord> runs;
-    while (row.step()) runs.emplace(row.text(0), load(row));
+    for (const std::string& task_id : task_ids) {
+        row.reset();
+        row.bind(1, task_number(task_id));
+        if (row.step()) runs.emplace(task_id, load(row));
+    }
     return runs;
 }
 
 std::map<std::string, RunRecord> RunRecords::newest_of(const std::vector<std::string>& task_ids) {
-    return by_task(task_ids, "(SELECT max(number) FROM run WHERE taskID = task)");
+    return by_task(task_ids, SELECT_NEWEST);
 }
 
 std::map<std::string, RunRecord> RunRecords::newest_whole_of(
     const std::vector<std::string>& task_ids) {
-    return by_task(task_ids, "(SELECT number FROM run WHERE taskID = task AND outcome IN (" +
-                                 std::to_string(static_cast<int>(RunOutcome::success)) + ", " +
-                                 std::to_string(static_cast<int>(RunOutcome::failed)) +
-                                 ") ORDER BY number DESC LIMIT 1)");
+    return by_task(task_ids, SELECT_NEWEST_WHOLE);
 }
 
 std::map<std::string, TaskHealth> RunRecords::all_health() {

@@ -52,7 +52,7 @@ public:
     /// without one.
     std::optional<RunRecord> newest_whole(const std::string& task_id);
 
-    // The same of several tasks, by task, each in one query.
+    // The same of several tasks, by task, with one statement.
     std::map<std::string, RunRecord> newest_of(const std::vector<std::string>& task_ids);
     std::map<std::string, RunRecord> newest_whole_of(const std::vector<std::string>& task_ids);
 
@@ -74,7 +74,7 @@ public:
 
 private:
     std::map<std::string, RunRecord> by_task(const std::vector<std::string>& task_ids,
-                                             const std::string& number);
+                                             const std::string& sql);
 
     Database& database_;
 };

@@ -1,8 +1,11 @@
 // Reads how the backups are: the databases, and whether the daemon is there.
 #include "platform/standalone/store/status_reading.h"
 
+#include <algorithm>
 #include <ctime>
+#include <functional>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "platform/daemon_messages.h"
@@ -62,39 +65,90 @@ std::optional<Value> found_in(const std::map<std::string, Value>& all, const std
 }
 
 /// An identifier may have been another task's.
-std::optional<RunRecord> own_run(const TaskStatus& task, std::optional<RunRecord> run) {
+void keep_own(const TaskStatus& task, std::optional<RunRecord>& run) {
     if (run && run->number < task.health.first_run) run.reset();
-    return run;
 }
 
-void add_runs(Database& memory, std::vector<TaskStatus>& tasks) {
-    RunRecords records(memory);
+std::vector<std::string> identifiers(const std::vector<TaskStatus>& tasks,
+                                     bool (*is_asked_for)(const TaskStatus&)) {
     std::vector<std::string> ids;
-    ids.reserve(tasks.size());
-    for (const TaskStatus& task : tasks) ids.push_back(task.task.taskID);
-    const auto newest = records.newest_of(ids);
-    const auto newest_whole = records.newest_whole_of(ids);
-    const auto health = records.all_health();
-    const auto lost_sight = records.lost_sight();
-    const auto progress = all_progress(memory);
-    const auto next_runs = records.next_runs();
+    for (const TaskStatus& task : tasks)
+        if (is_asked_for(task)) ids.push_back(task.task.taskID);
+    return ids;
+}
+
+bool is_whole(const RunRecord& run) {
+    return run.outcome == RunOutcome::success || run.outcome == RunOutcome::failed;
+}
+
+/// Mostly a task's newest run is its newest whole one, too.
+bool has_older_whole_run(const TaskStatus& task) {
+    return task.last_run && !is_whole(*task.last_run);
+}
+
+void add_runs(RunRecords& records, std::vector<TaskStatus>& tasks) {
+    const auto newest = records.newest_of(identifiers(tasks, [](const auto&) { return true; }));
     for (TaskStatus& task : tasks) {
-        const std::string& task_id = task.task.taskID;
-        const auto known = found_in(health, task_id);
+        task.last_run = found_in(newest, task.task.taskID);
+        if (task.last_run && is_whole(*task.last_run)) task.last_whole = task.last_run;
+    }
+    const auto older = identifiers(tasks, has_older_whole_run);
+    if (older.empty()) return;
+    const auto newest_whole = records.newest_whole_of(older);
+    for (TaskStatus& task : tasks)
+        if (has_older_whole_run(task)) task.last_whole = found_in(newest_whole, task.task.taskID);
+}
+
+void add_health(RunRecords& records, std::vector<TaskStatus>& tasks) {
+    const auto health = records.all_health();
+    for (TaskStatus& task : tasks) {
+        const auto known = found_in(health, task.task.taskID);
         task.is_known = known.has_value();
         if (known) task.health = *known;
-        task.last_run = own_run(task, found_in(newest, task_id));
-        task.last_whole = own_run(task, found_in(newest_whole, task_id));
-        task.found_nothing = lost_sight.contains(task_id);
-        if (task.task.enable) task.next_run = found_in(next_runs, task_id);
-        if (task.runs()) task.progress = found_in(progress, task_id);
+        keep_own(task, task.last_run);
+        keep_own(task, task.last_whole);
     }
 }
 
+/// Of most tasks it is known already that their last success has found something.
+bool may_have_lost_sight(const TaskStatus& task) {
+    const auto& run = task.last_whole;
+    if (task.health.last_success == 0) return false;
+    if (!run || run->number != task.health.last_success) return true;
+    return run->counts.sent.files + run->counts.kept.files == 0;
+}
+
+void add_lost_sight(RunRecords& records, std::vector<TaskStatus>& tasks) {
+    if (std::ranges::none_of(tasks, may_have_lost_sight)) return;
+    const auto lost_sight = records.lost_sight();
+    for (TaskStatus& task : tasks) task.found_nothing = lost_sight.contains(task.task.taskID);
+}
+
+void add_next_runs(RunRecords& records, std::vector<TaskStatus>& tasks) {
+    const auto next_runs = records.next_runs();
+    for (TaskStatus& task : tasks)
+        if (task.task.enable) task.next_run = found_in(next_runs, task.task.taskID);
+}
+
+void add_progress(Database& memory, std::vector<TaskStatus>& tasks) {
+    if (std::ranges::none_of(tasks, &TaskStatus::runs)) return;
+    const auto progress = all_progress(memory);
+    for (TaskStatus& task : tasks)
+        if (task.runs()) task.progress = found_in(progress, task.task.taskID);
+}
+
 void add_memory(BackupStatus& status) {
-    Database memory = open_backup_memory();
-    memory.run("BEGIN");  // all from one moment, with one look at the locks
-    add_runs(memory, status.tasks);
+    // Kept until the next reading: a process that ends by _exit(2) need not close it.
+    thread_local std::optional<Database> kept;
+    Database& memory = kept.emplace(open_backup_memory());
+    // All from one moment, with one look at the locks.
+    const Transaction moment(memory, Database::Access::reading);
+    RunRecords records(memory);
+    add_runs(records, status.tasks);
+    add_health(records, status.tasks);
+    add_lost_sight(records, status.tasks);
+    add_next_runs(records, status.tasks);
+    add_progress(memory, status.tasks);
     status.alerts = undelivered_alerts(memory);
     status.given_up = given_up_receivers(memory);
 }
@@ -109,17 +163,17 @@ bool backup_daemon_answers(long seconds) {
                             false, 0, nullptr) == 0;
 }
 
-BackupStatus backup_status(Database& config, bool daemon_answers) {
+BackupStatus backup_status(Database& config, const std::function<bool()>& daemon_answers) {
     BackupStatus status;
     status.tasks = stored_tasks(config);
     status.cameras = cameras(config);
-    status.daemon_answers = daemon_answers;
     try {
         add_memory(status);
         status.is_memory_read = true;
     } catch (const std::exception& error) {
         status.problems.emplace_back(error.what());
     }
+    status.daemon_answers = daemon_answers();
     status.time = std::time(nullptr);
     judge(status);
     return status;

@@ -316,3 +316,23 @@ test("polling keeps no session open by itself, and asks for nothing new by its t
   assert.deepEqual(asked.slice(-2), [["?poll=1", 304], ["", 304]]);
   await one.close();
 });
+
+test("a poll asks with the tag that the last answer had, a 304 among them", async () => {
+  const one = await Console.open();
+  const polls = [];
+  one.page.on("response", (response) => {
+    if (response.url().includes("console.cgi/tasks") && response.status() !== 401) {
+      polls.push({ status: response.status(), tag: response.headers().etag,
+        asked: response.request().headers()["if-none-match"] });
+    }
+  });
+  await one.goSignedIn();
+  await one.row("Front door").waitFor();
+  for (let poll = 0; poll < 3; ++poll) await one.poll();
+  const [first, ...others] = polls.slice(-4);
+  assert.deepEqual(others.map(({ status }) => status), [304, 304, 304]);
+  assert.deepEqual(others.map(({ asked }) => asked),
+    [first, ...others.slice(0, -1)].map(({ tag }) => tag));
+  assert.equal(new Set(polls.map(({ tag }) => tag)).size, polls.length);
+  await one.close();
+});
