@@ -87,7 +87,8 @@ void RunPlan::enter_next_phase() {
             return;
         case Phase::copying:
             give_up_spoilt();
-            if (!goal_.first_kept_day.empty()) kept_days_ = memory_.newest_days();
+            if (!goal_.first_kept_day.empty())
+                kept_days_ = memory_.newest_days(goal_.first_kept_day);
             if (stopped_.empty()) tally_.all_planned();
             phase_ = Phase::retention;
             return;
