@@ -24,13 +24,6 @@ constexpr long long UNSEEN_STEP = SECOND / 4;
 // Not in the kernel's list for programs.
 constexpr long XFS_MAGIC = 0x58465342;
 
-bool keeps_change_times(const Folder& folder) {
-    struct statfs found {};
-    if (fstatfs(folder.descriptor(), &found) != 0) return false;
-    return found.f_type == EXT4_SUPER_MAGIC || found.f_type == XFS_MAGIC ||
-           found.f_type == BTRFS_SUPER_MAGIC || found.f_type == TMPFS_MAGIC;
-}
-
 FolderStamp stamp_from(const struct stat& found) {
     return {.device = static_cast<long long>(found.st_dev),
             .inode = static_cast<long long>(found.st_ino),
@@ -55,7 +48,19 @@ Moment Moment::now() {
 
 FolderStamp stamp_of(const Folder& folder, const Moment& looked_at) {
     struct stat found {};
-    if (fstat(folder.descriptor(), &found) != 0 || !keeps_change_times(folder)) return {};
+    if (fstat(folder.descriptor(), &found) != 0 || !keeps_change_times(folder.descriptor()))
+        return {};
+    return settled_stamp(found, looked_at);
+}
+
+bool keeps_change_times(int folder) {
+    struct statfs found {};
+    if (fstatfs(folder, &found) != 0) return false;
+    return found.f_type == EXT4_SUPER_MAGIC || found.f_type == XFS_MAGIC ||
+           found.f_type == BTRFS_SUPER_MAGIC || found.f_type == TMPFS_MAGIC;
+}
+
+FolderStamp settled_stamp(const struct stat& found, const Moment& looked_at) {
     const FolderStamp stamp = stamp_from(found);
     return stamp.changed_ns > looked_at.now_ns - SETTLED_AFTER ? FolderStamp() : stamp;
 }

@@ -37,6 +37,15 @@ struct FolderStamp {
 /// changed in the last two seconds, because another change may get the same time.
 FolderStamp stamp_of(const Folder& folder, const Moment& looked_at);
 
+// The two halves of it, for whoever looks at many folders of one file system.
+
+/// Whether a folder, open as a descriptor, lies on a file system of which it is known that each
+/// change gets its time from this machine's clock.
+bool keeps_change_times(int folder);
+
+/// The stamp of a folder on such a file system, by what fstat() has found before it was read.
+FolderStamp settled_stamp(const struct stat& found, const Moment& looked_at);
+
 /// Whether the folder of that name, which may be a link when `follow` says so, has that stamp.
 bool has_stamp(const std::string& path, const FolderStamp& stamp, bool follow = false);
 

@@ -91,8 +91,9 @@ public:
     /// The oldest day of which the task has copies on the share; "" when there is none.
     virtual std::string oldest_day() = 0;
 
-    /// The newest day of each camera that the task has copies of on the share: "Door/2024-03-01".
-    virtual std::set<std::string> newest_days() = 0;
+    /// The newest day of each camera that the task has copies of on the share, "Door/2024-03-01",
+    /// for those cameras whose newest one is before `day`.
+    virtual std::set<std::string> newest_days(const std::string& day) = 0;
 
     /// The task's copies on the share of days before `day`, oldest day first, at most `limit`.
     /// @param kept days of cameras to leave out, as newest_days() has them

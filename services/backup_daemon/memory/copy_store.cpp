@@ -146,11 +146,17 @@ std::string CopyStore::oldest_day() {
     return row.text(0);
 }
 
-std::set<std::string> CopyStore::newest_days() {
+/// The daemon's loop waits for this, and a task may have millions of copies: of those that are not
+/// older one a camera is looked for, in the order of paths, where it comes first as a rule.
+std::set<std::string> CopyStore::newest_days(const std::string& day) {
     standalone::Statement row = of_task(
-        "SELECT substr(path, 1, instr(path, '/')) || max(day) FROM copied_file "
-        "WHERE destination = ? AND taskID = ? AND removed = 0 "
-        "GROUP BY substr(path, 1, instr(path, '/'))");
+        "SELECT camera || newest FROM ("
+        "SELECT substr(path, 1, instr(path, '/')) AS camera, max(day) AS newest FROM copied_file "
+        "WHERE destination = ?1 AND taskID = ?2 AND removed = 0 AND day < ?3 GROUP BY camera) "
+        "WHERE NOT EXISTS (SELECT 1 FROM copied_file WHERE destination = ?1 "
+        "AND path >= camera || ?3 AND path < rtrim(camera, '/') || '0' "
+        "AND +taskID = ?2 AND +removed = 0)");
+    row.bind(3, day);
     std::set<std::string> days;
     while (row.step()) days.insert(row.text(0));
     return days;

@@ -32,7 +32,7 @@ public:
     void drop_checkpoint(const std::string& path) override;
     void record(const CopiedFile& file) override;
     std::string oldest_day() override;
-    std::set<std::string> newest_days() override;
+    std::set<std::string> newest_days(const std::string& day) override;
     std::vector<CopiedFile> older_than(const std::string& day, int limit,
                                        const std::set<std::string>& kept) override;
     FileAmount amount_older_than(const std::string& day, const std::set<std::string>& kept,

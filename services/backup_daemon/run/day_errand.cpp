@@ -10,6 +10,7 @@
 #include "platform/standalone/store/recording_folder.h"
 #include "services/backup_daemon/copy/share_path.h"
 #include "services/backup_daemon/lane/packet_socket.h"
+#include "services/backup_daemon/run/empty_row.h"
 
 namespace services {
 namespace {
@@ -36,8 +37,12 @@ bool is_folder(const std::string& path) {
 
 std::string disk_of(const std::string& folder) {
     struct stat found {};
-    if (stat(folder.c_str(), &found) != 0) return "";
-    return std::to_string(found.st_dev) + ":" + std::to_string(found.st_ino);
+    return stat(folder.c_str(), &found) == 0 ? disk_of(found) : "";
+}
+
+std::string disk_of(const struct stat& folder) {
+    if (folder.st_ino == 0) return "";
+    return std::to_string(folder.st_dev) + ":" + std::to_string(folder.st_ino);
 }
 
 ErrandStep DayErrand::begin() {
@@ -56,8 +61,8 @@ ErrandStep DayErrand::begin() {
     return next();
 }
 
-/// The loop waits for the disk. One day's folder is read at a time, and the disk is one that spins
-/// for the recorder all day long.
+/// The loop waits for the disk. One day's folder is read at a time, or a row of empty ones for a
+/// short while, and the disk is one that spins for the recorder all day long.
 void DayErrand::list() {
     for (const auto& file : standalone::recordings_of_day(order_.recordings, order_.day,
                                                           {order_.normal, order_.alarm}, most_))
@@ -67,6 +72,9 @@ void DayErrand::list() {
                                   .modified_ns = file.modified_ns});
     if (found_.entries.empty() && is_folder(order_.recordings + "/" + order_.day))
         found_.disk = disk_of(order_.recordings);
+    if (found_.disk.empty() || order_.beyond.empty()) return;
+    found_.looked_at = standalone::Moment::now();
+    found_.empty = empty_row(order_, found_.looked_at);
 }
 
 void DayErrand::ask_for(bool alarm, const std::string& folder) {

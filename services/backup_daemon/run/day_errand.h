@@ -1,6 +1,8 @@
 // A day's listing: what this machine has of it, and what the share says that it has of that.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <deque>
 #include <string>
 
@@ -12,6 +14,9 @@ namespace services {
 /// Which disk's which folder that is; "" when it is not there. A disk that is unmounted leaves a
 /// folder of another number, or of another device.
 std::string disk_of(const std::string& folder);
+
+/// The same of what stat() has found of the folder; "" when all of that is zero.
+std::string disk_of(const struct stat& folder);
 
 /// Asks the process for nothing but sizes of files that it names, in as many questions as it takes:
 /// a day may have more names than a packet has room for.

@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/standalone/store/folder_stamp.h"
 #include "services/backup_daemon/copy/marker.h"
 #include "services/backup_daemon/lane/worker_messages.h"
 #include "services/backup_daemon/memory/destination_memory.h"
@@ -28,7 +29,17 @@ struct ListDays {
     std::string last;        ///< last day
 };
 
-/// Order: name the recordings of a day, and what the share has of them.
+/// A day that may turn out to be empty, or to be so still.
+struct DayBeyond {
+    std::string recordings;  ///< the channel's folder
+    std::string day;
+    std::string disk;  ///< the channel's, as Days has it
+    /// Of the day's folder when it was found empty before; one that tells nothing: it was not.
+    standalone::FolderStamp empty{};
+};
+
+/// Order: name the recordings of a day, and what the share has of them. Where the day's folder has
+/// none, also see how many of the days beyond, one after the other, are empty.
 struct ListDay {
     std::string recordings;
     std::string day;
@@ -36,6 +47,8 @@ struct ListDay {
     bool alarm = true;
     std::string remote;      ///< the day's folder on the share
     bool ask_share = false;  ///< otherwise nobody looks at the share
+    std::vector<DayBeyond> beyond{};
+    standalone::Moment empty_since{};  ///< before which no stamp of theirs was taken
 };
 
 /// Order: see whether a copy that was made earlier still is what it was.
@@ -80,6 +93,10 @@ struct DayEntry {
 struct Entries {
     std::vector<DayEntry> entries;
     std::string disk{};  ///< of a day without any: as Days has it, if the day's folder is there
+    /// Of a day without any: so many of those beyond have a folder on its channel's disk with
+    /// nothing in it. Fewer than there are when looking at them has taken a while.
+    std::vector<standalone::FolderStamp> empty{};
+    standalone::Moment looked_at{};  ///< before the first of these stamps was taken
 };
 
 /// What came of a copy.

@@ -18,10 +18,6 @@ bool is_question_of_room(const Work& work) {
            std::holds_alternative<NoteRoom>(work.what);
 }
 
-bool is_listing(const Work& work) {
-    return std::holds_alternative<LookAtDay>(work.what);
-}
-
 bool is_copying(const Work& work) {
     return is_listing(work) || std::holds_alternative<CopyFile>(work.what);
 }
@@ -73,11 +69,10 @@ void RunPlan::enter_next_phase() {
                 sampling_.spoilt = memory_.spoilt();
             else if (plan_sample())
                 return;
-            plan_measuring();
             phase_ = Phase::measuring;
             return;
         case Phase::measuring:
-            next_day_ = 0;
+            sort_days();
             tally_.measured();
             if (goal_.is_preview() || tally_.bytes_left() > 0) ready_.push_back({WeighRun()});
             phase_ = Phase::weighing;
@@ -92,7 +87,8 @@ void RunPlan::enter_next_phase() {
             return;
         case Phase::copying:
             give_up_spoilt();
-            if (!goal_.first_kept_day.empty()) kept_days_ = memory_.newest_days();
+            if (!goal_.first_kept_day.empty())
+                kept_days_ = memory_.newest_days(goal_.first_kept_day);
             if (stopped_.empty()) tally_.all_planned();
             phase_ = Phase::retention;
             return;
@@ -113,11 +109,6 @@ void RunPlan::enter_next_phase() {
         case Phase::over:
             return;
     }
-}
-
-void RunPlan::plan_finding_days() {
-    for (const SelectedChannel& channel : goal_.channels)
-        ready_.emplace_back().what = FindDays{&channel};
 }
 
 void RunPlan::judge_the_date() {
@@ -142,31 +133,6 @@ bool RunPlan::plan_half_removed() {
     if (copies.empty()) return false;
     ready_.push_back({removal_work(RemoveCopies::Why::room, std::move(copies), names_)});
     return true;
-}
-
-/// Counts first: people want to know how much there is to do.
-void RunPlan::plan_measuring() {
-    std::ranges::stable_sort(days_, {}, [](const Day& day) { return day.where.day; });
-    next_day_ = 0;
-}
-
-/// As much as all lanes can be given: ten years of 128 cameras have half a million days.
-void RunPlan::measure_ahead() {
-    const auto enough = static_cast<std::size_t>(std::max(goal_.lanes, goal_.lanes_far));
-    for (; ready_.size() < enough && next_day_ < days_.size(); ++next_day_)
-        ready_.push_back({LookAtDay{next_day_, false, {}}});
-}
-
-/// Looks at the next day before the lanes run out of files.
-void RunPlan::look_ahead() {
-    if (phase_ == Phase::measuring) measure_ahead();
-    if (phase_ != Phase::copying || room_.in_the_making || next_day_ == days_.size()) return;
-    if (ready_.size() >= static_cast<std::size_t>(goal_.lanes)) return;
-    const auto given_listing = [](const auto& lane) { return is_listing(lane.second); };
-    if (std::ranges::any_of(ready_, is_listing) || std::ranges::any_of(given_, given_listing))
-        return;
-    ready_.push_front({LookAtDay{next_day_, true, {}}});
-    ++next_day_;
 }
 
 /// @return whether something is to be removed
@@ -220,15 +186,7 @@ Order RunPlan::order_of(Work& work) {
         const ChannelDay& where = days_[seek->day].where;
         return ListDays{where.channel->recordings, where.day, where.day};
     }
-    if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
-        const ChannelDay& where = days_[look->day].where;
-        return ListDay{.recordings = where.channel->recordings,
-                       .day = where.day,
-                       .normal = goal_.selection.normal,
-                       .alarm = goal_.selection.alarm,
-                       .remote = names_.on_share(ShareNames::day_folder(where)),
-                       .ask_share = look->to_copy || goal_.is_preview()};
-    }
+    if (auto* look = std::get_if<LookAtDay>(&work.what)) return order_of(*look);
     if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) {
         // Known to the memory before the first of them goes: a run after a kill must not send it
         // again, to be in want of the room that it made.
@@ -267,7 +225,7 @@ void RunPlan::lose(LaneId lane) {
     }
     const auto found = given_.find(lane);
     if (found == given_.end()) return;
-    if (auto* look = std::get_if<LookAtDay>(&found->second.what)) look->found.clear();
+    if (auto* look = std::get_if<LookAtDay>(&found->second.what)) look->forget();
     const bool is_wanted = stopped_.empty() || !is_copying(found->second);
     if (is_wanted && may_be_tried_again(found->second)) ready_.push_front(std::move(found->second));
     given_.erase(found);

@@ -131,6 +131,8 @@ private:
         FileAmount to_copy{};     ///< counted among the planned ones so far, ...
         FileAmount to_compare{};  ///< ... and so are these
         bool unread = false;      ///< could not be listed, and counts as failed
+        /// Of its folder, when that was found empty beyond another day.
+        std::optional<standalone::FolderStamp> empty{};
     };
 
     struct RoomMaking {
@@ -161,13 +163,9 @@ private:
     bool is_idle() const { return ready_.empty() && given_.empty(); }
     std::string why_copies_stay() const;
     void enter_next_phase();
-    void plan_finding_days();
     void judge_the_date();
     bool plan_sample();
-    void plan_measuring();
-    void measure_ahead();
     bool plan_half_removed();
-    void look_ahead();
     bool plan_retention();
     void finish_retention();
     std::string retention_text();
@@ -176,6 +174,26 @@ private:
     Order order_of(Work& work);
     void resume(CopyFile& copy);
 
+    // Days, in run_plan_days.cpp.
+    void plan_finding_days();
+    void measure_ahead();
+    void sort_days();
+    void look_ahead();
+    std::size_t end_of_row(std::size_t day) const;
+    ListDay order_of(LookAtDay& look) const;
+    DayBeyond beyond(const Day& day) const;
+    Answer answer(FindDays& find, const Days& days);
+    Answer answer(LookAtDay& look, const Entries& entries);
+    Answer answer(LookAtDay& look, const At&);
+    Answer answer(LookAtDay& look, const Done&);
+    Answer answer(SeekRecordings& seek, const Days& days);
+    void add_copies(std::size_t day, std::vector<Work> copies);
+    bool is_there(const Day& day, const std::string& disk);
+    void give_up_doubles(LookAtDay& look);
+    void count_day(Day& day, const FileAmount& to_copy, const FileAmount& to_compare);
+    void give_up_day(std::size_t day, const std::string& why);
+    void pass_row(const LookAtDay& look);
+
     // Reports, in run_plan_reports.cpp. What no other function takes is nonsense.
     template <typename What, typename Said>
     Answer answer(What&, const Said&) {
@@ -183,22 +201,13 @@ private:
     }
     Answer answer(SeekPlace& seek, const FoundPlace& place);
     Answer answer(TellCameras& tell, const Done&);
-    Answer answer(FindDays& find, const Days& days);
-    Answer answer(LookAtDay& look, const Entries& entries);
-    Answer answer(LookAtDay& look, const At&);
-    Answer answer(LookAtDay& look, const Done&);
-    Answer answer(SeekRecordings& seek, const Days& days);
     Answer answer(CopyFile& copy, const At& at);
     Answer answer(CopyFile& copy, const Noted& noted);
     Answer answer(CopyFile& copy, const Copied& copied);
     Answer answer(CheckCopy& check, const At&);
     Answer answer(CheckCopy& check, const CopySeen& seen);
     void tell_cameras(const FoundPlace& place);
-    bool is_there(const Day& day, const std::string& disk);
-    void give_up_doubles(LookAtDay& look);
     void give_up_source(const Work& work, const std::string& why);
-    void give_up_day(std::size_t day, const std::string& why);
-    void count_day(Day& day, const FileAmount& to_copy, const FileAmount& to_compare);
     void give_up_file(const FileCount& file, const std::string& why, const std::string& path = "");
     void find_spoilt(const CheckCopy& check, const std::string& why);
     FailureStep fail_to_check(LaneId lane, const Failed& failed);
@@ -249,7 +258,10 @@ private:
     RunTally& tally_;
     Phase phase_ = Phase::finding_place;
     std::vector<Day> days_;
-    std::size_t next_day_ = 0;  ///< first day that the phase has not looked at
+    std::size_t next_day_ = 0;             ///< first day that the phase has not looked at
+    std::size_t likely_empty_ = 0;         ///< days in a row that were, as far as was measured last
+    bool had_files_ = true;                ///< to copy: the day that was looked at last for that
+    standalone::Moment measured_since_{};  ///< before the first stamp of an empty one
     std::deque<Work> ready_;
     std::map<LaneId, Work> given_;
     std::vector<RunNote> notes_;

@@ -26,8 +26,8 @@ RunPreview RunPlan::preview() {
     seen.failure = failure();
     seen.why_copies_stay = why_copies_stay();
     if (!goal_.first_kept_day.empty() && seen.why_copies_stay.empty())
-        seen.too_old =
-            memory_.amount_older_than(goal_.first_kept_day, memory_.newest_days(), CopyMemory::ALL);
+        seen.too_old = memory_.amount_older_than(
+            goal_.first_kept_day, memory_.newest_days(goal_.first_kept_day), CopyMemory::ALL);
     return seen;
 }
 

@@ -64,84 +64,6 @@ RunPlan::Answer RunPlan::answer(TellCameras&, const Done&) {
     return Answer::whole;
 }
 
-RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
-    for (const std::string& day : days.names) days_.push_back({{find.channel, day}});
-    disks_[find.channel] = days.disk;
-    newest_recording_ = std::max(newest_recording_, days.newest);
-    return Answer::whole;
-}
-
-RunPlan::Answer RunPlan::answer(LookAtDay& look, const Entries& entries) {
-    look.found.insert(look.found.end(), entries.entries.begin(), entries.entries.end());
-    look.disk = entries.disk;
-    return Answer::part;
-}
-
-/// A sign of life between two questions about a long day.
-RunPlan::Answer RunPlan::answer(LookAtDay&, const At&) {
-    return Answer::part;
-}
-
-RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
-    if (!stopped_.empty()) return Answer::whole;
-    Day& day = days_[look.day];
-    give_up_doubles(look);
-    const auto recorded = look.found.empty()
-                              ? std::map<std::string, CopiedFile>()
-                              : memory_.copied_in(ShareNames::day_folder(day.where) + "/");
-    FileAmount to_copy;
-    FileAmount to_compare;
-    for (const DayEntry& entry : look.found) {
-        const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
-        const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
-        const Need need = need_of(goal_, entry, copy, look.to_copy || goal_.is_preview());
-        if (need == Need::nothing) {
-            if (look.to_copy && !copy->removed) tally_.kept(entry.size);
-            continue;
-        }
-        FileAmount& amount = need == Need::copy ? to_copy : to_compare;
-        ++amount.files;
-        amount.bytes += entry.size;
-        if (!look.to_copy) continue;
-        CopyFile work = copy_work(goal_, names_, day.where, entry, copy);
-        work.day = look.day;
-        ready_.push_back({std::move(work)});
-    }
-    count_day(day, to_copy, to_compare);
-    if (look.found.empty() && !is_there(day, look.disk))
-        ready_.push_front({SeekRecordings{look.day}});
-    return Answer::whole;
-}
-
-/// Whether an empty day's folder is on the disk that it was on: then it is a day that is left, and
-/// nobody has to ask for others.
-bool RunPlan::is_there(const Day& day, const std::string& disk) {
-    return !disk.empty() && disk == disks_[day.where.channel];
-}
-
-/// The recorder removes its oldest days by itself. Where no day is left of several, or the folder
-/// has become another one, the disk has gone, and what lay on it is not to be taken for nothing.
-RunPlan::Answer RunPlan::answer(SeekRecordings& seek, const Days& days) {
-    const SelectedChannel* channel = days_[seek.day].where.channel;
-    if (days.newest.empty())
-        give_up_day(seek.day, channel->recordings + ": has no recordings any more");
-    else if (days.disk != disks_[channel])
-        give_up_day(seek.day,
-                    channel->recordings + ": is another folder than it was, or another disk");
-    return Answer::whole;
-}
-
-/// Of recordings that would get one name on the share, each would replace the one before.
-void RunPlan::give_up_doubles(LookAtDay& look) {
-    const ChannelDay& where = days_[look.day].where;
-    for (const DayEntry& entry : take_doubles(goal_, where, look.found)) {
-        if (!look.to_copy) continue;
-        tally_.plan(1, 0);
-        const std::string path = ShareNames::copy_path(where, entry);
-        give_up_file({}, path + ": another recording of the day has this name on the share", path);
-    }
-}
-
 /// Before sending begins, At is a sign of life and no more.
 RunPlan::Answer RunPlan::answer(CopyFile& copy, const At& at) {
     if (at.begins) copy.count.begun = false;
@@ -244,26 +166,12 @@ FailureStep RunPlan::give_up(LaneId lane, const Failed& failed) {
 }
 
 void RunPlan::give_up_source(const Work& work, const std::string& why) {
-    if (const auto* look = std::get_if<LookAtDay>(&work.what)) return give_up_day(look->day, why);
+    if (const auto* look = std::get_if<LookAtDay>(&work.what)) {
+        give_up_day(look->day, why);
+        return pass_row(*look);
+    }
     if (const auto* seek = std::get_if<SeekRecordings>(&work.what))
         return give_up_day(seek->day, why);
-    tally_.plan(1, 0);
-    give_up_file({}, why);
-}
-
-/// What was measured gives way to what is found now.
-void RunPlan::count_day(Day& day, const FileAmount& to_copy, const FileAmount& to_compare) {
-    const FileAmount before = std::exchange(day.to_copy, to_copy);
-    const FileAmount compared_before = std::exchange(day.to_compare, to_compare);
-    tally_.plan(to_copy.files + to_compare.files - before.files - compared_before.files,
-                to_copy.bytes + to_compare.bytes - before.bytes - compared_before.bytes);
-}
-
-/// A day is looked at twice, and counts once.
-void RunPlan::give_up_day(std::size_t number, const std::string& why) {
-    Day& day = days_[number];
-    count_day(day, {}, {});
-    if (std::exchange(day.unread, true)) return;
     tally_.plan(1, 0);
     give_up_file({}, why);
 }

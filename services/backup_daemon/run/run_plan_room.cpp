@@ -34,6 +34,8 @@ long long RunPlan::bytes_to_copy() const {
 }
 
 /// Planned bytes against free ones and those that may make way. What was begun is there in part.
+/// Only who looks at a preview wants to know of more copies than have to make way: there may be
+/// millions, and the loop waits while they are counted.
 RunPlan::Answer RunPlan::answer(WeighRun&, const Room& found) {
     if (!goal_.makes_nothing()) note_room(found.room);
     if (!found.room) return Answer::whole;
@@ -41,11 +43,12 @@ RunPlan::Answer RunPlan::answer(WeighRun&, const Room& found) {
     for (const Checkpoint& checkpoint : memory_.checkpoints()) needed -= checkpoint.offset;
     const bool may_remove = goal_.when_full == WhenFull::remove_oldest && why_copies_stay().empty();
     const std::string last = days_.empty() ? "" : days_.back().where.day;
-    const long long removable =
-        may_remove ? memory_.amount_older_than(last, {}, CopyMemory::ALL).bytes : 0;
+    const long long lacking = needed - found.room->free;
+    const long long enough = goal_.is_preview() ? CopyMemory::ALL : lacking;
+    const long long removable = may_remove ? memory_.amount_older_than(last, {}, enough).bytes : 0;
     weighed_.room = found.room;
     weighed_.can_make_way = removable;
-    weighed_.fits = needed - found.room->free <= removable;
+    weighed_.fits = lacking <= removable;
     if (!weighed_.fits)
         notes_.push_back({WILL_NOT_FIT, bytes_text(needed) + " are to be copied, " +
                                             room_text(*found.room, removable)});

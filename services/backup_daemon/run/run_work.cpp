@@ -65,6 +65,10 @@ std::vector<DayEntry> take_doubles(const RunGoal& goal, const ChannelDay& where,
     return doubles;
 }
 
+bool is_listing(const Work& work) {
+    return std::holds_alternative<LookAtDay>(work.what);
+}
+
 bool is_abandoned(const Work& work) {
     const auto* removal = std::get_if<RemoveCopies>(&work.what);
     return removal && removal->why == RemoveCopies::Why::abandoned;

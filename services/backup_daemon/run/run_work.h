@@ -25,12 +25,23 @@ struct FindDays {
 };
 
 /// What is there to copy of a day? Asked once to measure, and again, with a look at the share,
-/// right before its files are copied.
+/// right before its files are copied. Where a day has no recordings, those beyond it that are empty
+/// are passed over by the same order.
 struct LookAtDay {
-    std::size_t day = 0;          ///< place among the plan's days
-    bool to_copy = false;         ///< otherwise to measure, which no look at the share is for
-    std::vector<DayEntry> found;  ///< as far as it has been told
-    std::string disk{};           ///< as Entries has it
+    std::size_t day = 0;    ///< place among the plan's days
+    std::size_t end = 0;    ///< behind the last day that is this work's to look at
+    bool to_copy = false;   ///< otherwise to measure, which no look at the share is for
+    std::size_t asked = 0;  ///< days beyond that the order is for
+    // As far as it has been told, as Entries has it.
+    std::vector<DayEntry> found{};
+    std::string disk{};
+    std::vector<standalone::FolderStamp> empty{};
+
+    /// The order is to be carried out again.
+    void forget() {
+        found.clear();
+        empty.clear();
+    }
 };
 
 /// A day has no recordings, and its folder has gone or lies elsewhere: has its channel any?
@@ -99,6 +110,9 @@ struct Work {
         what;
     int attempts = 0;  ///< that ended in a failure nobody can tell the meaning of, or of a check
 };
+
+/// Whether it is a day's listing.
+bool is_listing(const Work& work);
 
 /// Whether it is about what a deleted task has left.
 bool is_abandoned(const Work& work);

@@ -2,6 +2,7 @@
 #include "services/backup_daemon/memory/copy_store.h"
 
 #include "tests/services/backup_daemon/memory/memory_test.h"
+#include "tests/services/backup_daemon/memory/query_plan.h"
 
 namespace {
 
@@ -163,13 +164,46 @@ TEST_F(CopyStoreTest, NewestDayOfEachCameraIsToldAndCanBeLeftOut) {
     store_.record(file_of("Yard/2024-02-01/alarm/2.mp4", "2024-02-01"));
     record(other_task_, "2024-03-03");
     record(other_place_, "2024-03-04");
-    const auto newest = store_.newest_days();
+    const auto newest = store_.newest_days("2025-01-01");
     EXPECT_EQ(newest, (std::set<std::string>{"Door/2024-03-02", "Yard/2024-02-01"}));
     EXPECT_EQ(paths_of(store_.older_than("2025-01-01", 10, newest)),
               Paths{"Door/2024-03-01/1.mp4"});
     EXPECT_EQ(store_.older_than("2025-01-01", 10, {}).size(), 4U);
     EXPECT_EQ(paths_of(store_.older_than("2025-01-01", 1, {"Yard/2024-02-01"})),
               Paths{"Door/2024-03-01/1.mp4"});
+}
+
+TEST_F(CopyStoreTest, NewestDayIsToldOfCamerasThatHaveNoCopyFromTheDayOn) {
+    record(store_, "2024-03-01");
+    record(store_, "2024-03-02");
+    record(store_, "2024-03-05");
+    store_.record(file_of("Door 2/2024-03-01/1.mp4", "2024-03-01"));
+    store_.record(file_of("Yard/2024-02-01/1.mp4", "2024-02-01"));
+    store_.record(file_of("Yard/2024-02-02/1.mp4", "2024-02-02"));
+    store_.record(file_of("Hall/2024-02-01/1.mp4", "2024-02-01"));
+    store_.record(file_of("Hall/2024-03-09/1.mp4", "2024-03-09"));
+    store_.mark_removed("Hall/2024-03-09/1.mp4");
+    other_task_.record(file_of("Yard/2024-03-09/1.mp4", "2024-03-09"));
+    other_place_.record(file_of("Yard/2024-03-09/1.mp4", "2024-03-09"));
+    using Days = std::set<std::string>;
+    EXPECT_EQ(store_.newest_days("2024-03-05"),
+              (Days{"Door 2/2024-03-01", "Hall/2024-02-01", "Yard/2024-02-02"}));
+    EXPECT_EQ(store_.newest_days("2024-03-06"),
+              (Days{"Door 2/2024-03-01", "Door/2024-03-05", "Hall/2024-02-01", "Yard/2024-02-02"}));
+    EXPECT_EQ(store_.newest_days("2024-02-02"), Days{"Hall/2024-02-01"}) << "Yard has a newer one";
+    EXPECT_EQ(store_.newest_days("2024-01-01"), Days{});
+}
+
+TEST_F(CopyStoreTest, NewestDaysAreFoundWithoutReadingAllCopies) {
+    record(store_, "2024-03-01");
+    const std::string plan = plan_of(memory_.runs, [this] { store_.newest_days("2024-03-05"); });
+    EXPECT_NE(plan.find("copied_by_day (taskID=? AND destination=? AND removed=? AND day<?)"),
+              std::string::npos)
+        << plan;
+    EXPECT_NE(
+        plan.find("SEARCH copied_file USING PRIMARY KEY (destination=? AND path>? AND path<?)"),
+        std::string::npos)
+        << plan;
 }
 
 TEST_F(CopyStoreTest, AmountOfOlderCopiesIsCountedOldestDayFirstUntilItIsEnough) {

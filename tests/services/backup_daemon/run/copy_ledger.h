@@ -39,6 +39,7 @@ struct CopyLedger {
     std::map<std::string, std::set<std::string>> older_than;  ///< paths told, by the day asked for
     std::set<std::string> of_oldest_day;  ///< of them those of the day that was the oldest then
     std::set<std::string> begun;          ///< temporary files told by checkpoints()
+    long long counted = 0;                ///< copies, by amount_older_than()
 
     /// Every call of a memory over this goes through here.
     void call() {
@@ -173,13 +174,14 @@ public:
         return oldest_own_day();
     }
 
-    std::set<std::string> newest_days() override {
+    std::set<std::string> newest_days(const std::string& before) override {
         call();
         std::map<std::string, std::string> newest;
         for (const auto& [path, copy] : ledger_.copies)
             if (is_own(copy)) newest[camera(path)] = std::max(newest[camera(path)], copy.day);
         std::set<std::string> days;
-        for (const auto& [of, day] : newest) days.insert(of + day);
+        for (const auto& [of, day] : newest)
+            if (day < before) days.insert(of + day);
         return days;
     }
 
@@ -207,6 +209,7 @@ public:
             ++amount.files;
             amount.bytes += copy.size;
         }
+        ledger_.counted += amount.files;
         return amount;
     }
 

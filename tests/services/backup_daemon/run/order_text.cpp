@@ -26,8 +26,12 @@ std::string print(const ListDays& order) {
 }
 
 std::string print(const ListDay& order) {
-    return "look " + order.recordings + " " + order.day + (order.normal ? " normal" : "") +
-           (order.alarm ? " alarm" : "") + " " + order.remote + (order.ask_share ? " asked" : "");
+    std::string text = "look " + order.recordings + " " + order.day +
+                       (order.normal ? " normal" : "") + (order.alarm ? " alarm" : "") + " " +
+                       order.remote + (order.ask_share ? " asked" : "");
+    for (const DayBeyond& day : order.beyond)
+        text += " + " + day.recordings + " " + day.day + (day.empty.inode != 0 ? " stamped" : "");
+    return text;
 }
 
 std::string print(const CopyJob& order) {

@@ -105,7 +105,16 @@ void RandomRun::record_days() {
     for (const SelectedChannel& channel : scene_.goal.channels) {
         const int days = below(4);
         for (int day = 0; day < days; ++day) record_day(channel, day_of("2024-03", 1 + below(5)));
+        if (!chance(40)) continue;
+        for (int day = below(20); day > 0; --day) make_empty_day(channel);
     }
+}
+
+/// Some of them have recordings after all, in a folder that outlives these.
+void RandomRun::make_empty_day(const SelectedChannel& channel) {
+    const std::string day = day_of("2024-03", 1 + below(20));
+    scene_.world.make_day(channel.recordings, day);
+    empty_.push_back({channel.recordings, day, "09-00-00.mp4", ""});
 }
 
 void RandomRun::record_day(const SelectedChannel& channel, const std::string& day) {
@@ -209,6 +218,11 @@ void RandomRun::change_world() {
     if (chance(30)) scene_.world.room = chance(50) ? below(20'000) : 1LL << 40;
     if (chance(30) && !scene_.world.share.empty())
         scene_.world.share.erase(scene_.world.share.begin());
+    if (!empty_.empty() && chance(30)) {
+        const Recording& late =
+            empty_[static_cast<std::size_t>(below(static_cast<int>(empty_.size())))];
+        scene_.world.record(late.folder, late.day, late.name, below(LARGEST_FILE));
+    }
     if (recordings_.empty()) return;
     const auto which = static_cast<std::size_t>(below(static_cast<int>(recordings_.size())));
     const Recording& recording = recordings_[which];

@@ -35,6 +35,7 @@ private:
 
     void record_days();
     void record_day(const services::SelectedChannel& channel, const std::string& day);
+    void make_empty_day(const services::SelectedChannel& channel);
     void remember(const std::string& path, const std::string& day, long long size);
     void add_old_copies();
 
@@ -59,4 +60,5 @@ private:
         std::string path;
     };
     std::vector<Recording> recordings_;
+    std::vector<Recording> empty_;  ///< that there is not yet, in days whose folders are empty
 };

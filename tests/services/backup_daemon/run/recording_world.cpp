@@ -14,16 +14,29 @@ constexpr long long CHECKPOINT = 1000;
 // Entries of one report, so that days of a few recordings take several.
 constexpr std::size_t ENTRIES = 2;
 
+// The one that all recordings are on.
+constexpr char DISK[] = "disk";
+
+const standalone::Moment LOOKED_AT{.now_ns = 1, .boot_ns = 1};
+
 }  // namespace
 
 void RecordingWorld::record(const std::string& recordings, const std::string& day,
                             const std::string& name, long long size, long long modified_ns) {
-    recordings_[recordings + "/" + day + "/" + name] = {size, modified_ns};
+    const std::string folder = recordings + "/" + day;
+    recordings_[folder + "/" + name] = {size, modified_ns};
+    if (made_.contains(folder)) ++made_[folder];
 }
 
 void RecordingWorld::erase(const std::string& recordings, const std::string& day,
                            const std::string& name) {
-    recordings_.erase(recordings + "/" + day + "/" + name);
+    const std::string folder = recordings + "/" + day;
+    recordings_.erase(folder + "/" + name);
+    if (made_.contains(folder)) ++made_[folder];
+}
+
+void RecordingWorld::make_day(const std::string& recordings, const std::string& day) {
+    ++made_[recordings + "/" + day];
 }
 
 std::vector<Report> RecordingWorld::carry_out(const Order& order) {
@@ -49,18 +62,48 @@ std::vector<Report> RecordingWorld::obey(const ListDays& order) {
         if (day >= order.first && day <= order.last) days.insert(day);
         newest = std::max(newest, day);
     }
-    return {Days{{days.begin(), days.end()}, newest}};
+    for (const auto& [path, changes] : made_) {
+        if (!path.starts_with(order.recordings + "/")) continue;
+        const std::string day = path.substr(order.recordings.size() + 1);
+        if (day >= order.first && day <= order.last) days.insert(day);
+        newest = std::max(newest, day);
+    }
+    return {Days{{days.begin(), days.end()}, newest, DISK}};
+}
+
+bool RecordingWorld::is_there(const std::string& folder) const {
+    const auto first = recordings_.lower_bound(folder + "/");
+    return made_.contains(folder) ||
+           (first != recordings_.end() && first->first.starts_with(folder + "/"));
+}
+
+/// As a lane on a good file system: what has the stamp that it had is not read.
+std::vector<standalone::FolderStamp> RecordingWorld::empty_beyond(const ListDay& order) const {
+    std::vector<standalone::FolderStamp> stamps;
+    for (const DayBeyond& day : order.beyond) {
+        const std::string folder = day.recordings + "/" + day.day;
+        const auto made = made_.find(folder);
+        if (made == made_.end() || day.disk != DISK) break;
+        const bool is_known = day.empty.inode != 0 && day.empty.changed_ns == made->second;
+        const auto first = recordings_.lower_bound(folder + "/");
+        const bool has_some = first != recordings_.end() && first->first.starts_with(folder + "/");
+        if (!is_known && has_some) break;
+        stamps.push_back({.inode = 1, .changed_ns = made->second});
+    }
+    return stamps;
 }
 
 std::vector<Report> RecordingWorld::obey(const ListDay& order) {
     const std::string folder = order.recordings + "/" + order.day + "/";
     std::vector<Report> reports;
     Entries part;
+    bool is_empty = true;
     for (const auto& [path, recording] : recordings_) {
         if (!path.starts_with(folder)) continue;
         const std::string name = path.substr(folder.size());
         const bool alarm = name.starts_with("alarm/");
         if (alarm ? !order.alarm : !order.normal) continue;
+        is_empty = false;
         const auto there = share.find(order.remote + "/" + name);
         const bool seen = order.ask_share && there != share.end();
         part.entries.push_back({.name = alarm ? name.substr(6) : name,
@@ -71,6 +114,11 @@ std::vector<Report> RecordingWorld::obey(const ListDay& order) {
         if (part.entries.size() < ENTRIES) continue;
         reports.emplace_back(part);
         part.entries.clear();
+    }
+    if (is_empty && is_there(order.recordings + "/" + order.day)) {
+        part.disk = DISK;
+        part.empty = empty_beyond(order);
+        part.looked_at = LOOKED_AT;
     }
     reports.emplace_back(part);
     reports.emplace_back(Done());

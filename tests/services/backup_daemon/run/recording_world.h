@@ -16,6 +16,10 @@ public:
                 long long size, long long modified_ns = 1);
     void erase(const std::string& recordings, const std::string& day, const std::string& name);
 
+    /// Makes a day's folder, which is there from then on, with recordings or without. Days that
+    /// nobody has made so are gone with their last recording.
+    void make_day(const std::string& recordings, const std::string& day);
+
     /// Everything that a lane says of an order, the report that ends it last; and does it.
     std::vector<services::Report> carry_out(const services::Order& order);
 
@@ -51,8 +55,11 @@ private:
     services::Condition condition_of(const services::ReadBack& copy) const;
     services::Fate remove(const services::DoomedFile& file);
 
+    bool is_there(const std::string& folder) const;
+    std::vector<standalone::FolderStamp> empty_beyond(const services::ListDay& order) const;
     long long free_room() const;
 
     std::map<std::string, Recording> recordings_;  ///< by path
+    std::map<std::string, long long> made_;        ///< days, with how often they have changed
     long long kept_ = 0;                           ///< bytes of what was removed
 };

@@ -601,6 +601,14 @@ TEST_F(RunPlanRoomTest, OldCopiesThatMayGoCountAsRoom) {
     EXPECT_EQ(notes(WILL_NOT_FIT), Texts{});
 }
 
+TEST_F(RunPlanRoomTest, NoMoreOldCopiesAreCountedThanHaveToMakeWay) {
+    add_day("2024-02-01", 50);
+    world.room = 5000 + 300 - 150;
+    ASSERT_NE(next_that("copy"), "");
+    EXPECT_EQ(notes(WILL_NOT_FIT), Texts{});
+    EXPECT_EQ(ledger.counted, 2);
+}
+
 TEST_F(RunPlanRoomTest, OldCopiesThatMustStayDoNot) {
     add_day("2024-02-01", 1);
     goal.when_full = WhenFull::fail;

@@ -30,7 +30,7 @@ TEST_F(RunPlanTest, LaneWithAnOrderGetsNoOther) {
     EXPECT_GT(plan().waiting_orders(), 0);
 }
 
-TEST_F(RunPlanTest, MeasuresAllDaysFromTheOldestAcrossChannelsBeforeAnyIsCopied) {
+TEST_F(RunPlanTest, MeasuresAllDaysOfEachChannelBeforeAnyIsCopied) {
     world.record("/rec/door", "2024-03-01", "08-00-00.mp4", 100);
     world.record("/rec/door", "2024-03-03", "08-00-00.mp4", 10);
     world.record("/rec/yard", "2024-03-01", "08-00-00.mp4", 1);
@@ -39,9 +39,9 @@ TEST_F(RunPlanTest, MeasuresAllDaysFromTheOldestAcrossChannelsBeforeAnyIsCopied)
     ASSERT_EQ(orders.size(), 16U);
     const Texts measuring(orders.begin() + 2, orders.begin() + 6);
     EXPECT_EQ(measuring, (Texts{"look /rec/door 2024-03-01 normal alarm store/Door/2024-03-01",
+                                "look /rec/door 2024-03-03 normal alarm store/Door/2024-03-03",
                                 "look /rec/yard 2024-03-01 normal alarm store/Yard/2024-03-01",
-                                "look /rec/yard 2024-03-02 normal alarm store/Yard/2024-03-02",
-                                "look /rec/door 2024-03-03 normal alarm store/Door/2024-03-03"}));
+                                "look /rec/yard 2024-03-02 normal alarm store/Yard/2024-03-02"}));
     EXPECT_EQ(orders[6], "room");
     EXPECT_EQ(orders[7], measuring[0] + " asked");
     EXPECT_EQ(counts(), "4 done, 0 failed, 0 left; 1111 of 1111 bytes");

@@ -1,0 +1,202 @@
+// How far a row of days is empty: beside full looks, while days change behind its back at random.
+#include "services/backup_daemon/run/empty_row.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <functional>
+#include <random>
+
+#include "platform/standalone/store/folder_reader.h"
+#include "platform/standalone/store/recording_folder.h"
+#include "services/backup_daemon/run/day_errand.h"
+#include "tests/platform/standalone/store/index_fixture.h"
+
+using namespace services;
+using namespace std::chrono_literals;
+using standalone::FolderStamp;
+using standalone::Moment;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class EmptyRowTest : public IndexTest {
+protected:
+    void make(const std::string& day) { fs::create_directories(channel_ + "/" + day); }
+
+    void ask(const std::string& day, const FolderStamp& empty = {}) {
+        order_.beyond.push_back(
+            {.recordings = channel_, .day = day, .disk = disk_of(channel_), .empty = empty});
+    }
+
+    std::size_t length(std::chrono::milliseconds step = 1h) const {
+        return empty_row(order_, later(), step).size();
+    }
+
+    ListDay order_;
+};
+
+TEST_F(EmptyRowTest, EndsBeforeTheFirstDayThatIsNotEmpty) {
+    for (const char* day : {"2024-03-01", "2024-03-02", "2024-03-03", "2024-03-04"}) {
+        make(day);
+        ask(day);
+    }
+    EXPECT_EQ(length(), 4U);
+    record("2024-03-03/12-00-00.mp4");
+    EXPECT_EQ(length(), 2U);
+    record("2024-03-01/alarm/12-00-00.mp4");
+    EXPECT_EQ(length(), 0U);
+}
+
+TEST_F(EmptyRowTest, EndsBeforeADayThatHasGoneOrOfAChannelThatHas) {
+    make("2024-03-01");
+    ask("2024-03-01");
+    ask("2024-03-02");
+    EXPECT_EQ(length(), 1U);
+    fs::remove_all(channel_);
+    EXPECT_EQ(length(), 0U);
+}
+
+TEST_F(EmptyRowTest, EndsBeforeADayOnAnotherDisk) {
+    make("2024-03-01");
+    ask("2024-03-01");
+    order_.beyond[0].disk = "another one";
+    EXPECT_EQ(length(), 0U);
+}
+
+TEST_F(EmptyRowTest, GoesFromOneChannelToTheNext) {
+    const std::string other = folder_.path() + "/other";
+    fs::create_directories(other + "/2024-03-01");
+    make("2024-03-01");
+    make("2024-03-02");
+    ask("2024-03-01");
+    order_.beyond.push_back({.recordings = other, .day = "2024-03-01", .disk = disk_of(other)});
+    ask("2024-03-02");
+    EXPECT_EQ(length(), 3U);
+    fs::remove(other + "/2024-03-01");
+    EXPECT_EQ(length(), 1U);
+}
+
+TEST_F(EmptyRowTest, WhenItsTimeIsOverItHasLookedAtOneDayAtLeast) {
+    for (const char* day : {"2024-03-01", "2024-03-02"}) {
+        make(day);
+        ask(day);
+    }
+    EXPECT_EQ(length(0ms), 1U);
+}
+
+/// Sees to it that it is the stamp that is looked at: a folder that it fits has been filled without
+/// a trace, as nobody can but by setting the clock.
+TEST_F(EmptyRowTest, DayThatHasItsStampIsNotRead) {
+    record("2024-03-01/12-00-00.mp4");
+    const auto folder = standalone::open_folder(AT_FDCWD, (channel_ + "/2024-03-01").c_str(), 0);
+    ask("2024-03-01", stamp_of(folder, later()));
+    order_.empty_since = later();
+    EXPECT_EQ(length(), 1U);
+}
+
+TEST_F(EmptyRowTest, StampsFromBeforeTheClockWasSetAreNotBelieved) {
+    record("2024-03-01/12-00-00.mp4");
+    const auto folder = standalone::open_folder(AT_FDCWD, (channel_ + "/2024-03-01").c_str(), 0);
+    ask("2024-03-01", stamp_of(folder, later()));
+    order_.empty_since = later();
+    order_.empty_since.boot_ns -= SECOND_NS;
+    EXPECT_EQ(length(), 0U) << "set forward";
+    order_.empty_since = later(60 * SECOND_NS);
+    EXPECT_EQ(length(), 0U) << "set back";
+    order_.empty_since = {};
+    EXPECT_EQ(length(), 0U) << "nothing was measured";
+}
+
+/// Rows are asked for as runs ask: first without stamps, later with those that were told.
+class RandomRowTest : public EmptyRowTest, public ::testing::WithParamInterface<unsigned> {
+protected:
+    static constexpr int DAYS = 6;
+    static constexpr int STEPS = 200;
+
+    RandomRowTest() {
+        for (int day = 0; day < DAYS; ++day) ask(name(day));
+        order_.empty_since = later();
+    }
+
+    int pick(int count) { return std::uniform_int_distribution(0, count - 1)(random_); }
+    static std::string name(int day) { return "2024-01-0" + std::to_string(1 + day); }
+    std::string day() { return channel_ + "/" + name(pick(DAYS)); }
+    std::string recording() {
+        return day() + (pick(3) == 0 ? "/alarm" : "") + "/1" + std::to_string(pick(3)) +
+               "-00-00.mp4";
+    }
+
+    static void age(const fs::path& path) {
+        const timespec times[2] = {{1, 0}, {1, 0}};
+        utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW);
+    }
+
+    static void make_file(const fs::path& path) {
+        std::error_code ignored;
+        fs::create_directories(path.parent_path(), ignored);
+        std::ofstream(path) << "x";
+    }
+
+    void change() {
+        std::error_code ignored;
+        const std::function<void()> changes[] = {
+            [&] { make_file(recording()); },
+            [&] { fs::remove(recording(), ignored); },
+            [&] { fs::remove_all(day() + "/alarm", ignored); },
+            [&] { fs::rename(recording(), recording(), ignored); },
+            [&] { fs::create_directories(day(), ignored); },
+            [&] { fs::create_directories(day(), ignored); },
+            [&] { fs::create_directories(day(), ignored); },
+            [&] { fs::remove_all(day(), ignored); },
+            [&] { fs::rename(day(), day(), ignored); },
+            [&] { fs::rename(day(), channel_ + "/put-aside", ignored); },
+            [&] { fs::rename(channel_ + "/put-aside", day(), ignored); },
+            [&] { fs::create_directories(day() + "/alarm", ignored); },
+            [&] { fs::create_directory_symlink(day(), day(), ignored); },
+            [&] { make_file(day()); },
+            [&] { age(day()); },
+        };
+        changes[pick(std::size(changes))]();
+    }
+
+    bool has_recordings(int day) const {
+        return !standalone::recordings_of_day(channel_, name(day)).empty();
+    }
+
+    bool is_folder(int day) const {
+        return fs::symlink_status(channel_ + "/" + name(day)).type() == fs::file_type::directory;
+    }
+
+private:
+    std::mt19937 random_{GetParam()};
+};
+
+TEST_P(RandomRowTest, NoDayWithRecordingsIsEverPassedOver) {
+    int passed = 0;
+    int by_stamp = 0;
+    for (int step = 0; step < STEPS && !HasFailure(); ++step) {
+        for (int changes = pick(3); changes > 0; --changes) change();
+        let_time_pass();
+        for (int day = 0; day < DAYS; ++day) {
+            DayBeyond& asked = order_.beyond[static_cast<std::size_t>(day)];
+            ListDay alone;
+            alone.beyond = {asked};
+            alone.empty_since = order_.empty_since;
+            const auto stamps = empty_row(alone, later(), 1h);
+            if (stamps.empty()) continue;
+            EXPECT_TRUE(is_folder(day)) << "step " << step << ", day " << day;
+            EXPECT_FALSE(has_recordings(day)) << "step " << step << ", day " << day;
+            by_stamp += asked.empty == stamps[0] ? 1 : 0;
+            asked.empty = stamps[0];
+            ++passed;
+        }
+    }
+    EXPECT_GT(passed, by_stamp) << "no day has become empty";
+    EXPECT_GT(by_stamp, 20) << "stamps were hardly put to use";
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomRowTest, ::testing::Range(1U, 9U));
+
+}  // namespace
