@@ -150,6 +150,16 @@ std::list<TDataBackupConfig> TaskStore::list() {
     return tasks;
 }
 
+const std::list<TDataBackupConfig>& TaskStore::known() {
+    const Database::Version now = version();
+    if (known_version_ == now) return known_;
+    known_version_.reset();
+    known_.clear();  // never two of them
+    known_ = list();
+    known_version_ = now;
+    return known_;
+}
+
 std::optional<TDataBackupConfig> TaskStore::find(const std::string& task_id) {
     return load_task(database_, task_id);
 }
