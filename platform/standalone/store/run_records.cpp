@@ -123,14 +123,6 @@ std::optional<RunRecord> RunRecords::newest(const std::string& task_id) {
     return first(row);
 }
 
-std::optional<RunRecord> RunRecords::newest_whole(const std::string& task_id) {
-    Statement row = database_.prepare(
-        SELECT_RUNS + "WHERE taskID = ? AND outcome IN (?, ?) ORDER BY number DESC LIMIT 1");
-    row.bind(1, task_number(task_id)).bind(2, static_cast<int>(RunOutcome::success));
-    row.bind(3, static_cast<int>(RunOutcome::failed));
-    return first(row);
-}
-
 /// @param number the number of the wanted run of the task `task`, in SQL
 std::map<std::string, RunRecord> RunRecords::by_task(const std::vector<std::string>& task_ids,
                                                      const std::string& number) {
