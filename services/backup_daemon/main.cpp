@@ -27,7 +27,9 @@
 #include "services/backup_daemon/memory/old_runs.h"
 #include "services/backup_daemon/memory/recheck.h"
 #include "services/backup_daemon/memory/secured_history.h"
+#include "services/backup_daemon/memory/sweeper.h"
 #include "services/backup_daemon/memory/take_over.h"
+#include "services/backup_daemon/memory/times_watch.h"
 #include "services/backup_daemon/run/backup_runner.h"
 #include "services/backup_daemon/run/destination.h"
 #include "services/backup_daemon/run/older_folders.h"
@@ -135,12 +137,12 @@ private:
         every(TICK, [this] { schedules_.look(std::time(nullptr), standalone::machine_zone); });
         every(TICK, [this] { look_for_overdue(); });
         every(PROBLEMS_PAUSE, [this] { look_for_problems(); });
-        every(TICK, [this] { services::keep_only(memory_, store_.list()); });
         every(TICK, [this] { queue_.look(); });
+        every(TICK, [this] { sweeper_.look(); });
         every(TICK, [this] { sender_.look(std::time(nullptr)); });
         every(TICK, [this] { tests_.look(); });
         every(PRUNING_PAUSE,
-              [this] { services::prune_runs(memory_.runs, store_.list(), std::time(nullptr)); });
+              [this] { services::prune_runs(memory_.runs, store_.known(), std::time(nullptr)); });
         every(TICK, [this] {
             if (folders_) folders_->reap();
         });
@@ -171,17 +173,19 @@ private:
 
     Database config_ = open_config(Database::Access::writing);
     services::Memory memory_ = services::open_memory();
+    services::TimesWatch times_{memory_};
     const std::string recorder_ = identity();
     standalone::TaskStore store_{config_};
+    services::Sweeper sweeper_{store_, memory_};
     services::HttpService service_{"retCode", services::trusted_users()};
     services::BackupRunner runner_{service_.loop(), config_, memory_.runs, recorder_};
     services::SecuredHistory history_{memory_.runs, memory_.schedules};
     services::RunQueue queue_{store_, history_, runner_, services::parallel_limit,
                               [] { return std::time(nullptr); }};
-    services::ScheduleKeeper schedules_{store_, memory_.schedules, queue_};
+    services::ScheduleKeeper schedules_{store_, memory_.schedules, times_, queue_};
     services::AlertSender sender_{memory_.schedules, services::attempt_of};
     services::AlertTests tests_{memory_.schedules, services::recorder_name(recorder_)};
-    services::OverdueKeeper overdue_{store_, memory_.schedules};
+    services::OverdueKeeper overdue_{store_, memory_.schedules, times_};
     services::AlertKeeper alerts_{store_, memory_.schedules, share_of,
                                   services::recorder_name(recorder_)};
     services::MetricsReader metrics_{memory_.runs};

@@ -2,7 +2,6 @@
 #include "platform/standalone/store/connections.h"
 
 #include <optional>
-#include <utility>
 
 #include "platform/standalone/store/state_folder.h"
 
@@ -39,12 +38,9 @@ struct Connection {
     }
 };
 
-/// The number by which a connection tells others' changes since, and that of its own.
-using Version = std::pair<long long, long long>;
-
 /// What a connection has read.
 struct KnownChannels {
-    Version version;
+    Database::Version version;
     std::vector<Channel> channels;
 };
 
@@ -60,12 +56,6 @@ struct Connections {
 Connections& mine() {
     thread_local Connections connections;
     return connections;
-}
-
-Version version_of(Database& database) {
-    Statement version = database.prepare("PRAGMA data_version");
-    version.step();
-    return {version.integer(0), database.all_changes()};
 }
 
 Database& config(Database::Access access) {
@@ -100,7 +90,7 @@ Database& config_for_reading() {
 const std::vector<Channel>& config_channels() {
     Database& database = config_for_reading();
     auto& known = mine().channels;
-    const Version version = version_of(database);
+    const Database::Version version = database.version();
     if (!known || known->version != version)
         known = KnownChannels{version, ChannelStore(database).list()};
     return known->channels;

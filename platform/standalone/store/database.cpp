@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <thread>
+#include <utility>
 
 #include "platform/standalone/store/database_files.h"
 
@@ -177,6 +178,27 @@ void Database::limit_waiting(std::chrono::milliseconds longest) {
     sqlite3_busy_handler(handle(), Waits::wait, waits_.get());
 }
 
+/// Rows that were changed, of some tables.
+struct Database::Counted {
+    std::set<std::string> tables;
+    long long rows = 0;
+
+    /// An update hook (sqlite.org/c3ref/update_hook.html).
+    static void note(void* counted, int, const char*, const char* table, sqlite3_int64) {
+        auto& mine = *static_cast<Counted*>(counted);
+        if (mine.tables.contains(table)) ++mine.rows;
+    }
+};
+
+void Database::count_rows_of(std::set<std::string> tables) {
+    counted_ = std::make_shared<Counted>(Counted{.tables = std::move(tables)});
+    sqlite3_update_hook(handle(), Counted::note, counted_.get());
+}
+
+long long Database::counted_rows() const {
+    return counted_ ? counted_->rows : 0;
+}
+
 Database::Database(const std::string& path, Access access, Durability durability) {
     spare_start_up();
     // Readers too may write: the first one to come after a writer was killed has to roll back what
@@ -227,8 +249,10 @@ int Database::changes() {
     return sqlite3_changes(handle());
 }
 
-long long Database::all_changes() {
-    return sqlite3_total_changes64(handle());
+Database::Version Database::version() {
+    Statement others = prepare("PRAGMA data_version");
+    others.step();
+    return {others.integer(0), sqlite3_total_changes64(handle())};
 }
 
 void Database::release_pages() {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -90,8 +91,23 @@ public:
     long long last_insert_id();
     /// Rows that the last statement changed.
     int changes();
-    /// Rows that this connection has changed since it was opened.
-    long long all_changes();
+    /// What a connection knows a content of the database by.
+    struct Version {
+        long long others = 0;  ///< another one behind each change by another connection
+        long long own = 0;     ///< rows that this one has changed since it was opened
+
+        bool operator==(const Version&) const = default;
+    };
+    /// Another one than ever before when rows have been changed since the last call, by whomever.
+    /// Who keeps what was read asks before reading, outside of transactions and while no statement
+    /// has rows left: what is rolled back has changed nothing, and others' changes show later.
+    /// @throws DatabaseError
+    Version version();
+    /// Counts from now on rows of these tables that this connection changes; tables WITHOUT ROWID
+    /// have none to count.
+    void count_rows_of(std::set<std::string> tables);
+    /// How many so far, those that were rolled back included.
+    long long counted_rows() const;
     /// Gives back the memory of pages that were read: for one who has taken what there was to take.
     void release_pages();
     /// From now on the waits of all calls within a second add up to `longest` and no more: for a
@@ -108,7 +124,10 @@ private:
     };
     struct Waits;
     Function defined_ = nullptr;
-    std::shared_ptr<Waits> waits_;  // outlives the connection, which may ask it
+    struct Counted;
+    // These outlive the connection, which may ask them.
+    std::shared_ptr<Waits> waits_;
+    std::shared_ptr<Counted> counted_;
     std::unique_ptr<sqlite3, Close> connection_;
 };
 

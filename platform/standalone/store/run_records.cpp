@@ -126,12 +126,6 @@ std::optional<RunRecord> RunRecords::newest(const std::string& task_id) {
     return first(row);
 }
 
-std::optional<RunRecord> RunRecords::newest_whole(const std::string& task_id) {
-    Statement row = database_.prepare(SELECT_NEWEST_WHOLE);
-    row.bind(1, task_number(task_id));
-    return first(row);
-}
-
 /// @param sql one run of the task ?1
 std::map<std::string, RunRecord> RunRecords::by_task(const std::vector<std::string>& task_ids,
                                                      const std::string& sql) {

@@ -48,12 +48,11 @@ public:
     /// A task's newest run; nothing when it has never run.
     std::optional<RunRecord> newest(const std::string& task_id);
 
-    /// A task's newest run that has come to its end by itself, as success or failed; nothing
-    /// without one.
-    std::optional<RunRecord> newest_whole(const std::string& task_id);
-
-    // The same of several tasks, by task, with one statement.
+    /// The same of several tasks, by task, with one statement.
     std::map<std::string, RunRecord> newest_of(const std::vector<std::string>& task_ids);
+
+    /// Of several tasks, by task, the newest run that has come to its end by itself, as success or
+    /// failed; with one statement.
     std::map<std::string, RunRecord> newest_whole_of(const std::vector<std::string>& task_ids);
 
     /// The health of all tasks that have one, by task.
@@ -82,7 +81,7 @@ private:
 /// Whether what a task came to last is a failure. The task's own status is stored first and is to
 /// be read first: it wins over the row, but for one of a run that began behind the end that was
 /// stored with it. In the same second, the worse does.
-/// @param newest_whole what RunRecords::newest_whole() gave
+/// @param newest_whole the task's of RunRecords::newest_whole_of()
 bool has_failed(const TDataBackupConfig& task, const std::optional<RunRecord>& newest_whole);
 
 }  // namespace standalone

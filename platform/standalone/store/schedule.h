@@ -13,6 +13,8 @@ namespace standalone {
 struct NextRun {
     std::string rule;   ///< the schedule that the time was reckoned with
     long long due = 0;  ///< seconds since the epoch
+
+    bool operator==(const NextRun&) const = default;
 };
 
 /// A schedule as a text that changes exactly when the schedule does.

@@ -1,6 +1,7 @@
 // Backup tasks and the daemon's queue, in the configuration database.
 #include "platform/standalone/store/task_store.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "platform/nvrcfg.h"
@@ -115,6 +116,20 @@ std::list<TDataBackupConfig> TaskStore::list() {
     std::list<TDataBackupConfig> tasks = read_tasks(database_);
     database_.release_pages();  // whoever prints a long list needs room
     return tasks;
+}
+
+const std::list<TDataBackupConfig>& TaskStore::known() {
+    const Database::Version now = version();
+    if (known_version_ == now) return known_;
+    known_version_.reset();
+    known_.clear();  // never two of them
+    known_ = list();
+    for (TDataBackupConfig& task : known_) {
+        std::ranges::fill(task.password, '\0');
+        task.password.clear();
+    }
+    known_version_ = now;
+    return known_;
 }
 
 std::optional<TDataBackupConfig> TaskStore::find(const std::string& task_id) {

@@ -44,6 +44,14 @@ public:
     /// All tasks, oldest identifier first.
     std::list<TDataBackupConfig> list();
 
+    /// The same without their passwords, which nobody keeps for long; read again only when somebody
+    /// has changed the database since the last call: for whoever looks at them again and again.
+    /// Outside of transactions; valid until the next call.
+    const std::list<TDataBackupConfig>& known();
+
+    /// Another one when known() would have read something else, and after other changes, too.
+    Database::Version version() { return database_.version(); }
+
     /// One task; nothing when there is none.
     std::optional<TDataBackupConfig> find(const std::string& task_id);
 
@@ -77,6 +85,8 @@ private:
     int create(const SettingsText& settings);
 
     Database& database_;
+    std::list<TDataBackupConfig> known_;
+    std::optional<Database::Version> known_version_;  ///< nothing: `known_` is not whole
 };
 
 }  // namespace standalone

@@ -33,7 +33,7 @@ void add_runs(Metrics& metrics, BackupRunner& runner) {
 }
 
 HttpReply tell(const MetricsSources& sources) {
-    const auto tasks = sources.store.list();
+    const auto& tasks = sources.store.known();
     Metrics metrics = sources.reader.read(tasks, shares_of(tasks), std::time(nullptr));
     metrics.waiting = sources.queue.waiting().size();
     metrics.given_up = sources.sender.given_up();

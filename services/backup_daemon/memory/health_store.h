@@ -1,7 +1,7 @@
 // Keeps of each task since when it is, or from when on it will be, overdue.
 #pragma once
 
-#include <optional>
+#include <map>
 #include <string>
 
 #include "platform/standalone/store/database.h"
@@ -15,12 +15,12 @@ class HealthStore {
 public:
     explicit HealthStore(standalone::Database& database) : database_(database) {}
 
-    /// Nothing when the task has neither run nor been set here.
-    std::optional<standalone::TaskHealth> find(const std::string& task_id);
+    /// How tasks are, by task: all but those that have neither run nor been set here.
+    std::map<std::string, standalone::TaskHealth> all();
 
-    /// Writes all but number and goal of the last success, which the history tells
-    /// (run_history.h).
-    void set(const std::string& task_id, const standalone::TaskHealth& health);
+    /// Writes of tasks all but number and goal of the last success, which the history tells
+    /// (run_history.h): all or nothing, with one wait for the disk.
+    void write(const std::map<std::string, standalone::TaskHealth>& changes);
 
 private:
     standalone::Database& database_;

@@ -37,10 +37,10 @@ standalone::Database open_existing_memory(standalone::Database::Access access);
 /// and a later run at their destination sees to it (copy_memory.h).
 ///
 /// Tasks are in another database, which no foreign key reaches. Looking at the list of those that
-/// are left, once a second, needs nobody who remembers to tell of a deletion; and it reaches what a
-/// run that is being cancelled writes after its task is gone, and what a killed daemon left. Until
-/// then such rows are in nobody's way, since no identifier is ever given twice. Where there are
-/// none, nothing is written.
+/// are left (sweeper.h) needs nobody who remembers to tell of a deletion; and it reaches what a run
+/// that is being cancelled writes after its task is gone, and what a killed daemon left. Until then
+/// such rows are in nobody's way, since no identifier is ever given twice. Where there are none,
+/// nothing is written.
 /// @param tasks all that are stored
 /// @throws standalone::DatabaseError
 void keep_only(Memory& memory, const std::list<TDataBackupConfig>& tasks);

@@ -3,21 +3,27 @@
 
 namespace services {
 
-std::optional<standalone::NextRun> ScheduleStore::find(const std::string& task_id) {
-    standalone::Statement row =
-        database_.prepare("SELECT rule, due FROM next_run WHERE taskID = ?");
-    if (!row.bind(1, std::stoll(task_id)).step()) return {};
-    return standalone::NextRun{row.text(0), row.integer(1)};
+ScheduleStore::NextRuns ScheduleStore::all() {
+    standalone::Statement row = database_.prepare("SELECT taskID, rule, due FROM next_run");
+    NextRuns all;
+    while (row.step()) all[row.text(0)] = {row.text(1), row.integer(2)};
+    return all;
 }
 
-void ScheduleStore::set(const std::string& task_id, const standalone::NextRun& next) {
+void ScheduleStore::write(const Changes& changes) {
+    if (changes.empty()) return;
+    standalone::Transaction transaction(database_);
     standalone::Statement insert =
         database_.prepare("INSERT OR REPLACE INTO next_run (taskID, rule, due) VALUES (?, ?, ?)");
-    insert.bind(1, std::stoll(task_id)).bind(2, next.rule).bind(3, next.due).step();
-}
-
-void ScheduleStore::clear(const std::string& task_id) {
-    database_.prepare("DELETE FROM next_run WHERE taskID = ?").bind(1, std::stoll(task_id)).step();
+    standalone::Statement remove = database_.prepare("DELETE FROM next_run WHERE taskID = ?");
+    for (const auto& [task_id, next] : changes) {
+        standalone::Statement& statement = next ? insert : remove;
+        statement.bind(1, std::stoll(task_id));
+        if (next) statement.bind(2, next->rule).bind(3, next->due);
+        statement.step();
+        statement.reset();
+    }
+    transaction.commit();
 }
 
 }  // namespace services

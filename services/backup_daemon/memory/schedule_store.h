@@ -1,6 +1,7 @@
 // When each task's schedule comes due next, in the daemon's own database.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -13,17 +14,20 @@ namespace services {
 /// standalone::DatabaseError.
 class ScheduleStore {
 public:
+    using NextRuns = std::map<std::string, standalone::NextRun>;
+
+    /// What is to be remembered of tasks; nothing: nothing any more.
+    using Changes = std::map<std::string, std::optional<standalone::NextRun>>;
+
     /// @param database with full durability: a next run that is lost would come twice, or never
     explicit ScheduleStore(standalone::Database& database) : database_(database) {}
 
-    /// Nothing when none is remembered.
-    std::optional<standalone::NextRun> find(const std::string& task_id);
+    /// All that are remembered.
+    NextRuns all();
 
-    /// Remembers a next run in the place of an earlier one.
-    void set(const std::string& task_id, const standalone::NextRun& next);
-
-    /// Forgets a task's next run; there need not be one.
-    void clear(const std::string& task_id);
+    /// Remembers next runs in the place of earlier ones and forgets others, of which there need be
+    /// none: all or nothing, with one wait for the disk.
+    void write(const Changes& changes);
 
 private:
     standalone::Database& database_;

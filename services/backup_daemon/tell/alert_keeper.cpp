@@ -1,6 +1,7 @@
 // Has somebody told of each problem when it is there, once a day while it is, and when it is over.
 #include "services/backup_daemon/tell/alert_keeper.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -17,6 +18,14 @@ std::optional<long long> not_later(std::optional<long long> told, long long now)
     return told;
 }
 
+/// When time alone asks for something: a task becomes overdue, a reminder is due.
+/// @param told when somebody was, last; nothing also when nobody is to be
+long long quiet_until(const Problem& problem, std::optional<long long> told, long long now) {
+    if (told) return *told + REMINDER_PAUSE;
+    const bool is_to_come = problem.key.kind == ProblemKind::overdue && problem.since > now;
+    return is_to_come ? problem.since : NEVER;
+}
+
 }  // namespace
 
 AlertKeeper::AlertKeeper(standalone::TaskStore& tasks, standalone::Database& memory,
@@ -28,21 +37,33 @@ AlertKeeper::AlertKeeper(standalone::TaskStore& tasks, standalone::Database& mem
       recorder_(std::move(recorder)) {}
 
 void AlertKeeper::look(const std::vector<AlertReceiver>& receivers, long long now) {
-    const auto tasks = tasks_.list();
+    const Seen seen{tasks_.version(), memory_.version(), receivers};
+    if (last_look_.holds(seen, now)) return;
+    last_look_.note(seen, now, look_at_all(receivers, now));
+}
+
+/// @return until when it need not be done again, if nothing changes
+long long AlertKeeper::look_at_all(const std::vector<AlertReceiver>& receivers, long long now) {
+    const auto& tasks = tasks_.known();
     Known unwatched = known();
     std::set<std::string> full;
     for (const auto& [key, standing] : unwatched)
         if (key.kind == ProblemKind::share_nearly_full) full.insert(key.subject);
+    const bool to_be_told = !receivers.empty();
     std::vector<Change> changes;
+    long long until = NEVER;
     for (Problem& problem : look_for_problems(tasks, share_of_, memory_, full, now)) {
         const auto row = unwatched.extract(problem.key);
         const Standing* standing = row ? &row.mapped() : nullptr;
-        auto change = change_of(std::move(problem), standing, !receivers.empty(), now);
+        const auto told = standing != nullptr && to_be_told ? standing->told : std::nullopt;
+        until = std::min(until, quiet_until(problem, told, now));
+        auto change = change_of(std::move(problem), standing, to_be_told, now);
         if (change) changes.push_back(std::move(*change));
     }
     write(changes, unwatched, receivers, now);
     outbox_.forget_others(receivers);
     forget_shares(tasks);
+    return until;
 }
 
 AlertKeeper::Known AlertKeeper::known() {

@@ -10,6 +10,7 @@
 #include "services/backup_daemon/tell/alert_outbox.h"
 #include "services/backup_daemon/tell/alert_text.h"
 #include "services/backup_daemon/tell/problem_look.h"
+#include "services/last_look.h"
 
 namespace services {
 
@@ -28,8 +29,8 @@ public:
     AlertKeeper(standalone::TaskStore& tasks, standalone::Database& memory, ShareOf share_of,
                 std::string recorder);
 
-    /// Looks at all tasks: behind the end of each run, and now and then. Where nothing has changed
-    /// nothing is written.
+    /// Looks at all tasks when anything may be otherwise than at the last look: behind the end of
+    /// each run, and now and then. Where nothing has changed nothing is written.
     /// @param receivers those who are to be told
     /// @param now  seconds since the epoch; a clock that is set back silences nobody for longer
     ///             than a day from then on
@@ -53,8 +54,18 @@ private:
         std::optional<AlertEvent> tell;
     };
 
+    /// What a look depends on.
+    struct Seen {
+        standalone::Database::Version tasks;
+        standalone::Database::Version memory;
+        std::vector<AlertReceiver> receivers;
+
+        bool operator==(const Seen&) const = default;
+    };
+
     using Known = std::map<ProblemKey, Standing>;
 
+    long long look_at_all(const std::vector<AlertReceiver>& receivers, long long now);
     Known known();
     static std::optional<Change> change_of(Problem problem, const Standing* known, bool to_be_told,
                                            long long now);
@@ -69,6 +80,7 @@ private:
     AlertOutbox outbox_;
     const ShareOf share_of_;
     const std::string recorder_;
+    LastLook<Seen> last_look_;
 };
 
 }  // namespace services

@@ -83,6 +83,7 @@ public:
     void forget_others(const std::vector<AlertReceiver>& receivers);
 
 private:
+    bool is_anything_for(AlertWay way);
     void remove(long long number);
     void forget_given_up(const AlertReceiver& receiver);
 

@@ -34,9 +34,9 @@ struct Problem {
     ProblemKey key;
     std::vector<ConcernedTask> tasks;  ///< the task; all that copy to the share
     bool is_there = false;             ///< otherwise what follows says nothing
-    long long since = 0;
-    std::string detail{};  ///< in words: why the run failed, how much room; may be ""
-    long long run = 0;     ///< number of the newest run that failed; 0: not known
+    long long since = 0;               ///< of a task that is not overdue yet: when it will be, or 0
+    std::string detail{};              ///< in words: why the run failed, how much room; may be ""
+    long long run = 0;                 ///< number of the newest run that failed; 0: not known
 };
 
 }  // namespace services

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "services/last_look.h"
+
 namespace services {
 namespace {
 
@@ -22,6 +24,11 @@ long long usual_interval(const TDataBackupConfig& task) {
         default:
             return DAY;
     }
+}
+
+/// How late a task may be.
+long long grace_of(const TDataBackupConfig& task, int percent) {
+    return std::max(usual_interval(task) * percent / 100, LEAST_GRACE);
 }
 
 /// First time that the schedule came, or comes, due. A clock that was never set tells a year that
@@ -74,11 +81,19 @@ standalone::TaskHealth reckon_overdue(const TDataBackupConfig& task, standalone:
     }
     known.first_due = first_due_of(known, *next);
     known.rule = next->rule;
-    const long long interval = usual_interval(task);
-    const long long grace = std::max(interval * percent / 100, LEAST_GRACE);
-    known.overdue_from = deadline(known, interval + grace, grace, now);
-    known.late_from = late_from(known, interval + grace, now);
+    const long long grace = grace_of(task, percent);
+    const long long patience = usual_interval(task) + grace;
+    known.overdue_from = deadline(known, patience, grace, now);
+    known.late_from = late_from(known, patience, now);
     return known;
+}
+
+long long reckoned_until(const TDataBackupConfig& task, const standalone::TaskHealth& reckoned,
+                         long long now, int percent) {
+    if (!reckoned.first_due) return NEVER;
+    const long long patience = usual_interval(task) + grace_of(task, percent);
+    const long long believed = reckoned.success_time.value_or(*reckoned.first_due - patience);
+    return believed > now ? believed : NEVER;
 }
 
 }  // namespace services

@@ -31,4 +31,11 @@ standalone::TaskHealth reckon_overdue(const TDataBackupConfig& task, standalone:
                                       const std::optional<standalone::NextRun>& next, long long now,
                                       int percent);
 
+/// When time alone makes reckon_overdue() tell something else: only what is of a clock that was
+/// ahead comes to be believed some day.
+/// @param reckoned what it has told now
+/// @return later than now, or NEVER
+long long reckoned_until(const TDataBackupConfig& task, const standalone::TaskHealth& reckoned,
+                         long long now, int percent);
+
 }  // namespace services

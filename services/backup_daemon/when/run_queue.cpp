@@ -114,8 +114,11 @@ bool RunQueue::start(const StartOrder& order) {
     return true;
 }
 
-void RunQueue::start_by_schedule(const std::string& task_id, RunCause cause) {
-    take({{task_id, Input::due, true, cause}});
+void RunQueue::start_by_schedule(const std::vector<DueTask>& due) {
+    std::vector<Happening> happenings;
+    for (const auto& [task_id, cause] : due)
+        happenings.push_back({task_id, Input::due, true, cause});
+    take(happenings);
 }
 
 void RunQueue::stop(const std::string& task_id) {

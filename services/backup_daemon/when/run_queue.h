@@ -23,6 +23,12 @@ struct StartOrder {
     bool parallel = false;      ///< beside what runs
 };
 
+/// A task whose schedule has come due.
+struct DueTask {
+    std::string task_id;
+    standalone::RunCause cause;  ///< schedule or missed
+};
+
 /// The queue of started tasks and the states of all, by the table in transitions.h. The store holds
 /// both, so they outlive the daemon: whatever an input changes is stored first, all or nothing, and
 /// done then; in the end begins what may begin. This is the only writer of a task's status, start
@@ -61,9 +67,9 @@ public:
     /// @return whether there is such a task
     bool start(const StartOrder& order);
 
-    /// A task's schedule has come due. A task that waits or runs already stays as it is.
-    /// @param cause schedule or missed
-    void start_by_schedule(const std::string& task_id, standalone::RunCause cause);
+    /// Schedules of tasks have come due: all of them get their places, in this order, or none. A
+    /// task that waits or runs already stays as it is.
+    void start_by_schedule(const std::vector<DueTask>& due);
 
     /// Stops a task, running or waiting; neither: it stays as it is.
     void stop(const std::string& task_id);

@@ -88,6 +88,36 @@ TEST_F(DatabaseTest, OpensNoDatabaseThatIsNotThere) {
     EXPECT_FALSE(std::filesystem::exists(other));
 }
 
+TEST_F(DatabaseTest, VersionIsAnotherOneBehindEachChangeByWhomever) {
+    Database one(path_, Access::writing);
+    Database other(path_, Access::writing);
+    const auto before = one.version();
+    EXPECT_EQ(one.version(), before);
+    one.run("INSERT INTO parent VALUES (1)");
+    const auto behind_own = one.version();
+    EXPECT_NE(behind_own, before);
+    other.run("DELETE FROM parent");
+    const auto behind_other = one.version();
+    EXPECT_NE(behind_other, behind_own);
+    EXPECT_EQ(behind_other.own, behind_own.own);
+    EXPECT_EQ(one.version(), behind_other);
+}
+
+TEST_F(DatabaseTest, RowsOfTheNamedTablesAreCountedAndNoOthers) {
+    Database database(path_, Access::writing);
+    database.run("INSERT INTO child VALUES (1, NULL, '', 0)");
+    EXPECT_EQ(database.counted_rows(), 0);
+    database.count_rows_of({"child"});
+    database.run("INSERT INTO parent VALUES (1)");
+    EXPECT_EQ(database.counted_rows(), 0);
+    database.run("INSERT OR REPLACE INTO child VALUES (1, 1, '', 0)");
+    EXPECT_EQ(database.counted_rows(), 1);
+    database.run("UPDATE child SET number = 1 WHERE id = 1");
+    EXPECT_EQ(database.counted_rows(), 2);
+    database.run("DELETE FROM parent");
+    EXPECT_EQ(database.counted_rows(), 3) << "what goes with a foreign key";
+}
+
 TEST_F(DatabaseTest, OpenTransactionIsUndoneWithItsOwner) {
     Database database(path_, Access::writing);
     {

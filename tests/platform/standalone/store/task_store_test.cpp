@@ -69,6 +69,30 @@ protected:
     TaskStore store_{database_};
 };
 
+TEST_F(TaskStoreTest, KnownTasksAreReadAgainOnlyWhenSomebodyHasChangedThem) {
+    create(1);
+    const auto* first = &store_.known().front();
+    EXPECT_EQ(&store_.known().front(), first);
+    create(1);  // by another connection
+    EXPECT_EQ(store_.known().size(), 2U);
+    store_.set_state("1", {.status = TASK_WAIT, .started = {}, .ended = {}});
+    EXPECT_EQ(store_.known().front().status, TASK_WAIT);
+    store_.remove("1");
+    EXPECT_EQ(store_.known().size(), 1U);
+    EXPECT_EQ(store_.known().front().taskID, "2");
+}
+
+TEST_F(TaskStoreTest, KnownTasksAreNotWhatATransactionHasTakenBack) {
+    create(1);
+    store_.known();
+    {
+        const Transaction transaction = store_.transaction();
+        store_.set_state("1", {.status = TASK_WAIT, .started = {}, .ended = {}});
+    }
+    EXPECT_EQ(store_.known().front().status, store_.list().front().status);
+    EXPECT_NE(store_.known().front().status, TASK_WAIT);
+}
+
 TEST_F(TaskStoreTest, KeepsEveryMemberOfASettingsText) {
     ASSERT_EQ(apply(full_text()), 0);
     const TDataBackupConfig task = tasks().front();

@@ -16,6 +16,7 @@ namespace {
 
 using namespace services;
 using standalone::Database;
+using standalone::NextRun;
 
 std::list<TDataBackupConfig> tasks(const std::vector<std::string>& identifiers) {
     std::list<TDataBackupConfig> list;
@@ -26,7 +27,7 @@ std::list<TDataBackupConfig> tasks(const std::vector<std::string>& identifiers) 
 class MemoryDatabaseTest : public MemoryTest {
 protected:
     void remember(const std::string& task_id) {
-        ScheduleStore(memory_.schedules).set(task_id, {"rule", 1});
+        ScheduleStore(memory_.schedules).write({{task_id, NextRun{"rule", 1}}});
         ProgressStore(memory_.runs).set(task_id, {});
         CopyStore copies(memory_.runs, task_id, "//d");
         copies.save({"begun by " + task_id, "t", 1, ""});
@@ -169,11 +170,11 @@ TEST(SchemaBeforeTheHistory, IsBroughtUpToDateAndKeepsWhatItHas) {
         CopiedFile file;
         file.path = "Door/copied";
         CopyStore(old, "1", "d").record(file);
-        ScheduleStore(old).set("1", {"rule", 7});
+        ScheduleStore(old).write({{"1", NextRun{"rule", 7}}});
     }
     Memory memory = open_memory();
     EXPECT_EQ(CopyStore(memory.runs, "1", "d").copied_in("Door/").size(), 1U);
-    EXPECT_EQ(ScheduleStore(memory.schedules).find("1")->due, 7);
+    EXPECT_EQ(ScheduleStore(memory.schedules).all().at("1").due, 7);
     standalone::RunRecords records(memory.runs);
     records.list({}, [](const standalone::RunRecord& run) { ADD_FAILURE() << run.task_id; });
     RunHistory(memory.schedules).open("1", "Doors", standalone::RunCause::hand, 8);
@@ -195,18 +196,18 @@ TEST_F(MemoryDatabaseTest, WhatATaskThatIsGoneCameToIsNoOtherTasks) {
     for (const char* task_id : {"1", "2"}) {
         history.open(task_id, "Doors", standalone::RunCause::hand, 100);
         history.close(task_id, {standalone::RunOutcome::success, "", 110});
-        standalone::TaskHealth health = *store.find(task_id);
+        standalone::TaskHealth health = store.all().at(task_id);
         health.overdue_from = health.late_from = health.first_due = 200;
         health.rule = "rule";
-        store.set(task_id, health);
+        store.write({{task_id, health}});
     }
     memory_.runs.run("UPDATE task_health SET success_goal = 'goal'");
-    const standalone::TaskHealth kept = *store.find("1");
+    const standalone::TaskHealth kept = store.all().at("1");
     keep_only(memory_, tasks({"1"}));
-    EXPECT_EQ(store.find("1"), kept);
+    EXPECT_EQ(store.all().at("1"), kept);
     standalone::TaskHealth nothing;
     nothing.first_run = 2;
-    EXPECT_EQ(store.find("2"), nothing);
+    EXPECT_EQ(store.all().at("2"), nothing);
     history.open("2", "Yard", standalone::RunCause::hand, 300);
     EXPECT_EQ(standalone::RunRecords(memory_.runs).newest("2")->number, 2);
 }

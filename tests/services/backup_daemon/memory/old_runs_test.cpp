@@ -102,11 +102,11 @@ TEST_F(OldRunsTest, DeletedTasksRunsStayForTheirDaysAndTheRestOfItGoesWithThem) 
     run("1", 1, NOW);
     EXPECT_EQ(prune({}), 2);
     EXPECT_EQ(left("1"), "3-3");
-    EXPECT_TRUE(HealthStore(memory_.runs).find("1"));
+    EXPECT_TRUE(HealthStore(memory_.runs).all().contains("1"));
     run("2", 1, OLD);
     EXPECT_EQ(prune({}), 1);
-    EXPECT_FALSE(HealthStore(memory_.runs).find("2"));
-    EXPECT_TRUE(HealthStore(memory_.runs).find("1"));
+    EXPECT_FALSE(HealthStore(memory_.runs).all().contains("2"));
+    EXPECT_TRUE(HealthStore(memory_.runs).all().contains("1"));
 }
 
 TEST_F(OldRunsTest, FewGoAtATime) {

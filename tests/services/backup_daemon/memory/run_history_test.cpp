@@ -105,7 +105,7 @@ TEST_F(RunHistoryTest, OnlyASuccessIsTheLastSuccess) {
     }
     open("1", 300);
     EXPECT_EQ(records_.health("1")->success_time, 110) << "not before it has ended";
-    EXPECT_EQ(records_.newest_whole("1")->number, 2);
+    EXPECT_EQ(records_.newest_whole_of({"1"}).at("1").number, 2);
 }
 
 TEST_F(RunHistoryTest, RunThatFindsNothingIsToldFromOneThatNeverFoundAnything) {

@@ -21,6 +21,7 @@ namespace {
 using namespace services;
 using standalone::config_database_path;
 using standalone::Database;
+using standalone::NextRun;
 using standalone::Statement;
 
 constexpr std::array MOVED = {"next_run", "run_progress", "copied_file", "checkpoint"};
@@ -138,7 +139,7 @@ TEST(TakeOver, TheDaemonReadsWhatTheOlderVersionWrote) {
     CopyStore full(memory, "1", destination(memory, "//127.0.0.1:44871/backup/recorder"));
     EXPECT_EQ(full.oldest_day(), "2026-11-20") << "the day before made room";
     EXPECT_TRUE(full.copied_in("Front/2026-11-19/").begin()->second.removed);
-    EXPECT_EQ(ScheduleStore(memory).find("4")->due, 1795305600);
+    EXPECT_EQ(ScheduleStore(memory).all().at("4").due, 1795305600);
     ASSERT_TRUE(ProgressStore(memory).find("3"));
     EXPECT_FALSE(ProgressStore(memory).find("3")->seconds_left);
     EXPECT_EQ(ProgressStore(memory).find("1")->percent, 100.0);
@@ -182,12 +183,12 @@ TEST(TakeOver, RowThatIsThereAlreadyIsTheNewerOne) {
     standalone::make_state();
     {
         Memory memory = open_memory();
-        ScheduleStore(memory.schedules).set("4", {"newer", 5});
+        ScheduleStore(memory.schedules).write({{"4", NextRun{"newer", 5}}});
     }
     start();
     Database memory(memory_database_path(), Database::Access::reading);
-    EXPECT_EQ(ScheduleStore(memory).find("4")->rule, "newer");
-    EXPECT_TRUE(ScheduleStore(memory).find("3"));
+    EXPECT_EQ(ScheduleStore(memory).all().at("4").rule, "newer");
+    EXPECT_TRUE(ScheduleStore(memory).all().contains("3"));
 }
 
 TEST(TakeOver, HappensOnceAndANewRecorderHasNothingToMove) {

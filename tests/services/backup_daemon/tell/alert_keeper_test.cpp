@@ -45,9 +45,20 @@ protected:
         return told();
     }
 
+    /// A look of one that goes on living, behind which one that has never looked finds nothing.
+    Words lasting_look_and_told() {
+        lasting_.look(receivers, now);
+        const Words words = told();
+        const long long changes = memory.schedules.version().own;
+        look();
+        EXPECT_EQ(memory.schedules.version().own, changes);
+        return words;
+    }
+
     std::vector<AlertReceiver> receivers = {{AlertWay::mail, "a@b"}};
 
 private:
+    AlertKeeper lasting_{store, memory.schedules, share_of, "rec"};
     long long last_ = 0;
     std::set<std::string> ids_;
 };
@@ -213,6 +224,45 @@ TEST_F(AlertKeeperTest, NothingIsWrittenWhenNothingHasChanged) {
     look();
     now += 1;
     EXPECT_THROW(look(), standalone::DatabaseError);
+}
+
+TEST_F(AlertKeeperTest, OneThatSparesLooksSeesWhatHappensAndWhatTimeBrings) {
+    const auto look = [this] { return lasting_look_and_told(); };
+    EXPECT_EQ(look(), Words());
+    be_due("1", now + 5);
+    EXPECT_EQ(look(), Words());
+    now += 4;
+    EXPECT_EQ(look(), Words());
+    ++now;
+    EXPECT_EQ(look(), Words{"raised overdue"});
+    EXPECT_EQ(look(), Words());
+    run("2", Outcome::failed, "why");
+    EXPECT_EQ(look(), Words{"raised run_failed"});
+    tell_room("nas", 1, 100);
+    EXPECT_EQ(look(), Words{"raised share_nearly_full"});
+    now += DAY;
+    EXPECT_EQ(look(),
+              (Words{"reminder overdue", "reminder run_failed", "reminder share_nearly_full"}));
+    receivers.push_back({AlertWay::web_hook, ""});
+    EXPECT_EQ(look(), Words());
+    receivers.clear();
+    now += DAY;
+    EXPECT_EQ(look(), Words());
+    receivers = {{AlertWay::mail, "a@b"}};
+    EXPECT_EQ(look(),
+              (Words{"reminder overdue", "reminder run_failed", "reminder share_nearly_full"}));
+    set("2", {{"enable", "false"}});
+    EXPECT_EQ(look(), Words());
+    EXPECT_EQ(count("problem"), 2);
+}
+
+TEST_F(AlertKeeperTest, NothingIsReadWhileNothingHappens) {
+    AlertKeeper keeper(store, memory.schedules, share_of, "rec");
+    for (int time = 0; time < 2; ++time) keeper.look(receivers, now + time);
+    memory.schedules.run("ALTER TABLE problem RENAME TO hidden_problem");
+    keeper.look(receivers, now + DAY);
+    receivers.clear();
+    EXPECT_THROW(keeper.look(receivers, now + DAY), standalone::DatabaseError);
 }
 
 }  // namespace

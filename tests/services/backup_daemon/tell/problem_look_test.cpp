@@ -179,7 +179,7 @@ TEST_F(ProblemLookTest, RunsAndCopiesAreLookedUpAndNeverGoneThrough) {
     for (const std::string& sql : statements) {
         auto step = memory.schedules.prepare("EXPLAIN QUERY PLAN " + sql);
         while (step.step())
-            for (const char* table : {"run", "run_failure", "copied_file", "task_health"})
+            for (const char* table : {"run", "run_failure", "copied_file"})
                 EXPECT_FALSE((step.text(3) + ' ').starts_with(std::string("SCAN ") + table + ' '))
                     << sql;
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <functional>
 #include <map>
@@ -13,6 +14,7 @@
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/task_store.h"
 #include "services/backup_daemon/memory/memory_database.h"
+#include "services/backup_daemon/memory/times_watch.h"
 #include "services/backup_daemon/when/run_queue.h"
 #include "tests/support/temporary_state.h"
 
@@ -56,6 +58,28 @@ public:
     std::function<void()> when_begun = [] {};
 };
 
+/// Counts the transactions that a connection stores, each of which waits for the disk.
+class CommitCount {
+public:
+    explicit CommitCount(standalone::Database& database) : database_(database) {
+        sqlite3_commit_hook(database_.handle(), note, &count_);
+    }
+    ~CommitCount() { sqlite3_commit_hook(database_.handle(), nullptr, nullptr); }
+    CommitCount(const CommitCount&) = delete;
+    CommitCount& operator=(const CommitCount&) = delete;
+
+    int so_far() const { return count_; }
+
+private:
+    static int note(void* count) {
+        ++*static_cast<int*>(count);
+        return 0;
+    }
+
+    standalone::Database& database_;
+    int count_ = 0;
+};
+
 /// Four new tasks, a limit of 2, and a clock that stands at 1000.
 class RunQueueTest : public StateTest {
 protected:
@@ -95,6 +119,7 @@ protected:
                                   standalone::Database::Access::writing};
     standalone::TaskStore store{database};
     services::Memory memory = services::open_memory();
+    services::TimesWatch times{memory};
     services::SecuredHistory history{memory.runs, memory.schedules};
     NotingRunner runner;
     int limit = 2;

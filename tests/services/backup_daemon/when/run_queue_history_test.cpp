@@ -107,8 +107,8 @@ TEST_F(RunQueueHistoryTest, EachOutcomeIsClosedAsTheRunEnded) {
 
 TEST_F(RunQueueHistoryTest, CauseIsRememberedWhileTheTaskWaits) {
     occupy();
-    queue.start_by_schedule("1", RunCause::schedule);
-    queue.start_by_schedule("2", RunCause::missed);
+    queue.start_by_schedule({{"1", RunCause::schedule}});
+    queue.start_by_schedule({{"2", RunCause::missed}});
     start("1");
     runner.end("4", Outcome::success);
     EXPECT_EQ(newest("1"), "1 schedule 1000: open");

@@ -79,7 +79,7 @@ protected:
 
     void come_due(const std::string& task_id) {
         if (!runner.live.contains(task_id)) owed.insert(task_id);
-        queue.start_by_schedule(task_id, standalone::RunCause::schedule);
+        queue.start_by_schedule({{task_id, standalone::RunCause::schedule}});
     }
 
     void end_a_run(const std::string& task_id) {

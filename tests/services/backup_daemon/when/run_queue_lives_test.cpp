@@ -55,7 +55,7 @@ TEST_F(RunQueueLivesTest, RunsThatFindNoRoomInTheNextLifeWaitInFront) {
     EXPECT_EQ(next.waiting(), (Words{"3", "2"}));
     EXPECT_EQ(state("3"), "wait 1000 -");
     next.start({"3"});
-    next.start_by_schedule("3", standalone::RunCause::schedule);
+    next.start_by_schedule({{"3", standalone::RunCause::schedule}});
     EXPECT_EQ(next.waiting(), (Words{"3", "2"}));
     next_runner.end("1", Outcome::success);
     EXPECT_EQ(next_runner.said.back(), "resume 3");

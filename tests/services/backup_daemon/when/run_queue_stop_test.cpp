@@ -192,7 +192,7 @@ TEST_F(RunQueueTest, ReloadStopsTheRunOfATaskThatIsGone) {
 TEST_F(RunQueueTest, ScheduleDoesNotUndoAStop) {
     start("1");
     queue.stop("1");
-    queue.start_by_schedule("1", standalone::RunCause::schedule);
+    queue.start_by_schedule({{"1", standalone::RunCause::schedule}});
     EXPECT_EQ(queue.waiting(), Words{});
     runner.end("1", Outcome::cancelled);
     EXPECT_EQ(state("1"), "cancel 1000 1000");

@@ -96,7 +96,7 @@ TEST_F(RunQueueStoreTest, InputThatChangesNothingWaitsForNoOtherWriter) {
     queue.look();
     start("1");
     queue.stop("2");
-    queue.start_by_schedule("4", standalone::RunCause::schedule);
+    queue.start_by_schedule({{"4", standalone::RunCause::schedule}});
     EXPECT_THROW(queue.stop("1"), DatabaseError);
 }
 

@@ -78,7 +78,7 @@ TEST_F(RunQueueTest, OtherOrdersAboutAnUnknownTaskChangeNothing) {
     start("1");
     for (const char* task_id : {"5", "0", "01", "no number"}) {
         queue.stop(task_id);
-        queue.start_by_schedule(task_id, standalone::RunCause::schedule);
+        queue.start_by_schedule({{task_id, standalone::RunCause::schedule}});
         queue.remove(task_id);
     }
     EXPECT_EQ(runner.said, Words{});
@@ -214,14 +214,14 @@ TEST_F(RunQueueTest, SecondStartOfARunningTaskLetsItGoOn) {
 }
 
 TEST_F(RunQueueTest, ScheduleStartsATaskBesideOthersButNeverTwice) {
-    queue.start_by_schedule("1", standalone::RunCause::schedule);
-    queue.start_by_schedule("1", standalone::RunCause::schedule);
-    queue.start_by_schedule("2", standalone::RunCause::schedule);
-    queue.start_by_schedule("1", standalone::RunCause::schedule);
+    queue.start_by_schedule({{"1", standalone::RunCause::schedule}});
+    queue.start_by_schedule({{"1", standalone::RunCause::schedule}});
+    queue.start_by_schedule({{"2", standalone::RunCause::schedule}});
+    queue.start_by_schedule({{"1", standalone::RunCause::schedule}});
     EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
     EXPECT_EQ(queue.waiting(), Words{});
-    queue.start_by_schedule("3", standalone::RunCause::schedule);
-    queue.start_by_schedule("3", standalone::RunCause::schedule);
+    queue.start_by_schedule({{"3", standalone::RunCause::schedule}});
+    queue.start_by_schedule({{"3", standalone::RunCause::schedule}});
     EXPECT_EQ(queue.waiting(), Words{"3"});
 }
 

@@ -33,12 +33,12 @@ protected:
     void look(long long time) { keeper.look(time, utc); }
 
     long long due(const std::string& task_id) {
-        const auto next = notes.find(task_id);
-        return next ? next->due : -1;
+        const auto next = notes.all();
+        return next.contains(task_id) ? next.at(task_id).due : -1;
     }
 
     services::ScheduleStore notes{memory.schedules};
-    ScheduleKeeper keeper{store, memory.schedules, queue};
+    ScheduleKeeper keeper{store, memory.schedules, times, queue};
 };
 
 TEST_F(ScheduleKeeperTest, FirstLookRemembersAndStartsNothing) {
@@ -113,34 +113,69 @@ TEST_F(ScheduleKeeperTest, DueTaskThatCannotBeStoredComesDueAgain) {
 
 TEST_F(ScheduleKeeperTest, DaemonKilledBeforeItRemembersStartsTheTaskOnce) {
     look(MIDNIGHT);
-    const auto before = notes.find("1").value();
+    const auto before = notes.all().at("1");
     look(MIDNIGHT + HOUR);
-    notes.set("1", before);
+    notes.write({{"1", before}});
     NotingRunner next_runner;
     auto next = make_queue(next_runner);
     next.take_over();
-    ScheduleKeeper(store, memory.schedules, next).look(MIDNIGHT + HOUR + 1, utc);
+    ScheduleKeeper(store, memory.schedules, times, next).look(MIDNIGHT + HOUR + 1, utc);
     EXPECT_EQ(next_runner.said, (Words{"resume 1", "resume 2"}));
     EXPECT_EQ(next.waiting(), Words{});
 }
 
-/// The place in the queue stands; only that it does cannot be noted.
-TEST_F(ScheduleKeeperTest, TaskWhoseNextRunCannotBeNotedIsStartedOnceAllTheSame) {
+/// The places in the queue stand; only that they do cannot be noted.
+TEST_F(ScheduleKeeperTest, TasksWhoseNextRunCannotBeNotedAreStartedOnceAllTheSame) {
     look(MIDNIGHT);
     memory.schedules.run(
         "CREATE TRIGGER refuse BEFORE INSERT ON next_run BEGIN SELECT RAISE(ABORT, 'full'); END");
     EXPECT_THROW(look(MIDNIGHT + HOUR), standalone::DatabaseError);
-    EXPECT_EQ(runner.said, Words{"begin 1"});
-    runner.end("1", Outcome::success);
+    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
+    for (const char* task_id : {"1", "2"}) runner.end(task_id, Outcome::success);
     EXPECT_THROW(look(MIDNIGHT + HOUR + 1), standalone::DatabaseError);
-    EXPECT_EQ(runner.said, Words{"begin 1"});
     memory.schedules.run("DROP TRIGGER refuse");
     look(MIDNIGHT + HOUR + 2);
-    EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
     EXPECT_EQ(due("1"), MIDNIGHT + DAY + HOUR);
     EXPECT_EQ(due("2"), MIDNIGHT + DAY + HOUR);
     look(MIDNIGHT + HOUR + 3);
     EXPECT_EQ(runner.said, (Words{"begin 1", "begin 2"}));
+}
+
+TEST_F(ScheduleKeeperTest, TasksThatComeDueInOneSecondAreStoredInOneTransactionEach) {
+    limit = 1;
+    occupy();
+    for (const char* task_id : {"1", "2", "3"}) set_hour(task_id, "1");
+    look(MIDNIGHT);
+    const CommitCount places(database);
+    const CommitCount next_runs(memory.schedules);
+    look(MIDNIGHT + HOUR);
+    EXPECT_EQ(queue.waiting(), (Words{"1", "2", "3"}));
+    EXPECT_EQ(places.so_far(), 1);
+    EXPECT_EQ(next_runs.so_far(), 1);
+}
+
+TEST_F(ScheduleKeeperTest, ChangeByAnotherConnectionIsSeenAtTheNextLook) {
+    for (const int second : {0, 1, 2}) look(MIDNIGHT + second);
+    standalone::Database other(standalone::config_database_path(),
+                               standalone::Database::Access::writing);
+    ASSERT_EQ(standalone::TaskStore(other).set_fields("1", {{"scheduleHour", "3"}}), 0);
+    look(MIDNIGHT + 3);
+    EXPECT_EQ(due("1"), MIDNIGHT + 3 * HOUR);
+}
+
+TEST_F(ScheduleKeeperTest, ClockThatIsSetBackIsSeenThoughNothingElseHasChanged) {
+    for (const int second : {0, 1, 2}) look(MIDNIGHT + 9 * DAY + second);
+    look(MIDNIGHT);
+    EXPECT_EQ(due("1"), MIDNIGHT + HOUR);
+}
+
+/// How many statements a look takes, and how much it reads, must not hang on how many tasks rest.
+TEST_F(ScheduleKeeperTest, NoTaskIsReadWhileNothingHappens) {
+    for (const int second : {0, 1}) look(MIDNIGHT + second);
+    database.run("ALTER TABLE task RENAME TO hidden_task");
+    memory.schedules.run("ALTER TABLE next_run RENAME TO hidden_next_run");
+    look(MIDNIGHT + HOUR - 1);
+    EXPECT_THROW(look(MIDNIGHT + HOUR), standalone::DatabaseError);
 }
 
 }  // namespace
