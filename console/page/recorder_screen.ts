@@ -5,7 +5,7 @@ import { list, make, say, show } from "./dom";
 import * as format from "./format";
 import { fillRows, headRow, scrolling } from "./log_table";
 import { known, onChange } from "./state";
-import { t } from "./texts";
+import { t, translated } from "./texts";
 import type { Alerts, Recorder } from "./wire";
 
 /** A problem is a task's, by its number, or a destination's. */
@@ -67,7 +67,7 @@ export class RecorderScreen extends HTMLElement {
       () => make("li", { dir: "auto" }),
       (node, { kind, subject, detail, since, remedy }) => say(node, [
         t.openProblem(t.problemWords[kind](nameOf(subject)), detail, format.soon(since)),
-        t.whatToDo(remedy)].join(" ")));
+        t.whatToDo(translated(remedy))].join(" ")));
     fillRows(this.cameras, facts.channels, ({ index }) => String(index), (camera) => [camera.name,
       t.cameraStates[camera.state] || camera.state,
       camera.oldest ? format.dayName(camera.oldest) : camera.unreadable ?? t.noRecordings]);

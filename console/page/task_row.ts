@@ -5,7 +5,7 @@ import { changeIcon, icon } from "./icons";
 import {
   attemptWords, canStop, needsYou, placeOf, progressWords, remedyOf, scheduleWords, stateOf,
 } from "./task_words";
-import { t } from "./texts";
+import { t, translated } from "./texts";
 import type { Task, Time } from "./wire";
 
 type Part = "name" | "state" | "word" | "switch" | "place" | "running" | "bar" | "figures"
@@ -89,9 +89,9 @@ export class TaskRow extends HTMLElement {
 
   private updateProblem(): void {
     const { parts, task } = this;
-    this.line(parts.problem, task.problems.join(" "));
+    this.line(parts.problem, task.problems.map(translated).join(" "));
     this.line(parts.remedy, remedyOf(task));
-    this.line(parts.note, task.notes.join("; "));
+    this.line(parts.note, task.notes.map(translated).join("; "));
   }
 
   private line(node: HTMLElement, text: string): void {

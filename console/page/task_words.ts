@@ -1,7 +1,7 @@
 // A task in words: its state, place, schedule and progress, and what helps when it has failed.
 import * as format from "./format";
 import type { Icon } from "./icons";
-import { t } from "./texts";
+import { t, translated } from "./texts";
 import type { Attempt, Progress, Schedule, Task, Tasks } from "./wire";
 
 export type Tone = "good" | "bad" | "busy" | "calm";
@@ -65,10 +65,10 @@ export function progressWords(progress: Progress): string {
   ].filter(Boolean).join(" · ");
 }
 
-/** In the recorder's own words: what to do about what is wrong, or about an attempt that failed. */
+/** As the recorder says it: what to do about what is wrong, or about an attempt that failed. */
 export function remedyOf(task: Task): string {
   const remedies = needsYou(task) ? task.remedies : [task.last_attempt?.remedy ?? ""];
-  const text = remedies.filter(Boolean).join("; ");
+  const text = remedies.filter(Boolean).map(translated).join("; ");
   return text && t.whatToDo(text);
 }
 
@@ -89,8 +89,8 @@ function few(lines: string[]): string[] {
 
 /** What is wrong, in one line where it fits. */
 function alarm({ tasks, problems, notes }: Tasks): Headline {
-  const all = [...problems,
-    ...tasks.filter(needsYou).map((task) => `${task.name}: ${task.problems[0]}`)];
+  const all = [...problems.map(translated),
+    ...tasks.filter(needsYou).map((task) => `${task.name}: ${translated(task.problems[0]!)}`)];
   if (all.length === 1) return { text: t.oneNeedsYou(all[0]!), tone: "bad", details: few(notes) };
   return { text: t.needYou(all.length), tone: "bad", details: [...few(all), ...few(notes)] };
 }
@@ -108,7 +108,8 @@ function notYetSafe(waiting: Task[], on: number, notes: string[]): Headline {
 export function headline(told: Tasks): Headline {
   const { tasks, problems, notes, services, verdict } = told;
   if (tasks.length === 0) {
-    return { text: t.noTasks, tone: "calm", details: services.backup ? [] : problems };
+    return { text: t.noTasks, tone: "calm",
+      details: services.backup ? [] : problems.map(translated) };
   }
   if (verdict === "attention") return alarm(told);
   const on = tasks.filter((task) => task.enabled).length;

@@ -4,6 +4,9 @@ import type { Texts } from "./texts_en";
 /** All words of the page; whole when the page begins. */
 export let t: Texts;
 
+/** What the recorder says, in the page's language where its words are always the same. */
+export const translated = (text: string): string => t.recorderTexts.get(text) ?? text;
+
 const languages: Record<string, () => Promise<Texts>> = {
   en: async () => (await import("./texts_en")).english,
   de: async () => (await import("./texts_de")).german,

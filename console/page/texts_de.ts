@@ -1,4 +1,5 @@
 // All words of the page in German.
+import recorderTexts from "./recorder_texts_de.json";
 import type { Texts } from "./texts_en";
 
 const many = (count: number, one: string, more: string): string =>
@@ -24,6 +25,7 @@ export const german: Texts = {
   cancel: "Abbrechen",
   close: "Schließen",
   tryAgain: "Noch einmal",
+  recorderTexts: new Map(Object.entries(recorderTexts)),
 
   signIn: "Anmelden",
   signInHint: "mit Namen und Passwort eines Administrators dieses Rekorders.",

@@ -24,6 +24,7 @@ export const english = {
   cancel: "Cancel",
   close: "Close",
   tryAgain: "Try again",
+  recorderTexts: new Map<string, string>(), // it speaks English
 
   signIn: "Sign in",
   signInHint: "with the name and password of an administrator of this recorder.",

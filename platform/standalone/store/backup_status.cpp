@@ -23,9 +23,21 @@ constexpr long long LATEST_START = 120;  // seconds
 
 constexpr std::ptrdiff_t NAMED_CAMERAS = 5;
 
+constexpr char DAEMON_SILENT[] =
+    "the backup daemon does not answer: nothing is copied, and no schedule is kept";
+constexpr char NO_TASK[] = "there is no task: nothing is copied";
+constexpr char ALL_DISABLED[] = "all tasks are disabled";
+constexpr char LAST_RUN_FAILED[] = "its last run failed";
+constexpr char NO_FIGURES[] = "it runs, and nothing tells how far it is";
+constexpr char SCHEDULE_UNKNOWN[] = "the backup daemon has not looked at its schedule";
+constexpr char NO_SCHEDULE[] = "no schedule ever starts it";
+constexpr char NO_CAMERA[] = "no camera is chosen";
+constexpr char FOUND_NOTHING[] = "its last success found no recordings, unlike those before";
+constexpr char RANGE_ENDED[] = "its time range has ended";
+
 std::string failure_text(const TaskStatus& task) {
     const auto& run = task.last_whole;
-    if (!run || run->outcome != RunOutcome::failed) return "its last run failed";
+    if (!run || run->outcome != RunOutcome::failed) return LAST_RUN_FAILED;
     std::string text = "its run " + std::to_string(run->number) + " failed";
     if (run->ended) text += " at " + zoned_minute(*run->ended);
     return run->reason.empty() ? text : text + ": " + run->reason;
@@ -60,7 +72,7 @@ std::string overdue_text(const TaskStatus& task) {
 /// Of a daemon that does not answer that alone is told.
 void judge_figures(TaskStatus& task, const BackupStatus& status) {
     if (!status.daemon_answers || !task.runs()) return;
-    if (!task.progress) return task.problems.push_back("it runs, and nothing tells how far it is");
+    if (!task.progress) return task.problems.push_back(NO_FIGURES);
     const long long age = status.time - task.progress->time_ms / 1000;
     if (age > OLDEST_FIGURES)
         task.problems.push_back("it runs, and its figures are " + std::to_string(age) +
@@ -103,11 +115,10 @@ void look_for_success(TaskStatus& task, long long now) {
 
 /// A task that no schedule starts is forgotten, however well it fared when somebody started it.
 void judge_schedule(TaskStatus& task, const BackupStatus& status) {
-    if (!task.is_known)
-        return task.problems.push_back("the backup daemon has not looked at its schedule");
+    if (!task.is_known) return task.problems.push_back(SCHEDULE_UNKNOWN);
     // Of a new task a run may be known a moment before its next one is.
     if (!task.next_run && !first_due(task.task, status.time, machine_zone))
-        return task.problems.push_back("no schedule ever starts it");
+        return task.problems.push_back(NO_SCHEDULE);
     const bool is_started = task.place || task.runs();
     if (status.daemon_answers && task.next_run && !is_started &&
         *task.next_run < status.time - LATEST_START)
@@ -124,10 +135,9 @@ bool has_ended_range(const TaskStatus& task, long long now) {
 /// A day may well be without an alarm, and recordings of days that are over may have gone from the
 /// recorder since.
 void judge_selection(TaskStatus& task, long long now) {
-    if (task.task.chIdxList.empty()) task.problems.emplace_back("no camera is chosen");
+    if (task.task.chIdxList.empty()) task.problems.emplace_back(NO_CAMERA);
     const bool is_expected = task.task.recordingType != REC_ALARM && !has_ended_range(task, now);
-    if (task.found_nothing && is_expected)
-        task.problems.emplace_back("its last success found no recordings, unlike those before");
+    if (task.found_nothing && is_expected) task.problems.emplace_back(FOUND_NOTHING);
 }
 
 void judge_enabled(TaskStatus& task, const BackupStatus& status) {
@@ -143,7 +153,7 @@ void judge_enabled(TaskStatus& task, const BackupStatus& status) {
     if (!status.is_memory_read) return;
     judge_schedule(task, status);
     look_for_success(task, status.time);
-    if (has_ended_range(task, status.time)) task.notes.emplace_back("its time range has ended");
+    if (has_ended_range(task, status.time)) task.notes.emplace_back(RANGE_ENDED);
 }
 
 /// Whoever disables a task knows of it: only what it is at now can be wrong.
@@ -281,17 +291,19 @@ std::string BackupStatus::headline() const {
 }
 
 void judge(BackupStatus& status) {
-    if (!status.daemon_answers)
-        status.problems.emplace_back(
-            "the backup daemon does not answer: nothing is copied, and no schedule is kept");
+    if (!status.daemon_answers) status.problems.emplace_back(DAEMON_SILENT);
     if (std::ranges::none_of(status.tasks, is_enabled))
-        status.problems.emplace_back(status.tasks.empty() ? "there is no task: nothing is copied"
-                                                          : "all tasks are disabled");
+        status.problems.emplace_back(status.tasks.empty() ? NO_TASK : ALL_DISABLED);
     for (TaskStatus& task : status.tasks) judge(task, status);
     note_cameras(status);
     note_ended_ranges(status);
     note_disabled(status);
     note_alerts(status);
+}
+
+std::vector<std::string> constant_status_texts() {
+    return {DAEMON_SILENT,    NO_TASK,     ALL_DISABLED, LAST_RUN_FAILED, NO_FIGURES,
+            SCHEDULE_UNKNOWN, NO_SCHEDULE, NO_CAMERA,    FOUND_NOTHING,   RANGE_ENDED};
 }
 
 }  // namespace standalone

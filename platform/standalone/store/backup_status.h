@@ -78,4 +78,7 @@ struct BackupStatus {
 /// Adds what needs attention to what was read, and what is to be known: of all, and of each task.
 void judge(BackupStatus& status);
 
+/// Those problems and notes of judge() that name nothing, and so are always in the same words.
+std::vector<std::string> constant_status_texts();
+
 }  // namespace standalone

@@ -89,7 +89,7 @@ export class Console {
 
   async signIn(password = PASSWORD) {
     await this.page.getByLabel("Name").fill("admin");
-    await this.page.getByLabel("Password").fill(password);
+    await this.page.getByLabel(/^Passwor[dt]$/).fill(password);
     await this.page.keyboard.press("Enter");
   }
 

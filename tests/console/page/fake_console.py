@@ -22,6 +22,7 @@ NOW = 1_795_355_000  # a Sunday in November 2026, in the recorder's afternoon
 HOUR, DAY = 3600, 86_400
 SECRETS = ("mail_password", "web_hook_secret")
 OF_THE_MACHINE = ("ca_file", "sendmail", "smtp_password_file")
+NO_ROOM = 'make room, shorten "remoteKeepRecDays", or choose "overwrite"'
 OTHERWISE = {"sendmail": "/usr/sbin/sendmail", "smtp_security": "starttls"}
 
 
@@ -85,14 +86,15 @@ class State:
             sample_task(2, name="Car park", status="failed", last_success=NOW - 5 * DAY,
                         overdue_since=NOW - DAY, problems=["no copy since Tuesday: the share is"
                                                            " full"],
-                        remedies=["make room"],
+                        remedies=[NO_ROOM],
                         last_attempt={"number": 4, "started": NOW - 13 * HOUR,
                                       "ended": NOW - 12 * HOUR, "outcome": "failed",
-                                      "reason": "the share is full", "remedy": "make room"}),
+                                      "reason": "the share is full", "remedy": NO_ROOM}),
             sample_task(3, name="Yard", enabled=False, next_run=None),
             sample_task(4, name="Gate", status="new", last_success=None, last_attempt=None,
                         missing="waits for its first run (due soon)",
                         notes=["it waits for its first run (due soon)"])]
+        self.services = {"backup": True, "log": True}
         self.problems = []
         self.notes = ["1 task is disabled"]
         self.passwords = {}  # as they were given
@@ -248,7 +250,7 @@ class Wire(BaseHTTPRequestHandler):
             "time": NOW,
             "recorder": {"name": "demo", "version": "0.2.0", "zone": "Europe/Berlin",
                          "utc_offset": HOUR},
-            "services": {"backup": True, "log": True},
+            "services": self.state.services,
             "verdict": self.state.verdict(),
             "needs_attention": self.state.verdict() == "attention",
             "problems": self.state.problems, "notes": self.state.notes,
@@ -309,7 +311,7 @@ class Wire(BaseHTTPRequestHandler):
             "rooms": [{"destination": "//nas.local/backup", "free": 12_000_000_000,
                        "total": 4_000_000_000_000, "time": NOW - HOUR}],
             "problems": [{"kind": "run_failed", "subject": "2", "since": NOW - DAY,
-                          "detail": "the share is full", "remedy": "make room"}],
+                          "detail": "the share is full", "remedy": NO_ROOM}],
             "alerts_waiting": 0})
 
     # --- the prescribed routes ------------------------------------------------------------------

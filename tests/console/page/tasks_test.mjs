@@ -7,6 +7,8 @@ import { Console } from "./browser.mjs";
 const PROGRESS = { percent: 50, rate: 1e7, seconds_left: null, files_done: 1, files_left: 1,
   bytes_done: 5e8, bytes_left: 5e8, message: "" };
 
+const SILENT = "the backup daemon does not answer: nothing is copied, and no schedule is kept";
+
 /** Those requests that act, without the polling between them. */
 const acts = async (one) => (await one.tell()).requests;
 
@@ -145,6 +147,43 @@ test("a row says what to do in the recorder's words, and what is to be known", a
   await one.row("Car park").getByText("What to do").waitFor({ state: "hidden" });
   await one.close();
 });
+
+for (const { locale, told } of [
+  { locale: "en-GB", told: {
+    remedy: "What to do: make room, shorten \"remoteKeepRecDays\", or choose \"overwrite\";"
+      + " sing a song",
+    problem: "no camera is chosen it sleeps", note: "its time range has ended; it yawns",
+    silent: "the backup daemon does not answer: nothing is copied, and no schedule is kept" } },
+  { locale: "de-DE", told: {
+    remedy: "Was zu tun ist: schaffen Sie Platz, verkürzen Sie „remoteKeepRecDays“, oder wählen"
+      + " Sie „overwrite“; sing a song",
+    problem: "keine Kamera ist ausgewählt it sleeps", note: "ihr Zeitraum ist vorbei; it yawns",
+    silent: "der Sicherungsdienst antwortet nicht: nichts wird kopiert und kein Zeitplan"
+      + " eingehalten" } }]) {
+  test(`what the recorder says is told in ${locale} if it is known, and as it comes if not`,
+    async () => {
+      const one = await Console.open({ locale }, { problems: [SILENT],
+        services: { backup: false, log: true } });
+      const { tasks: [, failed] } = await one.tell();
+      await one.change("2", { remedies: [...failed.remedies, "sing a song"],
+        problems: ["no camera is chosen", "it sleeps"],
+        notes: ["its time range has ended", "it yawns"] });
+      await one.goSignedIn();
+      const row = one.row("Car park");
+      await row.waitFor();
+      for (const part of ["remedy", "problem", "note"]) {
+        assert.equal(await row.locator(`[data-part=${part}]`).textContent(), told[part]);
+      }
+      const [first, second] = await one.page.locator(".details li").allTextContents();
+      assert.equal(first, told.silent);
+      assert.equal(`${second} it sleeps`, `Car park: ${told.problem}`);
+      await one.tell({ tasks: [] });
+      await one.poll();
+      await row.waitFor({ state: "detached" });
+      assert.deepEqual(await one.page.locator(".details li").allTextContents(), [told.silent]);
+      await one.close();
+    });
+}
 
 for (const [answer, body, after] of [
   ["Queue", { is_force_running: false, is_parallel_running: false }, "Waiting, place 1"],
