@@ -2,6 +2,7 @@
 #include "platform/standalone/store/connections.h"
 
 #include <optional>
+#include <utility>
 
 #include "platform/standalone/store/state_folder.h"
 

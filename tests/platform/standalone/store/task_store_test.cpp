@@ -71,6 +71,8 @@ protected:
 
 TEST_F(TaskStoreTest, KnownTasksAreReadAgainOnlyWhenSomebodyHasChangedThem) {
     create(1);
+    EXPECT_NE(store_.list().front().password, "");
+    EXPECT_EQ(store_.known().front().password, "");
     const auto* first = &store_.known().front();
     EXPECT_EQ(&store_.known().front(), first);
     create(1);  // by another connection
