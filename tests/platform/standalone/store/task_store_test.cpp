@@ -69,10 +69,15 @@ protected:
     TaskStore store_{database_};
 };
 
+TEST_F(TaskStoreTest, KnownTasksAreWithoutTheirPasswords) {
+    ASSERT_EQ(apply(full_text()), 0);
+    EXPECT_EQ(store_.known().front().serverIP, "10.0.0.9");
+    EXPECT_EQ(store_.known().front().password, "");
+    EXPECT_EQ(store_.list().front().password, "pä$$");
+}
+
 TEST_F(TaskStoreTest, KnownTasksAreReadAgainOnlyWhenSomebodyHasChangedThem) {
     create(1);
-    EXPECT_NE(store_.list().front().password, "");
-    EXPECT_EQ(store_.known().front().password, "");
     const auto* first = &store_.known().front();
     EXPECT_EQ(&store_.known().front(), first);
     create(1);  // by another connection
