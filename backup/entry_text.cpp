@@ -3,6 +3,7 @@
 
 #include <json-c/printbuf.h>
 
+#include <algorithm>
 #include <charconv>
 
 namespace {

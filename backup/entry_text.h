@@ -1,38 +1,18 @@
 // One entry of a long list as text: an object printed member by member, in json-c's spaced layout.
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <concepts>
 #include <string>
 #include <string_view>
 
 #include "backup/operation.h"
+#include "platform/member_name.h"
 
 /// Collects the members of one entry. As json-c objects, a thousand tasks of 32 members cost three
 /// times this: for memory, for hashing their names, for printing in small pieces.
 class EntryText {
 public:
-    /// A member's name and what stands around it before the value, put together by the compiler.
-    class Key {
-    public:
-        /// @param name a literal that needs no escapes
-        template <std::size_t N>
-        consteval Key(const char (&name)[N]) : length_(N - 1 + OPEN.size() + CLOSE.size()) {
-            char* at = std::ranges::copy(OPEN, text_.begin()).out;
-            at = std::copy_n(name, N - 1, at);
-            std::ranges::copy(CLOSE, at);
-        }
-
-        std::string_view text() const { return {text_.data(), length_}; }
-
-    private:
-        static constexpr std::string_view OPEN = ", \"";
-        static constexpr std::string_view CLOSE = "\": ";
-
-        std::array<char, 32> text_{};
-        std::size_t length_;
-    };
+    using Key = MemberName<JsonLayout::spaced>;
 
     EntryText() { text_.reserve(USUAL_LENGTH); }
 

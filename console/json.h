@@ -1,7 +1,6 @@
 // Writes the JSON of replies, and reads that of bodies.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <concepts>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "platform/json_ptr.h"
+#include "platform/member_name.h"
 
 namespace console {
 
@@ -19,26 +19,7 @@ namespace console {
 /// gets thousands of members, and a tree of them would cost more than all else.
 class Json {
 public:
-    /// A member's name and what stands around it, put together by the compiler.
-    class Key {
-    public:
-        /// @param name a literal that needs no escapes
-        template <std::size_t N>
-        consteval Key(const char (&name)[N]) : length_(N - 1 + OPEN.size() + CLOSE.size()) {
-            char* at = std::ranges::copy(OPEN, text_.begin()).out;
-            at = std::copy_n(name, N - 1, at);
-            std::ranges::copy(CLOSE, at);
-        }
-
-        std::string_view text() const { return {text_.data(), length_}; }
-
-    private:
-        static constexpr std::string_view OPEN = ",\"";
-        static constexpr std::string_view CLOSE = "\":";
-
-        std::array<char, 32> text_{};
-        std::size_t length_;
-    };
+    using Key = MemberName<JsonLayout::plain>;
 
     /// @param room how long it is expected to become
     static Json object(std::size_t room = 0) { return Json('{', '}', room); }
