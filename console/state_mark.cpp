@@ -8,7 +8,6 @@
 #include <array>
 
 #include "platform/standalone/store/digest.h"
-#include "platform/standalone/store/file_handle.h"
 #include "platform/standalone/store/state_folder.h"
 #include "platform/version.h"
 
@@ -29,11 +28,12 @@ std::string file_mark(const std::string& path) {
 
 /// What each change of a write-ahead file changes in its index: a counter, and the checksum of what
 /// was written last (sqlite.org/walformat.html). The file's own length stays, and its time is as
-/// coarse as the kernel's.
+/// coarse as the kernel's. The file stays open until the process ends: closing one descriptor of it
+/// would drop all locks that SQLite has on it for this process (fcntl(2)).
 std::string index_mark(const std::string& path) {
     std::array<char, 48> header{};
-    const standalone::FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file || read(file.get(), header.data(), header.size()) <= 0) return NO_FILE;
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0 || read(file, header.data(), header.size()) <= 0) return NO_FILE;
     return std::string(header.data(), header.size());
 }
 

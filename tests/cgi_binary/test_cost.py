@@ -107,10 +107,12 @@ class Counter:
             time.sleep(2)  # it looks at them once a second
 
     def count_unchanged(self, path, built):
-        """Of a reply that has nothing new; a minute may end meanwhile, with which all is new."""
+        """Of a reply for which nothing was read. With a minute's end all is read again, and what
+        has not changed has another tag then."""
         for _ in range(3):
-            counted = self.count("GET", path, built=built, tag=self.tag)
-            if b"Status: 304" in self.reply:
+            asked = self.tag
+            counted = self.count("GET", path, built=built, tag=asked)
+            if b"Status: 304" in self.reply and self.tag == asked:
                 return counted
         raise AssertionError(self.reply)
 

@@ -187,7 +187,6 @@ private:
     Answer answer(LookAtDay& look, const At&);
     Answer answer(LookAtDay& look, const Done&);
     Answer answer(SeekRecordings& seek, const Days& days);
-    void add_copies(std::size_t day, std::vector<Work> copies);
     bool is_there(const Day& day, const std::string& disk);
     void give_up_doubles(LookAtDay& look);
     void count_day(Day& day, const FileAmount& to_copy, const FileAmount& to_compare);
@@ -260,7 +259,6 @@ private:
     std::vector<Day> days_;
     std::size_t next_day_ = 0;             ///< first day that the phase has not looked at
     std::size_t likely_empty_ = 0;         ///< days in a row that were, as far as was measured last
-    bool had_files_ = true;                ///< to copy: the day that was looked at last for that
     standalone::Moment measured_since_{};  ///< before the first stamp of an empty one
     std::deque<Work> ready_;
     std::map<LaneId, Work> given_;

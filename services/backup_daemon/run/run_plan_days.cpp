@@ -1,6 +1,5 @@
 // What a run's plan does about its days: finds them, measures them, looks at them before copying.
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "services/backup_daemon/run/run_plan.h"
@@ -35,22 +34,17 @@ void RunPlan::sort_days() {
     next_day_ = 0;
 }
 
-/// Looks at the next day before the lanes run out of files. As long as days have nothing to copy a
-/// run does nothing else but ask the share about the next one: then each lane asks about one.
+/// Looks at the next day before the lanes run out of files.
 void RunPlan::look_ahead() {
     if (phase_ == Phase::measuring) measure_ahead();
-    if (phase_ != Phase::copying || room_.in_the_making) return;
+    if (phase_ != Phase::copying || room_.in_the_making || next_day_ == days_.size()) return;
+    if (ready_.size() >= static_cast<std::size_t>(goal_.lanes)) return;
     const auto given_listing = [](const auto& lane) { return is_listing(lane.second); };
-    const auto lanes = static_cast<std::ptrdiff_t>(goal_.lanes);
-    const std::ptrdiff_t most = had_files_ ? 1 : lanes;
-    auto listings =
-        std::ranges::count_if(ready_, is_listing) + std::ranges::count_if(given_, given_listing);
-    for (; listings < most && waiting_orders() < lanes && next_day_ < days_.size(); ++listings) {
-        const std::size_t end = end_of_row(next_day_);
-        ready_.insert(std::ranges::find_if_not(ready_, is_listing),
-                      {LookAtDay{.day = next_day_, .end = end, .to_copy = true}});
-        next_day_ = end;
-    }
+    if (std::ranges::any_of(ready_, is_listing) || std::ranges::any_of(given_, given_listing))
+        return;
+    const std::size_t end = end_of_row(next_day_);
+    ready_.push_front({LookAtDay{.day = next_day_, .end = end, .to_copy = true}});
+    next_day_ = end;
 }
 
 /// Behind a day with recordings nobody looks at once: it will hardly have lost them since.
@@ -115,7 +109,6 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
                               : memory_.copied_in(ShareNames::day_folder(day.where) + "/");
     FileAmount to_copy;
     FileAmount to_compare;
-    std::vector<Work> copies;
     for (const DayEntry& entry : look.found) {
         const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
         const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
@@ -130,29 +123,13 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
         if (!look.to_copy) continue;
         CopyFile work = copy_work(goal_, names_, day.where, entry, copy);
         work.day = look.day;
-        copies.push_back({std::move(work)});
+        ready_.push_back({std::move(work)});
     }
     count_day(day, to_copy, to_compare);
-    if (look.to_copy) add_copies(look.day, std::move(copies));
     pass_row(look);
     if (look.found.empty() && !is_there(day, look.disk))
         ready_.push_front({SeekRecordings{look.day}});
     return Answer::whole;
-}
-
-/// Before those of later days, which may have been looked at sooner. (Nothing may not be inserted:
-/// the library moves what stands before the place onto itself then.)
-void RunPlan::add_copies(std::size_t day, std::vector<Work> copies) {
-    had_files_ = !copies.empty();
-    if (!had_files_) return;
-    auto place = ready_.end();
-    const auto is_later = [day](const Work& work) {
-        const auto* copy = std::get_if<CopyFile>(&work.what);
-        return copy && copy->day > day;
-    };
-    while (place != ready_.begin() && is_later(*std::prev(place))) --place;
-    ready_.insert(place, std::make_move_iterator(copies.begin()),
-                  std::make_move_iterator(copies.end()));
 }
 
 /// Whether an empty day's folder is on the disk that it was on: then it is a day that is left, and
@@ -211,8 +188,11 @@ void RunPlan::pass_row(const LookAtDay& look) {
         const bool goes_on = look.found.empty() && look.empty.size() == look.asked;
         likely_empty_ = goes_on ? std::min(2 * look.asked + 1, LONGEST_ROW) : look.empty.size();
     }
-    if (day < look.end)
-        ready_.push_front({LookAtDay{.day = day, .end = look.end, .to_copy = look.to_copy}});
+    if (day == look.end || !stopped_.empty()) return;
+    if (look.to_copy)
+        next_day_ = day;  // whose look waits until the lanes run out of files
+    else
+        ready_.push_front({LookAtDay{.day = day, .end = look.end}});
 }
 
 }  // namespace services
