@@ -490,6 +490,8 @@ def open_to_all(folder):
 def definitions_that_are_there(recorder, told):
     """What Apache includes, while nobody but the test has it changed."""
     recorder.server.send_signal(signal.SIGSTOP)
+    wait_until(lambda: not any(b"recorder-listen" in command for _, command in processes()),
+               "the end of a change that is being taken up")
     yield run("cat", PLACE + "/listen.conf", PLACE + "/web.pem")
     run(LISTEN, "reload", RECORDERCTL, "8080", "true")  # no change of the test's is left to take up
     recorder.server.send_signal(signal.SIGCONT)

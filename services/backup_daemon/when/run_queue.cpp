@@ -116,6 +116,7 @@ bool RunQueue::start(const StartOrder& order) {
 
 void RunQueue::start_by_schedule(const std::vector<DueTask>& due) {
     std::vector<Happening> happenings;
+    happenings.reserve(due.size());
     for (const auto& [task_id, cause] : due)
         happenings.push_back({task_id, Input::due, true, cause});
     take(happenings);

@@ -2,12 +2,14 @@
 // be long past.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <optional>
 #include <string>
 
+#include "platform/standalone/store/folder_reader.h"
 #include "platform/standalone/store/recording_index.h"
 #include "tests/support/temporary_state.h"
 
@@ -39,6 +41,12 @@ protected:
         standalone::Moment clock = standalone::Moment::now();
         clock.now_ns += ahead_ns;
         return clock;
+    }
+
+    /// Whether folders have stamps here; on an unknown file system they are always read.
+    bool spares_reading() const {
+        const standalone::Folder folder = standalone::open_folder(AT_FDCWD, channel_.c_str(), 0);
+        return standalone::stamp_of(folder, later()).inode != 0;
     }
 
     ChannelAnswer through_index(const standalone::Moment& clock = later(), bool save = true) const {

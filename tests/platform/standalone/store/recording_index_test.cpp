@@ -38,11 +38,6 @@ protected:
         EXPECT_EQ(answer, full_look());
         return entries;
     }
-
-    bool spares_reading() const {
-        Folder folder = open_folder(AT_FDCWD, channel_.c_str(), 0);
-        return stamp_of(folder, later()).inode != 0;
-    }
 };
 
 TEST_F(RecordingIndexTest, FoldersThatHaveNotChangedAreNotReadAgain) {
