@@ -5,7 +5,6 @@
 
 #include "platform/rec_state.h"
 #include "platform/recorder_log.h"
-#include "platform/standalone/meanwhile.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/strict_json.h"
 #include "platform/standalone/store/task_store.h"
@@ -83,12 +82,8 @@ int __nvrcfg_get_rr_settings(const char* srcFile, int srcLine, std::list<TDataBa
 }
 
 int __nvrcfg_set_rr_settings(const char* srcFile, int srcLine, std::string text) {
-    return guarded(srcFile, srcLine, [&text] {
-        const int status = TaskStore(config_for_writing()).apply_settings(text);
-        // The daemon is told of a change, and then the event log.
-        if (status == 0) prepare_meanwhile(prepare_event_log);
-        return status;
-    });
+    return guarded(srcFile, srcLine,
+                   [&text] { return TaskStore(config_for_writing()).apply_settings(text); });
 }
 
 int __nvrcfg_get_key_value(const char* srcFile, int srcLine, const char* section, const char* key,

@@ -7,9 +7,11 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "platform/event_ids.h"
 #include "platform/standalone/debug_file.h"
+#include "platform/standalone/event_handover.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_store.h"
 #include "platform/standalone/store/one_line.h"
@@ -82,17 +84,41 @@ std::size_t telling_arguments(unsigned event_id) {
     return events::is_of_a_run(event_id) ? 2 : 0;
 }
 
-void store_limited(standalone::EventStore& store, const standalone::Event& event) {
-    if (!store.append_limited(event, EVENTS_A_MINUTE, telling_arguments(event.event_id)))
-        DEBUG_LINE("event %08X is left out: a minute's %d are stored\n", event.event_id,
-                   EVENTS_A_MINUTE);
+/// @param answered the log service does not have the event, so it is not looked for
+/// @return whether it is stored; otherwise its minute is full
+bool store_here(const standalone::NewEvent& event, bool answered) {
+    standalone::EventStore& log = standalone::event_log();
+    standalone::Transaction transaction(standalone::events_for_writing());
+    if (!answered && log.holds(event.event)) return true;
+    if (!log.append_within_limit(event)) return false;
+    transaction.commit();
+    return true;
 }
 
-/// Runs `write` with the event store; @return 0, or -1 when that throws.
-template <typename Write>
-int with_event_store(Write write) {
+/// The log service has the event database open, and to open it costs more than to ask. Whoever has
+/// it open, too, does without.
+bool store(const standalone::NewEvent& event) {
+    using standalone::Handover;
+    if (standalone::event_log_is_open()) return store_here(event, true);
+    switch (standalone::hand_over(event, standalone::longest_wait())) {
+        case Handover::stored:
+            return true;
+        case Handover::left_out:
+            return false;
+        case Handover::not_taken:
+            return store_here(event, true);
+        case Handover::unanswered:
+            break;
+    }
+    return store_here(event, false);
+}
+
+/// @return 0, or -1 when the event can be stored nowhere
+int tell(const standalone::NewEvent& event) {
     try {
-        write(standalone::event_log());
+        if (!store(event))
+            DEBUG_LINE("event %08X is left out: a minute's %d are stored\n", event.event.event_id,
+                       EVENTS_A_MINUTE);
         return 0;
     } catch (const std::exception&) {
         return -1;
@@ -113,15 +139,16 @@ int send_surveillance_setting_log_with_username(unsigned event_id, int channel, 
                                                 const char* user_name, ...) {
     va_list arguments;
     va_start(arguments, user_name);
-    const auto event = make_event(event_id, channel, ip, user_name, arguments);
+    auto event = make_event(event_id, channel, ip, user_name, arguments);
     va_end(arguments);
-    return with_event_store([&event](auto& store) { store.append(event); });
+    return tell({std::move(event)});
 }
 
 int send_surveillance_event_log(unsigned event_id, int channel, const char* ip, ...) {
     va_list arguments;
     va_start(arguments, ip);
-    const auto event = make_event(event_id, channel, ip, "System", arguments);
+    auto event = make_event(event_id, channel, ip, "System", arguments);
     va_end(arguments);
-    return with_event_store([&event](auto& store) { store_limited(store, event); });
+    return tell(
+        {std::move(event), standalone::EventLimit{EVENTS_A_MINUTE, telling_arguments(event_id)}});
 }

@@ -10,8 +10,6 @@
 #include <cstdlib>
 #include <memory>
 
-#include "platform/standalone/meanwhile.h"
-
 namespace {
 
 constexpr int BROKEN = -1;
@@ -189,9 +187,7 @@ int run_until(Outcome& outcome, long seconds) {
     const Event deadline(evtimer_new(outcome.base, on_deadline, &outcome));
     const timeval wait{seconds, 0};
     if (deadline == nullptr || evtimer_add(deadline.get(), &wait) != 0) return BROKEN;
-    event_base_loop(outcome.base, EVLOOP_ONCE);  // connects, and sends the request
-    if (!outcome.done) standalone::do_meanwhile();
-    if (!outcome.done) event_base_dispatch(outcome.base);
+    event_base_dispatch(outcome.base);
     return outcome.result;
 }
 

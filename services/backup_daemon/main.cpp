@@ -194,8 +194,18 @@ private:
     std::vector<std::unique_ptr<EventWatch>> watches_;
 };
 
+/// It stays open, so that the loop waits for no other service with an event. One that cannot be
+/// opened now is for the log service, or is opened for the first event that it does not take.
+void open_event_log() {
+    try {
+        standalone::event_log();
+    } catch (const standalone::DatabaseError&) {
+    }
+}
+
 void serve() {
     standalone::limit_waiting(OTHER_WAIT);
+    open_event_log();
     Daemon().serve();
 }
 

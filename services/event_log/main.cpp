@@ -1,4 +1,5 @@
 // recorder-logd: serves the event log as JSON and as CSV, and removes what is too old.
+#include <chrono>
 #include <filesystem>
 
 #include "platform/service_addresses.h"
@@ -6,6 +7,7 @@
 #include "platform/standalone/store/journal_room.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
+#include "services/event_log/event_intake.h"
 #include "services/event_log/log_routes.h"
 #include "services/event_log/retention.h"
 #include "services/http_service.h"
@@ -23,10 +25,17 @@ void open_log() {
     standalone::make_room_in_journal(events);
 }
 
+// What an event waits for others that hold the database. Queries wait as long; whoever has sent the
+// event stores it itself then, and waits as long as it likes.
+constexpr std::chrono::milliseconds LONGEST_WAIT(400);
+
 void serve() {
+    standalone::limit_waiting(LONGEST_WAIT);
     open_log();
     services::HttpService service("code", services::trusted_users());
     services::add_log_routes(service);
+    // Only now that the port is ours: a second service must not take the first one's letters.
+    const services::EventIntake intake(service.loop(), standalone::event_socket_path());
     const services::Retention retention;
     service.run([] {
         services::announce("recorder-logd: listening on " + services::place_of({LOG_PORT}));

@@ -198,14 +198,35 @@ def test_requests_stay_within_their_bounds(counter):
     check_order(counter.counted)
 
 
-def test_a_changed_task_and_its_event_are_flushed_once_each(counter):
+def commits(journal):
+    """How many transactions a write-ahead file holds (sqlite.org/fileformat2.html#walformat)."""
+    data = journal.read_bytes()
+    page = int.from_bytes(data[8:12], "big")
+    found, frame = 0, 32
+    while len(data) > frame and data[frame + 8:frame + 16] == data[16:24]:
+        found += data[frame + 4:frame + 8] != bytes(4)
+        frame += 24 + page
+    return found
+
+
+def test_a_changed_task_is_flushed_once_and_its_event_once_by_the_log_service(counter):
     assert counter.program.create(BODY).status == 0  # the journals' names, too
-    counter.count("PUT", "/task", BODY)
-    assert counter.flushes == 2
-    counter.count("POST", "/task/1", task_body(**NEVER | {"taskName": "Back door"}))
-    assert counter.flushes == 2
+    events = counter.program.path / "events.db-wal"
+    for request in (("PUT", "/task", BODY),
+                    ("POST", "/task/1", task_body(**NEVER | {"taskName": "Back door"}))):
+        before = commits(events)
+        counter.count(*request)
+        assert (counter.flushes, commits(events)) == (1, before + 1)
     counter.count("GET", "/task")
     assert counter.flushes == 0
+
+
+def test_without_the_log_service_a_change_flushes_its_event_itself(tmp_path):
+    counter = Counter(tmp_path)
+    with running("recording-backupd", counter.program):
+        assert counter.program.create(BODY).status == 0  # the journals' names, too
+        counter.count("PUT", "/task", BODY)
+    assert counter.flushes == 2
 
 
 def test_a_change_finds_room_in_the_journals(counter):

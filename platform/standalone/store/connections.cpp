@@ -11,7 +11,7 @@ namespace standalone {
 namespace {
 
 /// What a connection opened from now on waits; nothing: as databases do.
-std::optional<std::chrono::milliseconds>& longest_wait() {
+std::optional<std::chrono::milliseconds>& chosen_wait() {
     thread_local std::optional<std::chrono::milliseconds> longest;
     return longest;
 }
@@ -27,7 +27,7 @@ struct Connection {
         if (!database || path != wanted) {
             database.reset();
             database.emplace(wanted, wanted_access);
-            if (longest_wait()) database->limit_waiting(*longest_wait());
+            if (chosen_wait()) database->limit_waiting(*chosen_wait());
             path = wanted;
             access = wanted_access;
         }
@@ -81,7 +81,11 @@ Database& events(Database::Access access) {
 }  // namespace
 
 void limit_waiting(std::chrono::milliseconds longest) {
-    longest_wait() = longest;
+    chosen_wait() = longest;
+}
+
+std::chrono::milliseconds longest_wait() {
+    return chosen_wait().value_or(Database::USUAL_WAIT);
 }
 
 Database& config_for_reading() {
@@ -113,24 +117,18 @@ Database& events_for_reading() {
     return events(Database::Access::reading);
 }
 
+Database& events_for_writing() {
+    return events(Database::Access::writing);
+}
+
 EventStore& event_log() {
-    Database& database = events(Database::Access::writing);
+    Database& database = events_for_writing();
     if (!mine().log) mine().log.emplace(database);
     return *mine().log;
 }
 
-void prepare_event_log() {
-    if (mine().events.database) return;
-    const auto usual = std::exchange(longest_wait(), std::chrono::milliseconds(0));
-    try {
-        event_log().prepare_to_append();
-        mine().events.database->wait_as_usual();
-        if (usual) mine().events.database->limit_waiting(*usual);
-    } catch (const DatabaseError&) {
-        mine().log.reset();
-        mine().events = {};  // for who needs it to open, and to wait
-    }
-    longest_wait() = usual;
+bool event_log_is_open() {
+    return mine().log && mine().events.path == event_database_path();
 }
 
 KeyValueStore& config_keys() {

@@ -17,6 +17,9 @@ namespace standalone {
 /// opened from now on.
 void limit_waiting(std::chrono::milliseconds longest);
 
+/// What that is for this thread; Database::USUAL_WAIT where nobody has limited it.
+std::chrono::milliseconds longest_wait();
+
 /// The configuration database for reading. Any of these calls may throw DatabaseError.
 Database& config_for_reading();
 
@@ -36,12 +39,14 @@ Database& registry_for_writing();
 /// The event database for reading.
 Database& events_for_reading();
 
-/// The event log, over a connection for writing.
+/// The event database for writing.
+Database& events_for_writing();
+
+/// The event log, over events_for_writing().
 EventStore& event_log();
 
-/// Makes event_log() ready for an event, unless somebody holds it: nothing is waited for, and
-/// nothing thrown.
-void prepare_event_log();
+/// Whether this thread has the event log open.
+bool event_log_is_open();
 
 /// The keys, over registry_for_reading().
 KeyValueStore& config_keys();

@@ -15,8 +15,6 @@ namespace standalone {
 
 namespace {
 
-constexpr int BUSY_MILLISECONDS = 5000;
-
 // What a writer adds to SQLite's defaults. EXTRA is FULL, and the removal of a rollback journal is
 // on disk, too: after FULL alone a power cut may bring it back, which undoes the last change.
 constexpr char FULL[] = "PRAGMA synchronous=EXTRA; PRAGMA foreign_keys=ON";
@@ -138,10 +136,6 @@ bool Statement::is_null(int column) {
     return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
 }
 
-void Database::wait_as_usual() {
-    sqlite3_busy_timeout(handle(), BUSY_MILLISECONDS);
-}
-
 /// What a connection has waited within one second.
 struct Database::Waits {
     using Clock = std::chrono::steady_clock;
@@ -209,7 +203,7 @@ Database::Database(const std::string& path, Access access, Durability durability
     connection_.reset(connection);
     if (connection == nullptr) throw DatabaseError("out of memory", code & 0xff);
     if (code != SQLITE_OK) fail(connection);
-    wait_as_usual();
+    sqlite3_busy_timeout(handle(), static_cast<int>(USUAL_WAIT.count()));
     // The journal's kind is a property of the file (schema.cpp sets it), these belong to the
     // connection.
     if (access == Access::writing) begin_to_write(durability);

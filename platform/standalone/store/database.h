@@ -57,10 +57,12 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
-/// A connection. It belongs to one thread. A call waits up to 5 seconds for others that hold the
+/// A connection. It belongs to one thread. A call waits up to USUAL_WAIT for others that hold the
 /// database.
 class Database {
 public:
+    static constexpr std::chrono::milliseconds USUAL_WAIT{5000};
+
     /// What the connection is for.
     enum class Access {
         reading,  ///< foreign keys are not looked after, which spares short requests the set-up
@@ -114,8 +116,6 @@ public:
     /// thread that must answer others meanwhile. A call that comes when they are used up does not
     /// wait at all. Time in which the machine let this thread do nothing hardly counts.
     void limit_waiting(std::chrono::milliseconds longest);
-    /// From now on a call waits up to five seconds for others, as it does without a limit.
-    void wait_as_usual();
     sqlite3* handle() { return connection_.get(); }
 
 private:

@@ -62,31 +62,35 @@ std::vector<long long> newest_ids(Database& database, const std::vector<unsigned
 
 }  // namespace
 
-void EventStore::prepare_to_append() {
-    if (insert_) return;
-    insert_ = database_.prepare(
-        "INSERT INTO event (time_ms, event_id, channel, user, ip, arguments) "
-        "VALUES (?, ?, ?, ?, ?, ?)");
-}
-
 void EventStore::append(const Event& event) {
-    prepare_to_append();
+    if (!insert_)
+        insert_ = database_.prepare(
+            "INSERT INTO event (time_ms, event_id, channel, user, ip, arguments) "
+            "VALUES (?, ?, ?, ?, ?, ?)");
     insert_->bind(1, event.time_ms).bind(2, event.event_id).bind(3, event.channel);
     insert_->bind(4, event.user).bind(5, event.ip).bind(6, print_arguments(event.arguments)).step();
     insert_->reset();
 }
 
-bool EventStore::append_limited(const Event& event, int most, std::size_t arguments) {
-    Transaction transaction(database_);
-    if (count_alike(event, arguments) >= most) return false;
+bool EventStore::append_within_limit(const NewEvent& wanted) {
+    const auto& [event, limit] = wanted;
+    if (limit && count_alike(event, *limit) >= limit->most) return false;
     append(event);
-    transaction.commit();
     return true;
 }
 
-int EventStore::count_alike(const Event& event, std::size_t arguments) {
+bool EventStore::holds(const Event& event) {
+    Statement row = database_.prepare(
+        "SELECT 1 FROM event WHERE time_ms = ? AND event_id = ? AND channel = ? AND user = ? "
+        "AND ip = ? AND arguments = ?");
+    row.bind(1, event.time_ms).bind(2, event.event_id).bind(3, event.channel);
+    row.bind(4, event.user).bind(5, event.ip).bind(6, print_arguments(event.arguments));
+    return row.step();
+}
+
+int EventStore::count_alike(const Event& event, const EventLimit& limit) {
     auto first = event.arguments;
-    first.resize(std::min(first.size(), arguments));
+    first.resize(std::min(first.size(), limit.arguments));
     std::string prefix = print_arguments(first);
     prefix.pop_back();  // the bracket behind them; what is left ends with a quotation mark
     Statement row = database_.prepare(

@@ -20,23 +20,35 @@ struct Event {
     std::vector<std::string> arguments;  ///< application, then what the event is about
 };
 
+/// How many events alike a minute may hold.
+struct EventLimit {
+    int most = 0;
+    /// Events of one identifier are alike when so many of their first arguments are the same; 0:
+    /// whatever their arguments.
+    std::size_t arguments = 0;
+};
+
+/// An event that is to be stored: always, or unless the minute that ends with it is full.
+struct NewEvent {
+    Event event;  ///< without `id`
+    std::optional<EventLimit> limit{};
+};
+
 /// The stored events. Any call may throw DatabaseError.
 class EventStore {
 public:
     explicit EventStore(Database& database) : database_(database) {}
 
-    /// Has SQLite ready what append() runs, which sees to that itself otherwise.
-    void prepare_to_append();
-
     /// Stores an event; `event.id` is ignored. On disk when it returns.
     void append(const Event& event);
 
-    /// Stores an event unless the minute that ends with it holds `most` alike.
-    /// @param most      how many a minute may hold
-    /// @param arguments events of one identifier are alike when so many of their first arguments
-    ///                  are the same; 0: whatever their arguments
+    /// Stores an event if its limit lets it be. Whoever calls has a transaction for writing, so
+    /// that nobody fills the minute in between.
     /// @return whether the event is stored
-    bool append_limited(const Event& event, int most, std::size_t arguments);
+    bool append_within_limit(const NewEvent& wanted);
+
+    /// Whether an event is stored that differs in nothing but its `id`.
+    bool holds(const Event& event);
 
     /// The newest events first.
     /// @param sub_types only events whose event_id >> 16 is among these, in any order; empty: all
@@ -59,10 +71,10 @@ public:
     int remove_older(long long time_ms, int limit);
 
 private:
-    int count_alike(const Event& event, std::size_t arguments);
+    int count_alike(const Event& event, const EventLimit& limit);
 
     Database& database_;
-    std::optional<Statement> insert_;
+    std::optional<Statement> insert_;  // kept, once it was needed
 };
 
 }  // namespace standalone

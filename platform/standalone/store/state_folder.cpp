@@ -17,6 +17,7 @@ namespace {
 constexpr char CONFIG[] = "/config.db";
 constexpr char REGISTRY[] = "/registry.db";
 constexpr char EVENTS[] = "/events.db";
+constexpr char EVENT_SOCKET[] = "/events.socket";
 constexpr char RECORDING_INDEX[] = "/recordings.index";
 
 /// A folder that is in use for something else keeps its mode: it is refused, not locked up.
@@ -54,6 +55,10 @@ std::string registry_database_path() {
 
 std::string event_database_path() {
     return state_folder() + EVENTS;
+}
+
+std::string event_socket_path() {
+    return state_folder() + EVENT_SOCKET;
 }
 
 std::string recording_index_path() {

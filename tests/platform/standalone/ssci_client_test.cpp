@@ -15,7 +15,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/standalone/meanwhile.h"
 #include "platform/standalone/store/file_handle.h"
 
 namespace {
@@ -350,47 +349,6 @@ TEST(SsciClient, IgnoresBrokenPipesForAsLongAsItTalks) {
     std::string response;
     EXPECT_EQ(get(service, response), 0);
     EXPECT_EQ(signal(SIGPIPE, before), SIG_DFL);
-}
-
-/// A service that answers once both the request and a word from the client are there.
-struct Meanwhile {
-    static constexpr std::chrono::seconds LONG{4};  // less than a client waits
-
-    std::promise<void> asked;
-    std::promise<void> told;
-    const Service service{[this](int peer) {
-        read_request(peer);
-        asked.set_value();
-        if (told.get_future().wait_for(LONG) == std::future_status::ready)
-            send_all(peer, reply("{}"));
-    }};
-};
-
-TEST(SsciClient, PreparesWhatComesNextBetweenQuestionAndAnswer) {
-    Meanwhile meanwhile;
-    standalone::prepare_meanwhile([&] {
-        if (meanwhile.asked.get_future().wait_for(Meanwhile::LONG) == std::future_status::ready)
-            meanwhile.told.set_value();
-    });
-    std::string response;
-    EXPECT_EQ(get(meanwhile.service, response), 0);
-    EXPECT_EQ(response, "{}");
-}
-
-TEST(SsciClient, PreparesWhatComesNextOnce) {
-    int times = 0;
-    standalone::prepare_meanwhile([&times] { ++times; });
-    std::string response;
-    for (int question = 0; question < 2; ++question)
-        EXPECT_EQ(get(Service(answer(reply("{}"))), response), 0);
-    EXPECT_EQ(times, 1);
-}
-
-TEST(SsciClient, TakesTheAnswerWhenWhatComesNextCannotBePrepared) {
-    standalone::prepare_meanwhile([] { throw std::runtime_error("not now"); });
-    std::string response;
-    EXPECT_EQ(get(Service(answer(reply("{}"))), response), 0);
-    EXPECT_EQ(response, "{}");
 }
 
 }  // namespace

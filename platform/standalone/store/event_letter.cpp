@@ -1,0 +1,106 @@
+// Prints and reads events on their way to the log service.
+#include "platform/standalone/store/event_letter.h"
+
+#include "platform/standalone/store/strict_json.h"
+
+namespace standalone {
+
+namespace {
+
+constexpr char TIME[] = "time_ms";
+constexpr char EVENT[] = "event_id";
+constexpr char CHANNEL[] = "channel";
+constexpr char USER[] = "user";
+constexpr char ADDRESS[] = "ip";
+constexpr char ARGUMENTS[] = "arguments";
+constexpr char MOST[] = "most";
+constexpr char ALIKE[] = "alike_arguments";
+
+/// No new_json_text: an argument stays the bytes that it is, as in the database.
+json_object* text(const std::string& bytes) {
+    return json_object_new_string_len(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+std::string bytes(json_object* text) {
+    return {json_object_get_string(text),
+            static_cast<std::size_t>(json_object_get_string_len(text))};
+}
+
+/// Reads members one after the other; one that is missing or of another kind spoils it all.
+class Members {
+public:
+    explicit Members(json_object* object) : object_(object) {}
+
+    json_object* take(const char* key, json_type type) {
+        json_object* value = nullptr;
+        if (json_object_object_get_ex(object_, key, &value) && json_object_is_type(value, type))
+            return value;
+        good_ = false;
+        return nullptr;
+    }
+    long long number(const char* key) { return json_object_get_int64(take(key, json_type_int)); }
+    std::string text(const char* key) {
+        json_object* value = take(key, json_type_string);
+        return value == nullptr ? std::string() : bytes(value);
+    }
+    bool has(const char* key) const { return json_object_object_get_ex(object_, key, nullptr); }
+    bool good() const { return good_; }
+
+private:
+    json_object* object_;
+    bool good_ = true;
+};
+
+bool read_arguments(json_object* array, std::vector<std::string>& arguments) {
+    const std::size_t count = array == nullptr ? 0 : json_object_array_length(array);
+    for (std::size_t at = 0; at < count; ++at) {
+        json_object* value = json_object_array_get_idx(array, at);
+        if (!json_object_is_type(value, json_type_string)) return false;
+        arguments.push_back(bytes(value));
+    }
+    return true;
+}
+
+}  // namespace
+
+std::string print_letter(const NewEvent& letter) {
+    const JsonPtr object(json_object_new_object());
+    const auto add = [&object](const char* key, json_object* value) {
+        json_object_object_add(object.get(), key, value);
+    };
+    const Event& event = letter.event;
+    add(TIME, json_object_new_int64(event.time_ms));
+    add(EVENT, json_object_new_int64(event.event_id));
+    add(CHANNEL, json_object_new_int(event.channel));
+    add(USER, text(event.user));
+    add(ADDRESS, text(event.ip));
+    json_object* arguments = json_object_new_array();
+    for (const std::string& argument : event.arguments)
+        json_object_array_add(arguments, text(argument));
+    add(ARGUMENTS, arguments);
+    if (letter.limit) {
+        add(MOST, json_object_new_int(letter.limit->most));
+        add(ALIKE, json_object_new_int64(static_cast<std::int64_t>(letter.limit->arguments)));
+    }
+    return print_json(object.get());
+}
+
+std::optional<NewEvent> read_letter(const std::string& text) {
+    const JsonPtr object(json_tokener_parse(text.c_str()));
+    if (!json_object_is_type(object.get(), json_type_object)) return {};
+    Members members(object.get());
+    NewEvent letter;
+    letter.event.time_ms = members.number(TIME);
+    letter.event.event_id = static_cast<unsigned>(members.number(EVENT));
+    letter.event.channel = static_cast<int>(members.number(CHANNEL));
+    letter.event.user = members.text(USER);
+    letter.event.ip = members.text(ADDRESS);
+    if (members.has(MOST))
+        letter.limit = EventLimit{static_cast<int>(members.number(MOST)),
+                                  static_cast<std::size_t>(members.number(ALIKE))};
+    json_object* arguments = members.take(ARGUMENTS, json_type_array);
+    if (!read_arguments(arguments, letter.event.arguments) || !members.good()) return {};
+    return letter;
+}
+
+}  // namespace standalone
