@@ -48,15 +48,15 @@ def channels(days):
             Route(name + ", all read", "GET", "/channel", days=days, full_look=True, runs=5)]
 
 
-# Each finds what the ones before have left, so tasks and days grow.
+# Each finds what the ones before have left, so tasks and days grow: PUT leaves a task each time.
 TASK_ROUTES = [
     Route("GET /fuse", "GET", "/fuse"),
     Route("GET /task, no tasks", "GET", "/task"),
     console("GET /session", "/session"),
     console(f"GET /tasks, {CONSOLE_TASKS} tasks", "/tasks"),
     console("the same, unchanged (304)", "/tasks", unchanged=True),
-    Route("PUT /task", "PUT", "/task", (BODY,), tasks=CONSOLE_TASKS),
     Route("POST /task/<id>", "POST", "/task/1", (OTHER_BODY, BODY), tasks=CONSOLE_TASKS),
+    Route("PUT /task", "PUT", "/task", (BODY,), tasks=CONSOLE_TASKS),
     Route("GET /task/status/<id>, 1,000 tasks", "GET", "/task/status/<last>", tasks=1000),
     Route("GET /task, 1,000 tasks", "GET", "/task", tasks=1000),
     Route("GET /task, 10,000 tasks", "GET", "/task", tasks=10000, runs=75)]

@@ -15,10 +15,10 @@ namespace standalone {
 
 namespace {
 
-// What a writer adds to SQLite's defaults. EXTRA is FULL, and the removal of a rollback journal is
-// on disk, too: after FULL alone a power cut may bring it back, which undoes the last change.
-constexpr char FULL[] = "PRAGMA synchronous=EXTRA; PRAGMA foreign_keys=ON";
-constexpr char DEFERRED[] = "PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=ON";
+// EXTRA is FULL, and the removal of a rollback journal is on disk, too: after FULL alone a power cut
+// may bring it back, which undoes the last change.
+constexpr char FULL[] = "PRAGMA synchronous=EXTRA";
+constexpr char DEFERRED[] = "PRAGMA synchronous=NORMAL";
 
 /// Has SQLite count no memory and set no pages aside, a tenth of what a short request takes.
 /// Without effect once the first connection is open.
@@ -211,6 +211,9 @@ Database::Database(const std::string& path, Access access, Durability durability
 
 void Database::begin_to_write(Durability durability) {
     run(durability == Durability::full ? FULL : DEFERRED);
+    // As PRAGMA foreign_keys does, without a text to be read.
+    if (sqlite3_db_config(handle(), SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr) != SQLITE_OK)
+        fail(handle());
 }
 
 void Database::Close::operator()(sqlite3* connection) const {

@@ -22,8 +22,13 @@ std::string json_text(json_object* value) {
 /// that still stand there are the values' own. Doubled, they are JSON again.
 JsonPtr parse_unescaped_object(const std::string& text) {
     std::string json;
-    for (const char byte : text) json.append(byte == '\\' ? 2 : 1, byte);
-    return parse_strict_object(json);
+    std::size_t copied = 0;
+    for (std::size_t at = 0; (at = text.find('\\', at)) != std::string::npos; ++at) {
+        json.append(text, copied, at - copied);
+        copied = at;
+        json += '\\';
+    }
+    return parse_strict_object(json.append(text, copied));
 }
 
 /// The members of a change of all settings, as the writer orders them. "status" may be absent.

@@ -136,6 +136,7 @@ void RunQueue::remove(const std::string& task_id) {
 
 std::vector<std::string> RunQueue::waiting() {
     std::vector<std::string> identifiers;
+    if (stages_.empty()) return identifiers;
     for (auto& place : store_.queue()) identifiers.push_back(std::move(place.task_id));
     return identifiers;
 }
@@ -223,9 +224,9 @@ bool RunQueue::write_row(const std::string& complaint, const std::function<void(
 /// A run that may go beside others passes one that has to wait until nothing runs. What cannot be
 /// begun now is looked at again: whoever has asked for something else has got it. This comes with
 /// everything that happens to a task, and thousands may wait: while as many run as may, it reads
-/// none of them.
+/// none of them. Where all tasks are at rest, nothing is read.
 void RunQueue::dispatch() {
-    if (!close_rows() || !runner_.can_begin()) return;
+    if (!close_rows() || stages_.empty() || !runner_.can_begin()) return;
     try {
         const int limit = std::max(limit_(), 1);
         int runs = count_runs();

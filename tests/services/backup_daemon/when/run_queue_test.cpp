@@ -178,6 +178,19 @@ TEST_F(RunQueueTest, LimitIsAskedOnceALookHoweverManyWait) {
     EXPECT_EQ(asked, 1);
 }
 
+TEST_F(RunQueueTest, LimitIsNotAskedWhereAllTasksAreAtRest) {
+    int asked = 0;
+    NotingRunner runs;
+    services::RunQueue counted{store, history, runs, [&] { return ++asked, limit; },
+                               [this] { return now; }};
+    counted.reload();
+    counted.look();
+    EXPECT_EQ(counted.waiting(), Words{});
+    EXPECT_EQ(asked, 0);
+    counted.start({"1"});
+    EXPECT_GT(asked, 0);
+}
+
 TEST_F(RunQueueTest, RunThatIsBeingStoppedStillCountsAgainstTheLimit) {
     start("1");
     start("2", false, true);
