@@ -4,6 +4,7 @@ import os
 import pwd
 import re
 import shutil
+import socket
 import sqlite3
 import subprocess
 from contextlib import closing
@@ -388,6 +389,8 @@ def test_purge_says_where_the_state_was_and_leaves_nothing_of_it(installed):
         cut_short.mkdir()
         shutil.copy(STATE / "config.db", cut_short)
     (STATE / "recordings.index").touch()
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as left:  # by a service that was killed
+        left.bind(str(STATE / "events.socket"))
     put_logs()
     run("recorderctl", "web", "listen", "--later", "0.0.0.0:8443")
     assert f"removing what is in {STATE}:" in installed.do("--purge", "recorder")
