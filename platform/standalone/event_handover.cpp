@@ -1,6 +1,6 @@
 // Hands events over to the log service: a datagram with the event, and with it the end of a
-// connection for the answer. A service that ends without one takes that end with it, so nobody waits
-// for a dead one.
+// connection for the answer. A service that ends without one takes that end with it, so nobody
+// waits for a dead one.
 #include "platform/standalone/event_handover.h"
 
 #include <sys/socket.h>

@@ -639,7 +639,7 @@ TEST_F(EventIntakeTest, SaysInOneLineWhereItCannotTakeAnything) {
     EXPECT_EQ(stored_tasks(), (std::map<std::string, int>{{"itself", 3}}));
 }
 
-/// The port keeps that from happening. The first one that ends takes the other one's socket with it.
+/// The port keeps that from happening. The first one to end takes the other one's socket with it.
 TEST_F(EventIntakeTest, LosesNothingWhereTwoServicesHaveOneStateFolder) {
     std::optional<Service> first(std::in_place);
     first->run();
