@@ -181,7 +181,7 @@ def test_changes_while_somebody_holds_the_event_database_now_and_then(program):
                 log.execute("BEGIN IMMEDIATE")
                 time.sleep(0.6)  # longer than the service waits
                 log.execute("ROLLBACK")
-                time.sleep(0.05)
+                time.sleep(0.3)  # a request that waits looks every 100 ms, and gives up in the end
 
     names = names_from(0, 60)
     with running("recorder-logd", program), ThreadPoolExecutor(1) as holder:
