@@ -1,12 +1,13 @@
 // Hands events over to the log service: a datagram with the event, and with it the end of a
-// connection for the answer. A service that ends without one takes that end with it, so nobody waits
-// for a dead one.
+// connection for the answer. A service that ends without one takes that end with it, so nobody
+// waits for a dead one.
 #include "platform/standalone/event_handover.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <optional>
@@ -32,8 +33,10 @@ std::optional<sockaddr_un> service_address() {
     return address;
 }
 
+/// No time at all would be no limit (socket(7)).
 bool limit(const FileHandle& socket, int direction, std::chrono::milliseconds longest) {
-    const timeval wait{longest.count() / 1000, longest.count() % 1000 * 1000};
+    const auto time = std::max(longest, std::chrono::milliseconds(1)).count();
+    const timeval wait{time / 1000, time % 1000 * 1000};
     return setsockopt(socket.get(), SOL_SOCKET, direction, &wait, sizeof wait) == 0;
 }
 

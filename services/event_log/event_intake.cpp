@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -31,7 +32,7 @@ struct EventIntake::Letter {
 
 namespace {
 
-/// So many letters are taken at once at most; queries have their turn in between.
+/// So many messages are taken at once at most; queries have their turn in between.
 constexpr std::size_t MOST_AT_ONCE = 256;
 
 /// What a datagram has brought.
@@ -58,7 +59,7 @@ FileHandle bound_socket(const std::string& path) {
     return made;
 }
 
-/// The descriptor that came with a message; more than one does not fit into the room for it.
+/// The descriptor that came with a message, if it was one: for another the message had no room.
 FileHandle passed_descriptor(msghdr& message) {
     const cmsghdr* passed = CMSG_FIRSTHDR(&message);
     if (passed == nullptr || passed->cmsg_level != SOL_SOCKET || passed->cmsg_type != SCM_RIGHTS ||
@@ -66,7 +67,8 @@ FileHandle passed_descriptor(msghdr& message) {
         return FileHandle();
     int descriptor = -1;
     std::memcpy(&descriptor, CMSG_DATA(passed), sizeof descriptor);
-    return FileHandle(descriptor);
+    FileHandle only(descriptor);
+    return (message.msg_flags & MSG_CTRUNC) == 0 ? std::move(only) : FileHandle();
 }
 
 /// @return nothing when nothing waits
@@ -78,7 +80,8 @@ std::optional<Mail> receive(const FileHandle& socket) {
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     message.msg_control = control.data();
-    message.msg_controllen = control.size();
+    // Without the padding, in which a second descriptor would find room.
+    message.msg_controllen = CMSG_LEN(sizeof(int));
     const ssize_t size = recvmsg(socket.get(), &message, MSG_CMSG_CLOEXEC);
     if (size < 0) return {};
     FileHandle line = passed_descriptor(message);
@@ -109,7 +112,7 @@ EventIntake::~EventIntake() {
 
 std::vector<EventIntake::Letter> EventIntake::waiting_letters() const {
     std::vector<Letter> letters;
-    while (letters.size() < MOST_AT_ONCE) {
+    for (std::size_t at = 0; at < MOST_AT_ONCE; ++at) {
         auto mail = receive(socket_);
         if (!mail) break;
         auto event = standalone::read_letter(mail->text);
@@ -122,7 +125,11 @@ std::vector<EventIntake::Letter> EventIntake::waiting_letters() const {
 /// has the database's lock.
 void EventIntake::store(std::vector<Letter>& letters) {
     standalone::EventStore& log = standalone::event_log();
-    standalone::Transaction transaction(standalone::events_for_writing());
+    standalone::Database& events = standalone::events_for_writing();
+    // A request opens the one that is there now.
+    if (events.was_replaced())
+        throw std::runtime_error("the event database was replaced: start recorder-logd anew");
+    standalone::Transaction transaction(events);
     for (Letter& letter : letters)
         if (still_waits(letter.line))
             letter.answer = log.append_within_limit(letter.event) ? standalone::LETTER_STORED

@@ -252,6 +252,12 @@ Database::Version Database::version() {
     return {others.integer(0), sqlite3_total_changes64(handle())};
 }
 
+bool Database::was_replaced() {
+    int replaced = 0;
+    sqlite3_file_control(handle(), nullptr, SQLITE_FCNTL_HAS_MOVED, &replaced);
+    return replaced != 0;
+}
+
 void Database::release_pages() {
     sqlite3_db_release_memory(handle());
 }

@@ -110,6 +110,9 @@ public:
     void count_rows_of(std::set<std::string> tables);
     /// How many so far, those that were rolled back included.
     long long counted_rows() const;
+    /// Whether its file has its name no more: what is stored from now on is found by nobody who
+    /// opens the database anew.
+    bool was_replaced();
     /// Gives back the memory of pages that were read: for one who has taken what there was to take.
     void release_pages();
     /// From now on the waits of all calls within a second add up to `longest` and no more: for a

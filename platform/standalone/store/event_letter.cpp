@@ -1,6 +1,9 @@
 // Prints and reads events on their way to the log service.
 #include "platform/standalone/store/event_letter.h"
 
+#include <cstdint>
+#include <utility>
+
 #include "platform/standalone/store/strict_json.h"
 
 namespace standalone {
@@ -38,7 +41,13 @@ public:
         good_ = false;
         return nullptr;
     }
-    long long number(const char* key) { return json_object_get_int64(take(key, json_type_int)); }
+    /// Where json-c has no room for a number it takes the nearest one that it has room for.
+    template <typename Number>
+    Number number(const char* key) {
+        const std::int64_t value = json_object_get_int64(take(key, json_type_int));
+        good_ = good_ && std::in_range<Number>(value) && value != INT64_MIN && value != INT64_MAX;
+        return static_cast<Number>(value);
+    }
     std::string text(const char* key) {
         json_object* value = take(key, json_type_string);
         return value == nullptr ? std::string() : bytes(value);
@@ -86,18 +95,17 @@ std::string print_letter(const NewEvent& letter) {
 }
 
 std::optional<NewEvent> read_letter(const std::string& text) {
-    const JsonPtr object(json_tokener_parse(text.c_str()));
-    if (!json_object_is_type(object.get(), json_type_object)) return {};
+    const JsonPtr object = parse_whole_object(text);
+    if (!object) return {};
     Members members(object.get());
     NewEvent letter;
-    letter.event.time_ms = members.number(TIME);
-    letter.event.event_id = static_cast<unsigned>(members.number(EVENT));
-    letter.event.channel = static_cast<int>(members.number(CHANNEL));
+    letter.event.time_ms = members.number<long long>(TIME);
+    letter.event.event_id = members.number<unsigned>(EVENT);
+    letter.event.channel = members.number<int>(CHANNEL);
     letter.event.user = members.text(USER);
     letter.event.ip = members.text(ADDRESS);
-    if (members.has(MOST))
-        letter.limit = EventLimit{static_cast<int>(members.number(MOST)),
-                                  static_cast<std::size_t>(members.number(ALIKE))};
+    if (members.has(MOST) || members.has(ALIKE))
+        letter.limit = EventLimit{members.number<int>(MOST), members.number<std::size_t>(ALIKE)};
     json_object* arguments = members.take(ARGUMENTS, json_type_array);
     if (!read_arguments(arguments, letter.event.arguments) || !members.good()) return {};
     return letter;

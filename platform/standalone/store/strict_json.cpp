@@ -108,9 +108,8 @@ std::size_t kept_members(json_object* value) {
 
 }  // namespace
 
-JsonPtr parse_strict_object(const std::string& text) {
-    if (text.size() > INT32_MAX || has_json_c_extension(text) || !is_utf8(text)) return nullptr;
-    if (has_cut_name(text)) return nullptr;
+JsonPtr parse_whole_object(const std::string& text) {
+    if (text.size() > INT32_MAX) return nullptr;
     const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new_ex(DEEPEST));
     json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
     JsonPtr object(
@@ -118,7 +117,13 @@ JsonPtr parse_strict_object(const std::string& text) {
     const bool whole = json_tokener_get_error(tokener.get()) == json_tokener_success &&
                        json_tokener_get_parse_end(tokener.get()) == text.size();
     if (!whole || !json_object_is_type(object.get(), json_type_object)) return nullptr;
-    if (kept_members(object.get()) != written_members(text)) return nullptr;
+    return object;
+}
+
+JsonPtr parse_strict_object(const std::string& text) {
+    if (has_json_c_extension(text) || !is_utf8(text) || has_cut_name(text)) return nullptr;
+    JsonPtr object = parse_whole_object(text);
+    if (!object || kept_members(object.get()) != written_members(text)) return nullptr;
     return object;
 }
 

@@ -17,6 +17,10 @@ using ::JsonPtr;
 ///         name with a zero in it, of which json-c would keep the beginning
 JsonPtr parse_strict_object(const std::string& text);
 
+/// For what this system has written itself: texts in it may be any bytes.
+/// @return the object that the whole of `text` is, as json-c reads it, or null
+JsonPtr parse_whole_object(const std::string& text);
+
 /// Makes a JSON string of a text. Bytes that are no UTF-8 become U+FFFD.
 /// @return owned by the caller
 json_object* new_json_text(std::string_view text);

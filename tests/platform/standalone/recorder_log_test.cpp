@@ -1,9 +1,13 @@
 // Events as the recorder's calls store them.
 #include "platform/recorder_log.h"
 
+#include <atomic>
+
 #include "platform/event_ids.h"
+#include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_store.h"
 #include "platform/utilities.h"
+#include "tests/support/fake_log_service.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
@@ -109,6 +113,133 @@ TEST_F(RecorderLog, TellsOfAnEventThatIsLost) {
     EXPECT_NE(send_surveillance_setting_log_with_username(events::TASK_CREATED, -1, "", "", "",
                                                           static_cast<char*>(nullptr)),
               0);
+}
+
+/// Tells the log service, from a thread that has not opened the log.
+class TellingTheLogService : public RecorderLog {
+protected:
+    static int tell_anew(unsigned event_id = events::RUN_FAILED,
+                         const std::string& task = "Doors") {
+        int result = -1;
+        std::thread([&] { result = tell(event_id, task); }).join();
+        return result;
+    }
+
+    static void store(const std::string& letter) {
+        Database database(event_database_path(), Database::Access::writing);
+        EventStore(database).append(read_letter(letter)->event);
+    }
+};
+
+TEST_F(TellingTheLogService, StoresNoEventThatTheServiceHasStored) {
+    std::string letter;
+    {
+        const FakeLogService service([&](const std::string& text, FileHandle& line) {
+            letter = text;
+            FakeLogService::answering(LETTER_STORED)(text, line);
+        });
+        EXPECT_EQ(tell_anew(), 0);
+    }
+    EXPECT_EQ(count(), 0);
+    const auto told = read_letter(letter);
+    ASSERT_TRUE(told);
+    EXPECT_EQ(told->event.event_id, events::RUN_FAILED);
+    EXPECT_EQ(told->event.user, "System");
+    EXPECT_EQ(told->event.ip, "127.0.0.1");
+    EXPECT_EQ(told->event.arguments, (std::vector<std::string>{"Recording Backup", "Doors"}));
+    ASSERT_TRUE(told->limit);
+    EXPECT_EQ(told->limit->most, EVENTS_A_MINUTE);
+    EXPECT_EQ(told->limit->arguments, 2U);
+}
+
+TEST_F(TellingTheLogService, LimitsNoChangeOfASetting) {
+    std::string letter;
+    {
+        const FakeLogService service([&](const std::string& text, FileHandle& line) {
+            letter = text;
+            FakeLogService::answering(LETTER_STORED)(text, line);
+        });
+        std::thread([] {
+            send_surveillance_setting_log_with_username(events::TASK_CREATED, 7, "10.0.0.7",
+                                                        "admin", "Recording Backup", "Doors",
+                                                        static_cast<char*>(nullptr));
+        }).join();
+    }
+    const auto told = read_letter(letter);
+    ASSERT_TRUE(told);
+    EXPECT_FALSE(told->limit);
+    EXPECT_EQ(told->event.user, "admin");
+    EXPECT_EQ(told->event.channel, 7);
+}
+
+TEST_F(TellingTheLogService, StoresAnEventThatNobodyTakes) {
+    EXPECT_EQ(tell_anew(), 0);
+    EXPECT_EQ(count(), 1);
+}
+
+TEST_F(TellingTheLogService, StoresAnEventOnceThatIsLeftUnansweredAndNotStored) {
+    const FakeLogService service([](const std::string&, FileHandle&) {});
+    EXPECT_EQ(tell_anew(), 0);
+    EXPECT_EQ(count(), 1);
+    EXPECT_EQ(newest().arguments, (std::vector<std::string>{"Recording Backup", "Doors"}));
+}
+
+TEST_F(TellingTheLogService, StoresNoEventTwiceThatIsLeftUnansweredAlthoughItIsStored) {
+    const FakeLogService service([](const std::string& text, FileHandle&) { store(text); });
+    EXPECT_EQ(tell_anew(), 0);
+    EXPECT_EQ(count(), 1);
+}
+
+TEST_F(TellingTheLogService, KeepsTheLimitOfAnEventThatIsLeftUnanswered) {
+    const FakeLogService service([](const std::string&, FileHandle&) {});
+    for (int at = 0; at < EVENTS_A_MINUTE + 3; ++at)
+        EXPECT_EQ(tell_anew(events::BACKUP_STARTED, "task " + std::to_string(at)), 0);
+    EXPECT_EQ(count(), EVENTS_A_MINUTE);
+}
+
+TEST_F(TellingTheLogService, SaysThatAnEventIsLeftOutAndDoesNotStoreIt) {
+    const FakeLogService service(FakeLogService::answering(LETTER_LEFT_OUT));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(tell_anew(), 0);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("event 23150013 is left out: a minute's 100 are stored"), std::string::npos)
+        << said;
+    EXPECT_EQ(count(), 0);
+}
+
+TEST_F(TellingTheLogService, AsksNobodyWhoHasTheLogOpen) {
+    std::atomic<int> asked = 0;
+    const FakeLogService service([&asked](const std::string& text, FileHandle& line) {
+        ++asked;
+        FakeLogService::answering(LETTER_STORED)(text, line);
+    });
+    std::thread([&asked] {
+        event_log();
+        EXPECT_EQ(tell(events::RUN_FAILED, "Doors"), 0);
+        EXPECT_EQ(asked, 0);
+    }).join();
+    EXPECT_EQ(count(), 1);
+}
+
+TEST_F(TellingTheLogService, AsksAgainWhenTheStateFolderHasBecomeAnotherOne) {
+    std::atomic<int> asked = 0;
+    std::thread([&asked] {
+        event_log();
+        const TemporaryState other;
+        const FakeLogService service([&asked](const std::string& text, FileHandle& line) {
+            ++asked;
+            FakeLogService::answering(LETTER_STORED)(text, line);
+        });
+        EXPECT_EQ(tell(events::RUN_FAILED, "Doors"), 0);
+        EXPECT_EQ(asked, 1);
+    }).join();
+}
+
+/// What is stored nowhere is told, whatever the service has made of it.
+TEST_F(TellingTheLogService, TellsOfAnEventThatNeitherOfThemStores) {
+    const FakeLogService service([](const std::string&, FileHandle&) {});
+    std::filesystem::remove(event_database_path());
+    EXPECT_NE(tell_anew(), 0);
 }
 
 TEST(EventIds, HaveTheSubTypesThatTheLogIsAskedBy) {

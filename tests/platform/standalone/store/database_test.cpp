@@ -292,4 +292,16 @@ TEST_F(DatabaseTest, LimitOutlivesTheMoveOfAConnection) {
     EXPECT_THROW(moved.run("INSERT INTO parent (id) VALUES (1)"), DatabaseError);
 }
 
+TEST_F(DatabaseTest, KnowsWhetherItsFileHasItsNameStill) {
+    Database database(path_, Access::writing);
+    EXPECT_FALSE(database.was_replaced());
+    database.run("INSERT INTO parent (id) VALUES (1)");
+    EXPECT_FALSE(database.was_replaced());
+    std::filesystem::rename(path_, path_ + ".old");
+    EXPECT_TRUE(database.was_replaced());
+    migrate(path_, STEPS);
+    EXPECT_TRUE(database.was_replaced());
+    EXPECT_FALSE(Database(path_, Access::reading).was_replaced());
+}
+
 }  // namespace
