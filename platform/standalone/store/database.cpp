@@ -15,8 +15,8 @@ namespace standalone {
 
 namespace {
 
-// EXTRA is FULL, and the removal of a rollback journal is on disk, too: after FULL alone a power cut
-// may bring it back, which undoes the last change.
+// EXTRA is FULL, and the removal of a rollback journal is on disk, too: after FULL alone a power
+// cut may bring it back, which undoes the last change.
 constexpr char FULL[] = "PRAGMA synchronous=EXTRA";
 constexpr char DEFERRED[] = "PRAGMA synchronous=NORMAL";
 
