@@ -6,8 +6,6 @@
 
 #include <string_view>
 
-#include "platform/standalone/store/file_handle.h"
-
 namespace standalone {
 namespace {
 
@@ -31,18 +29,18 @@ bool has_nothing(int folder) {
 }  // namespace
 
 EmptyDays::EmptyDays(const std::string& channel)
-    : folder_(open_folder(AT_FDCWD, channel.c_str(), 0)) {
-    if (!folder_ || fstat(folder_.descriptor(), &found_) != 0) {
+    : folder_(open(channel.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (!folder_ || fstat(folder_.get(), &found_) != 0) {
         found_ = {};
         return;
     }
-    keeps_change_times_ = keeps_change_times(folder_.descriptor());
+    keeps_change_times_ = keeps_change_times(folder_.get());
 }
 
 std::optional<FolderStamp> EmptyDays::look(const std::string& day, const Moment& looked_at) const {
     if (found_.st_ino == 0) return {};
     const FileHandle folder(
-        openat(folder_.descriptor(), day.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        openat(folder_.get(), day.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat found {};
     if (!folder || fstat(folder.get(), &found) != 0 || !has_nothing(folder.get())) return {};
     const bool is_stamped = keeps_change_times_ && found.st_dev == found_.st_dev;

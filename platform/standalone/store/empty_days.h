@@ -6,13 +6,12 @@
 #include <optional>
 #include <string>
 
-#include "platform/standalone/store/folder_reader.h"
+#include "platform/standalone/store/file_handle.h"
 #include "platform/standalone/store/folder_stamp.h"
 
 namespace standalone {
 
-/// A channel's folder, held open for as long as its days are looked at, so that nobody walks down
-/// to it for each of them.
+/// A channel's folder, held open for as long as its days are looked at.
 class EmptyDays {
 public:
     /// @param channel the channel's folder; one that cannot be opened has no empty day
@@ -27,8 +26,13 @@ public:
     /// @return its stamp, which may be one that tells nothing; nothing when it is not empty
     std::optional<FolderStamp> look(const std::string& day, const Moment& looked_at) const;
 
+    /// Whether the folder of a day that was found empty has the stamp that it had then.
+    bool is_as_it_was(const std::string& day, const FolderStamp& stamp) const {
+        return has_stamp(folder_.get(), day, stamp);
+    }
+
 private:
-    Folder folder_;
+    FileHandle folder_;
     struct stat found_ {};
     bool keeps_change_times_ = false;
 };

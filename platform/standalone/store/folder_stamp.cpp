@@ -33,6 +33,12 @@ FolderStamp stamp_from(const struct stat& found) {
             .size = found.st_size};
 }
 
+bool has_stamp(int parent, const std::string& name, const FolderStamp& stamp, int flags) {
+    struct stat found {};
+    return stamp.inode != 0 && fstatat(parent, name.c_str(), &found, flags) == 0 &&
+           stamp_from(found) == stamp;
+}
+
 long long read_clock(clockid_t clock) {
     timespec time{};
     clock_gettime(clock, &time);
@@ -66,10 +72,11 @@ FolderStamp settled_stamp(const struct stat& found, const Moment& looked_at) {
 }
 
 bool has_stamp(const std::string& path, const FolderStamp& stamp, bool follow) {
-    struct stat found {};
-    return stamp.inode != 0 &&
-           fstatat(AT_FDCWD, path.c_str(), &found, follow ? 0 : AT_SYMLINK_NOFOLLOW) == 0 &&
-           stamp_from(found) == stamp;
+    return has_stamp(AT_FDCWD, path, stamp, follow ? 0 : AT_SYMLINK_NOFOLLOW);
+}
+
+bool has_stamp(int parent, const std::string& name, const FolderStamp& stamp) {
+    return has_stamp(parent, name, stamp, AT_SYMLINK_NOFOLLOW);
 }
 
 bool has_run_on(const Moment& from, const Moment& to) {

@@ -49,6 +49,9 @@ FolderStamp settled_stamp(const struct stat& found, const Moment& looked_at);
 /// Whether the folder of that name, which may be a link when `follow` says so, has that stamp.
 bool has_stamp(const std::string& path, const FolderStamp& stamp, bool follow = false);
 
+/// Whether the folder of that name, not a link, in one that is open as a descriptor has that stamp.
+bool has_stamp(int parent, const std::string& name, const FolderStamp& stamp);
+
 /// Whether the clock has run straight on from one moment to the other: it may be set by a quarter
 /// of a second at most, and the machine has not been started since.
 bool has_run_on(const Moment& from, const Moment& to);

@@ -94,7 +94,10 @@ void DayErrand::ask_for(bool alarm, const std::string& folder) {
 /// A day of very many files takes long, here and on the share: the run hears that it goes on.
 ErrandStep DayErrand::next() {
     if (!questions_.empty()) return {.ask = questions_.front().order, .tell = {At()}};
-    return {.tell = {std::move(found_), Done()}, .over = true};
+    ErrandStep last{.over = true};
+    last.tell.emplace_back(std::move(found_));
+    last.tell.emplace_back(Done());
+    return last;
 }
 
 std::optional<ErrandStep> DayErrand::take(const WorkerReport& said) {

@@ -1,6 +1,7 @@
 // What a run and its lanes say to each other.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -29,11 +30,16 @@ struct ListDays {
     std::string last;        ///< last day
 };
 
+/// A channel's folder, as it was when the run began.
+struct ChannelFolder {
+    std::string recordings;  ///< its path
+    std::string disk;        ///< as Days has it
+};
+
 /// A day that may turn out to be empty, or to be so still.
 struct DayBeyond {
-    std::string recordings;  ///< the channel's folder
+    std::size_t folder = 0;  ///< its channel's, a place in ListDay::folders
     std::string day;
-    std::string disk;  ///< the channel's, as Days has it
     /// Of the day's folder when it was found empty before; one that tells nothing: it was not.
     standalone::FolderStamp empty{};
 };
@@ -48,6 +54,8 @@ struct ListDay {
     std::string remote;      ///< the day's folder on the share
     bool ask_share = false;  ///< otherwise nobody looks at the share
     std::vector<DayBeyond> beyond{};
+    /// Of all channels: there may be thousands of days beyond, and each has one of a few folders.
+    std::shared_ptr<const std::vector<ChannelFolder>> folders{};
     standalone::Moment empty_since{};  ///< before which no stamp of theirs was taken
 };
 

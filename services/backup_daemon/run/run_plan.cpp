@@ -183,8 +183,8 @@ Order RunPlan::order_of(Work& work) {
         return ListDays{find->channel->recordings, goal_.selection.first_day,
                         goal_.selection.last_day};
     if (const auto* seek = std::get_if<SeekRecordings>(&work.what)) {
-        const ChannelDay& where = days_[seek->day].where;
-        return ListDays{where.channel->recordings, where.day, where.day};
+        const ChannelDay day = where(seek->day);
+        return ListDays{day.channel->recordings, day.day, day.day};
     }
     if (auto* look = std::get_if<LookAtDay>(&work.what)) return order_of(*look);
     if (const auto* removal = std::get_if<RemoveCopies>(&work.what)) {

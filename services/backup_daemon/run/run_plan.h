@@ -1,8 +1,10 @@
 // What a run does next: reports in, orders out. No process, no socket, no clock.
 #pragma once
 
+#include <array>
 #include <deque>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -126,13 +128,15 @@ private:
         over
     };
 
+    /// There may be half a million of them.
     struct Day {
-        ChannelDay where;
-        FileAmount to_copy{};     ///< counted among the planned ones so far, ...
-        FileAmount to_compare{};  ///< ... and so are these
-        bool unread = false;      ///< could not be listed, and counts as failed
-        /// Of its folder, when that was found empty beyond another day.
-        std::optional<standalone::FolderStamp> empty{};
+        const SelectedChannel* channel;
+        std::array<char, 10> name;        ///< "2024-03-01"
+        bool unread = false;              ///< could not be listed, and counts as failed
+        bool empty = false;               ///< found so beyond another day, ...
+        standalone::FolderStamp stamp{};  ///< ... when its folder had this stamp
+        FileAmount to_copy{};             ///< counted among the planned ones so far, ...
+        FileAmount to_compare{};          ///< ... and so are these
     };
 
     struct RoomMaking {
@@ -181,7 +185,9 @@ private:
     void look_ahead();
     std::size_t end_of_row(std::size_t day) const;
     ListDay order_of(LookAtDay& look) const;
-    DayBeyond beyond(const Day& day) const;
+    ChannelDay where(std::size_t day) const;
+    std::size_t place_of(const SelectedChannel* channel) const;
+    std::string& disk_of(const SelectedChannel* channel) const;
     Answer answer(FindDays& find, const Days& days);
     Answer answer(LookAtDay& look, const Entries& entries);
     Answer answer(LookAtDay& look, const At&);
@@ -192,6 +198,7 @@ private:
     void count_day(Day& day, const FileAmount& to_copy, const FileAmount& to_compare);
     void give_up_day(std::size_t day, const std::string& why);
     void pass_row(const LookAtDay& look);
+    void note_empty(const LookAtDay& look);
 
     // Reports, in run_plan_reports.cpp. What no other function takes is nonsense.
     template <typename What, typename Said>
@@ -267,9 +274,10 @@ private:
     Sampling sampling_;
     bool was_connected_ = false;  ///< a lane was ready for an order
     Counts counts_;
-    std::map<const SelectedChannel*, std::string> disks_;  ///< as Days has them, at the beginning
-    std::string newest_recording_;                         ///< its day; "": none was found
-    std::string date_doubt_;                               ///< "" when the date is believed
+    /// Of the goal's channels, in their order.
+    std::shared_ptr<std::vector<ChannelFolder>> folders_;
+    std::string newest_recording_;     ///< its day; "": none was found
+    std::string date_doubt_;           ///< "" when the date is believed
     std::set<std::string> kept_days_;  ///< that retention leaves alone: each camera's newest
     RunPreview weighed_;               ///< room and what may make way, once they were asked for
     std::string stopped_;              ///< why nothing more is copied; "" when nothing keeps it

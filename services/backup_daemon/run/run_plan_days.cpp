@@ -1,5 +1,6 @@
 // What a run's plan does about its days: finds them, measures them, looks at them before copying.
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 #include "services/backup_daemon/run/run_plan.h"
@@ -8,13 +9,28 @@ namespace services {
 namespace {
 
 // Days that are looked at by one order as long as they are empty.
-constexpr std::size_t LONGEST_ROW = 256;
+constexpr std::size_t LONGEST_ROW = 2048;
+
+// A day's digits take 27 bits, and its place has the ones behind them.
+constexpr int PLACE_BITS = 36;
+constexpr std::uint64_t PLACE_MASK = (std::uint64_t{1} << PLACE_BITS) - 1;
+
+/// The digits of a day's name as a number: less than those of every later day.
+std::uint64_t digits_of(const std::array<char, 10>& name) {
+    std::uint64_t digits = 0;
+    for (const char letter : name)
+        if (letter != '-') digits = digits * 10 + static_cast<std::uint64_t>(letter - '0');
+    return digits;
+}
 
 }  // namespace
 
 void RunPlan::plan_finding_days() {
-    for (const SelectedChannel& channel : goal_.channels)
+    folders_ = std::make_shared<std::vector<ChannelFolder>>();
+    for (const SelectedChannel& channel : goal_.channels) {
+        folders_->push_back({.recordings = channel.recordings, .disk = ""});
         ready_.emplace_back().what = FindDays{&channel};
+    }
 }
 
 /// As much as all lanes can be given: ten years of 128 cameras have half a million days. They are
@@ -28,9 +44,17 @@ void RunPlan::measure_ahead() {
     }
 }
 
-/// Measured: from here on the oldest day comes first, whichever camera's it is.
+/// Measured: from here on the oldest day comes first, whichever camera's it is. What is sorted are
+/// numbers, for half a million days take a while to be moved about.
 void RunPlan::sort_days() {
-    std::ranges::stable_sort(days_, {}, [](const Day& day) { return day.where.day; });
+    std::vector<std::uint64_t> turns;
+    turns.reserve(days_.size());
+    for (const Day& day : days_) turns.push_back(digits_of(day.name) << PLACE_BITS | turns.size());
+    std::ranges::sort(turns);
+    std::vector<Day> sorted;
+    sorted.reserve(days_.size());
+    for (const std::uint64_t turn : turns) sorted.push_back(days_[turn & PLACE_MASK]);
+    days_ = std::move(sorted);
     next_day_ = 0;
 }
 
@@ -56,32 +80,47 @@ std::size_t RunPlan::end_of_row(std::size_t day) const {
 }
 
 ListDay RunPlan::order_of(LookAtDay& look) const {
-    const ChannelDay& where = days_[look.day].where;
+    const ChannelDay where = this->where(look.day);
     ListDay order{.recordings = where.channel->recordings,
                   .day = where.day,
                   .normal = goal_.selection.normal,
                   .alarm = goal_.selection.alarm,
                   .remote = names_.on_share(ShareNames::day_folder(where)),
                   .ask_share = look.to_copy || goal_.is_preview(),
+                  .folders = folders_,
                   .empty_since = measured_since_};
-    const std::size_t asked = look.to_copy ? look.end : look.day + 1 + likely_empty_;
-    for (std::size_t day = look.day + 1; day < std::min(asked, look.end); ++day)
-        order.beyond.push_back(beyond(days_[day]));
-    look.asked = order.beyond.size();
+    const std::size_t first = look.day + 1;
+    const std::size_t end = look.to_copy ? look.end : std::min(first + likely_empty_, look.end);
+    look.asked = end - first;
+    order.beyond.reserve(look.asked);
+    for (std::size_t number = first; number < end; ++number) {
+        const Day& day = days_[number];
+        order.beyond.push_back({.folder = place_of(day.channel),
+                                .day = {day.name.begin(), day.name.end()},
+                                .empty = day.stamp});
+    }
     return order;
 }
 
-DayBeyond RunPlan::beyond(const Day& day) const {
-    const SelectedChannel* channel = day.where.channel;
-    return {.recordings = channel->recordings,
-            .day = day.where.day,
-            .disk = disks_.at(channel),
-            .empty = day.empty.value_or(standalone::FolderStamp())};
+ChannelDay RunPlan::where(std::size_t day) const {
+    const Day& found = days_[day];
+    return {found.channel, {found.name.begin(), found.name.end()}};
+}
+
+std::size_t RunPlan::place_of(const SelectedChannel* channel) const {
+    return static_cast<std::size_t>(channel - goal_.channels.data());
+}
+
+std::string& RunPlan::disk_of(const SelectedChannel* channel) const {
+    return (*folders_)[place_of(channel)].disk;
 }
 
 RunPlan::Answer RunPlan::answer(FindDays& find, const Days& days) {
-    for (const std::string& day : days.names) days_.push_back({{find.channel, day}});
-    disks_[find.channel] = days.disk;
+    for (const std::string& day : days.names) {
+        Day& found = days_.emplace_back(Day{.channel = find.channel, .name = {}});
+        day.copy(found.name.data(), found.name.size());
+    }
+    disk_of(find.channel) = days.disk;
     newest_recording_ = std::max(newest_recording_, days.newest);
     return Answer::whole;
 }
@@ -103,14 +142,15 @@ RunPlan::Answer RunPlan::answer(LookAtDay&, const At&) {
 RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
     if (!stopped_.empty()) return Answer::whole;
     Day& day = days_[look.day];
+    const ChannelDay where = this->where(look.day);
     give_up_doubles(look);
     const auto recorded = look.found.empty()
                               ? std::map<std::string, CopiedFile>()
-                              : memory_.copied_in(ShareNames::day_folder(day.where) + "/");
+                              : memory_.copied_in(ShareNames::day_folder(where) + "/");
     FileAmount to_copy;
     FileAmount to_compare;
     for (const DayEntry& entry : look.found) {
-        const auto known = recorded.find(ShareNames::copy_path(day.where, entry));
+        const auto known = recorded.find(ShareNames::copy_path(where, entry));
         const CopiedFile* copy = known == recorded.end() ? nullptr : &known->second;
         const Need need = need_of(goal_, entry, copy, look.to_copy || goal_.is_preview());
         if (need == Need::nothing) {
@@ -121,7 +161,7 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
         ++amount.files;
         amount.bytes += entry.size;
         if (!look.to_copy) continue;
-        CopyFile work = copy_work(goal_, names_, day.where, entry, copy);
+        CopyFile work = copy_work(goal_, names_, where, entry, copy);
         work.day = look.day;
         ready_.push_back({std::move(work)});
     }
@@ -135,16 +175,16 @@ RunPlan::Answer RunPlan::answer(LookAtDay& look, const Done&) {
 /// Whether an empty day's folder is on the disk that it was on: then it is a day that is left, and
 /// nobody has to ask for others.
 bool RunPlan::is_there(const Day& day, const std::string& disk) {
-    return !disk.empty() && disk == disks_[day.where.channel];
+    return !disk.empty() && disk == disk_of(day.channel);
 }
 
 /// The recorder removes its oldest days by itself. Where no day is left of several, or the folder
 /// has become another one, the disk has gone, and what lay on it is not to be taken for nothing.
 RunPlan::Answer RunPlan::answer(SeekRecordings& seek, const Days& days) {
-    const SelectedChannel* channel = days_[seek.day].where.channel;
+    const SelectedChannel* channel = days_[seek.day].channel;
     if (days.newest.empty())
         give_up_day(seek.day, channel->recordings + ": has no recordings any more");
-    else if (days.disk != disks_[channel])
+    else if (days.disk != disk_of(channel))
         give_up_day(seek.day,
                     channel->recordings + ": is another folder than it was, or another disk");
     return Answer::whole;
@@ -152,7 +192,7 @@ RunPlan::Answer RunPlan::answer(SeekRecordings& seek, const Days& days) {
 
 /// Of recordings that would get one name on the share, each would replace the one before.
 void RunPlan::give_up_doubles(LookAtDay& look) {
-    const ChannelDay& where = days_[look.day].where;
+    const ChannelDay where = this->where(look.day);
     for (const DayEntry& entry : take_doubles(goal_, where, look.found)) {
         if (!look.to_copy) continue;
         tally_.plan(1, 0);
@@ -182,17 +222,23 @@ void RunPlan::give_up_day(std::size_t number, const std::string& why) {
 /// first that is not has its own look next. How long the next rows are follows how long these were,
 /// so that days with recordings cost nothing for it.
 void RunPlan::pass_row(const LookAtDay& look) {
-    std::size_t day = look.day + 1;
-    for (const standalone::FolderStamp& stamp : look.empty) days_[day++].empty = stamp;
-    if (!look.to_copy) {
-        const bool goes_on = look.found.empty() && look.empty.size() == look.asked;
-        likely_empty_ = goes_on ? std::min(2 * look.asked + 1, LONGEST_ROW) : look.empty.size();
-    }
-    if (day == look.end || !stopped_.empty()) return;
+    const std::size_t next = look.day + 1 + look.empty.size();
+    if (!look.to_copy) note_empty(look);
+    if (next == look.end || !stopped_.empty()) return;
     if (look.to_copy)
-        next_day_ = day;  // whose look waits until the lanes run out of files
+        next_day_ = next;  // whose look waits until the lanes run out of files
     else
-        ready_.push_front({LookAtDay{.day = day, .end = look.end}});
+        ready_.push_front({LookAtDay{.day = next, .end = look.end}});
+}
+
+void RunPlan::note_empty(const LookAtDay& look) {
+    std::size_t day = look.day;
+    for (const standalone::FolderStamp& stamp : look.empty) {
+        days_[++day].empty = true;
+        days_[day].stamp = stamp;
+    }
+    const bool goes_on = look.found.empty() && look.empty.size() == look.asked;
+    likely_empty_ = goes_on ? std::min(2 * look.asked + 1, LONGEST_ROW) : look.empty.size();
 }
 
 }  // namespace services

@@ -121,7 +121,7 @@ std::string RunPlan::why_nothing_makes_way() const {
 bool RunPlan::has_older_copies(const CopyFile& copy) {
     if (goal_.when_full == WhenFull::fail || !why_copies_stay().empty()) return false;
     const std::string oldest = memory_.oldest_day();
-    return !oldest.empty() && oldest < days_[copy.day].where.day;
+    return !oldest.empty() && oldest < where(copy.day).day;
 }
 
 void RunPlan::tell_full(const std::string& why) {

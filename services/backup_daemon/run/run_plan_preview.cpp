@@ -10,14 +10,15 @@ RunPreview RunPlan::preview() {
     RunPreview seen = weighed_;
     std::set<const SelectedChannel*> cameras;
     std::set<std::string> days;
-    for (const Day& day : days_) {
+    for (std::size_t number = 0; number < days_.size(); ++number) {
+        const Day& day = days_[number];
         seen.to_compare.files += day.to_compare.files;
         seen.to_compare.bytes += day.to_compare.bytes;
         if (day.to_copy.files == 0) continue;
         seen.to_copy.files += day.to_copy.files;
         seen.to_copy.bytes += day.to_copy.bytes;
-        cameras.insert(day.where.channel);
-        days.insert(day.where.day);
+        cameras.insert(day.channel);
+        days.insert(where(number).day);
     }
     seen.cameras = static_cast<long long>(cameras.size());
     seen.days = static_cast<long long>(days.size());

@@ -79,7 +79,7 @@ RunPlan::Answer RunPlan::answer(CopyFile& copy, const Noted& noted) {
 
 RunPlan::Answer RunPlan::answer(CopyFile& copy, const Copied& copied) {
     memory_.record({.path = copy.path,
-                    .day = days_[copy.day].where.day,
+                    .day = where(copy.day).day,
                     .size = copied.result.size,
                     .modified_ns = copied.result.modified_ns,
                     .sha256 = copied.result.sha256,

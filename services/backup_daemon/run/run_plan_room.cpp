@@ -42,7 +42,7 @@ RunPlan::Answer RunPlan::answer(WeighRun&, const Room& found) {
     long long needed = bytes_to_copy();
     for (const Checkpoint& checkpoint : memory_.checkpoints()) needed -= checkpoint.offset;
     const bool may_remove = goal_.when_full == WhenFull::remove_oldest && why_copies_stay().empty();
-    const std::string last = days_.empty() ? "" : days_.back().where.day;
+    const std::string last = days_.empty() ? "" : where(days_.size() - 1).day;
     const long long lacking = needed - found.room->free;
     const long long enough = goal_.is_preview() ? CopyMemory::ALL : lacking;
     const long long removable = may_remove ? memory_.amount_older_than(last, {}, enough).bytes : 0;
@@ -62,7 +62,7 @@ RunPlan::Answer RunPlan::answer(SeekRoom& seek, const Room& found) {
         doubt_full(seek, found.room);
         return Answer::whole;
     }
-    const std::string& day = days_[seek.day].where.day;
+    const std::string day = where(seek.day).day;
     const long long removable = memory_.amount_older_than(day, {}, lacking).bytes;
     if (removable >= lacking)
         make_room(seek, found.room);
@@ -93,7 +93,7 @@ void RunPlan::doubt_full(const SeekRoom& seek, const std::optional<ShareRoom>& r
 /// The oldest copied day goes.
 void RunPlan::make_room(const SeekRoom& seek, const std::optional<ShareRoom>& room) {
     const std::string oldest = memory_.oldest_day();
-    auto copies = memory_.older_than(days_[seek.day].where.day, ROOM_FILES, {});
+    auto copies = memory_.older_than(where(seek.day).day, ROOM_FILES, {});
     std::erase_if(copies, [&](const CopiedFile& file) { return file.day != oldest; });
     // Another task may have taken the copies over since room was asked for.
     room_.in_the_making = !copies.empty();

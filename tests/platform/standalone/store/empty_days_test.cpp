@@ -30,6 +30,25 @@ TEST_F(EmptyDaysTest, FolderWithNothingInItIsEmptyAndHasItsStamp) {
     ASSERT_TRUE(stamp);
     EXPECT_EQ(*stamp, stamp_of(open_folder(AT_FDCWD, day_.c_str(), 0), clock));
     EXPECT_TRUE(has_stamp(day_, *stamp));
+    EXPECT_TRUE(EmptyDays(channel_).is_as_it_was(DAY, *stamp));
+}
+
+TEST_F(EmptyDaysTest, FolderIsNoLongerAsItWasWhenAnythingHasComeOrTakenItsPlace) {
+    if (!spares_reading()) GTEST_SKIP() << "an unknown file system";
+    fs::create_directories(day_);
+    const auto stamp = look();
+    ASSERT_TRUE(stamp);
+    const EmptyDays days(channel_);
+    EXPECT_FALSE(days.is_as_it_was("2024-03-02", *stamp)) << "nothing";
+    let_time_pass();
+    fs::rename(day_, channel_ + "/aside");
+    fs::create_directory_symlink("aside", day_);
+    EXPECT_FALSE(days.is_as_it_was(DAY, *stamp)) << "a link";
+    fs::remove(day_);
+    fs::rename(channel_ + "/aside", day_);
+    write_file(day_ + "/12-00-00.mp4", "x");
+    EXPECT_FALSE(days.is_as_it_was(DAY, *stamp)) << "a recording";
+    EXPECT_FALSE(days.is_as_it_was(DAY, FolderStamp())) << "a stamp that tells nothing";
 }
 
 TEST_F(EmptyDaysTest, WhateverLiesInItMakesItADayToLookAt) {

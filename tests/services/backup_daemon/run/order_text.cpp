@@ -30,7 +30,8 @@ std::string print(const ListDay& order) {
                        (order.normal ? " normal" : "") + (order.alarm ? " alarm" : "") + " " +
                        order.remote + (order.ask_share ? " asked" : "");
     for (const DayBeyond& day : order.beyond)
-        text += " + " + day.recordings + " " + day.day + (day.empty.inode != 0 ? " stamped" : "");
+        text += " + " + order.folders->at(day.folder).recordings + " " + day.day +
+                (day.empty.inode != 0 ? " stamped" : "");
     return text;
 }
 

@@ -81,9 +81,10 @@ bool RecordingWorld::is_there(const std::string& folder) const {
 std::vector<standalone::FolderStamp> RecordingWorld::empty_beyond(const ListDay& order) const {
     std::vector<standalone::FolderStamp> stamps;
     for (const DayBeyond& day : order.beyond) {
-        const std::string folder = day.recordings + "/" + day.day;
+        const ChannelFolder& channel = order.folders->at(day.folder);
+        const std::string folder = channel.recordings + "/" + day.day;
         const auto made = made_.find(folder);
-        if (made == made_.end() || day.disk != DISK) break;
+        if (made == made_.end() || channel.disk != DISK) break;
         const bool is_known = day.empty.inode != 0 && day.empty.changed_ns == made->second;
         const auto first = recordings_.lower_bound(folder + "/");
         const bool has_some = first != recordings_.end() && first->first.starts_with(folder + "/");

@@ -53,6 +53,27 @@ TEST_F(RunPlanRowsTest, BeforeCopyingEachRowIsAskedForWithItsStamps) {
     EXPECT_TRUE(asked.back().ends_with(day_of(DAYS) + " stamped")) << asked.back();
 }
 
+/// Cameras are measured one after the other, and their days come in turn then.
+TEST_F(RunPlanRowsTest, BeforeCopyingTheOldestDayComesFirstWhicheverCamerasItIs) {
+    goal.lanes = goal.lanes_far = 1;
+    goal.channels = sample_goal().channels;
+    goal.selection.first_day = "2023-01-01";
+    goal.selection.last_day = "2025-12-31";
+    for (const char* day : {"2023-12-31", "2024-02-29", "2024-03-02", "2024-04-01", "2025-01-01"})
+        world.make_day("/rec/yard", day);
+    std::vector<std::string> days;
+    for (const std::string& order : looks(rest(), true))
+        for (std::size_t at = order.find("/rec/"); at != order.npos;
+             at = order.find("/rec/", at + 1))
+            days.push_back(order.substr(at + 10, 10) + order.substr(at + 4, 5));
+    EXPECT_EQ(days.size(), DAYS + 5U);
+    EXPECT_TRUE(
+        std::ranges::is_sorted(days, {}, [](const auto& day) { return day.substr(0, 10); }));
+    EXPECT_EQ(std::ranges::count(days, "2024-03-02/yard"), 1);
+    EXPECT_EQ(days.front(), "2023-12-31/yard");
+    EXPECT_EQ(days.back(), "2025-01-01/yard");
+}
+
 TEST_F(RunPlanRowsTest, DayWithRecordingsInARowHasALookOfItsOwn) {
     world.record("/rec/door", day_of(20), "08-00-00.mp4", 100);
     EXPECT_EQ(rest_that("copy").size(), 1U);
