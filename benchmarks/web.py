@@ -1,4 +1,4 @@
-"""The rate behind Apache: requests in a row and all at once, in turn with an empty program."""
+"""The rate behind Apache: requests in a row and all at once, in turn with the empty program."""
 import re
 import statistics
 import subprocess
@@ -59,7 +59,9 @@ def measure(port, sid, empty, report, quick):
     for name, requests, clients in ROWS:
         if not report.wants(name):
             continue
-        (rates, bad), (empty_rates, _) = in_turn(url, empty, requests, clients)
+        (rates, bad), (empty_rates, empty_bad) = in_turn(url, empty, requests, clients)
+        if any(empty_bad):
+            sys.exit(f"bench: of the empty program's requests {sum(empty_bad)} have failed")
         rate, empty_rate = statistics.median(rates), statistics.median(empty_rates)
         report.row(name, requests=requests, clients=clients, per_second=rate,
                    empty_per_second=empty_rate, ratio=rate / empty_rate, failures=sum(bad))
