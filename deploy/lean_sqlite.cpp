@@ -2,7 +2,7 @@
 // itself. A connection sets them up when it is opened, and no request asks for them.
 //
 // SQLite has a list of these functions, and takes 0 for success. Of a function that stands here the
-// linker takes no other from SQLite's archive. Were one called otherwise some day, it would be back.
+// linker takes no other from SQLite's archive. Should one be called otherwise some day, it is back.
 extern "C" {
 int sqlite3Fts3Init(void*) {
     return 0;
