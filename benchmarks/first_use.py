@@ -11,30 +11,35 @@ from collections import Counter
 from pathlib import Path
 
 HEAD = """\
-/* The object files whose functions requests run, in the order of use: one after the other, so that
-   few pages of the program are read and mapped. Those that are not there are not missed.
-   benchmarks/first_use.py has made this. */
+/* The object files whose functions requests run, in the order of use: their functions, constants
+   and variables one after the other, so that few pages of the program are read and mapped. Those
+   that are not there are not missed. benchmarks/first_use.py has made this. */
+"""
+SECTION = """\
 SECTIONS
-{
-  .text.first :
-  {
+{{
+  {0}.first :
+  {{
+{1}  }}
+}}
+INSERT BEFORE {0};
 """
-LINE = "    *{}(.text .text.*)\n"
-TAIL = """\
-  }
-}
-INSERT BEFORE .text;
-"""
+LINE = "    *{0}({1} {1}.*)\n"
+
+# What valgrind has another name for; how a program finds the kernel's clock, which valgrind keeps
+# from it; and what setting the zone takes, which is set already where requests are counted.
+UNSEEN = ("_start", "_dl_new_object", "_dl_setup_hash", "_dl_lookup_symbol_x",
+          "__libc_alloca_cutoff", "__tsearch")
 
 
 def placed(link_map):
-    """The code of each object file of an archive: where it begins and ends, its name, and whether
-    it is ours."""
+    """The code of each object file: where it begins and ends, its name, and whether it is ours."""
     said = Path(link_map).read_text()
-    found = re.findall(r"^ \.text\S*\s+0x(\w+)\s+0x(\w+)\s+(\S*?)([^/\s]+\.a)\((.+)\)$",
+    found = re.findall(r"^ \.text\S*\s+0x(\w+)\s+0x(\w+)\s+(\S*?)([^/\s()]+)(?:\((.+)\))?$",
                        said[said.index("Linker script and memory map"):], re.M)
-    return sorted((int(begin, 16), int(begin, 16) + int(size, 16), f"{archive}:{member}",
-                   not folder.startswith("/")) for begin, size, folder, archive, member in found)
+    return sorted((int(begin, 16), int(begin, 16) + int(size, 16),
+                   f"{file}:{member}" if member else file, not folder.startswith("/"))
+                  for begin, size, folder, file, member in found)
 
 
 def addresses(program):
@@ -48,8 +53,10 @@ def addresses(program):
 def functions(counted):
     """Those that were run, by their first call; the variants for other processors, too."""
     said = "\n".join(Path(name).read_text(errors="replace") for name in counted)
+    yield from UNSEEN
     for name in dict.fromkeys(re.findall(r"(?m)^c?fn=\(\d+\) ([^'\n]+)", said)):
-        yield from (name, name.replace("_avx2", "_evex"), name.replace("_avx_", "_avx512_"))
+        yield from (name, name.replace("_avx_", "_avx512_"))
+        yield from (name.replace("_avx2", other) for other in ("_evex", "_evex_rtm", "_avx512"))
 
 
 def used(program, counted):
@@ -70,4 +77,5 @@ def used(program, counted):
 
 def script(names):
     """What the linker is told."""
-    return HEAD + "".join(LINE.format(name) for name in names) + TAIL
+    return HEAD + "".join(SECTION.format(kind, "".join(LINE.format(name, kind) for name in names))
+                          for kind in (".text", ".rodata", ".bss"))

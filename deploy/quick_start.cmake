@@ -8,6 +8,7 @@
 add_compile_options(-ffunction-sections -fdata-sections)
 add_library(quick_start INTERFACE)
 if(RECORDER_STATIC)
+    target_sources(quick_start INTERFACE ${CMAKE_CURRENT_LIST_DIR}/lean_sqlite.cpp)
     set(order ${CMAKE_CURRENT_LIST_DIR}/first_use.ld)
     target_link_options(quick_start INTERFACE
         -static-pie -Wl,-z,pack-relative-relocs -Wl,--gc-sections -Wl,-T,${order}

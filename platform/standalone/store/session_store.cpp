@@ -106,8 +106,8 @@ long long SessionStore::slide(const std::string& sid, const OwnSession& session)
 
 std::optional<User> SessionStore::find(const std::string& sid) {
     Statement row = database_.prepare(
-        "SELECT name, level FROM session JOIN user ON name = user "
-        "WHERE sid_hash = ? AND expires_ms > ?");
+        "SELECT name, level FROM user WHERE name = "
+        "(SELECT user FROM session WHERE sid_hash = ? AND expires_ms > ?)");
     if (!row.bind(1, hash_sid(sid)).bind(2, now()).step()) return {};
     return User{row.text(0), static_cast<unsigned>(row.integer(1))};
 }

@@ -1,0 +1,22 @@
+// What is left out of SQLite in the CGI programs: full-text search, R-trees, and its tables about
+// itself. A connection sets them up when it is opened, and no request asks for them.
+//
+// SQLite has a list of these functions, and takes 0 for success. Of a function that stands here the
+// linker takes no other from SQLite's archive. Should one be called otherwise some day, it is back.
+extern "C" {
+int sqlite3Fts3Init(void*) {
+    return 0;
+}
+int sqlite3Fts5Init(void*) {
+    return 0;
+}
+int sqlite3RtreeInit(void*) {
+    return 0;
+}
+int sqlite3DbstatRegister(void*) {
+    return 0;
+}
+int sqlite3StmtVtabInit(void*) {
+    return 0;
+}
+}
