@@ -18,7 +18,7 @@ HEAD = """\
 SECTION = """\
 SECTIONS
 {{
-  {0}.first :
+  {0}.first :{2}
   {{
 {1}  }}
 }}
@@ -75,7 +75,13 @@ def used(program, counted):
     return files
 
 
+# The linker's own script begins a page, which is not to be run, with .rodata: so does what stands
+# before that.
+KINDS = {".text": "", ".rodata": " ALIGN(CONSTANT(MAXPAGESIZE))", ".bss": ""}
+
+
 def script(names):
     """What the linker is told."""
-    return HEAD + "".join(SECTION.format(kind, "".join(LINE.format(name, kind) for name in names))
-                          for kind in (".text", ".rodata", ".bss"))
+    return HEAD + "".join(
+        SECTION.format(kind, "".join(LINE.format(name, kind) for name in names), place)
+        for kind, place in KINDS.items())

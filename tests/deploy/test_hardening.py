@@ -26,10 +26,11 @@ void copy(char* to, const char* from) { while ((*to++ = *from++) != 0) {} }
 int main(int, char** words) { return own_function(words[0]); }
 """
 FLAGS = ["-fPIE", "-fstack-protector-strong", "-fstack-clash-protection", "-fcf-protection",
-         "-D_FORTIFY_SOURCE=3", "-Wl,-z,relro", "-Wl,-z,now"]
+         "-D_FORTIFY_SOURCE=3", "-Wl,-z,relro", "-Wl,-z,now", "-Wl,-z,separate-code"]
 # What stands in place of each flag that is taken away, where the compiler would have it by itself.
 INSTEAD = {"-fPIE": ["-fno-pie", "-no-pie"], "-Wl,-z,relro": ["-Wl,-z,norelro"],
-           "-Wl,-z,now": ["-Wl,-z,lazy"], "-fcf-protection": ["-fcf-protection=none"]}
+           "-Wl,-z,now": ["-Wl,-z,lazy"], "-Wl,-z,separate-code": ["-Wl,-z,noseparate-code"],
+           "-fcf-protection": ["-fcf-protection=none"]}
 
 
 @pytest.mark.parametrize("program", ALL_PROGRAMS)
@@ -57,6 +58,7 @@ def test_debians_own_check_finds_nothing(program):
     ("-D_FORTIFY_SOURCE=3", {"calls that know sizes"}),
     ("-Wl,-z,relro", {"relocations read-only"}),
     ("-Wl,-z,now", {"bound at once"}),
+    ("-Wl,-z,separate-code", {"constants that are no code"}),
     ("-fPIE", {"position-independent"}),
 ])
 def test_a_flag_that_is_taken_away_is_missed(tmp_path, linked, absent, missed):

@@ -31,6 +31,14 @@ def code_of(program, names):
     return {head[1]: block[head.end():] for head, block in headed if head and head[1] in names}
 
 
+def constants_are_no_code(headers):
+    """By readelf's list of segments, and then of the sections in each."""
+    flags = re.findall(r"(?m)^  [A-Z_]+ +(?:0x\w+ +){5}([R ][W ][E ])", headers)
+    sections = re.findall(r"(?m)^   \d\d +(.*)$", headers)
+    assert len(flags) == len(sections) and any("E" in flag for flag in flags)
+    return not any("E" in flag and ".rodata" in held for flag, held in zip(flags, sections))
+
+
 def missing_in_file(program):
     """What the loader is not asked for."""
     headers, dynamic = said_by("readelf", "-hlW", program), said_by("readelf", "-dW", program)
@@ -38,6 +46,7 @@ def missing_in_file(program):
         "position-independent": re.search(r"Type: +DYN ", headers),
         "relocations read-only": "GNU_RELRO" in headers,
         "bound at once": re.search(r"BIND_NOW|\bNOW\b", dynamic),
+        "constants that are no code": constants_are_no_code(headers),
     }.items() if not found}
 
 
