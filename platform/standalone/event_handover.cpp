@@ -42,7 +42,9 @@ bool limit(const FileHandle& socket, int direction, std::chrono::milliseconds lo
 
 AnswerLine new_answer_line() {
     std::array<int, 2> ends{-1, -1};
-    socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data());  // or they stay none
+    // What fails may have left numbers there.
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        return {FileHandle(), FileHandle()};
     return {FileHandle(ends[0]), FileHandle(ends[1])};
 }
 

@@ -2,6 +2,7 @@
 #include "platform/recorder_log.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
@@ -95,12 +96,16 @@ bool store_here(const standalone::NewEvent& event, bool answered) {
     return true;
 }
 
+/// For a service that has the database open and nothing else to do. One that is stuck may not hold
+/// requests up: whoever has an event can always store it.
+constexpr std::chrono::milliseconds LONGEST_HANDOVER(1000);
+
 /// The log service has the event database open, and to open it costs more than to ask. Whoever has
 /// it open, too, does without.
 bool store(const standalone::NewEvent& event) {
     using standalone::Handover;
     if (standalone::event_log_is_open()) return store_here(event, true);
-    switch (standalone::hand_over(event, standalone::longest_wait())) {
+    switch (standalone::hand_over(event, std::min(standalone::longest_wait(), LONGEST_HANDOVER))) {
         case Handover::stored:
             return true;
         case Handover::left_out:

@@ -51,9 +51,10 @@ FileHandle bound_socket(const std::string& path) {
     if (path.size() >= sizeof address.sun_path) fail("its name is too long for a socket");
     std::memcpy(address.sun_path, path.data(), path.size());
     FileHandle made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!made) fail(std::strerror(errno));
     unlink(path.c_str());
     // The mode before there is a name to come by.
-    if (!made || fchmod(made.get(), 0600) != 0 ||
+    if (fchmod(made.get(), 0600) != 0 ||
         bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         fail(std::strerror(errno));
     return made;
@@ -128,7 +129,7 @@ void EventIntake::store(std::vector<Letter>& letters) {
     standalone::Database& events = standalone::events_for_writing();
     // A request opens the one that is there now.
     if (events.was_replaced())
-        throw std::runtime_error("the event database was replaced: start recorder-logd anew");
+        throw std::runtime_error("the event database was replaced: start the services anew");
     standalone::Transaction transaction(events);
     for (Letter& letter : letters)
         if (still_waits(letter.line))

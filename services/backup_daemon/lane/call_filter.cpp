@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <initializer_list>
 #include <memory>
 #include <new>
 #include <system_error>
@@ -88,15 +89,31 @@ void refuse(const Filter& filter, int call) {
     require(seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(EPERM), call, 0), "seccomp_rule_add");
 }
 
-void refuse(const Filter& filter, int call, const scmp_arg_cmp& when) {
-    require(seccomp_rule_add_array(filter.get(), SCMP_ACT_ERRNO(EPERM), call, 1, &when),
+/// @param when all of these, each of another argument
+void refuse(const Filter& filter, int call, std::initializer_list<scmp_arg_cmp> when) {
+    require(seccomp_rule_add_array(filter.get(), SCMP_ACT_ERRNO(EPERM), call,
+                                   static_cast<unsigned>(when.size()), when.begin()),
             "seccomp_rule_add_array");
+}
+
+scmp_arg_cmp is(unsigned argument, scmp_datum_t value, scmp_datum_t bits) {
+    return {.arg = argument, .op = SCMP_CMP_MASKED_EQ, .datum_a = bits, .datum_b = value};
 }
 
 /// A call that names a process may name this one.
 void refuse_unless(const Filter& filter, int call, pid_t self) {
     const auto value = static_cast<scmp_datum_t>(self);
-    refuse(filter, call, {.arg = 0, .op = SCMP_CMP_NE, .datum_a = value, .datum_b = 0});
+    refuse(filter, call, {{.arg = 0, .op = SCMP_CMP_NE, .datum_a = value, .datum_b = 0}});
+}
+
+/// Datagrams to sockets with paths, which Landlock lets pass: the log service takes the user's for
+/// events. The kernel makes one kind of the two.
+void refuse_letters(const Filter& filter) {
+    constexpr scmp_datum_t TYPE = 0xf;  // the bits beside it are flags
+    for (const scmp_datum_t type : {SOCK_DGRAM, SOCK_RAW}) {
+        refuse(filter, SCMP_SYS(socket), {is(0, AF_UNIX, 0xffffffff), is(1, type, TYPE)});
+        refuse(filter, SCMP_SYS(socketpair), {is(1, type, TYPE)});
+    }
 }
 
 }  // namespace
@@ -106,8 +123,8 @@ void filter_calls() {
     if (!filter) throw std::bad_alloc();
     for (const int call : REFUSED) refuse(filter, call);
     for (const auto& [call, argument, value, bits] : REFUSED_WITH)
-        refuse(filter, call,
-               {.arg = argument, .op = SCMP_CMP_MASKED_EQ, .datum_a = bits, .datum_b = value});
+        refuse(filter, call, {is(argument, value, bits)});
+    refuse_letters(filter);
     refuse_unless(filter, SCMP_SYS(prlimit64), 0);
     refuse_unless(filter, SCMP_SYS(tgkill), getpid());
     require(seccomp_load(filter.get()), "seccomp_load");

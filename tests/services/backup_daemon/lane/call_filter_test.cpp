@@ -114,6 +114,25 @@ TEST(CallFilter, SocketThatMakesItsLastOwnerWaitIsRefused) {
     });
 }
 
+TEST(CallFilter, NoLetterIsSentToTheLogService) {
+    expect_refused([] {
+        int ends[2];
+        return Errors{error_of(::socket(AF_UNIX, SOCK_DGRAM, 0)),
+                      error_of(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
+                      error_of(::socket(AF_UNIX, SOCK_RAW, 0)),
+                      error_of(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends)),
+                      error_of(socketpair(AF_UNIX, SOCK_RAW | SOCK_CLOEXEC, 0, ends))};
+    });
+}
+
+TEST(CallFilter, NamesAreAskedForByWayOfServicesAndOfTheNetwork) {
+    EXPECT_EQ(found_by_a_process([] {
+                  return Errors{error_of(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)),
+                                error_of(::socket(AF_INET, SOCK_DGRAM, 0))};
+              }),
+              (Errors{0, 0}));
+}
+
 #ifdef __x86_64__
 TEST(CallFilter, OtherTableOfCallsEndsTheProcess) {
     constexpr long OTHER_TABLE = 0x40000000;
