@@ -85,12 +85,12 @@ std::size_t telling_arguments(unsigned event_id) {
     return events::is_of_a_run(event_id) ? 2 : 0;
 }
 
-/// @param answered the log service does not have the event, so it is not looked for
+/// @param may_be_there the log service was told of it, and has not answered
 /// @return whether it is stored; otherwise its minute is full
-bool store_here(const standalone::NewEvent& event, bool answered) {
+bool store_here(const standalone::NewEvent& event, bool may_be_there) {
     standalone::EventStore& log = standalone::event_log();
     standalone::Transaction transaction(standalone::events_for_writing());
-    if (!answered && log.holds(event.event)) return true;
+    if (may_be_there && log.holds(event.event)) return true;
     if (!log.append_within_limit(event)) return false;
     transaction.commit();
     return true;
@@ -104,18 +104,18 @@ constexpr std::chrono::milliseconds LONGEST_HANDOVER(1000);
 /// it open, too, does without.
 bool store(const standalone::NewEvent& event) {
     using standalone::Handover;
-    if (standalone::event_log_is_open()) return store_here(event, true);
+    if (standalone::event_log_is_open()) return store_here(event, false);
     switch (standalone::hand_over(event, std::min(standalone::longest_wait(), LONGEST_HANDOVER))) {
         case Handover::stored:
             return true;
         case Handover::left_out:
             return false;
         case Handover::not_taken:
-            return store_here(event, true);
+            return store_here(event, false);
         case Handover::unanswered:
             break;
     }
-    return store_here(event, false);
+    return store_here(event, true);
 }
 
 /// @return 0, or -1 when the event can be stored nowhere
