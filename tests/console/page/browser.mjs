@@ -56,12 +56,12 @@ export class Console {
     one.context.setDefaultTimeout(SECONDS);
     one.page = await one.context.newPage();
     one.complaints = [];
+    // The browser notes every refusal of the recorder's as an error; those are meant.
+    one.meant = /status of 4\d\d/;
     one.page.on("pageerror", (error) => one.complaints.push(String(error)));
     one.page.on("console", (message) => {
-      // The browser notes every refusal of the recorder's as an error; those are meant.
-      if (message.type() === "error" && !/status of 4\d\d/.test(message.text())) {
-        one.complaints.push(message.text());
-      }
+      const isMeant = one.meant.test(message.text());
+      if (message.type() === "error" && !isMeant) one.complaints.push(message.text());
     });
     one.page.on("request", (request) => {
       if (!request.url().startsWith(one.url)) one.complaints.push(`asked ${request.url()}`);
