@@ -3,6 +3,7 @@
 
 #include "console/cookie.h"
 #include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/registry_answers.h"
 
 namespace console {
 
@@ -23,14 +24,14 @@ Reply session_reply(const OwnSession& session, std::vector<std::string> headers)
 }
 
 OwnSession require_administrator(const Request& request) {
-    SessionStore sessions(standalone::registry_for_reading());
-    auto session = request.sid.empty() ? std::nullopt : sessions.look(request.sid);
+    auto session = request.sid.empty() ? std::nullopt : standalone::known_session(request.sid);
     if (!session)
         throw Refusal{.status = 401, .code = "no_session", .text = "Nobody is signed in."};
     if (session->user.level < ADMINISTRATOR_LEVEL) throw not_administrator();
     if (request.parameter("poll") == "1") return *session;
-    session->expires_ms =
-        SessionStore(standalone::registry_for_writing()).slide(request.sid, *session);
+    if (SessionStore::gains_by_use(*session))
+        session->expires_ms =
+            SessionStore(standalone::registry_for_writing()).slide(request.sid, *session);
     return *session;
 }
 

@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "platform/recorder_log.h"
-#include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/cookie.h"
+#include "platform/standalone/store/registry_answers.h"
 #include "platform/standalone/store/session_store.h"
 #include "platform/standalone/store/text_buffer.h"
 
@@ -116,10 +116,9 @@ tagPARAMETER* _CGI_Find_Parameter(tagINPUT* input, const char* name, ...) {
 int cgi_check_user_authentication_v3(tagINPUT* input, t_ostra_auth_info* info, unsigned level) {
     if (input == nullptr || input->sid.empty()) return -1;
     try {
-        standalone::SessionStore sessions(standalone::registry_for_reading());
-        const auto user = sessions.find(input->sid);
-        if (!user || user->level < level) return -1;
-        fill_user(*user, *info);
+        const auto session = standalone::known_session(input->sid);
+        if (!session || session->user.level < level) return -1;
+        fill_user(session->user, *info);
         return 0;
     } catch (const std::exception& error) {
         DEBUG_LINE("session store: %s\n", error.what());

@@ -6,6 +6,7 @@
 #include "platform/rec_state.h"
 #include "platform/recorder_log.h"
 #include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/registry_answers.h"
 #include "platform/standalone/store/strict_json.h"
 #include "platform/standalone/store/task_store.h"
 #include "platform/utilities.h"
@@ -89,7 +90,7 @@ int __nvrcfg_set_rr_settings(const char* srcFile, int srcLine, std::string text)
 int __nvrcfg_get_key_value(const char* srcFile, int srcLine, const char* section, const char* key,
                            std::string& value, int* error) {
     const int status = guarded(srcFile, srcLine, [&] {
-        auto found = config_keys().get(section, key);
+        auto found = known_key(section, key);
         if (!found) return NVRCFG_KEY_NOT_FOUND;
         value = std::move(*found);
         return 0;

@@ -7,8 +7,7 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/standalone/store/connections.h"
-#include "platform/standalone/store/session_store.h"
+#include "platform/standalone/store/registry_answers.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/json_grammar.h"
 
@@ -126,14 +125,9 @@ bool too_much(const std::string& query) {
 
 namespace standalone {
 
-Database& registry_for_reading() {
-    static Database database(":memory:", Database::Access::reading);
-    return database;
-}
-
-std::optional<User> SessionStore::find(const std::string& sid) {
+std::optional<OwnSession> known_session(const std::string& sid) {
     asked_sid = sid;
-    return User{.name = session_owner, .level = ADMINISTRATOR_LEVEL};
+    return OwnSession{.user = {.name = session_owner, .level = ADMINISTRATOR_LEVEL}};
 }
 
 }  // namespace standalone

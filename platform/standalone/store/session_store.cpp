@@ -26,6 +26,10 @@ long long now() {
     return static_cast<long long>(current_time_stamp());
 }
 
+long long end_by_use(const OwnSession& session) {
+    return std::min(session.ends_ms, now() + IDLE_MINUTES * MINUTE_MS);
+}
+
 }  // namespace
 
 std::string SessionStore::open(const std::string& user, long long minutes) {
@@ -95,21 +99,17 @@ std::optional<OwnSession> SessionStore::look(const std::string& sid) {
                       .ends_ms = row.integer(3)};
 }
 
+bool SessionStore::gains_by_use(const OwnSession& session) {
+    return end_by_use(session) >= session.expires_ms + MINUTE_MS;
+}
+
 long long SessionStore::slide(const std::string& sid, const OwnSession& session) {
-    const long long expires = std::min(session.ends_ms, now() + IDLE_MINUTES * MINUTE_MS);
-    if (expires < session.expires_ms + MINUTE_MS) return session.expires_ms;
+    if (!gains_by_use(session)) return session.expires_ms;
+    const long long expires = end_by_use(session);
     Statement update = database_.prepare(
         "UPDATE session SET expires_ms = ? WHERE sid_hash = ? AND ends_ms IS NOT NULL");
     update.bind(1, expires).bind(2, hash_sid(sid)).step();
     return expires;
-}
-
-std::optional<User> SessionStore::find(const std::string& sid) {
-    Statement row = database_.prepare(
-        "SELECT name, level FROM user WHERE name = "
-        "(SELECT user FROM session WHERE sid_hash = ? AND expires_ms > ?)");
-    if (!row.bind(1, hash_sid(sid)).bind(2, now()).step()) return {};
-    return User{row.text(0), static_cast<unsigned>(row.integer(1))};
 }
 
 }  // namespace standalone

@@ -48,8 +48,11 @@ public:
     /// The session of `sid`; nothing when there is none or it has expired. One read.
     std::optional<OwnSession> look(const std::string& sid);
 
-    /// Has a session that open_sliding() opened begin its idle time anew. Writes when that gains a
-    /// minute, and not before; of other sessions, and of none, it changes nothing.
+    /// Whether use has a session end a minute later than it would, at least.
+    static bool gains_by_use(const OwnSession& session);
+
+    /// Has a session that open_sliding() opened begin its idle time anew. Writes when it gains by
+    /// that, and not before; of other sessions, and of none, it changes nothing.
     /// @param session what look() has just told
     /// @return when it now expires
     long long slide(const std::string& sid, const OwnSession& session);
@@ -59,9 +62,6 @@ public:
 
     /// @return whether there was such a session
     bool close(const std::string& sid);
-
-    /// Whose session `sid` is; nothing when there is none or it has expired. One read.
-    std::optional<User> find(const std::string& sid);
 
 private:
     std::string add(const std::string& user, long long minutes, std::optional<long long> longest);

@@ -18,6 +18,7 @@ constexpr char CONFIG[] = "/config.db";
 constexpr char REGISTRY[] = "/registry.db";
 constexpr char EVENTS[] = "/events.db";
 constexpr char EVENT_SOCKET[] = "/events.socket";
+constexpr char REGISTRY_ANSWERS[] = "/registry.answers";
 constexpr char RECORDING_INDEX[] = "/recordings.index";
 
 /// A folder that is in use for something else keeps its mode: it is refused, not locked up.
@@ -59,6 +60,10 @@ std::string event_database_path() {
 
 std::string event_socket_path() {
     return state_folder() + EVENT_SOCKET;
+}
+
+std::string registry_answers_path() {
+    return state_folder() + REGISTRY_ANSWERS;
 }
 
 std::string recording_index_path() {

@@ -24,6 +24,9 @@ std::string event_database_path();
 /// Path of the socket on which the log service takes events (docs/formats.md, "Event letters").
 std::string event_socket_path();
 
+/// Path of the registry's answers that are kept, which may be missing at any time.
+std::string registry_answers_path();
+
 /// Path of the index of the channels' recordings, which may be missing at any time.
 std::string recording_index_path();
 
