@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <charconv>
+#include <cstdint>
 #include <mutex>
 #include <string_view>
 
@@ -24,8 +26,16 @@ constexpr long long MAGIC = 0x315257534e414352;  // "RCANSWR1"; another one when
 constexpr std::size_t SLOT = 512;
 constexpr std::size_t SEAL = 3 * sizeof(long long);
 constexpr int HOW_TO_OPEN = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-constexpr off_t CHANGE_COUNTER = 24;  // sqlite.org/fileformat2.html#file_change_counter
-constexpr ssize_t COUNTER_BYTES = 4;
+
+/// What of a database's header tells its state (sqlite.org/fileformat2.html#database_header).
+struct Header {
+    static constexpr off_t PLACE = 18;
+
+    unsigned char writers = 0;  ///< 1: changes are made in the file; 2: beside it, in a log
+    unsigned char readers = 0;
+    std::array<unsigned char, 4> others{};
+    std::array<unsigned char, 4> change_counter{};
+};
 
 /// What a state of the registry is known by: its file, and how often that was written to. Each
 /// transaction of a database with a rollback journal writes another counter, before it is done, and
@@ -58,9 +68,12 @@ std::optional<Mark> registry_mark() {
     static OpenRegistry registry;
     const std::scoped_lock lock(guard);
     const std::string path = registry_database_path();
-    long long counter = 0;
+    Header header;
     if (!registry.is_at(path) && !registry.open_at(path)) return {};
-    if (pread(registry.file, &counter, COUNTER_BYTES, CHANGE_COUNTER) != COUNTER_BYTES) return {};
+    if (pread(registry.file, &header, sizeof header, Header::PLACE) != sizeof header) return {};
+    // Somebody has given it a write-ahead log, whose changes leave the file as it is.
+    if (header.writers != 1 || header.readers != 1) return {};
+    const auto counter = std::bit_cast<std::uint32_t>(header.change_counter);
     const struct stat& found = registry.found;
     return Mark{static_cast<long long>(found.st_dev), static_cast<long long>(found.st_ino),
                 found.st_size, nanoseconds(found.st_ctim), counter};

@@ -1,6 +1,8 @@
 // The registry's answers that are kept beside it: never others than it would give itself.
 #include "platform/standalone/store/kept_answers.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +14,7 @@
 
 #include "platform/nvrcfg.h"
 #include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/file_handle.h"
 #include "platform/standalone/store/registry_answers.h"
 #include "platform/standalone/store/user_store.h"
 #include "tests/support/temporary_state.h"
@@ -82,6 +85,73 @@ TEST_F(KeptAnswersTest, AnotherRegistryInItsPlaceIsAsked) {
     std::filesystem::rename(path + ".new", path);
     EXPECT_TRUE(asks("a"));
     EXPECT_FALSE(asks("a"));
+}
+
+TEST_F(KeptAnswersTest, AnotherContentOfItsFileIsAsked) {
+    EXPECT_TRUE(asks("a"));
+    const FileHandle file(open(registry_database_path().c_str(), O_WRONLY));
+    const char byte = 'S';  // as the file begins
+    ASSERT_EQ(pwrite(file.get(), &byte, 1, 0), 1);
+    EXPECT_TRUE(asks("a"));
+    EXPECT_FALSE(asks("a"));
+}
+
+TEST_F(KeptAnswersTest, AnotherChangeCounterIsEnoughToHaveItAsked) {
+    const FileHandle file(open(registry_database_path().c_str(), O_RDWR));
+    void* mapped = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    ASSERT_NE(mapped, MAP_FAILED);
+    auto* counter = static_cast<volatile unsigned char*>(mapped) + 24;
+    // Only the first change of a page that is clean gives the file another change time.
+    *counter = 1;
+    EXPECT_TRUE(asks("a", "first"));
+    EXPECT_FALSE(asks("a", "first"));
+    *counter = 2;
+    EXPECT_TRUE(asks("a", "second"));
+    munmap(mapped, 4096);
+}
+
+TEST_F(KeptAnswersTest, WithAWriteAheadLogNothingIsKept) {
+    database_.run("PRAGMA journal_mode=WAL");
+    for (const std::string stored : {"1", "2", "3"}) {
+        write_registry(stored);
+        EXPECT_TRUE(asks("a", stored));
+        EXPECT_TRUE(asks("a", stored));
+    }
+    database_.run("PRAGMA journal_mode=DELETE");
+    EXPECT_TRUE(asks("a"));
+    EXPECT_FALSE(asks("a"));
+}
+
+/// Whether another process is kept from writing.
+bool is_held() {
+    const pid_t child = fork();
+    if (child == 0) {
+        const int file = open(registry_database_path().c_str(), O_RDWR);
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = 0x40000000;  // sqlite.org/src, PENDING_BYTE; its other locks follow
+        lock.l_len = 512;
+        _exit(file >= 0 && fcntl(file, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
+TEST_F(KeptAnswersTest, WhoAsksKeepsTheLocksOfItsProcess) {
+    const std::string path = registry_database_path();
+    std::filesystem::copy_file(path, path + ".other");
+    EXPECT_FALSE(is_held());
+    const Transaction transaction(database_);
+    EXPECT_TRUE(asks("a"));
+    EXPECT_FALSE(asks("a"));
+    EXPECT_TRUE(is_held());
+    std::filesystem::rename(path, path + ".held");
+    std::filesystem::rename(path + ".other", path);
+    EXPECT_TRUE(asks("a"));
+    std::filesystem::rename(path + ".held", path);
+    EXPECT_TRUE(is_held());
 }
 
 TEST_F(KeptAnswersTest, WithoutARegistryNothingIsKept) {
@@ -182,7 +252,7 @@ TEST_F(KeptAnswersTest, SwitchesAndNumbersAreKeptAndTextsAreNot) {
         EXPECT_EQ(value("log", "keep_days"), stored);
         EXPECT_EQ(value("log", "keep_days"), stored);
     }
-    EXPECT_NE(answers().find("31"), std::string::npos);
+    EXPECT_NE(answers().find("=31"), std::string::npos);
     keys.unset("log", "keep_days");
     EXPECT_EQ(value("log", "keep_days"), "none");
     EXPECT_EQ(value("log", "keep_days"), "none");

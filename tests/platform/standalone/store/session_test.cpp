@@ -59,6 +59,16 @@ TEST_F(SessionTest, EndsAfterItsMinutesToTheMillisecond) {
     EXPECT_FALSE(sessions.look(sid));
 }
 
+TEST_F(SessionTest, EndsAfterItsMinutesForWhoeverHasUsedItBefore) {
+    set_clock = 1'700'000'000'000;
+    const std::string sid = open("admin", 5);
+    EXPECT_EQ(check("sid=" + sid), 0);
+    set_clock += 5 * 60'000 - 1;
+    EXPECT_EQ(check("sid=" + sid), 0);
+    ++set_clock;
+    EXPECT_NE(check("sid=" + sid), 0);
+}
+
 TEST_F(SessionTest, ASlidingOneEndsHalfAnHourAfterItsLastUse) {
     SessionStore sessions(database_);
     set_clock = 1'700'000'000'000;
@@ -149,6 +159,8 @@ TEST_F(SessionTest, RefusesWhenTheStoreIsNotThere) {
 
 TEST_F(SessionTest, StoresNeitherSidNorPasswordInTheOpen) {
     const std::string sid = open();
+    EXPECT_EQ(check("sid=" + sid), 0);
+    EXPECT_TRUE(std::filesystem::exists(registry_answers_path()));
     for (const auto& file : std::filesystem::directory_iterator(state_.folder())) {
         const std::string bytes = read_file(file.path());
         EXPECT_EQ(bytes.find(sid), std::string::npos) << file.path();
