@@ -12,6 +12,7 @@
 #include <mutex>
 #include <string_view>
 
+#include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/digest.h"
 #include "platform/standalone/store/file_handle.h"
 #include "platform/standalone/store/folder_reader.h"
@@ -122,14 +123,16 @@ void keep(const Mark& mark, const std::string& question, const std::string& answ
 
 std::optional<std::string> registry_answer(const std::string& question,
                                            const std::function<std::optional<std::string>()>& ask) {
-    const std::optional<Mark> before = registry_mark();
-    if (before) {
-        if (auto kept = kept_answer(*before, question)) return kept;
+    if (const std::optional<Mark> mark = registry_mark()) {
+        if (auto kept = kept_answer(*mark, question)) return kept;
     }
+    Database& registry = registry_for_reading();
+    const Transaction reading(registry, Database::Access::reading);
     auto answer = ask();
-    // Nothing was written between the two marks, so this is the answer of that state: whoever
-    // writes next has another counter, and who is writing now lets nobody read until he is done.
-    if (answer && before && registry_mark() == before) keep(*before, question, *answer);
+    // Nobody writes before the transaction ends, so this is the state that was read; unless the
+    // connection, which may be an old one, has another file than the name.
+    const std::optional<Mark> mark = registry_mark();
+    if (answer && mark && !registry.was_replaced()) keep(*mark, question, *answer);
     return answer;
 }
 

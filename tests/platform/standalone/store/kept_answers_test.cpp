@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <thread>
 
 #include "platform/nvrcfg.h"
 #include "platform/standalone/store/connections.h"
@@ -69,13 +70,31 @@ TEST_F(KeptAnswersTest, EachChangeOfTheRegistryHasItAskedAgain) {
     }
 }
 
-TEST_F(KeptAnswersTest, AnAnswerDuringWhichTheRegistryWasChangedIsNotKept) {
-    const auto changes = [this] {
-        write_registry();
-        return std::optional<std::string>("old");
+TEST_F(KeptAnswersTest, NobodyChangesWhatAnAnswerIsKeptOf) {
+    database_.limit_waiting(std::chrono::milliseconds(0));
+    const auto answer = [this] {
+        const auto value = config_keys().get("log", "keep_days");
+        EXPECT_THROW(write_registry(), DatabaseError);
+        return std::optional(value.value_or("none"));
     };
-    EXPECT_EQ(registry_answer("a", changes), "old");
-    EXPECT_TRUE(asks("a", "new"));
+    EXPECT_EQ(registry_answer("a", answer), "none");
+    EXPECT_FALSE(asks("a", "none"));
+    write_registry();
+    EXPECT_TRUE(asks("a", "1"));
+}
+
+TEST_F(KeptAnswersTest, WhatAnOldConnectionReadsIsNotKeptOfTheRegistryInItsPlace) {
+    write_registry("1");
+    const std::string path = registry_database_path();
+    std::filesystem::copy_file(path, path + ".new");
+    EXPECT_EQ(known_key("log", "keep_days"), "1");
+    {
+        Database other(path + ".new", Database::Access::writing);
+        KeyValueStore(other).set("log", "keep_days", "2");
+    }
+    std::filesystem::rename(path + ".new", path);
+    EXPECT_EQ(known_key("log", "keep_days"), "1");
+    std::thread([] { EXPECT_EQ(known_key("log", "keep_days"), "2"); }).join();
 }
 
 TEST_F(KeptAnswersTest, AnotherRegistryInItsPlaceIsAsked) {
@@ -84,7 +103,11 @@ TEST_F(KeptAnswersTest, AnotherRegistryInItsPlaceIsAsked) {
     std::filesystem::copy_file(path, path + ".new");
     std::filesystem::rename(path + ".new", path);
     EXPECT_TRUE(asks("a"));
-    EXPECT_FALSE(asks("a"));
+    std::thread([this] {  // with a connection of its own
+        EXPECT_TRUE(asks("a"));
+        EXPECT_FALSE(asks("a"));
+    })
+        .join();
 }
 
 TEST_F(KeptAnswersTest, AnotherContentOfItsFileIsAsked) {
