@@ -124,6 +124,13 @@ bool SettingsText::has(std::string_view field) const {
                                [field](const auto& set) { return set.first->name == field; });
 }
 
+std::vector<const TaskField*> SettingsText::fields() const {
+    std::vector<const TaskField*> carried;
+    carried.reserve(values_.size());
+    for (const auto& [field, value] : values_) carried.push_back(field);
+    return carried;
+}
+
 void SettingsText::merge_into(TDataBackupConfig& record) const {
     for (const auto& [field, value] : values_)
         std::visit(

@@ -28,7 +28,10 @@ public:
     /// Whether the text carries the field of that name.
     bool has(std::string_view field) const;
 
-    /// Sets the fields that the text carries.
+    /// The fields that the text carries, each once.
+    std::vector<const TaskField*> fields() const;
+
+    /// Sets these fields.
     void merge_into(TDataBackupConfig& record) const;
 
 private:

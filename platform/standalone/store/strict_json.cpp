@@ -21,8 +21,8 @@ bool is_digit(char byte) {
 bool begins_number(const std::string& text, std::size_t at) {
     constexpr std::string_view FIRST = "0123456789+-.";
     constexpr std::string_view INNER = "0123456789+-.eE";
-    const bool inside = at > 0 && INNER.find(text[at - 1]) != std::string_view::npos;
-    return !inside && FIRST.find(text[at]) != std::string_view::npos;
+    if (FIRST.find(text[at]) == std::string_view::npos) return false;
+    return at == 0 || INNER.find(text[at - 1]) == std::string_view::npos;
 }
 
 /// Whether a number begins otherwise than with one digit, or several of which the first is no zero.
@@ -43,6 +43,7 @@ bool begins_extension(const std::string& text, std::size_t at) {
 /// Whether a name is written with a zero in it. json-c keeps what stands before.
 bool has_cut_name(const std::string& text) {
     constexpr std::string_view ZERO = "\\u0000";
+    if (text.find(ZERO) == std::string::npos) return false;  // as nearly always
     bool in_string = false;
     bool has_zero = false;  // the string that was read last
     for (std::size_t at = 0; at < text.size(); ++at) {

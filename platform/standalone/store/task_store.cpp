@@ -22,16 +22,6 @@ std::optional<long long> task_number(const std::string& task_id) {
     return number;
 }
 
-/// The fields' names, each followed by `suffix`, joined by commas.
-std::string columns(const char* suffix = "") {
-    std::string list;
-    for (const TaskField& field : task_fields()) {
-        if (!list.empty()) list += ',';
-        list.append(field.name).append(suffix);
-    }
-    return list;
-}
-
 void store(Statement& statement, int parameter, bool value) {
     statement.bind(parameter, value);
 }
@@ -45,34 +35,37 @@ void store(Statement& statement, int parameter, const std::string& value) {
     statement.bind(parameter, value);
 }
 
-/// Binds the fields from parameter 1 on and gives the number behind the last one.
-int bind_record(Statement& statement, const TDataBackupConfig& record) {
-    int parameter = 1;
-    for (const TaskField& field : task_fields()) {
-        std::visit([&](auto member) { store(statement, parameter, record.*member); }, field.member);
-        ++parameter;
-    }
-    return parameter;
+using Fields = std::vector<const TaskField*>;
+
+void bind_field(Statement& statement, int parameter, const TaskField& field,
+                const TDataBackupConfig& record) {
+    std::visit([&](auto member) { store(statement, parameter, record.*member); }, field.member);
 }
 
+/// The table has the fields in their order behind the identifier. To have SQLite look for each by
+/// its name takes as long again.
 void insert_record(Database& database, const TDataBackupConfig& record) {
-    std::string places = "?";
-    while (places.size() < task_fields().size() * 2 - 1) places += ",?";
-    Statement insert =
-        database.prepare("INSERT INTO task (" + columns() + ") VALUES (" + places + ")");
-    bind_record(insert, record);
+    std::string sql = "INSERT INTO task VALUES(NULL";
+    for (std::size_t field = 0; field < task_fields().size(); ++field) sql += ",?";
+    Statement insert = database.prepare(sql + ")");
+    int parameter = 0;
+    for (const TaskField& field : task_fields()) bind_field(insert, ++parameter, field, record);
     insert.step();
 }
 
-void update_record(Database& database, long long number, const TDataBackupConfig& record) {
-    Statement update = database.prepare("UPDATE task SET " + columns(" = ?") + " WHERE taskID = ?");
-    update.bind(bind_record(update, record), number).step();
-}
-
-std::optional<TDataBackupConfig> load_task(Database& database, const std::string& task_id) {
-    const auto number = task_number(task_id);
-    if (!number) return {};
-    return read_task(database, *number);
+/// Writes these fields of a record and reads none of the others.
+/// @return whether there is such a task
+bool update_record(Database& database, long long number, const TDataBackupConfig& record,
+                   const Fields& fields) {
+    if (fields.empty()) return read_task(database, number).has_value();
+    std::string sql = "UPDATE task SET ";
+    for (const TaskField* field : fields) sql.append(field->name).append("=?,");
+    sql.back() = ' ';
+    Statement update = database.prepare(sql + "WHERE taskID=?");
+    int parameter = 0;
+    for (const TaskField* field : fields) bind_field(update, ++parameter, *field, record);
+    update.bind(++parameter, number).step();
+    return database.changes() != 0;
 }
 
 void bind_time(Statement& statement, int parameter, std::optional<long long> time) {
@@ -133,20 +126,15 @@ const std::list<TDataBackupConfig>& TaskStore::known() {
 }
 
 std::optional<TDataBackupConfig> TaskStore::find(const std::string& task_id) {
-    return load_task(database_, task_id);
+    const auto number = task_number(task_id);
+    if (!number) return {};
+    return read_task(database_, *number);
 }
 
 int TaskStore::apply_settings(const std::string& text) {
     SettingsText settings;
     if (const int status = SettingsText::parse(text, settings); status != 0) return status;
-    if (!settings.task_id()) return create(settings);
-    Transaction transaction(database_);
-    auto record = load_task(database_, *settings.task_id());
-    if (!record) return NVRCFG_UNKNOWN_TASK;
-    settings.merge_into(*record);
-    update_record(database_, *task_number(record->taskID), *record);
-    transaction.commit();
-    return 0;
+    return settings.task_id() ? change(*settings.task_id(), settings) : create(settings);
 }
 
 int TaskStore::create(const SettingsText& settings) {
@@ -154,10 +142,16 @@ int TaskStore::create(const SettingsText& settings) {
     if (!settings.has("taskName")) return NVRCFG_BAD_MEMBER;
     TDataBackupConfig record;
     settings.merge_into(record);
-    Transaction transaction(database_);
     insert_record(database_, record);
-    transaction.commit();
     return 0;
+}
+
+int TaskStore::change(const std::string& task_id, const SettingsText& settings) {
+    const auto number = task_number(task_id);
+    if (!number) return NVRCFG_UNKNOWN_TASK;
+    TDataBackupConfig record;
+    settings.merge_into(record);
+    return update_record(database_, *number, record, settings.fields()) ? 0 : NVRCFG_UNKNOWN_TASK;
 }
 
 void TaskStore::remove(const std::string& task_id) {
@@ -169,16 +163,16 @@ void TaskStore::remove(const std::string& task_id) {
 
 int TaskStore::set_fields(const std::string& task_id,
                           const std::vector<std::pair<std::string, std::string>>& values) {
-    Transaction transaction(database_);
-    auto record = load_task(database_, task_id);
-    if (!record) return NVRCFG_UNKNOWN_TASK;
+    const auto number = task_number(task_id);
+    if (!number || !read_task(database_, *number)) return NVRCFG_UNKNOWN_TASK;
+    TDataBackupConfig record;
+    Fields fields;
     for (const auto& [name, value] : values) {
         const TaskField* field = find_task_field(name);
-        if (field == nullptr || !set_from_text(*field, value, *record)) return NVRCFG_BAD_MEMBER;
+        if (field == nullptr || !set_from_text(*field, value, record)) return NVRCFG_BAD_MEMBER;
+        fields.push_back(field);
     }
-    update_record(database_, *task_number(task_id), *record);
-    transaction.commit();
-    return 0;
+    return update_record(database_, *number, record, fields) ? 0 : NVRCFG_UNKNOWN_TASK;
 }
 
 void TaskStore::set_state(const std::string& task_id, const TaskState& state) {

@@ -83,6 +83,7 @@ public:
 
 private:
     int create(const SettingsText& settings);
+    int change(const std::string& task_id, const SettingsText& settings);
 
     Database& database_;
     std::list<TDataBackupConfig> known_;

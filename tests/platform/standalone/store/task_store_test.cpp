@@ -1,8 +1,12 @@
 // The stand-alone store of backup tasks: settings texts, identifiers, queue, support.
 #include "platform/standalone/store/task_store.h"
 
+#include <thread>
+
 #include "platform/nvrcfg.h"
 #include "platform/standalone/store/channel_store.h"
+#include "platform/standalone/store/connections.h"
+#include "platform/standalone/store/task_fields.h"
 #include "platform/utilities.h"
 #include "tests/support/temporary_state.h"
 
@@ -118,6 +122,17 @@ TEST_F(TaskStoreTest, KeepsEveryMemberOfASettingsText) {
     EXPECT_EQ(task.status, TASK_NEW);
 }
 
+TEST_F(TaskStoreTest, HasTheFieldsInTheirOrderBehindTheIdentifier) {
+    Statement column = database_.prepare("SELECT name FROM pragma_table_info('task')");
+    ASSERT_TRUE(column.step());
+    EXPECT_EQ(column.text(0), "taskID");
+    for (const TaskField& field : task_fields()) {
+        ASSERT_TRUE(column.step());
+        EXPECT_EQ(column.text(0), field.name);
+    }
+    EXPECT_FALSE(column.step());
+}
+
 TEST_F(TaskStoreTest, KeepsEveryMemberOfTheContent) {
     ASSERT_EQ(apply(full_text()), 0);
     const TDataBackupConfig task = tasks().front();
@@ -144,6 +159,24 @@ TEST_F(TaskStoreTest, ChangesJustTheMembersThatATextCarries) {
     EXPECT_EQ(after.chIdxList, before.chIdxList);
     EXPECT_EQ(after.status, before.status);
     EXPECT_EQ(tasks().size(), 1U);
+}
+
+TEST_F(TaskStoreTest, WritesNoMemberThatATextDoesNotCarry) {
+    ASSERT_EQ(apply(full_text()), 0);
+    database_.run(
+        "CREATE TRIGGER guard BEFORE UPDATE OF password, status ON task "
+        "BEGIN SELECT RAISE(ABORT, 'written'); END");
+    EXPECT_EQ(apply(R"({"taskID": "1", "enable": false})"), 0);
+    EXPECT_FALSE(tasks().front().enable);
+    EXPECT_NE(apply(R"({"taskID": "1", "enable": true, "status": 1})"), 0);
+    EXPECT_FALSE(tasks().front().enable);
+}
+
+TEST_F(TaskStoreTest, LooksForTheTaskOfATextThatCarriesNothingElse) {
+    ASSERT_EQ(apply(full_text()), 0);
+    EXPECT_EQ(apply(R"({"taskID": "1"})"), 0);
+    EXPECT_EQ(tasks().front().taskName, "Nightly");
+    EXPECT_EQ(apply(R"({"taskID": "2"})"), NVRCFG_UNKNOWN_TASK);
 }
 
 TEST_F(TaskStoreTest, NumbersTasksOneAboveTheHighestEverGiven) {
@@ -306,6 +339,15 @@ TEST_F(TaskStoreTest, ReportsAStoreThatIsNotThere) {
 TEST_F(TaskStoreTest, ReportsAWriterThatHoldsTheStore) {
     const Transaction holder(database_);
     EXPECT_EQ(apply(full_text()), NVRCFG_BUSY);
+}
+
+TEST_F(TaskStoreTest, ReportsAWriterThatHoldsTheStoreWhenATaskIsChanged) {
+    create(1);
+    const Transaction holder(database_);
+    std::thread([&] {
+        limit_waiting(std::chrono::milliseconds(10));  // of this thread
+        EXPECT_EQ(apply(R"({"taskID": "1", "enable": true})"), NVRCFG_BUSY);
+    }).join();
 }
 
 TEST_F(TaskStoreTest, ReadsWhileAWriterHoldsTheStore) {
