@@ -23,7 +23,8 @@ namespace standalone {
 
 namespace {
 
-constexpr long long MAGIC = 0x315257534e414352;  // "RCANSWR1"; another one when what answers hold changes
+// "RCANSWR1"; another one when what answers hold changes.
+constexpr long long MAGIC = 0x315257534e414352;
 constexpr std::size_t SLOT = 512;
 constexpr std::size_t SEAL = 3 * sizeof(long long);
 constexpr int HOW_TO_OPEN = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
