@@ -5,14 +5,13 @@
 
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <optional>
 
 #include "platform/standalone/store/file_handle.h"
+#include "platform/standalone/store/socket_address.h"
 #include "platform/standalone/store/state_folder.h"
 
 namespace standalone {
@@ -23,15 +22,6 @@ struct AnswerLine {
     FileHandle ours;
     FileHandle theirs;
 };
-
-std::optional<sockaddr_un> service_address() {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const std::string path = event_socket_path();
-    if (path.size() >= sizeof address.sun_path) return {};
-    std::memcpy(address.sun_path, path.data(), path.size());
-    return address;
-}
 
 /// No time at all would be no limit (socket(7)).
 bool limit(const FileHandle& socket, int direction, std::chrono::milliseconds longest) {
@@ -77,7 +67,7 @@ Handover answer_on(const FileHandle& line) {
 }  // namespace
 
 Handover hand_over(const NewEvent& letter, std::chrono::milliseconds longest) {
-    auto address = service_address();
+    auto address = socket_address(event_socket_path());
     std::string text = print_letter(letter);
     if (!address || text.size() > LONGEST_LETTER) return Handover::not_taken;
     const FileHandle socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));

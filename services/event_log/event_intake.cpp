@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -18,6 +17,7 @@
 
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_letter.h"
+#include "platform/standalone/store/socket_address.h"
 
 namespace services {
 
@@ -46,16 +46,14 @@ FileHandle bound_socket(const std::string& path) {
     const auto fail = [&path](const char* why) {
         throw std::runtime_error("cannot take events on " + path + ": " + why);
     };
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) fail("its name is too long for a socket");
-    std::memcpy(address.sun_path, path.data(), path.size());
+    const auto address = standalone::socket_address(path);
+    if (!address) fail("its name is too long for a socket");
     FileHandle made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!made) fail(std::strerror(errno));
     unlink(path.c_str());
     // The mode before there is a name to come by.
     if (fchmod(made.get(), 0600) != 0 ||
-        bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        bind(made.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0)
         fail(std::strerror(errno));
     return made;
 }
