@@ -3,17 +3,23 @@
 
 #include <cstring>
 
+#include "services/backup_daemon/copy/remnant.h"
 #include "services/backup_daemon/copy/sha256.h"
 
 namespace services {
 namespace {
 
+/// Reads the chunk at `offset` here and there.
+/// @return false: the remote file has not the whole of it
+bool read_both(ShareFile& file, long long offset, std::size_t size, CopyState& state) {
+    state.source.read(offset, state.buffers.mine.data(), size);
+    return file.read(offset, state.buffers.theirs.data(), size) == size;
+}
+
 /// Whether the chunk at `offset` is the same here and there; leaves the source's in `mine`.
 bool is_equal(ShareFile& file, long long offset, std::size_t size, CopyState& state) {
-    char* const mine = state.buffers.mine.data();
-    char* const theirs = state.buffers.theirs.data();
-    state.source.read(offset, mine, size);
-    return file.read(offset, theirs, size) == size && std::memcmp(mine, theirs, size) == 0;
+    return read_both(file, offset, size, state) &&
+           std::memcmp(state.buffers.mine.data(), state.buffers.theirs.data(), size) == 0;
 }
 
 /// Asks for a single byte: a file on a strange server need not have an end. (Asked for it together
@@ -34,6 +40,18 @@ long long equal_until(ShareFile& file, long long offset, long long end, CopyStat
         state.watcher.alive();
     }
     return offset;
+}
+
+bool has_only_remnants(ShareFile& file, long long offset, long long end, CopyState& state) {
+    while (offset < end) {
+        const std::size_t size = state.chunk_at(offset, end);
+        if (!read_both(file, offset, size, state)) return false;
+        if (!is_remnant({state.buffers.theirs.data(), size}, {state.buffers.mine.data(), size}))
+            return false;
+        offset += static_cast<long long>(size);
+        state.watcher.alive();
+    }
+    return true;
 }
 
 bool gives_back(ShareFile& file, long long offset, std::size_t size, CopyState& state) {

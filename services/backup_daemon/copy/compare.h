@@ -16,6 +16,13 @@ namespace services {
 /// @throws CopyFailure
 long long equal_until(ShareFile& file, long long offset, long long end, CopyState& state);
 
+/// Whether the remote file has nothing from `offset` to `end` but what a server may have left of
+/// the source's bytes there. Reads on for as long as that is so, and tells the watcher of each such
+/// chunk that it is alive. Leaves the hash as it is.
+/// @param end at most the source's size
+/// @throws CopyFailure
+bool has_only_remnants(ShareFile& file, long long offset, long long end, CopyState& state);
+
 /// Whether the share gives back the source's chunk at `offset`, which is in `mine`, and nothing
 /// behind it if the source ends there: one byte more is asked for then.
 /// @throws CopyFailure

@@ -177,9 +177,11 @@ FileCopier::Unfinished FileCopier::open_temporary(const CopyJob& job) {
 Standing FileCopier::take_name(const CopyJob& job, Standing standing, CopyState& state) {
     const Naming naming{job.temporary, job.target, job.claim};
     for (int attempt = 0; attempt < NAMING_ATTEMPTS; ++attempt) {
+        const bool has_zeros = standing.kind == Kind::remnant;
         const bool taken = when_settled([&] {
-            return standing.kind == Kind::nothing ? take_free_name(share_, naming)
-                                                  : take_over_name(share_, naming, standing.seen);
+            return standing.kind == Kind::nothing
+                       ? take_free_name(share_, naming)
+                       : take_over_name(share_, naming, standing.seen, has_zeros);
         });
         if (taken) return standing;
         standing = when_settled([&] { return what_stands_there(share_, job, state); });

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "services/backup_daemon/copy/copy_failure.h"
+#include "services/backup_daemon/copy/remnant.h"
 
 namespace services {
 namespace {
@@ -47,8 +48,8 @@ bool take_free_name(Share& share, const Naming& naming) {
     return true;
 }
 
-bool take_over_name(Share& share, const Naming& naming, const FileState& seen) {
-    if (seen.size == 0) share.wait_for_others();
+bool take_over_name(Share& share, const Naming& naming, const FileState& seen, bool has_zeros) {
+    if (seen.size == 0 || has_zeros) share.wait_for_others();
     if (share.look(naming.target) != seen) return false;
     share.rename(naming.temporary, naming.target);
     return true;
@@ -57,7 +58,7 @@ bool take_over_name(Share& share, const Naming& naming, const FileState& seen) {
 bool is_claim(ShareFile& file, long long size, const std::string& claim) {
     if (size > static_cast<long long>(claim.size())) return false;
     std::string found(static_cast<std::size_t>(size), '\0');
-    return file.read(0, found.data(), found.size()) == found.size() && claim.starts_with(found);
+    return file.read(0, found.data(), found.size()) == found.size() && is_remnant(found, claim);
 }
 
 }  // namespace services

@@ -24,13 +24,15 @@ bool take_free_name(Share& share, const Naming& naming);
 
 /// Takes the name of a file that may be replaced. One without content may be what a cut left, or a
 /// claim of somebody else's that gets its line now: who replaced that would delete the copy which
-/// takes the claim's place. So it has to stay as it is for a while.
-/// @param seen how it was found when that was decided
+/// takes the claim's place. So it has to stay as it is for a while; as has one with zeros, which
+/// some programs take a file's room with before they write it.
+/// @param seen      how it was found when that was decided
+/// @param has_zeros in the place of bytes
 /// @return false: it is not so any more, and nothing was done
 /// @throws CopyFailure
-bool take_over_name(Share& share, const Naming& naming, const FileState& seen);
+bool take_over_name(Share& share, const Naming& naming, const FileState& seen, bool has_zeros);
 
-/// Whether a file is a claim, or what a cut left of one.
+/// Whether a file is a claim, or what a cut or a server left of one.
 /// @param size bytes that it has
 /// @throws CopyFailure
 bool is_claim(ShareFile& file, long long size, const std::string& claim);

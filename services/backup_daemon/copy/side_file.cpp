@@ -5,6 +5,7 @@
 
 #include "platform/standalone/store/strict_json.h"
 #include "services/backup_daemon/copy/copy_failure.h"
+#include "services/backup_daemon/copy/remnant.h"
 #include "services/backup_daemon/copy/share_text.h"
 
 namespace services {
@@ -60,9 +61,10 @@ void write_side_file(Share& share, const Naming& naming, const SideFile& describ
     const auto there = share.look(naming.target);
     if (there && there->size <= LARGEST_DESCRIPTION) {
         const std::string content = content_of(share, naming.target, there->size);
-        const bool ours = naming.claim.starts_with(content) || text.starts_with(content) ||
+        const bool ours = is_remnant(content, naming.claim) || is_remnant(content, text) ||
                           describes(content, described);
-        if (ours && take_over_name(share, naming, *there)) return;
+        const bool has_zeros = content.find('\0') != std::string::npos;
+        if (ours && take_over_name(share, naming, *there, has_zeros)) return;
     }
     share.remove(naming.temporary);
     throw CopyFailure(FailureKind::occupied,

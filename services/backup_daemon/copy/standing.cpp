@@ -25,10 +25,12 @@ bool is_as_recorded(const FileState& there, const CopyJob& job) {
 Kind kind_of_content(ShareFile& file, const FileState& there, Kind otherwise, const CopyJob& job,
                      CopyState& state) {
     const long long size = state.source.size();
-    const bool may_be_beginning = there.size < size && otherwise == Kind::foreign;
-    if ((there.size == size || may_be_beginning) &&
-        equal_until(file, 0, there.size, state) == there.size)
-        return there.size == size ? Kind::equal : Kind::beginning;
+    const bool is_recorded = otherwise == Kind::recorded;
+    if (there.size == size || (there.size < size && !is_recorded)) {
+        const long long equal = equal_until(file, 0, there.size, state);
+        if (equal == there.size) return equal == size ? Kind::equal : Kind::beginning;
+        if (!is_recorded && has_only_remnants(file, equal, there.size, state)) return Kind::remnant;
+    }
     return is_claim(file, there.size, job.claim) ? Kind::claim : otherwise;
 }
 

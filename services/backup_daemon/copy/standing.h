@@ -13,6 +13,7 @@ struct Standing {
         equal,      ///< the whole source, byte for byte: there is nothing to send
         recorded,   ///< the copy that is recorded, as it was recorded: it may be replaced
         beginning,  ///< nothing that the source has not: it may be replaced
+        remnant,    ///< the same, but for zeros where the source has other bytes
         claim,      ///< the name was claimed by this recorder, which was stopped then
         foreign,    ///< somebody else's file: it must stay as it is
     };
@@ -23,9 +24,9 @@ struct Standing {
 
 /// Looks at the target. A copy that is recorded is ours for as long as it has the size, and the
 /// time where one is known, that were recorded. The beginning of the source is what a cut left of a
-/// copy, and nothing is lost with it. Anything else is foreign: somebody has changed it, or put it
-/// there.
-/// Content is read only where the sizes leave the question open.
+/// copy, or a server that lost its power, which may leave zeros in the place of bytes, too; nothing
+/// is lost with either. Anything else is foreign: somebody has changed it, or put it there.
+/// Content is read only where the sizes leave the question open, and as far as it stays open.
 /// Restarts the hash; where the answer is `equal` it is the whole source's.
 /// @throws CopyFailure
 Standing what_stands_there(Share& share, const CopyJob& job, CopyState& state);

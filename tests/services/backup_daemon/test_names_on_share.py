@@ -1,4 +1,5 @@
 """What the daemon replaces on a share: its own copies as it recorded them, and nothing else."""
+import json
 import os
 
 import pytest
@@ -71,6 +72,47 @@ def test_truncated_copy_is_replaced(house):
     house.run(task_id)
     assert house.shared() == house.sources()
     house.check_records()
+
+
+def holed(content, *ranges):
+    """With zeros where a server has lost bytes with its power."""
+    for begin, end in ranges:
+        content = content[:begin] + bytes(end - begin) + content[end:]
+    return content
+
+
+def test_what_a_server_left_of_copies_claims_and_descriptions_is_replaced(house):
+    size = 3 * MIB
+    lost = {"copy": [(5, MIB), (2 * MIB, size)], "all of a copy": [(0, size)], "none of it": []}
+    for number, ranges in enumerate(lost.values()):
+        source = house.record(0, 0, f"0{number}-00-00.mp4", noise(size, number))
+        place = copy_of(house, source)
+        place.parent.mkdir(parents=True, exist_ok=True)
+        place.write_bytes(holed(source.read_bytes(), *ranges))
+        place.with_name(f"{source.name}.json").write_bytes(bytes(93))
+    claimed = house.record(0, 0, "09-00-00.mp4", noise(size, "claimed"))
+    copy_of(house, claimed).write_bytes(bytes(93))
+    house.run(house.create(recordingFormat="ostra"))
+    shared = house.shared()
+    descriptions = [path for path in shared if path.endswith(".json")]
+    assert {path: shared[path] for path in shared if path not in descriptions} == house.sources()
+    assert len(descriptions) == 4
+    for path in descriptions:
+        described = json.loads((house.share / "recorder" / path).read_text())
+        assert described["sha256"] == shared[path.removesuffix(".json")]
+    house.check_records()
+
+
+def test_foreign_file_with_one_other_byte_among_zeros_stays(house):
+    source = house.record(0, 0, "01-00-00.mp4", noise(3 * MIB, "ours"))
+    place = copy_of(house, source)
+    place.parent.mkdir(parents=True)
+    other = bytearray(holed(source.read_bytes(), (5, 3 * MIB)))
+    other[2 * MIB] = source.read_bytes()[2 * MIB] ^ 0xff or 1
+    place.write_bytes(other)
+    house.run(house.create(), FAILED)
+    assert place.read_bytes() == other
+    assert FOREIGN in why_not_copied(house)[0]
 
 
 @pytest.mark.parametrize("change", ["grown", "another time", "same size"])

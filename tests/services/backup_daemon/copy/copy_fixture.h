@@ -48,6 +48,12 @@ inline std::string spoilt(std::string content, long long at) {
     return content;
 }
 
+/// With zeros from `begin` to `end`, as after a server's power cut.
+inline std::string holed(std::string content, long long begin, long long end) {
+    const auto size = static_cast<std::size_t>(end - begin);
+    return content.replace(static_cast<std::size_t>(begin), size, size, '\0');
+}
+
 /// The failure's kind; a test error when nothing fails.
 template <typename Action>
 services::FailureKind failure_of(Action action) {

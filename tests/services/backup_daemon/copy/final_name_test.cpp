@@ -137,6 +137,26 @@ TEST_F(FinalNameTest, EmptyFileThatStaysAsItIsIsReplaced) {
     EXPECT_EQ(server.calls_of("wait_for_others").size(), 1U);
 }
 
+TEST_F(FinalNameTest, WhatAServerLeftOfACopyOrAClaimIsReplacedWhenItStaysAsItIs) {
+    for (const std::string& left : {holed(content, 5, SIZE), std::string(job.claim.size(), '\0')}) {
+        server = {};
+        put(left);
+        copy();
+        expect_only(content);
+        EXPECT_EQ(server.calls_of("wait_for_others").size(), 1U);
+    }
+}
+
+TEST_F(FinalNameTest, ZerosThatSomebodyFillsMeanwhileStay) {
+    put(std::string(100, '\0'));
+    before("wait_for_others", [this] {
+        put(std::string(100, 'x'));
+        server.modified_ns[job.target] = 1;
+    });
+    EXPECT_EQ(words(), job.target + ": another file, not of this recorder, has this name");
+    expect_only(std::string(100, 'x'));
+}
+
 TEST_F(FinalNameTest, ClaimThatHasNoRoomLeavesNothingAtTheName) {
     server.before_call = [this](const std::string& call) {
         if (call.starts_with("write " + job.target))

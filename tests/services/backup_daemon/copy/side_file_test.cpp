@@ -55,6 +55,23 @@ TEST_F(SideFileTest, TakesThePlaceOfAnOlderOneAndOfAnUnfinishedOne) {
     }
 }
 
+TEST_F(SideFileTest, TakesThePlaceOfWhatAServerLeftOfOneWhenThatStaysAsItIs) {
+    for (const std::size_t size :
+         {older.size() - 9, older.size(), std::string("claimed\n").size()}) {
+        server.calls.clear();
+        server.put("a/f.json", std::string(size, '\0'));
+        write(older);
+        EXPECT_EQ(server.files, (std::map<std::string, std::string>{{"a/f.json", older}}));
+        EXPECT_EQ(server.calls_of("wait_for_others").size(), 1U);
+    }
+    server.put("a/f.json", std::string(9, '\0'));
+    server.before_call = [this](const std::string& call) {
+        if (call == "wait_for_others") server.put("a/f.json", "somebody's");
+    };
+    EXPECT_EQ(failure_of([&] { write(older); }), FailureKind::occupied);
+    EXPECT_EQ(server.files.at("a/f.json"), "somebody's");
+}
+
 TEST_F(SideFileTest, TakesThePlaceOfNothingElse) {
     const SideFile of_another_time{.channel = 3, .guid = "g", .start = 6};
     const SideFile of_another_camera{.channel = 3, .guid = "h", .start = 5};

@@ -91,6 +91,32 @@ TEST_F(StandingTest, BeginningOfTheSourceMayGo) {
     }
 }
 
+TEST_F(StandingTest, SourceWithZerosForSomeOfItsBytesMayGo) {
+    const long long most = size - 5;
+    for (const std::string& there :
+         {holed(content, 0, 1), holed(content, 7, CHUNK_SIZE + 7), holed(content, most, size),
+          holed(content, 0, size), holed(content_of(most), CHUNK_SIZE, most)}) {
+        EXPECT_EQ(standing_of(there), Kind::remnant);
+        EXPECT_EQ(standing_of(there, size + 1), Kind::remnant) << "it was recorded otherwise";
+    }
+}
+
+TEST_F(StandingTest, OtherByteAmongZerosIsForeignAndNothingBehindItIsRead) {
+    const std::string zeros = holed(content, 0, size);
+    EXPECT_EQ(standing_of(spoilt(zeros, 3)), Kind::foreign);
+    EXPECT_EQ(server.calls_of("read").size(), 2U) << "the same chunk, for each comparison";
+    EXPECT_EQ(standing_of(spoilt(zeros, size - 1)), Kind::foreign);
+    EXPECT_EQ(standing_of(zeros + '\0'), Kind::foreign) << "it is longer";
+}
+
+TEST_F(StandingTest, ZerosWhereTheSourceHasSomeAreTheSources) {
+    const std::string gap = holed(content, 9, CHUNK_SIZE);
+    write_source(gap);
+    EXPECT_EQ(standing_of(gap), Kind::equal);
+    EXPECT_EQ(hash, hash_of(gap));
+    EXPECT_EQ(standing_of(content), Kind::foreign) << "it has what the source has not";
+}
+
 TEST_F(StandingTest, EmptyFileMayGo) {
     EXPECT_NE(standing_of(""), Kind::foreign);
 }
@@ -114,6 +140,7 @@ TEST_F(StandingTest, RecordedCopyMayGoWhateverItHolds) {
     EXPECT_FALSE(was_opened()) << "it cannot be equal";
     EXPECT_EQ(standing_of(content + "x", size + 1), Kind::recorded);
     EXPECT_FALSE(was_opened());
+    EXPECT_EQ(standing_of(holed(content, 0, size), size), Kind::recorded);
     EXPECT_EQ(standing_of(content_of(CHUNK_SIZE), CHUNK_SIZE), Kind::recorded);
     EXPECT_FALSE(was_opened()) << "its beginning need not be the source's";
 }
@@ -146,6 +173,15 @@ TEST_F(StandingTest, ClaimOfOursIsKnownAndSoIsWhatACutLeftOfIt) {
     write_source("tiny");
     EXPECT_EQ(standing_of(job.claim), Kind::claim) << "it is longer than the source";
     EXPECT_EQ(standing_of("something else"), Kind::foreign);
+}
+
+TEST_F(StandingTest, ClaimWhoseTextAServerHasLostMayGo) {
+    const auto length = static_cast<long long>(job.claim.size());
+    const std::string lost = holed(job.claim, 0, length);
+    EXPECT_EQ(standing_of(lost), Kind::remnant);
+    write_source("tiny");
+    EXPECT_EQ(standing_of(lost), Kind::claim) << "it is longer than the source";
+    EXPECT_EQ(standing_of(spoilt(lost, 5)), Kind::foreign);
 }
 
 TEST_F(StandingTest, EmptySourceEqualsAnEmptyFile) {
