@@ -2,6 +2,7 @@
 #include "services/backup_daemon/run/empty_row.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <functional>
@@ -123,6 +124,59 @@ TEST_F(EmptyRowTest, StampsFromBeforeTheClockWasSetAreNotBelieved) {
     EXPECT_EQ(length(), 0U) << "set back";
     order_.empty_since = {};
     EXPECT_EQ(length(), 0U) << "nothing was measured";
+}
+
+/// Those that are open, and so many more.
+class FewDescriptors {
+public:
+    explicit FewDescriptors(std::size_t more) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        std::vector<standalone::FileHandle> open_now;  // others may lie between
+        for (std::size_t count = 0; count <= more; ++count)
+            open_now.emplace_back(open("/", O_RDONLY | O_CLOEXEC));
+        const rlimit few{static_cast<rlim_t>(open_now.back().get()), before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+/// The days of some channels in turn, as before copying.
+class ManyChannelsTest : public EmptyRowTest {
+protected:
+    static constexpr std::size_t CHANNELS = 8;
+    static constexpr std::size_t DAYS = 64;
+    static constexpr std::size_t RECORDED = 43;
+
+    ManyChannelsTest() {
+        channels_->clear();
+        for (std::size_t channel = 0; channel < CHANNELS; ++channel) {
+            const std::string folder = channel_ + "/" + std::to_string(channel);
+            fs::create_directories(folder);
+            channels_->push_back({folder, disk_of(folder)});
+        }
+        for (std::size_t day = 0; day < DAYS; ++day) {
+            make(path(day));
+            order_.beyond.push_back({.folder = day % CHANNELS, .day = std::to_string(day)});
+        }
+        record(path(RECORDED) + "/12-00-00.mp4");
+    }
+
+    static std::string path(std::size_t day) {
+        return std::to_string(day % CHANNELS) + "/" + std::to_string(day);
+    }
+};
+
+TEST_F(ManyChannelsTest, RowThatHasNotEnoughDescriptorsEndsEarlier) {
+    EXPECT_EQ(length(), RECORDED);
+    for (std::size_t more = 0; more <= CHANNELS; ++more) {
+        const FewDescriptors few(more);
+        EXPECT_EQ(length(), more == 0 ? 0 : more - 1) << "one is for the day";
+    }
+    const FewDescriptors enough(CHANNELS + 1);
+    EXPECT_EQ(length(), RECORDED);
 }
 
 /// Rows are asked for as runs ask: first without stamps, later with those that were told.
