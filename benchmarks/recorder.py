@@ -103,8 +103,8 @@ class AskedRecorder(CgiProgram):
     def without_change(self):
         """Of a state that nobody writes to the tag changes with the minute. Ends the measurement if
         it has changed meanwhile: for another tag the console reads everything."""
-        left = 60 - time.time() % 60
-        time.sleep(left if left < STEADY_SECONDS else 0)
+        while time.time() % 60 > 60 - STEADY_SECONDS:
+            time.sleep(0.1)  # a sleep until the next minute may end before it does
         tag = self.tag()
         yield
         reply = self.tasks_reply(tag)
