@@ -15,8 +15,9 @@ namespace standalone {
 /// any time, and not be writable: then the registry is asked. Any number of processes and threads
 /// may ask.
 /// @param question names the kind of answer, too
-/// @param ask      reads the registry over registry_for_reading(), outside of transactions; what it
-///                 throws is thrown on
+/// @param ask      reads the registry over registry_for_reading() and opens no transaction there,
+///                 as it is called within one; so the caller has none open either. What it throws
+///                 is thrown on
 /// @return nothing when `ask` has none, which is not kept: whoever asks for what is not there
 ///         takes nobody's place
 std::optional<std::string> registry_answer(const std::string& question,

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <thread>
 #include <utility>
 
@@ -177,7 +178,9 @@ FileCopier::Unfinished FileCopier::open_temporary(const CopyJob& job) {
 Standing FileCopier::take_name(const CopyJob& job, Standing standing, CopyState& state) {
     const Naming naming{job.temporary, job.target, job.claim};
     for (int attempt = 0; attempt < NAMING_ATTEMPTS; ++attempt) {
-        const bool has_zeros = standing.kind == Kind::remnant;
+        std::function<bool()> has_zeros;
+        if (standing.kind == Kind::remnant)
+            has_zeros = [&] { return what_stands_there(share_, job, state).kind == Kind::remnant; };
         const bool taken = when_settled([&] {
             return standing.kind == Kind::nothing
                        ? take_free_name(share_, naming)

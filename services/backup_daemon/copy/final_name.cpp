@@ -2,6 +2,7 @@
 #include "services/backup_daemon/copy/final_name.h"
 
 #include <memory>
+#include <optional>
 
 #include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/remnant.h"
@@ -40,6 +41,15 @@ bool claim(Share& share, const Naming& naming) {
     }
 }
 
+/// What the file holds; nothing when that is more than a claim, or less than its size says.
+std::optional<std::string> short_content(ShareFile& file, long long size,
+                                         const std::string& claim) {
+    if (size > static_cast<long long>(claim.size())) return {};
+    std::string found(static_cast<std::size_t>(size), '\0');
+    if (file.read(0, found.data(), found.size()) != found.size()) return {};
+    return found;
+}
+
 }  // namespace
 
 bool take_free_name(Share& share, const Naming& naming) {
@@ -48,17 +58,23 @@ bool take_free_name(Share& share, const Naming& naming) {
     return true;
 }
 
-bool take_over_name(Share& share, const Naming& naming, const FileState& seen, bool has_zeros) {
+bool take_over_name(Share& share, const Naming& naming, const FileState& seen,
+                    const std::function<bool()>& has_zeros) {
     if (seen.size == 0 || has_zeros) share.wait_for_others();
+    if (has_zeros && !has_zeros()) return false;
     if (share.look(naming.target) != seen) return false;
     share.rename(naming.temporary, naming.target);
     return true;
 }
 
 bool is_claim(ShareFile& file, long long size, const std::string& claim) {
-    if (size > static_cast<long long>(claim.size())) return false;
-    std::string found(static_cast<std::size_t>(size), '\0');
-    return file.read(0, found.data(), found.size()) == found.size() && is_remnant(found, claim);
+    const auto found = short_content(file, size, claim);
+    return found && claim.starts_with(*found);
+}
+
+bool is_claim_remnant(ShareFile& file, long long size, const std::string& claim) {
+    const auto found = short_content(file, size, claim);
+    return found && is_remnant(*found, claim);
 }
 
 }  // namespace services

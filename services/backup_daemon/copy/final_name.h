@@ -1,6 +1,7 @@
 // The last step of a copy: its name, which is taken from nobody.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "services/backup_daemon/copy/share.h"
@@ -24,17 +25,24 @@ bool take_free_name(Share& share, const Naming& naming);
 
 /// Takes the name of a file that may be replaced. One without content may be what a cut left, or a
 /// claim of somebody else's that gets its line now: who replaced that would delete the copy which
-/// takes the claim's place. So it has to stay as it is for a while; as has one with zeros, which
-/// some programs take a file's room with before they write it.
+/// takes the claim's place. So it has to stay as it is for a while; as has one with zeros in the
+/// place of bytes, which some programs take a file's room with before they write it.
 /// @param seen      how it was found when that was decided
-/// @param has_zeros in the place of bytes
+/// @param has_zeros of a file with zeros, whether its content is still what was decided on: a
+///                  server may tell size and time as they were while somebody who has the file
+///                  open fills it. Null for one without
 /// @return false: it is not so any more, and nothing was done
 /// @throws CopyFailure
-bool take_over_name(Share& share, const Naming& naming, const FileState& seen, bool has_zeros);
+bool take_over_name(Share& share, const Naming& naming, const FileState& seen,
+                    const std::function<bool()>& has_zeros = nullptr);
 
-/// Whether a file is a claim, or what a cut or a server left of one.
-/// @param size bytes that it has
+/// Whether a file of so many bytes is what was written as a claim, or its beginning, which a cut
+/// left.
 /// @throws CopyFailure
 bool is_claim(ShareFile& file, long long size, const std::string& claim);
+
+/// Whether it is what a server left of one that lost its power.
+/// @throws CopyFailure
+bool is_claim_remnant(ShareFile& file, long long size, const std::string& claim);
 
 }  // namespace services

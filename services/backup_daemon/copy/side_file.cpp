@@ -3,6 +3,8 @@
 
 #include <json-c/json.h>
 
+#include <functional>
+
 #include "platform/standalone/store/strict_json.h"
 #include "services/backup_daemon/copy/copy_failure.h"
 #include "services/backup_daemon/copy/remnant.h"
@@ -63,7 +65,9 @@ void write_side_file(Share& share, const Naming& naming, const SideFile& describ
         const std::string content = content_of(share, naming.target, there->size);
         const bool ours = is_remnant(content, naming.claim) || is_remnant(content, text) ||
                           describes(content, described);
-        const bool has_zeros = content.find('\0') != std::string::npos;
+        std::function<bool()> has_zeros;
+        if (content.find('\0') != std::string::npos)
+            has_zeros = [&] { return content_of(share, naming.target, there->size) == content; };
         if (ours && take_over_name(share, naming, *there, has_zeros)) return;
     }
     share.remove(naming.temporary);

@@ -31,7 +31,9 @@ Kind kind_of_content(ShareFile& file, const FileState& there, Kind otherwise, co
         if (equal == there.size) return equal == size ? Kind::equal : Kind::beginning;
         if (!is_recorded && has_only_remnants(file, equal, there.size, state)) return Kind::remnant;
     }
-    return is_claim(file, there.size, job.claim) ? Kind::claim : otherwise;
+    if (is_claim(file, there.size, job.claim)) return Kind::claim;
+    if (!is_recorded && is_claim_remnant(file, there.size, job.claim)) return Kind::remnant;
+    return otherwise;
 }
 
 /// What spoils copies may spoil recordings, too: then the copy is all that there is. A recording

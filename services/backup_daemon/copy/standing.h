@@ -13,7 +13,7 @@ struct Standing {
         equal,      ///< the whole source, byte for byte: there is nothing to send
         recorded,   ///< the copy that is recorded, as it was recorded: it may be replaced
         beginning,  ///< nothing that the source has not: it may be replaced
-        remnant,    ///< the same, but for zeros where the source has other bytes
+        remnant,    ///< the same, or a claim, but for zeros in the place of other bytes
         claim,      ///< the name was claimed by this recorder, which was stopped then
         foreign,    ///< somebody else's file: it must stay as it is
     };

@@ -157,6 +157,13 @@ TEST_F(FinalNameTest, ZerosThatSomebodyFillsMeanwhileStay) {
     expect_only(std::string(100, 'x'));
 }
 
+TEST_F(FinalNameTest, ZerosThatSomebodyFillsStayThoughTheServerTellsTheSameTime) {
+    put(std::string(100, '\0'));
+    before("wait_for_others", [this] { put(std::string(100, 'x')); });
+    EXPECT_EQ(words(), job.target + ": another file, not of this recorder, has this name");
+    expect_only(std::string(100, 'x'));
+}
+
 TEST_F(FinalNameTest, ClaimThatHasNoRoomLeavesNothingAtTheName) {
     server.before_call = [this](const std::string& call) {
         if (call.starts_with("write " + job.target))

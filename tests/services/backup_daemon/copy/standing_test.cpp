@@ -180,7 +180,8 @@ TEST_F(StandingTest, ClaimWhoseTextAServerHasLostMayGo) {
     const std::string lost = holed(job.claim, 0, length);
     EXPECT_EQ(standing_of(lost), Kind::remnant);
     write_source("tiny");
-    EXPECT_EQ(standing_of(lost), Kind::claim) << "it is longer than the source";
+    EXPECT_EQ(standing_of(lost), Kind::remnant) << "it is longer than the source";
+    EXPECT_EQ(standing_of(holed(job.claim, 5, length)), Kind::remnant);
     EXPECT_EQ(standing_of(spoilt(lost, 5)), Kind::foreign);
 }
 
