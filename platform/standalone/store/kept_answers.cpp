@@ -25,7 +25,8 @@ namespace {
 
 // "RCANSWR1"; another one when what answers hold changes.
 constexpr long long MAGIC = 0x315257534e414352;
-constexpr std::size_t SLOT = 512;
+constexpr std::size_t SLOTS = 256;  // of each kind of question
+constexpr std::size_t SLOT = 512;   // bytes
 constexpr std::size_t SEAL = 3 * sizeof(long long);
 constexpr int HOW_TO_OPEN = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
@@ -81,19 +82,18 @@ std::optional<Mark> registry_mark() {
                 found.st_size, nanoseconds(found.st_ctim), counter};
 }
 
-/// Two questions of one slot take it from each other.
-off_t slot_of(std::string_view question) {
+/// Where a question's answer lies. Two of one slot take it from each other.
+off_t place_of(Question kind, std::string_view question) {
     const std::string digest = quick_digest(question);
-    unsigned number = 0;
+    std::size_t number = 0;
     std::from_chars(digest.data(), digest.data() + 2, number, 16);
-    return static_cast<off_t>(number * SLOT);
+    return static_cast<off_t>((static_cast<std::size_t>(kind) * SLOTS + number) * SLOT);
 }
 
-std::optional<std::string> kept_answer(const Mark& mark, const std::string& question) {
+std::optional<std::string> kept_answer(const Mark& mark, const std::string& question, off_t place) {
     const FileHandle file(open(registry_answers_path().c_str(), O_RDONLY | HOW_TO_OPEN));
     std::array<char, SLOT> slot{};
-    if (pread(file.get(), slot.data(), SLOT, slot_of(question)) != SLOT || slot[0] == '\0')
-        return {};
+    if (pread(file.get(), slot.data(), SLOT, place) != SLOT || slot[0] == '\0') return {};
     try {
         WordReader words = opened(MAGIC, {slot.data(), SLOT});
         for (const long long part : mark)
@@ -106,7 +106,7 @@ std::optional<std::string> kept_answer(const Mark& mark, const std::string& ques
 }
 
 /// What is too long for a slot is not kept, and what fails is asked for once more.
-void keep(const Mark& mark, const std::string& question, const std::string& answer) {
+void keep(const Mark& mark, const std::string& question, const std::string& answer, off_t place) {
     WordWriter words;
     for (const long long part : mark) words.number(part);
     words.text(question);
@@ -116,16 +116,16 @@ void keep(const Mark& mark, const std::string& question, const std::string& answ
     const FileHandle file(
         open(registry_answers_path().c_str(), O_WRONLY | O_CREAT | HOW_TO_OPEN, 0600));
     const std::string slot = sealed(MAGIC, words);
-    [[maybe_unused]] const ssize_t written =
-        pwrite(file.get(), slot.data(), slot.size(), slot_of(question));
+    [[maybe_unused]] const ssize_t written = pwrite(file.get(), slot.data(), slot.size(), place);
 }
 
 }  // namespace
 
-std::optional<std::string> registry_answer(const std::string& question,
+std::optional<std::string> registry_answer(Question kind, const std::string& question,
                                            const std::function<std::optional<std::string>()>& ask) {
+    const off_t place = place_of(kind, question);
     if (const std::optional<Mark> mark = registry_mark()) {
-        if (auto kept = kept_answer(*mark, question)) return kept;
+        if (auto kept = kept_answer(*mark, question, place)) return kept;
     }
     Database& registry = registry_for_reading();
     const Transaction reading(registry, Database::Access::reading);
@@ -133,7 +133,7 @@ std::optional<std::string> registry_answer(const std::string& question,
     // Nobody writes before the transaction ends, so this is the state that was read; unless the
     // connection, which may be an old one, has another file than the name.
     const std::optional<Mark> mark = registry_mark();
-    if (answer && mark && !registry.was_replaced()) keep(*mark, question, *answer);
+    if (answer && mark && !registry.was_replaced()) keep(*mark, question, *answer, place);
     return answer;
 }
 

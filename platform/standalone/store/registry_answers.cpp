@@ -41,7 +41,7 @@ bool may_be_kept(const std::string& section, const std::string& key) {
 
 std::optional<OwnSession> known_session(const std::string& sid) {
     const auto answer =
-        registry_answer("session " + sha256_hex(sid), [&sid]() -> std::optional<std::string> {
+        registry_answer(Question::session, sha256_hex(sid), [&sid]() -> std::optional<std::string> {
             const auto session = SessionStore(registry_for_reading()).look(sid);
             if (!session) return {};
             return packed(*session);
@@ -55,7 +55,7 @@ std::optional<OwnSession> known_session(const std::string& sid) {
 std::optional<std::string> known_key(const std::string& section, const std::string& key) {
     if (!may_be_kept(section, key)) return config_keys().get(section, key);
     // That there is none is an answer, too: most keys are not stored.
-    const auto answer = registry_answer("key " + section + '\0' + key, [&section, &key] {
+    const auto answer = registry_answer(Question::key, section + '\0' + key, [&section, &key] {
         const auto value = config_keys().get(section, key);
         return std::optional(value ? '=' + *value : "");
     });

@@ -1,6 +1,7 @@
 // The address of a socket that has a path.
 #pragma once
 
+#include <sys/socket.h>
 #include <sys/un.h>
 
 #include <cstring>

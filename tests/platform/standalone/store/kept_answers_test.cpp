@@ -13,6 +13,7 @@
 #include <random>
 #include <thread>
 
+#include "platform/known_settings.h"
 #include "platform/nvrcfg.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/file_handle.h"
@@ -28,7 +29,7 @@ using namespace standalone;
 class KeptAnswersTest : public StateTest {
 protected:
     std::optional<std::string> ask(const std::string& question, std::optional<std::string> answer) {
-        return registry_answer(question, [&] {
+        return registry_answer(Question::key, question, [&] {
             ++asked_;
             return answer;
         });
@@ -78,7 +79,7 @@ TEST_F(KeptAnswersTest, NobodyChangesWhatAnAnswerIsKeptOf) {
         EXPECT_THROW(write_registry(), DatabaseError);
         return std::optional(value.value_or("none"));
     };
-    EXPECT_EQ(registry_answer("a", answer), "none");
+    EXPECT_EQ(registry_answer(Question::key, "a", answer), "none");
     EXPECT_FALSE(asks("a", "none"));
     write_registry();
     EXPECT_TRUE(asks("a", "1"));
@@ -210,7 +211,25 @@ TEST_F(KeptAnswersTest, QuestionsThatShareASlotGetTheirOwnAnswers) {
         for (int number = 0; number < 1000; ++number)
             EXPECT_EQ(ask(std::to_string(number), "of " + std::to_string(number)),
                       "of " + std::to_string(number));
-    EXPECT_LE(std::filesystem::file_size(registry_answers_path()), 256U * 512);
+    EXPECT_LE(std::filesystem::file_size(registry_answers_path()), 2 * 256U * 512);
+}
+
+TEST_F(KeptAnswersTest, HoweverManySessionsThereAreASwitchKeepsItsPlace) {
+    EXPECT_TRUE(asks("a"));
+    for (int number = 0; number < 1000; ++number)
+        registry_answer(Question::session, std::to_string(number),
+                        [] { return std::optional<std::string>("somebody"); });
+    EXPECT_FALSE(asks("a"));
+}
+
+TEST_F(KeptAnswersTest, NoTwoSwitchesOrNumbersShareASlot) {
+    std::vector<std::string> keys;
+    for (const KnownSetting& setting : KNOWN_SETTINGS)
+        if (setting.kind == SettingKind::on_off || setting.kind == SettingKind::number)
+            keys.push_back(std::string(setting.section) + '\0' + std::string(setting.key));
+    EXPECT_EQ(keys.size(), 5U);
+    for (const std::string& key : keys) EXPECT_TRUE(asks(key)) << key;
+    for (const std::string& key : keys) EXPECT_FALSE(asks(key)) << key;
 }
 
 TEST_F(KeptAnswersTest, AnyDamageHasTheRegistryAsked) {
@@ -327,7 +346,7 @@ TEST_F(KeptAnswersTest, BesideWritersThatAreKilledAnAnswerIsNeverOlderThanTheReg
     const auto count = [] { return std::stoll(config_keys().get("test", "count").value()); };
     int asked = 0;
     const auto answer = [&] {
-        return std::stoll(*registry_answer("count", [&] {
+        return std::stoll(*registry_answer(Question::key, "count", [&] {
             ++asked;
             return std::optional(std::to_string(count()));
         }));
