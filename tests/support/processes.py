@@ -22,9 +22,13 @@ def stat_fields(pid):
 
 
 def is_running(pid):
-    """What has ended counts as ended before anybody has waited for it."""
-    fields = stat_fields(pid)
-    return bool(fields) and fields[0] not in "ZX"
+    """What has ended counts as ended before anybody has waited for it. Its first thread may have
+    ended before others, which have its files open."""
+    try:
+        threads = os.listdir(f"/proc/{pid}/task")
+    except OSError:
+        return False
+    return any(fields and fields[0] not in "ZX" for fields in map(stat_fields, threads))
 
 
 def parent_of(pid):
