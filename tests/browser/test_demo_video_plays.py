@@ -5,23 +5,32 @@ import subprocess
 from places import SOURCE
 from waiting import SECONDS
 
-# What a player makes of a video: its length, size, and the samples at these seconds.
+# What a player makes of a video: its length, size, and the samples at these seconds. "seeked" may
+# come before the picture does: the one drawn is one of which the player says which second it is of.
 PLAY = """
 const [source, seconds, done] = arguments;
 const video = document.createElement('video');
 const pictures = [];
-video.onerror = () => done(video.error.message);
-video.onloadeddata = () => video.currentTime = seconds[0];
-video.onseeked = () => {
+function seek() {
+    video.requestVideoFrameCallback(shown);
+    video.currentTime = seconds[pictures.length];
+}
+function shown(now, picture) {
+    if (picture.mediaTime != Math.floor(seconds[pictures.length])) {
+        video.requestVideoFrameCallback(shown);
+        return;
+    }
     const canvas = document.createElement('canvas');
     [canvas.width, canvas.height] = [video.videoWidth, video.videoHeight];
     const surface = canvas.getContext('2d');
     surface.drawImage(video, 0, 0);
     pictures.push(Array.from(surface.getImageData(0, 0, canvas.width, canvas.height).data)
         .filter((sample, index) => index % 4 == 1));
-    if (pictures.length < seconds.length) { video.currentTime = seconds[pictures.length]; return; }
+    if (pictures.length < seconds.length) { seek(); return; }
     done([video.duration, canvas.width, canvas.height, pictures]);
-};
+}
+video.onerror = () => done(video.error.message);
+video.onloadeddata = seek;
 video.src = 'data:video/mp4;base64,' + source;
 """
 WIDTH, HEIGHT = 320, 192
