@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/standalone/store/event_arguments.h"
 #include "platform/standalone/store/strict_json.h"
 
 namespace standalone {
@@ -22,11 +23,6 @@ constexpr char ALIKE[] = "alike_arguments";
 /// No new_json_text: an argument stays the bytes that it is, as in the database.
 json_object* text(const std::string& bytes) {
     return json_object_new_string_len(bytes.data(), static_cast<int>(bytes.size()));
-}
-
-std::string bytes(json_object* text) {
-    return {json_object_get_string(text),
-            static_cast<std::size_t>(json_object_get_string_len(text))};
 }
 
 /// Reads members one after the other; one that is missing or of another kind spoils it all.
@@ -50,7 +46,9 @@ public:
     }
     std::string text(const char* key) {
         json_object* value = take(key, json_type_string);
-        return value == nullptr ? std::string() : bytes(value);
+        if (value == nullptr) return {};
+        return {json_object_get_string(value),
+                static_cast<std::size_t>(json_object_get_string_len(value))};
     }
     bool has(const char* key) const { return json_object_object_get_ex(object_, key, nullptr); }
     bool good() const { return good_; }
@@ -59,16 +57,6 @@ private:
     json_object* object_;
     bool good_ = true;
 };
-
-bool read_arguments(json_object* array, std::vector<std::string>& arguments) {
-    const std::size_t count = array == nullptr ? 0 : json_object_array_length(array);
-    for (std::size_t at = 0; at < count; ++at) {
-        json_object* value = json_object_array_get_idx(array, at);
-        if (!json_object_is_type(value, json_type_string)) return false;
-        arguments.push_back(bytes(value));
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -83,10 +71,7 @@ std::string print_letter(const NewEvent& letter) {
     add(CHANNEL, json_object_new_int(event.channel));
     add(USER, text(event.user));
     add(ADDRESS, text(event.ip));
-    json_object* arguments = json_object_new_array();
-    for (const std::string& argument : event.arguments)
-        json_object_array_add(arguments, text(argument));
-    add(ARGUMENTS, arguments);
+    add(ARGUMENTS, new_event_arguments(event.arguments));
     if (letter.limit) {
         add(MOST, json_object_new_int(letter.limit->most));
         add(ALIKE, json_object_new_int64(static_cast<std::int64_t>(letter.limit->arguments)));
@@ -106,8 +91,9 @@ std::optional<NewEvent> read_letter(const std::string& text) {
     letter.event.ip = members.text(ADDRESS);
     if (members.has(MOST) || members.has(ALIKE))
         letter.limit = EventLimit{members.number<int>(MOST), members.number<std::size_t>(ALIKE)};
-    json_object* arguments = members.take(ARGUMENTS, json_type_array);
-    if (!read_arguments(arguments, letter.event.arguments) || !members.good()) return {};
+    auto arguments = read_event_arguments(members.take(ARGUMENTS, json_type_array));
+    if (!arguments || !members.good()) return {};
+    letter.event.arguments = std::move(*arguments);
     return letter;
 }
 

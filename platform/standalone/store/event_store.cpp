@@ -5,6 +5,7 @@
 #include <functional>
 #include <set>
 
+#include "platform/standalone/store/event_arguments.h"
 #include "platform/standalone/store/strict_json.h"
 
 namespace standalone {
@@ -12,20 +13,13 @@ namespace standalone {
 namespace {
 
 std::string print_arguments(const std::vector<std::string>& arguments) {
-    const JsonPtr array(json_object_new_array());
-    for (const std::string& text : arguments)
-        json_object_array_add(
-            array.get(), json_object_new_string_len(text.data(), static_cast<int>(text.size())));
-    return print_json(array.get());
+    return print_json(JsonPtr(new_event_arguments(arguments)).get());
 }
 
+/// An event whose arguments nobody can read is told without any.
 std::vector<std::string> parse_arguments(const std::string& text) {
-    std::vector<std::string> arguments;
     const JsonPtr array(json_tokener_parse(text.c_str()));
-    if (!json_object_is_type(array.get(), json_type_array)) return arguments;
-    for (std::size_t at = 0; at < json_object_array_length(array.get()); ++at)
-        arguments.emplace_back(json_object_get_string(json_object_array_get_idx(array.get(), at)));
-    return arguments;
+    return read_event_arguments(array.get()).value_or(std::vector<std::string>());
 }
 
 constexpr long long MINUTE_MS = 60 * 1000;

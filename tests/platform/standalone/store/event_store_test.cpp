@@ -55,6 +55,22 @@ TEST_F(EventStoreTest, StoresMissingTextsAsEmptyOnes) {
     EXPECT_EQ(events_.newest({}, 1).at(0).user, "");
 }
 
+TEST_F(EventStoreTest, TellsAnEventWhoseArgumentsNobodyCanReadWithoutThem) {
+    const std::vector<std::string> written = {"a\0b"s, ""};
+    for (int event = 0; event < 6; ++event)
+        events_.append({0, 5, TASK_CREATED, -1, "u", "i", written});
+    database_.run(R"(UPDATE event SET arguments = '[null]' WHERE id = 2;
+                     UPDATE event SET arguments = '["a",3]' WHERE id = 3;
+                     UPDATE event SET arguments = '{}' WHERE id = 4;
+                     UPDATE event SET arguments = '' WHERE id = 5;
+                     UPDATE event SET arguments = '["a"' WHERE id = 6)");
+    for (const Event& event : events_.newest({}, 6)) {
+        EXPECT_EQ(event.user, "u");
+        EXPECT_EQ(event.arguments, event.id == 1 ? written : std::vector<std::string>())
+            << event.id;
+    }
+}
+
 TEST_F(EventStoreTest, GivesTheNewestFirstAndOnlyTheSubTypesAskedFor) {
     for (const unsigned event_id : {RUN_STARTED, TASK_CREATED, 0x23170001U, 0x11110001U})
         events_.append({0, 5, event_id, -1, "u", "i", {}});
