@@ -100,14 +100,33 @@ export class Console {
     await this.page.getByRole("banner").waitFor();
   }
 
-  /** What somebody who leaves the page alone for a while gets. */
-  async poll() {
-    const ended = (kind) => this.page.waitForEvent(kind,
-      (request) => request.url().includes("console.cgi/tasks")).catch(() => undefined);
-    const answer = Promise.race([ended("requestfinished"), ended("requestfailed")]);
+  /** Has the page ask the recorder, as when somebody comes back to it. */
+  async look() {
     await this.page.evaluate(() => document.dispatchEvent(new Event("visibilitychange")));
-    await answer;
-    await this.page.evaluate(() => new Promise(requestAnimationFrame));
+  }
+
+  /** What somebody who leaves the page alone for a while gets: a poll that begins now, up to when
+   *  what it brings is shown. One that is on its way may bring what was before. */
+  async poll() {
+    await this.page.evaluate(() => {
+      globalThis.isPolled = false;
+      const { fetch } = globalThis;
+      const shown = () => setTimeout(() => (globalThis.isPolled = true)); // behind the page's work
+      globalThis.fetch = async (...request) => {
+        if (!String(request[0]).includes("console.cgi/tasks")) return fetch(...request);
+        globalThis.fetch = fetch;
+        try {
+          const reply = await fetch(...request);
+          const text = await reply.text();
+          reply.text = async () => text;
+          return reply;
+        } finally {
+          shown();
+        }
+      };
+    });
+    await this.look();
+    await this.page.waitForFunction(() => globalThis.isPolled);
   }
 
   /** Goes to a step of the form. */

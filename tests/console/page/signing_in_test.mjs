@@ -39,7 +39,7 @@ test("a session that ends asks again on top of a half-filled form, which stays",
   await one.page.getByLabel("Name of the task").fill("Night copies");
   await one.page.getByLabel("Server").fill("nas.local");
   await one.tell({ signed_in: false });
-  await one.poll();
+  await one.look();
   const dialog = one.page.getByRole("dialog");
   await dialog.getByText("Your session has ended.").waitFor();
   await one.expectSound("sign-in on top");
