@@ -129,6 +129,11 @@ export class Console {
     await this.page.waitForFunction(() => globalThis.isPolled);
   }
 
+  /** A button while it takes a press: one that is at work takes none. */
+  idle(button) {
+    return button.and(this.page.locator(":not([aria-busy=true])"));
+  }
+
   /** Goes to a step of the form. */
   async step(name) {
     await this.page.getByRole("navigation", { name: "Steps" }).getByRole("link", { name }).click();

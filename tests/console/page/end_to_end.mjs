@@ -180,7 +180,7 @@ const scenes = {
     await pause("down");
     while (await trouble.count()) await one.poll();
     assert.equal(await row.evaluate((node) => node.isConnected), true);
-    await one.row("Night copies").getByRole("button", { name: /Start/ }).click();
+    await one.idle(one.row("Night copies").getByRole("button", { name: /Start/ })).click();
     await state(one, "Night copies", "Succeeded");
   },
 
@@ -233,7 +233,8 @@ const scenes = {
   /** Two tasks over a slow line: beside each other, in turn, stopped, switched, deleted. */
   async manyHands() {
     const one = await signedIn();
-    const press = (name, button) => one.row(name).getByRole("button", { name: button }).click();
+    const press = (name, button) =>
+      one.idle(one.row(name).getByRole("button", { name: button })).click();
     const dialog = one.page.getByRole("dialog");
     await press("First", /Start/);
     await state(one, "First", "Running");

@@ -210,13 +210,14 @@ test("stop and delete say what is lost and what stays, and Escape does neither",
   await one.goSignedIn();
   const row = one.row("Front door");
   await row.getByRole("button", { name: /Start/ }).click();
-  await row.getByRole("button", { name: /Stop/ }).click();
+  const stop = one.idle(row.getByRole("button", { name: /Stop/ }));
+  await stop.click();
   const dialog = one.page.getByRole("dialog");
   await dialog.getByText("What is copied stays").waitFor();
   await one.page.keyboard.press("Escape");
   await dialog.waitFor({ state: "detached" });
   assert.equal((await acts(one)).length, 1);
-  await row.getByRole("button", { name: /Stop/ }).and(one.page.locator(":focus")).click();
+  await stop.and(one.page.locator(":focus")).click();
   await dialog.getByRole("button", { name: "Stop", exact: true }).click();
   await row.getByText("Stopped").waitFor();
   await row.getByRole("button", { name: /Delete/ }).click();
