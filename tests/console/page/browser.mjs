@@ -47,7 +47,7 @@ export class Console {
 
   /** The page of whatever recorder is there. */
   static async at(url, options = {}) {
-    browser ??= await chromium.launch({ executablePath: "/usr/bin/chromium",
+    browser ??= await chromium.launch({ executablePath: "/usr/bin/chromium", timeout: SECONDS,
       args: ["--no-sandbox", "--disable-dev-shm-usage"] });
     const one = new Console();
     one.url = url;
