@@ -77,10 +77,10 @@ const scenes = {
     await state(one, "Night copies", "Succeeded");
     await one.page.getByText("The one task is safe").waitFor();
     await one.expectSound("tasks of a real recorder");
-    for (const [address, text] of [["task/1", "by hand"], ["log", "Night copies"],
-      ["recorder", "Camera 0"]]) {
+    for (const [address, screen, text] of [["task/1", "task-screen", "by hand"],
+      ["log", "log-screen", "Night copies"], ["recorder", "recorder-screen", "Camera 0"]]) {
       await one.go(`#/${address}`);
-      await one.page.getByRole("cell", { name: text }).first().waitFor();
+      await one.page.locator(screen).getByRole("cell", { name: text }).first().waitFor();
       await one.expectSound(address);
     }
     await one.go("#/edit/1?step=cameras");

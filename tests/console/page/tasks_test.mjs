@@ -273,10 +273,11 @@ test("names that would harm are shown as texts", async () => {
     assert.ok(shown.includes(name), name.slice(0, 40));
   }
   await one.expectSound("hostile names");
-  for (const screen of ["task/1", "edit/2", "task/6", "log"]) {
-    await one.go(`#/${screen}`);
-    await one.page.getByRole("heading", { level: 1 }).waitFor();
-    await one.expectSound(screen);
+  for (const [address, screen] of [["task/1", "task-screen"], ["edit/2", "task-form"],
+    ["task/6", "task-screen"], ["log", "log-screen"]]) {
+    await one.go(`#/${address}`);
+    await one.page.locator(screen).getByRole("heading", { level: 1 }).waitFor();
+    await one.expectSound(address);
   }
   await one.close();
 });
