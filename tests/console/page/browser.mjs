@@ -111,7 +111,6 @@ export class Console {
     await this.page.evaluate(() => {
       globalThis.isPolled = false;
       const { fetch } = globalThis;
-      const shown = () => setTimeout(() => (globalThis.isPolled = true)); // behind the page's work
       globalThis.fetch = async (...request) => {
         if (!String(request[0]).includes("console.cgi/tasks")) return fetch(...request);
         globalThis.fetch = fetch;
@@ -121,12 +120,18 @@ export class Console {
           reply.text = async () => text;
           return reply;
         } finally {
-          shown();
+          globalThis.isPolled = true; // seen when the page has done its work with it
         }
       };
     });
     await this.look();
     await this.page.waitForFunction(() => globalThis.isPolled);
+  }
+
+  /** Has the page's time stand still, which clock.install() has taken over before the page came: no
+   *  request takes too long, and none is made by itself. */
+  async stopClock() {
+    await this.page.clock.pauseAt(Date.now() + 60_000);
   }
 
   /** A button while it takes a press: one that is at work takes none. */
