@@ -15,6 +15,7 @@ const acts = async (one) => (await one.tell()).requests;
 
 async function opened(options, facts) {
   const one = await Console.open(options, facts);
+  await one.page.clock.install();
   await one.goSignedIn("#/recorder");
   await field(one, "Mail to").waitFor();
   return one;
@@ -41,6 +42,7 @@ test("only what was changed is saved, and an emptied field is unset", async () =
 
 test("what is typed while it is saved stays, and is still to be saved", async () => {
   const one = await opened();
+  await one.stopClock();
   let answer;
   const held = new Promise((done) => (answer = done));
   await one.page.route("**/alerts", async (route) => {

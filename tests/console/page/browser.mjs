@@ -47,7 +47,7 @@ export class Console {
 
   /** The page of whatever recorder is there. */
   static async at(url, options = {}) {
-    browser ??= await chromium.launch({ executablePath: "/usr/bin/chromium",
+    browser ??= await chromium.launch({ executablePath: "/usr/bin/chromium", timeout: SECONDS,
       args: ["--no-sandbox", "--disable-dev-shm-usage"] });
     const one = new Console();
     one.url = url;
@@ -100,14 +100,43 @@ export class Console {
     await this.page.getByRole("banner").waitFor();
   }
 
-  /** What somebody who leaves the page alone for a while gets. */
-  async poll() {
-    const ended = (kind) => this.page.waitForEvent(kind,
-      (request) => request.url().includes("console.cgi/tasks")).catch(() => undefined);
-    const answer = Promise.race([ended("requestfinished"), ended("requestfailed")]);
+  /** Has the page ask the recorder, as when somebody comes back to it. */
+  async look() {
     await this.page.evaluate(() => document.dispatchEvent(new Event("visibilitychange")));
-    await answer;
-    await this.page.evaluate(() => new Promise(requestAnimationFrame));
+  }
+
+  /** What somebody who leaves the page alone for a while gets: a poll that begins now, up to when
+   *  what it brings is shown. One that is on its way may bring what was before. */
+  async poll() {
+    await this.page.evaluate(() => {
+      globalThis.isPolled = false;
+      const { fetch } = globalThis;
+      globalThis.fetch = async (...request) => {
+        if (!String(request[0]).includes("console.cgi/tasks")) return fetch(...request);
+        globalThis.fetch = fetch;
+        try {
+          const reply = await fetch(...request);
+          const text = await reply.text();
+          reply.text = async () => text;
+          return reply;
+        } finally {
+          globalThis.isPolled = true; // seen when the page has done its work with it
+        }
+      };
+    });
+    await this.look();
+    await this.page.waitForFunction(() => globalThis.isPolled);
+  }
+
+  /** Has the page's time stand still, which clock.install() has taken over before the page came: no
+   *  request takes too long, and none is made by itself. */
+  async stopClock() {
+    await this.page.clock.pauseAt(Date.now() + 60_000);
+  }
+
+  /** A button while it takes a press: one that is at work takes none. */
+  idle(button) {
+    return button.and(this.page.locator(":not([aria-busy=true])"));
   }
 
   /** Goes to a step of the form. */

@@ -53,6 +53,10 @@ async function save(one) {
   await one.page.locator("task-row").first().waitFor();
 }
 
+/** How far a row's run is; null when its bar is not shown. */
+const percentOf = (row) => row.locator("progress").evaluate((bar) =>
+  bar.checkVisibility() ? bar.value : null);
+
 const state = (one, name, word) => one.row(name).locator("[data-part=word]",
   { hasText: new RegExp(`^${word}$`) }).waitFor();
 
@@ -77,10 +81,10 @@ const scenes = {
     await state(one, "Night copies", "Succeeded");
     await one.page.getByText("The one task is safe").waitFor();
     await one.expectSound("tasks of a real recorder");
-    for (const [address, text] of [["task/1", "by hand"], ["log", "Night copies"],
-      ["recorder", "Camera 0"]]) {
+    for (const [address, screen, text] of [["task/1", "task-screen", "by hand"],
+      ["log", "log-screen", "Night copies"], ["recorder", "recorder-screen", "Camera 0"]]) {
       await one.go(`#/${address}`);
-      await one.page.getByRole("cell", { name: text }).first().waitFor();
+      await one.page.locator(screen).getByRole("cell", { name: text }).first().waitFor();
       await one.expectSound(address);
     }
     await one.go("#/edit/1?step=cameras");
@@ -180,7 +184,7 @@ const scenes = {
     await pause("down");
     while (await trouble.count()) await one.poll();
     assert.equal(await row.evaluate((node) => node.isConnected), true);
-    await one.row("Night copies").getByRole("button", { name: /Start/ }).click();
+    await one.idle(one.row("Night copies").getByRole("button", { name: /Start/ })).click();
     await state(one, "Night copies", "Succeeded");
   },
 
@@ -233,7 +237,8 @@ const scenes = {
   /** Two tasks over a slow line: beside each other, in turn, stopped, switched, deleted. */
   async manyHands() {
     const one = await signedIn();
-    const press = (name, button) => one.row(name).getByRole("button", { name: button }).click();
+    const press = (name, button) =>
+      one.idle(one.row(name).getByRole("button", { name: button })).click();
     const dialog = one.page.getByRole("dialog");
     await press("First", /Start/);
     await state(one, "First", "Running");
@@ -259,20 +264,23 @@ const scenes = {
     const one = await signedIn();
     const row = one.row("First");
     await row.getByRole("button", { name: /Start/ }).click();
-    const bar = row.getByRole("progressbar");
-    await bar.waitFor();
-    const begun = Date.now();
+    await row.getByRole("progressbar").waitFor();
     const percents = [];
+    /** Gives how far it is, null when it is over. */
     const look = async () => {
       await one.poll();
-      if (await bar.isVisible()) percents.push(Number(await bar.getAttribute("value")));
+      const percent = await percentOf(row);
+      if (percent !== null) percents.push(percent);
+      return percent;
     };
+    while (await look() === 0);
+    const begun = Date.now();
     while (Date.now() - begun < 10_000) await look();
     const [, count, unit] = /(\d+) (second|minute)s? left/.exec(
       await row.locator("[data-part=figures]").textContent());
     const told = Number(count) * { second: 1, minute: 60 }[unit];
     const asked = Date.now();
-    while (await bar.isVisible()) await look();
+    while (await look() !== null);
     const took = (Date.now() - asked) / 1000;
     console.error(`# told ${told} s left, took ${took} s`);
     assert.ok(told < took * 2 && took < told * 2, `told ${told} s, took ${took} s`);
@@ -283,12 +291,12 @@ const scenes = {
   /** A copy over a slow line: its percent only rises. */
   async slowCopy() {
     const one = await signedIn();
-    await one.row("First").getByRole("button", { name: /Start/ }).click();
-    const bar = one.row("First").getByRole("progressbar");
+    const row = one.row("First");
+    await row.getByRole("button", { name: /Start/ }).click();
     const seen = [];
-    await bar.waitFor();
+    await row.getByRole("progressbar").waitFor();
     while (new Set(seen).size < 4) {
-      seen.push(Number(await bar.getAttribute("value")));
+      seen.push(await percentOf(row));
       await one.poll();
     }
     assert.deepEqual(seen, [...seen].sort((a, b) => a - b));

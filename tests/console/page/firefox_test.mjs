@@ -34,10 +34,11 @@ test("sign-in, tasks and the other screens in Firefox, without a complaint", asy
     });
     page.on("requestfailed", (request) => complaints.push(request.url()));
     await page.goto(url);
+    const shown = (selector) => page.waitForSelector(selector, { visible: true });
+    await shown("[name=username]");
     await page.type("[name=username]", "admin");
     await page.type("[name=password]", PASSWORD);
     await page.keyboard.press("Enter");
-    const shown = (selector) => page.waitForSelector(selector, { visible: true });
     await shown("task-row");
     assert.deepEqual(await page.$$eval("task-row h2 a", (links) =>
       links.map((link) => link.textContent).sort()), ["Car park", "Front door", "Gate", "Yard"]);

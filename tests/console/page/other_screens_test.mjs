@@ -94,12 +94,14 @@ test("the recorder's screen tells what is wrong, and of whom", async () => {
 
 test("a calendar shows a month's days and troubles under its own name alone", async () => {
   const one = await Console.open();
+  await one.page.clock.install();
   await one.goSignedIn("#/edit/1?step=cameras");
   await one.page.getByText("Days", { exact: true }).first().click();
   const caption = one.page.locator("caption");
   const marked = one.page.locator(".calendar td.recordings");
   const trouble = one.page.locator(".calendar").getByText("The recorder does not answer.");
   await marked.first().waitFor();
+  await one.stopClock();
   const held = [];
   await one.page.route("**/days?*", (route) => held.push(route));
   const turned = async (name, month) => {

@@ -6,13 +6,15 @@ import { Console, PASSWORD } from "./browser.mjs";
 
 test("a wrong password is told, and the wait after failures shown until it is over", async () => {
   const one = await Console.open();
+  await one.page.clock.install();
   await one.go();
   await one.signIn("wrong");
   await one.page.getByText("Name or password is wrong.").waitFor();
-  await one.tell({ retry_after: 3 });
+  await one.tell({ retry_after: 3600 });
   await one.signIn();
-  await one.page.getByRole("button", { name: /Sign in \(in \d seconds?\)/ }).waitFor();
+  await one.page.getByRole("button", { name: /Sign in \(in \d+ (hour|minutes?)\)/ }).waitFor();
   await one.expectSound("while it waits");
+  await one.page.clock.fastForward("01:00:00");
   const button = one.page.getByRole("button", { name: "Sign in", exact: true });
   await button.waitFor();
   assert.equal(await one.page.getByLabel("Password").inputValue(), "");
@@ -37,7 +39,7 @@ test("a session that ends asks again on top of a half-filled form, which stays",
   await one.page.getByLabel("Name of the task").fill("Night copies");
   await one.page.getByLabel("Server").fill("nas.local");
   await one.tell({ signed_in: false });
-  await one.poll();
+  await one.look();
   const dialog = one.page.getByRole("dialog");
   await dialog.getByText("Your session has ended.").waitFor();
   await one.expectSound("sign-in on top");

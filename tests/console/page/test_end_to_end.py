@@ -165,6 +165,7 @@ def test_tasks_are_queued_replaced_stopped_switched_and_deleted(house, slow):
 
 
 def test_percent_only_rises(house, slow):
+    slow.rate = 64 * 1024
     with scene("slowCopy", house) as one:
         one.until("seen")
         slow.rate = None

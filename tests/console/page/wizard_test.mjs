@@ -85,6 +85,7 @@ test("by keyboard alone from the sign-in over a new task to its running backup",
   await one.go();
   const { keyboard } = one.page;
   const until = async (wanted) => {
+    await wanted.first().waitFor();
     for (let step = 0; step < 60; ++step) {
       if (await wanted.and(one.page.locator(":focus")).count()) return;
       await keyboard.press("Tab");
