@@ -4,11 +4,13 @@
 #include <atomic>
 
 #include "platform/event_ids.h"
+#include "platform/standalone/event_handover.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/event_store.h"
 #include "platform/utilities.h"
 #include "tests/platform/standalone/set_clock.h"
 #include "tests/support/fake_log_service.h"
+#include "tests/support/patience.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
@@ -125,9 +127,15 @@ TEST_F(RecorderLog, TellsOfAnEventThatIsLost) {
               0);
 }
 
+/// Whether the log service is waited for however long a busy machine takes to have it answer.
+bool is_patient = false;
+
 /// Tells the log service, from a thread that has not opened the log.
 class TellingTheLogService : public RecorderLog {
 protected:
+    TellingTheLogService() { is_patient = true; }
+    ~TellingTheLogService() override { is_patient = false; }
+
     static int tell_anew(unsigned event_id = events::RUN_FAILED,
                          const std::string& task = "Doors") {
         int result = -1;
@@ -261,3 +269,18 @@ TEST(EventIds, HaveTheSubTypesThatTheLogIsAskedBy) {
 }
 
 }  // namespace
+
+// The linker puts the wrapper in front of hand_over(), under names of its own.
+standalone::Handover
+real_hand_over(const standalone::NewEvent& letter, std::chrono::milliseconds longest) __asm__(
+    "__real__ZN10standalone9hand_overERKNS_8NewEvent"
+    "ENSt6chrono8durationIlSt5ratioILl1ELl1000EEEE");
+standalone::Handover
+wrapped_hand_over(const standalone::NewEvent& letter, std::chrono::milliseconds longest) __asm__(
+    "__wrap__ZN10standalone9hand_overERKNS_8NewEvent"
+    "ENSt6chrono8durationIlSt5ratioILl1ELl1000EEEE");
+
+standalone::Handover wrapped_hand_over(const standalone::NewEvent& letter,
+                                       std::chrono::milliseconds longest) {
+    return real_hand_over(letter, is_patient ? PATIENCE : longest);
+}
