@@ -1,11 +1,14 @@
 """Every message to the backup daemon, byte for byte as a listening socket received it."""
 import json
+import sqlite3
+from contextlib import closing
 
 import pytest
 
 from replies import (CHANGE_STATUS_ERROR, PARSE_FAIL, STORE_BAD_TEXT, STORE_UNKNOWN_TASK, SUCCESS,
                      WAITING_SEQUENCE_ERROR, error)
 from sample_task import TASK, task_body
+from waiting import SECONDS
 
 NOTICE_PATH = "/databackupService/notify"
 RELOAD = b'{ "notice_reason": { "type": 1030, "action": 1 } }'
@@ -186,6 +189,18 @@ def test_strange_queue_replies_fail_the_list(stored, daemon, reply, code):
 # --- events of requests that fail or are refused --------------------------------------------------
 
 EVENTS_A_MINUTE = 100
+REPEAT_NEWEST = """
+WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?)
+INSERT INTO event (time_ms, event_id, channel, user, ip, arguments)
+SELECT time_ms, event_id, channel, user, ip, arguments
+FROM n, (SELECT * FROM event ORDER BY id DESC LIMIT 1)"""
+
+
+def all_but_one_of_a_minute(program):
+    """Has there be as many events as the newest one, but for one: so many requests may take a busy
+    machine longer than a minute."""
+    with closing(sqlite3.connect(program.path / "events.db", timeout=SECONDS)) as log, log:
+        log.execute(REPEAT_NEWEST, [EVENTS_A_MINUTE - 2])
 
 
 def test_request_that_fails_leaves_no_event(stored, daemon):
@@ -205,15 +220,19 @@ def test_request_that_fails_leaves_no_event(stored, daemon):
 
 def test_refused_create_that_starts_an_older_task_leaves_a_hundred_events_a_minute(stored, daemon):
     before = len(stored.events())
-    for number in range(EVENTS_A_MINUTE + 5):
+    for number in range(4):
         body = task_body(taskName=f'{number}"', backupImmediately=True)
         assert stored.create(body).text == error(STORE_BAD_TEXT)
+        if number == 0:
+            all_but_one_of_a_minute(stored)
     assert len(stored.events("--limit", "1000")) - before == EVENTS_A_MINUTE
 
 
 def test_start_that_the_file_explorer_refuses_leaves_a_hundred_events_a_minute(stored, daemon):
     stored.ctl("config", "set", "fuse", "fuse_enabled", "0")
     before = len(stored.events())
-    for number in range(EVENTS_A_MINUTE + 5):
+    for number in range(4):
         assert '"isFUSE": false' in stored.request("POST", f"/task/{number}/active", "{}").text
+        if number == 0:
+            all_but_one_of_a_minute(stored)
     assert len(stored.events("--limit", "1000")) - before == EVENTS_A_MINUTE

@@ -50,7 +50,7 @@ class NameServer:
 def name_server():
     """The machine's only one."""
     before = RESOLVER.read_text()
-    RESOLVER.write_text("nameserver 127.0.0.1\noptions timeout:1 attempts:1\n")
+    RESOLVER.write_text("nameserver 127.0.0.1\noptions timeout:30 attempts:5\n")
     server = NameServer()
     try:
         yield server

@@ -10,14 +10,20 @@
 #include "platform/standalone/store/channel_store.h"
 #include "platform/utilities.h"
 #include "platform/vesk_storage.h"
+#include "tests/platform/standalone/set_clock.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
 
 using namespace standalone;
 
+constexpr std::time_t NOW = 1'750'000'000;  // a day behind those that are recorded
+
 class Channels : public StateTest {
 protected:
+    Channels() { set_clock = static_cast<unsigned long long>(NOW) * 1000; }
+    ~Channels() override { set_clock = 0; }
+
     void add(int index, const std::string& guid, int streams, const std::string& recordings = "") {
         Channel channel;
         channel.index = index;
@@ -52,7 +58,7 @@ protected:
 
     std::string record(const std::string& name, int seconds_ago) const {
         const std::string folder = state_.folder() + "/" + name;
-        const std::time_t written = std::time(nullptr) - seconds_ago;
+        const std::time_t written = NOW - seconds_ago;
         const std::string file = folder + "/2024-01-01/00-00-00.mp4";
         write_file(file, "x");
         const timespec times[2] = {{written, 0}, {written, 0}};
@@ -105,10 +111,10 @@ TEST_F(Channels, HaveStatesAsOneLineOfText) {
 }
 
 TEST_F(Channels, AreConnectedForTenMinutesAfterARecording) {
-    add(1, "a", 1, record("just fresh", 590));
-    add(2, "b", 1, record("just stale", 610));
-    add(3, "c", 1, record("a little ahead", -590));
-    add(4, "d", 1, record("far ahead", -610));
+    add(1, "a", 1, record("just fresh", 599));
+    add(2, "b", 1, record("just stale", 600));
+    add(3, "c", 1, record("a little ahead", -599));
+    add(4, "d", 1, record("far ahead", -600));
     read_states();
     EXPECT_EQ(states_[1].stream_state[0], STREAM_CONNECTED);
     EXPECT_EQ(states_[2].stream_state[0], STREAM_DISCONNECTED);

@@ -62,40 +62,53 @@ std::string read_request(int peer) {
     return request;
 }
 
-/// Accepts one connection on a free port of 127.0.0.1 and plays a script on it.
-class Service {
+/// A port of 127.0.0.1 that nobody else gets while it lives; nobody listens on it yet.
+class OwnPort {
 public:
-    explicit Service(std::function<void(int)> script) : script_(std::move(script)) {
+    OwnPort() {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address;
-        listener_ = FileHandle(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         auto* generic = reinterpret_cast<sockaddr*>(&address);
-        if (bind(listener_.get(), generic, size) != 0 || listen(listener_.get(), 1) != 0 ||
-            getsockname(listener_.get(), generic, &size) != 0)
-            throw std::runtime_error("no port to listen on");
-        port_ = ntohs(address.sin_port);
+        if (bind(socket_.get(), generic, size) != 0 ||
+            getsockname(socket_.get(), generic, &size) != 0)
+            throw std::runtime_error("no port of our own");
+        number_ = ntohs(address.sin_port);
+    }
+
+    int socket() const { return socket_.get(); }
+    int number() const { return number_; }
+
+private:
+    FileHandle socket_{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    int number_ = 0;
+};
+
+/// Accepts one connection on a port of its own and plays a script on it.
+class Service {
+public:
+    explicit Service(std::function<void(int)> script) : script_(std::move(script)) {
+        if (listen(port_.socket(), 1) != 0) throw std::runtime_error("nothing to listen on");
         thread_ = std::thread([this] { play(); });
     }
     ~Service() {
-        shutdown(listener_.get(), SHUT_RDWR);
+        shutdown(port_.socket(), SHUT_RDWR);
         thread_.join();
     }
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    int port() const { return port_; }
+    int port() const { return port_.number(); }
 
 private:
     void play() {
-        const FileHandle peer(accept(listener_.get(), nullptr, nullptr));
+        const FileHandle peer(accept(port_.socket(), nullptr, nullptr));
         if (peer) script_(peer.get());
     }
 
     std::function<void(int)> script_;
-    FileHandle listener_;
-    int port_ = 0;
+    OwnPort port_;
     std::thread thread_;
 };
 
@@ -219,15 +232,11 @@ TEST(SsciClient, FailsWhenTheReplyIsNoHttp) {
 }
 
 TEST(SsciClient, FailsWhenNobodyListens) {
-    int port = 0;
-    {
-        const Service service([](int) {});
-        port = service.port();
-    }
+    const OwnPort port;
     std::string response = "before";
-    EXPECT_EQ(
-        ssci_GET_request("127.0.0.1", port, "/", nullptr, response, 5, false, false, 0, nullptr),
-        -1);
+    EXPECT_EQ(ssci_GET_request("127.0.0.1", port.number(), "/", nullptr, response, 5, false, false,
+                               0, nullptr),
+              -1);
     EXPECT_EQ(response, "before");
 }
 

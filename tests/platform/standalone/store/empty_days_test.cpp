@@ -85,7 +85,7 @@ TEST_F(EmptyDaysTest, WhatIsNoFolderIsNoEmptyDay) {
 
 TEST_F(EmptyDaysTest, FolderThatHasJustChangedIsEmptyAndItsStampTellsNothing) {
     fs::create_directories(day_);
-    const auto stamp = look(Moment::now());
+    const auto stamp = look(since_change(day_, SECOND_NS));
     ASSERT_TRUE(stamp);
     EXPECT_EQ(stamp->inode, 0);
     EXPECT_FALSE(has_stamp(day_, *stamp));

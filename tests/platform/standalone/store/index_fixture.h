@@ -43,6 +43,16 @@ protected:
         return clock;
     }
 
+    /// The clock so long after a folder's last change, however long that has been; before it if
+    /// less than nothing.
+    static standalone::Moment since_change(const std::string& folder, long long nanoseconds) {
+        struct stat found {};
+        EXPECT_EQ(stat(folder.c_str(), &found), 0);
+        standalone::Moment clock = standalone::Moment::now();
+        clock.now_ns = standalone::nanoseconds(found.st_ctim) + nanoseconds;
+        return clock;
+    }
+
     /// Whether folders have stamps here; on an unknown file system they are always read.
     bool spares_reading() const {
         const standalone::Folder folder = standalone::open_folder(AT_FDCWD, channel_.c_str(), 0);

@@ -15,6 +15,7 @@
 #include "platform/rec_state.h"
 #include "platform/standalone/store/channel_store.h"
 #include "platform/vesk_storage.h"
+#include "tests/platform/standalone/set_clock.h"
 #include "tests/platform/standalone/store/entries_read.h"
 #include "tests/support/temporary_state.h"
 
@@ -25,13 +26,17 @@ namespace {
 
 using namespace standalone;
 
+constexpr std::time_t NOW = 1'750'000'000;  // in the afternoon of 2025-06-15
+
 class RecordingFolderTest : public StateTest {
 protected:
     RecordingFolderTest() {
         setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
         tzset();
+        set_clock = static_cast<unsigned long long>(NOW) * 1000;
     }
     ~RecordingFolderTest() override {
+        set_clock = 0;
         unsetenv("TZ");
         fails_behind.clear();
     }
@@ -63,6 +68,11 @@ protected:
         write_file(folder_ + '/' + name, content);
     }
 
+    static void set_write_time(const std::string& path, std::time_t seconds) {
+        const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+        ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    }
+
     void add_channel(int index, const std::string& guid, const std::string& folder) {
         Channel channel;
         channel.index = index;
@@ -86,7 +96,7 @@ protected:
 };
 
 std::string day_from_now(int days) {
-    const std::time_t at = std::time(nullptr) + days * 86400;
+    const std::time_t at = NOW + days * 86400;
     char text[16];
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&at))};
 }
@@ -349,8 +359,7 @@ TEST_F(RecordingFolderTest, TellsARecordingsStartInSecondsOfTheSeasonsTime) {
 TEST_F(RecordingFolderTest, NewestWriteIsThatOfTheNewestRecordingByItsName) {
     const auto touch = [this](const char* name, long seconds) {
         record(name);
-        const timespec times[2] = {{seconds, 0}, {seconds, 0}};
-        ASSERT_EQ(utimensat(AT_FDCWD, (folder_ + '/' + name).c_str(), times, 0), 0);
+        set_write_time(folder_ + '/' + name, seconds);
     };
     touch("2024-01-02/10-00-00.mp4", 500);
     touch("2024-01-02/alarm/11-00-00.mp4", 400);
@@ -397,8 +406,8 @@ TEST_F(RecordingFolderTest, IsConnectedWhileItsNewestFileIsFresh) {
     record(day_from_now(0) + "/00-00-00.mp4");
     const std::string stale = state_.folder() + "/stale/" + day_from_now(0) + "/00-00-00.mp4";
     write_file(stale, "x");
-    const timespec times[2] = {{std::time(nullptr) - 601, 0}, {std::time(nullptr) - 601, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, stale.c_str(), times, 0), 0);
+    set_write_time(folder_ + "/" + day_from_now(0) + "/00-00-00.mp4", NOW - 599);
+    set_write_time(stale, NOW - 600);
     add_channel(1, "fresh", folder_);
     add_channel(2, "stale", state_.folder() + "/stale");
     const auto channels = states();

@@ -1,15 +1,12 @@
 // Sessions of the stand-alone recorder: expiry, levels, what is stored of them.
 #include "platform/cgi_input.h"
 #include "platform/standalone/store/session_store.h"
-#include "platform/utilities.h"
+#include "tests/platform/standalone/set_clock.h"
 #include "tests/support/temporary_state.h"
 
 namespace {
 
 using namespace standalone;
-
-/// What current_time_stamp() gives instead of the time; 0: the time.
-unsigned long long set_clock = 0;
 
 class SessionTest : public StateTest {
 protected:
@@ -175,11 +172,3 @@ TEST_F(SessionTest, StoresNeitherSidNorPasswordInTheOpen) {
 }
 
 }  // namespace
-
-extern "C" {
-unsigned long long __real__Z18current_time_stampv();
-
-unsigned long long __wrap__Z18current_time_stampv() {
-    return set_clock != 0 ? set_clock : __real__Z18current_time_stampv();
-}
-}
