@@ -12,7 +12,7 @@ from event_ids import is_of_a_run
 from loopback import free_port, request
 from openapi import check_reply
 from places import CGI, FIXED_PATHS, STATE, STORAGE
-from processes import descendants, is_running, parent_of, processes, signal_all
+from processes import descendants, freeze, is_running, parent_of, processes, signal_all
 from replies import SUCCESS
 from sample_task import task
 from service_process import start_recorder, start_service
@@ -96,7 +96,7 @@ class Recorder(StateFolder):
         """Ends one service as a crash would. The script that runs them all would end the others,
         so it is kept from noticing; nothing but clean_up() can be done with it afterwards."""
         pid = self.service(program)
-        self.server.send_signal(signal.SIGSTOP)
+        freeze(self.server.pid)
         os.kill(pid, signal.SIGKILL)
         wait_until(lambda: not is_running(pid), "the service's end")
 
