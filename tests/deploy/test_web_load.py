@@ -161,6 +161,7 @@ REFUSED = [f"{line} HTTP/1.1\r\nHost: a\r\nReferer: {LONG}\r\n{header}\r\n".enco
 def test_refused_requests_leave_little_in_the_logs_and_nothing_among_the_errors():
     request("GET", PROGRAM + "/first")
     wait_until(lambda: line_with("/first", "requests.log"), "the line")
+    wait_until(lambda: line_with("Command line:", "apache.log"), "what a start says last")
     before = log_lines("apache.log")
     clients = [threading.Thread(target=flood, args=(REFUSED, 200)) for _ in range(4)]
     for client in clients:
