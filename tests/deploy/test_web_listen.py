@@ -580,6 +580,8 @@ def test_an_apache_that_ends_over_what_it_was_told_goes_on_without(
     os.kill(apache, signal.SIGUSR1)
     wait_until(lambda: not is_running(apache), "Apache's end")
     recorder.server.send_signal(signal.SIGCONT)
+    # What the first has left, which may still listen for a moment, is gone before there is another.
+    wait_until(lambda: recorder.services("apache2"), "another Apache")
     wait_until(lambda: connects("127.0.0.1", recorder.port), "a web server")
     assert recorder.request("GET", "/").status == 200
     assert shown(WHERE) == ""

@@ -84,11 +84,15 @@ class Recorder(StateFolder):
 
     # --- services -------------------------------------------------------------------------------
 
+    def services(self, program):
+        """The pids of those that run this program."""
+        return [pid for pid, command in processes()
+                if Path(command.split(b" ")[0].decode(errors="replace")).name == program
+                and parent_of(pid) == self.server.pid]
+
     def service(self, program):
         """The pid of one of the services."""
-        found = [pid for pid, command in processes()
-                 if Path(command.split(b" ")[0].decode(errors="replace")).name == program
-                 and parent_of(pid) == self.server.pid]
+        found = self.services(program)
         assert len(found) == 1, found
         return found[0]
 
