@@ -187,14 +187,15 @@ check_free_ports() {
 # run_and_wait STOP COMMAND...: runs the command until it ends and returns its exit status. SIGTERM,
 # SIGINT and SIGHUP are answered with `STOP pid`; when this shell is killed outright, the kernel
 # kills the command. A shell's background command would ignore Ctrl-C, and so would everything it
-# starts; env gives it the signals a terminal would.
+# starts; env gives it the signals a terminal would. A signal that comes before the process is known
+# is kept for it: the first process of a sandbox would never hear of one that it does not wait for.
 run_and_wait() {
-    local stop=$1 child status=0
+    local stop=$1 child= asked= status=0
     shift
+    trap 'asked=yes; [[ -z $child ]] || "$stop" "$child"' TERM INT HUP
     env --default-signal=INT,QUIT setpriv --pdeathsig KILL -- "$@" <&0 &
     child=$!
-    # shellcheck disable=SC2064 # the process is known now
-    trap "$stop $child" TERM INT HUP
+    [[ -z $asked ]] || "$stop" "$child"
     while kill -0 "$child" 2>/dev/null; do
         wait "$child" || true # a signal cuts it short
     done
@@ -208,5 +209,5 @@ terminate() {
     kill -TERM "$1" 2>/dev/null || true
 }
 terminate_children() {
-    pkill -TERM -P "$1" || true
+    pkill -TERM -P "$1" || kill -KILL "$1" 2>/dev/null || true # it has none yet, or none any more
 }

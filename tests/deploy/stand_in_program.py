@@ -9,9 +9,10 @@ from service_process import ended_afterwards, start_recorder
 
 PORT = 8080
 PROGRAM = "/cgi-bin/recording_backup.cgi"
+AWAKE = CGI.with_name("awake")  # a program that sleeps does so until this is there, too
 
-# Answers a download as the real program does, sleeps, crashes or has a status of its own where the
-# path says so, and answers anything else with its environment.
+# Answers a download as the real program does, sleeps for 20 seconds and more, crashes or has a
+# status of its own where the path says so, and answers anything else with its environment.
 STAND_IN = r"""
 #include <cstdio>
 #include <cstdlib>
@@ -26,7 +27,8 @@ int main() {
         return 0;
     }
     if (!strcmp(text("PATH_INFO"), "/crash")) abort();
-    if (!strcmp(text("PATH_INFO"), "/sleep")) sleep(20);
+    if (!strcmp(text("PATH_INFO"), "/sleep"))
+        for (sleep(20); access(AWAKE, F_OK); ) usleep(20000);
     if (!strncmp(text("PATH_INFO"), "/says/", 6)) {
         printf("Status: %s Said\r\nContent-type: application/json\r\n\r\n{}\n\n",
                text("PATH_INFO") + 6);
@@ -45,7 +47,8 @@ int main() {
 def serving(folder):
     """The recorder on PORT; `folder` is for the program's making."""
     stand_in = folder / "program"
-    subprocess.run(["c++", "-x", "c++", "-o", stand_in, "-"], text=True, input=STAND_IN, check=True)
+    subprocess.run(["c++", "-x", "c++", f'-DAWAKE="{AWAKE}"', "-o", stand_in, "-"], text=True,
+                   input=STAND_IN, check=True)
     with ended_afterwards(start_recorder(PORT)):
         shutil.copyfile(stand_in, CGI)  # what was installed keeps its owner, group and mode
         yield

@@ -6,18 +6,20 @@ from pathlib import Path
 import pytest
 
 from loopback import free_port, request
-from places import LOGS, STATE
+from places import LOGS, PAGE, STATE
 from processes import is_running, processes, stat_fields
 from service_process import ended_afterwards, start_recorder
 from waiting import wait_until
 
 SERVICES = ("recorder-logd", "recording-backupd")
+PROGRAMS = PAGE.parents[2] / "libexec/recorder"
 DAC_READ_SEARCH = 1 << 2
 OWNER = (4242, 4343)
 
 
 def process_of(service):
-    return next(pid for pid, command in processes() if command.endswith(f"/{service}".encode()))
+    """By its whole command line: that of what begins to keep its log ends with its name, too."""
+    return next(pid for pid, command in processes() if command == bytes(PROGRAMS / service))
 
 
 def status_of(service):

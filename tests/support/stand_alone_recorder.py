@@ -12,7 +12,7 @@ from event_ids import is_of_a_run
 from loopback import free_port, request
 from openapi import check_reply
 from places import CGI, FIXED_PATHS, STATE, STORAGE
-from processes import descendants, is_running, parent_of, processes, signal_all
+from processes import descendants, freeze, is_running, parent_of, processes, signal_all
 from replies import SUCCESS
 from sample_task import task
 from service_process import start_recorder, start_service
@@ -84,11 +84,15 @@ class Recorder(StateFolder):
 
     # --- services -------------------------------------------------------------------------------
 
+    def services(self, program):
+        """The pids of those that run this program."""
+        return [pid for pid, command in processes()
+                if Path(command.split(b" ")[0].decode(errors="replace")).name == program
+                and parent_of(pid) == self.server.pid]
+
     def service(self, program):
         """The pid of one of the services."""
-        found = [pid for pid, command in processes()
-                 if Path(command.split(b" ")[0].decode(errors="replace")).name == program
-                 and parent_of(pid) == self.server.pid]
+        found = self.services(program)
         assert len(found) == 1, found
         return found[0]
 
@@ -96,7 +100,7 @@ class Recorder(StateFolder):
         """Ends one service as a crash would. The script that runs them all would end the others,
         so it is kept from noticing; nothing but clean_up() can be done with it afterwards."""
         pid = self.service(program)
-        self.server.send_signal(signal.SIGSTOP)
+        freeze(self.server.pid)
         os.kill(pid, signal.SIGKILL)
         wait_until(lambda: not is_running(pid), "the service's end")
 
