@@ -93,6 +93,7 @@ def test_run_that_cannot_store_for_a_minute_goes_on_by_itself_when_it_can(house,
     assert waiting() == [task_id, other]
     assert running() == []
     lock.release()
+    proxy.rate = None
     for run in (task_id, other):
         house.wait_for_end(run)
         assert house.status(run) == SUCCESS
