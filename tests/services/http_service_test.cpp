@@ -11,16 +11,17 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <stdexcept>
 
 #include "platform/standalone/store/file_handle.h"
+#include "tests/support/patience.h"
 
 namespace {
 
 using namespace services;
 using standalone::FileHandle;
 
-constexpr int PATIENCE_SECONDS = 20;
 constexpr char TEXT[] = "text/plain";
 
 sockaddr_in address_of(const char* host, int port) {
@@ -33,7 +34,7 @@ sockaddr_in address_of(const char* host, int port) {
 
 FileHandle connected(int port, const char* host = "127.0.0.1") {
     FileHandle client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const timeval patience{PATIENCE_SECONDS, 0};
+    const timeval patience{std::chrono::seconds(PATIENCE).count(), 0};
     setsockopt(client.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     const sockaddr_in address = address_of(host, port);
     const auto* generic = reinterpret_cast<const sockaddr*>(&address);

@@ -2,6 +2,7 @@
 import signal
 import subprocess
 import time
+from contextlib import contextmanager
 
 import pytest
 
@@ -27,6 +28,15 @@ def start(program, state, manager):
                             env={**state.environment, **manager.environment})
 
 
+@contextmanager
+def watched(program, state, folder):
+    """The manager goes first: a service that tells its end waits for one that hears nothing more,
+    once as much has been told as a socket holds."""
+    manager = ServiceManager(folder, int(PATIENCE * 1e6))
+    with ended_afterwards(start(program, state, manager)) as service, manager:
+        yield manager, service
+
+
 @pytest.mark.parametrize("program, port", SERVICES)
 def test_ready_is_told_when_requests_are_answered_and_the_end_when_it_begins(
         tmp_path, state, program, port):
@@ -50,20 +60,18 @@ def test_a_service_that_cannot_serve_is_never_ready(tmp_path, state):
 @pytest.mark.parametrize("program", [program for program, _ in SERVICES])
 def test_twice_in_the_time_it_is_given_a_service_tells_that_its_loop_turns(
         tmp_path, state, program):
-    with ServiceManager(tmp_path, int(PATIENCE * 1e6)) as manager:
-        with ended_afterwards(start(program, state, manager)):
-            assert manager.hear() == READY
-            begin = time.monotonic()
-            assert [manager.hear() for _ in range(6)] == [ALIVE] * 6
-            assert time.monotonic() - begin > 2.4 * PATIENCE, "no oftener than is of use"
+    begin = time.monotonic()  # not when this process has time to hear that it is ready
+    with watched(program, state, tmp_path) as (manager, _):
+        assert manager.hear() == READY
+        assert [manager.hear() for _ in range(6)] == [ALIVE] * 6
+        assert time.monotonic() - begin > 2.4 * PATIENCE, "no oftener than is of use"
 
 
 def test_what_hangs_tells_nothing(tmp_path, state):
-    with ServiceManager(tmp_path, int(PATIENCE * 1e6)) as manager:
-        with ended_afterwards(start("recorder-logd", state, manager)) as service:
-            assert manager.hear() == READY
-            service.send_signal(signal.SIGSTOP)
-            wait_until(lambda: stat_fields(service.pid)[:1] == ["T"], "the process to stop")
-            assert manager.is_silent_for(4 * PATIENCE)
-            service.send_signal(signal.SIGCONT)
-            assert manager.hear() == ALIVE
+    with watched("recorder-logd", state, tmp_path) as (manager, service):
+        assert manager.hear() == READY
+        service.send_signal(signal.SIGSTOP)
+        wait_until(lambda: stat_fields(service.pid)[:1] == ["T"], "the process to stop")
+        assert manager.is_silent_for(4 * PATIENCE)
+        service.send_signal(signal.SIGCONT)
+        assert manager.hear() == ALIVE

@@ -114,6 +114,13 @@ class House:
     def wait_for_end(self, task_id, seconds=SECONDS):
         self.wait_for(task_id, SUCCESS, FAILED, CANCEL, seconds=seconds)
 
+    def wait_until_success_counts(self, task_id):
+        """A task's first success is told by its state, and then, of a task with a schedule, stored
+        with the time from which the next one is late. Whoever changes these times comes behind."""
+        wait_until(lambda: self.database(
+            "SELECT 1 FROM task_health WHERE taskID = ? AND late_from > 0", task_id),
+            "the success to count")
+
     # --- outcome --------------------------------------------------------------------------------
 
     def database(self, sql, *values):

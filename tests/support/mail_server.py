@@ -11,6 +11,8 @@ from contextlib import contextmanager
 from aiosmtpd.controller import Controller
 from aiosmtpd.smtp import AuthResult
 
+from waiting import SECONDS
+
 MAIL_PORT = 2525
 
 
@@ -40,7 +42,8 @@ class MailServer:
         self.refusals, self.users = refusals or {}, users
         if users is not None:
             options.update(authenticator=self.log_in, auth_required=True)
-        self.controller = Controller(self, hostname="127.0.0.1", port=MAIL_PORT, **options)
+        self.controller = Controller(self, hostname="127.0.0.1", port=MAIL_PORT,
+                                     ready_timeout=SECONDS, **options)
 
     def log_in(self, _server, session, _envelope, _mechanism, data):
         name, password = data.login.decode(), data.password.decode()

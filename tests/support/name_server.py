@@ -50,6 +50,7 @@ class NameServer:
 def name_server():
     """The machine's only one."""
     before = RESOLVER.read_text()
+    # It answers always, and late where it gets no processor: as long as the resolver waits at most.
     RESOLVER.write_text("nameserver 127.0.0.1\noptions timeout:30 attempts:5\n")
     server = NameServer()
     try:

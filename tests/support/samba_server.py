@@ -72,8 +72,8 @@ class SambaServer:
         done so when this returns, since it answers messages in their order."""
         self.write_config()
         for who, *message in ("smbd", "reload-config"), (str(self.process.pid), "ping"):
-            subprocess.run(["/usr/bin/smbcontrol", "-s", self.config, who, *message],
-                           check=True, timeout=SECONDS, stdout=subprocess.DEVNULL)
+            subprocess.run(["/usr/bin/smbcontrol", "-s", self.config, f"--timeout={SECONDS}", who,
+                            *message], check=True, timeout=SECONDS, stdout=subprocess.DEVNULL)
 
     def answers(self):
         assert self.process.poll() is None, self.log()

@@ -75,8 +75,9 @@ def record(house):
 
 
 def start_copying(house, proxy, **changes):
-    """A task in the middle of its run."""
+    """A task in the middle of its run. Its rest crawls until the proxy has another rate."""
     record(house)
+    proxy.crawl_after(3 * SIZE)
     task_id = house.create(port=proxy.port, **changes)
     house.force(task_id)
     wait_until(lambda: len(house.copied()) >= 2, "some copies")

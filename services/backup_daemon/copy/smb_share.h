@@ -38,6 +38,7 @@ public:
 private:
     struct Context;
     std::chrono::nanoseconds measure_round_trip();
+    std::chrono::nanoseconds look_for_nothing();
     bool make_folder(const std::string& path);
     std::string url(const std::string& path) const;
 

@@ -94,7 +94,7 @@ def test_task_that_is_overdue_is_told_and_that_it_has_succeeded(house):
     house.record(0, 0, "01-00-00.mp4", b"content")
     task_id = house.create(scheduleHour=far_hour())
     house.run(task_id)
-    wait_until(lambda: house.database("SELECT 1 FROM task_health WHERE first_due > 0"), "schedule")
+    house.wait_until_success_counts(task_id)
     long_ago = int(time.time()) - 2 * DAY
     write("UPDATE task_health SET success_time = ?1, first_due = ?1", long_ago)
     write("UPDATE run SET ended = ?", long_ago)

@@ -16,16 +16,23 @@ NO_CAPABILITY = "0" * 16
 
 
 class EndlessFile(Repeating):
-    """Makes a recording's temporary files longer than anybody reads when they are half sent."""
+    """Makes a recording's temporary files longer than anybody reads when they are half sent. From
+    there on the line crawls until that is done."""
 
-    pause = 0.001
-
-    def __init__(self, folder, size):
+    def __init__(self, folder, size, proxy):
         self.folder = folder
         self.size = size
+        self.proxy = proxy
         self.spoilt = 0
+        self.crawl_behind_the_half()
+
+    def crawl_behind_the_half(self):
+        self.proxy.rate = None
+        self.proxy.crawl_after(self.size * 3 // 4)
 
     def look(self):
+        if not self.proxy.crawls():
+            return
         for path in self.folder.rglob("*.part"):
             self.look_at(path)
 
@@ -34,6 +41,7 @@ class EndlessFile(Repeating):
             if self.size // 2 < path.stat().st_size < TIB:
                 os.truncate(path, TIB)
                 self.spoilt += 1
+                self.crawl_behind_the_half()
         except FileNotFoundError:
             pass  # it has been renamed or removed meanwhile
 
@@ -42,9 +50,9 @@ def test_file_without_an_end_is_a_mismatch_and_the_others_are_copied(house):
     size = 60 * MIB + 7
     endless = house.record(0, 0, "01-00-00.mp4", noise(size, "endless"))
     house.record(0, 0, "02-00-00.mp4", noise(MIB, "other"))
-    task_id = house.create()
-    with EndlessFile(house.share, size) as server:
-        house.run(task_id, FAILED)
+    with (FaultProxy(house.samba.port) as proxy,
+          EndlessFile(house.share, size, proxy) as server):
+        house.run(house.create(port=proxy.port), FAILED)
     assert server.spoilt == 2, "it is sent once more, and then no more"
     details = [detail[0] for event, detail in house.events() if event == FILE_NOT_COPIED]
     assert len(details) == 1 and endless.name in details[0]

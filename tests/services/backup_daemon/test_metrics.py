@@ -91,8 +91,7 @@ def test_a_task_that_is_late_is_overdue_until_it_succeeds_or_is_switched_off(hou
     house.run(task_id)
     wait_for(1, "runs_total", outcome="success", task_id=task_id)
     assert scrape().get("overdue", task_id=task_id) == 0
-    wait_until(lambda: house.database("SELECT 1 FROM task_health WHERE overdue_from > 0"),
-               "the schedule")
+    house.wait_until_success_counts(task_id)
     long_ago = int(time.time()) - 31 * HOURS
     house.change_database(f"UPDATE task_health SET success_time = {long_ago}, "
                           f"first_due = {long_ago}")

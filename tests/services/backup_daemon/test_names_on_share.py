@@ -1,6 +1,7 @@
 """What the daemon replaces on a share: its own copies as it recorded them, and nothing else."""
 import json
 import os
+import time
 
 import pytest
 
@@ -214,11 +215,32 @@ def test_small_file_costs_no_more_requests_than_the_design_says(house, check, mo
     assert house.shared() == house.sources()
 
 
-@pytest.mark.parametrize("round_trip, lanes", [(0, 3), (0.04, 8)])
-def test_small_files_over_a_long_line_go_over_more_connections(house, round_trip, lanes):
+# The short one has a single thread: the four that an answer passes in the long one take ten
+# milliseconds, a long line's, where the processors are busy.
+@pytest.mark.parametrize("line, lanes", [(FaultProxy, 3),
+                                         (lambda port: DelayProxy(port, round_trip=0.04), 8)],
+                         ids=["short", "long"])
+def test_small_files_over_a_long_line_go_over_more_connections(house, line, lanes):
     for number in range(60):
         house.record(0, 0, f"01-00-{number:02}.mp4", noise(20_000, number))
-    with DelayProxy(house.samba.port, round_trip) as proxy:
+    with line(house.samba.port) as proxy:
         house.run(house.create(port=proxy.port))
         assert proxy.connections == lanes
     assert house.shared() == house.sources()
+
+
+class LateLooks(RequestProxy):
+    """Holds up the first looks at what is on the share: the one that connects, and the next one."""
+
+    def watch(self, source, data):
+        super().watch(source, data)
+        if self.requests["create"] <= 2:
+            time.sleep(0.03)
+
+
+def test_answers_that_come_late_make_no_line_long(house):
+    for number in range(60):
+        house.record(0, 0, f"01-00-{number:02}.mp4", noise(20_000, number))
+    with LateLooks(house.samba.port) as proxy:
+        house.run(house.create(port=proxy.port))
+        assert proxy.connections == 3

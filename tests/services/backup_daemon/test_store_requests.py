@@ -42,6 +42,7 @@ def test_requests_are_answered_while_the_store_is_locked_and_refused_ones_change
             assert (status, reply) == (500, {"retCode": 500, "mesg": "database is locked"})
     assert (house.status(task_id), house.status(other)) == (RUNNING, NEW)
     lock.release()
+    proxy.rate = None
     house.wait_for_end(task_id)
     assert (house.status(task_id), house.status(other)) == (SUCCESS, NEW)
 
@@ -54,6 +55,7 @@ def test_requests_are_answered_while_the_daemons_own_memory_is_locked(house, pro
         answers = running(), notice(start_task=True, taskID=int(other)), waiting()
         assert answers == ([task_id], DONE, [other]) or lock.seconds() > LONGEST_REFUSAL
     lock.release()
+    proxy.rate = None
     for run in (task_id, other):
         house.wait_for_end(run)
         assert house.status(run) == SUCCESS
@@ -120,6 +122,6 @@ def test_requests_are_answered_while_the_state_disk_is_full_and_refused_ones_cha
                     refused += answer == FULL
                     assert (other in waiting()) == (waited if answer == FULL else not waited)
                     assert running() == [task_id]
-        proxy.stalled = False
+        proxy.stalled, proxy.rate = False, None
         small.wait_for_end(task_id)
         assert small.status(task_id) == SUCCESS

@@ -36,20 +36,22 @@ struct FreeLoop {
     void operator()(event_base* loop) const { event_base_free(loop); }
 };
 
-/// A port of loopback that takes connections and says nothing to them.
+/// A port of loopback that takes connections and says nothing to them, or that takes none: it is
+/// nobody else's either then.
 class SilentServer {
 public:
-    SilentServer() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit SilentServer(bool listens = true)
+        : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         address_.sin_family = AF_INET;
         address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address_;
-        if (bind(socket_.get(), generic(), size) != 0 || listen(socket_.get(), 5) != 0 ||
+        if (bind(socket_.get(), generic(), size) != 0 ||
+            (listens && listen(socket_.get(), 5) != 0) ||
             getsockname(socket_.get(), generic(), &size) != 0)
             throw std::runtime_error("no port to listen on");
     }
 
     int port() const { return ntohs(address_.sin_port); }
-    void close() { socket_ = standalone::FileHandle(); }
 
     /// Takes one connection, which need not have come yet.
     standalone::FileHandle accept() {
@@ -482,8 +484,7 @@ TEST_F(WorkerLanesTest, ProcessThatTakesAllMemoryIsLostAlone) {
 }
 
 TEST_F(WorkerLanesTest, LaneThatCannotConnectSaysSoAndIsLost) {
-    SilentServer server;
-    server.close();
+    const SilentServer server(false);
     make_pool(login_to(server.port()));
     lanes->open();
     wait_for(2);
