@@ -32,6 +32,7 @@ class FaultProxy:
         self.cut_distance = self.cuts_left = 0
         self.spoil_up = self.spoil_down = bytes
         self.pairs = {}
+        self.closing = threading.Lock()  # a test may cut while the proxy closes
         self.ended = False
         self.thread = threading.Thread(target=self.forward, daemon=True)
 
@@ -81,8 +82,8 @@ class FaultProxy:
     def handle(self, ready):
         if ready is self.listener:
             self.accept()
-        elif ready in self.pairs:
-            self.pass_on(ready)
+        elif pair := self.pairs.get(ready):
+            self.pass_on(ready, *pair)
 
     def accept(self):
         client, _ = self.listener.accept()
@@ -99,8 +100,7 @@ class FaultProxy:
             self.pairs[one] = (other, up)
             self.selector.register(one, selectors.EVENT_READ)
 
-    def pass_on(self, source):
-        other, up = self.pairs[source]
+    def pass_on(self, source, other, up):
         try:
             data = source.recv(PIECE)
             if up:
@@ -138,10 +138,11 @@ class FaultProxy:
 
     def close(self, one):
         """Ends a connection, both halves."""
-        if one not in self.pairs:
-            return
-        other, _ = self.pairs.pop(one)
-        self.pairs.pop(other, None)
-        for end in (one, other):
-            self.selector.unregister(end)
-            end.close()
+        with self.closing:
+            if one not in self.pairs:
+                return
+            other, _ = self.pairs.pop(one)
+            self.pairs.pop(other, None)
+            for end in (one, other):
+                self.selector.unregister(end)
+                end.close()

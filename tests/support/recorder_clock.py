@@ -12,6 +12,11 @@ def local(seconds, form, zone=ZONE):
     return time.strftime(form, time.localtime(seconds))
 
 
+def clock_second():
+    """The second that time(2) tells: just after time.time() has begun one it may be that before."""
+    return int(time.clock_gettime(time.CLOCK_REALTIME_COARSE))
+
+
 def day_name(days_ago):
     """A day's folder. Noon of the same day, so that no change of the clocks skips one."""
     noon = time.mktime(time.strptime(local(time.time(), "%Y-%m-%d 12"), "%Y-%m-%d %H"))

@@ -18,7 +18,7 @@ import pytest
 from mail_server import MAIL_PORT, Certificate, MailServer, scripted_mail_server
 from metrics import scrape
 from processes import parent_of, processes
-from recorder_clock import local
+from recorder_clock import clock_second, local
 from service_process import running, start_service
 from state_folder import StateFolder
 from waiting import wait_until
@@ -447,7 +447,7 @@ def test_a_web_hook_over_tls_is_verified(recorder, certificate, tmp_path):
 def test_an_alert_waits_for_a_server_that_is_down_and_arrives_once(recorder):
     recorder.mail_by_server(web_hook=HOOK)
     with WebHookServer() as hook, running("recording-backupd", recorder):
-        before = int(time.time())
+        before = clock_second()
         recorder.put("a-1", [MAIL, WEB_HOOK])
         wait_until(lambda: len(recorder.waiting()) == 1, "the web hook")
         assert recorder.wait_for_attempt().startswith("Failed to connect to ")

@@ -7,7 +7,7 @@ import time
 from backup_house import FAILED, MIB, RUNNING, House, noise
 from fault_proxy import CRAWL, FaultProxy
 from places import STATE
-from recorder_clock import local
+from recorder_clock import clock_second, local
 from run_kills import KillScene
 from service_process import end
 from waiting import wait_until
@@ -58,7 +58,7 @@ def wait_for_outcome(house, task_id, number):
 def test_success_has_a_row_with_all_that_was_done(house):
     for number in range(3):
         house.record(0, 0, f"0{number}-00-00.mp4", noise(MIB, number))
-    began = int(time.time())
+    began = clock_second()
     task_id = create_scheduled(house)
     house.recorder.ctl("task", "set", task_id, "taskName=Door\x1b[2Jway")
     house.run(task_id)
