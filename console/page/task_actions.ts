@@ -58,19 +58,22 @@ async function enable(task: Task): Promise<string> {
 const ACTIONS = { start, stop, remove, enable };
 export type Action = keyof typeof ACTIONS;
 
-/** Does it, shows what came of it, and tells when nothing did. True when it was done. */
+/** Does it, shows what came of it, and tells when nothing did. True when it was done; a question
+ *  that was put away has changed nothing. */
 export async function perform(name: Action, task: Task, button: Element): Promise<boolean> {
   if (button.getAttribute("aria-busy") === "true") return false;
   button.setAttribute("aria-busy", "true");
   try {
     const said = await ACTIONS[name](task);
-    if (said) announce(said);
-    return said !== "";
+    if (said === "") return false;
+    announce(said);
+    await refresh();
+    return true;
   } catch (error) {
     await tellFailure(t.failedTo[name](task.name), new Error(`${words(error)} ${t.nothingLost}`));
+    await refresh();
     return false;
   } finally {
-    await refresh();
     button.removeAttribute("aria-busy");
   }
 }

@@ -229,6 +229,24 @@ test("stop and delete say what is lost and what stays, and Escape does neither",
   await one.close();
 });
 
+test("a question that is put away leaves its button ready while the recorder is silent", async () => {
+  const one = await Console.open();
+  await one.page.clock.install();
+  await one.goSignedIn();
+  const button = one.idle(one.row("Front door").getByRole("button", { name: /Delete/ }));
+  const dialog = one.page.getByRole("dialog");
+  await button.waitFor();
+  await one.stopClock();
+  await one.page.route("**/console.cgi/tasks*", () => undefined);
+  for (let time = 0; time < 2; ++time) {
+    await button.click();
+    await dialog.waitFor();
+    await one.page.keyboard.press("Escape");
+    await dialog.waitFor({ state: "detached" });
+  }
+  await one.close();
+});
+
 test("the switch switches", async () => {
   const one = await Console.open();
   await one.goSignedIn();
