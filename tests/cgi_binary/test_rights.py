@@ -9,13 +9,13 @@ import pytest
 
 from cgi_program import CgiProgram, cgi_variables
 from places import CGI, DEBUG_FILE, LOG_EXPORT, PROGRAMS, STATE
+from processes import READ_INPUT, WRITE_OUTPUT, is_in_call
 from sample_task import task_body
 from stand_in_tools import list_shares
 from waiting import wait_until
 
 OWNER, OWNERS_GROUP = 4711, 4712
 WEB_SERVER, WEB_GROUP = 33, 34
-WRITE_TO_OUTPUT = ["1", "0x1"]  # as /proc/PID/syscall begins: write(2), descriptor 1
 
 
 def give_to_owner(folder):
@@ -78,13 +78,6 @@ def rights(pid):
             "permitted": int(status["CapPrm"], 16), "effective": int(status["CapEff"], 16)}
 
 
-def is_in_call(pid, call):
-    try:
-        return Path(f"/proc/{pid}/syscall").read_text().split()[:len(call)] == call
-    except OSError:
-        return False
-
-
 def start(program, started, method, path, body=None, query="", **streams):
     length = None if body is None else len(body)
     variables = cgi_variables(method, path, f"sid={program.sid}{query}", length)
@@ -102,7 +95,7 @@ def rights_at_the_end(program, started, method, path, body=None, query=""):
     if body is not None:
         process.stdin.write(body)
         process.stdin.flush()
-    wait_until(lambda: is_in_call(process.pid, WRITE_TO_OUTPUT), "the reply")
+    wait_until(lambda: is_in_call(process.pid, WRITE_OUTPUT), "the reply")
     found = rights(process.pid)
     os.close(reader)
     return found
@@ -144,7 +137,7 @@ def rights_at_the_body(program, started, path):
     """A request's rights while it waits for its body."""
     process = start(program, started, "PUT", path, b"never sent", stdin=subprocess.PIPE,
                     stdout=subprocess.DEVNULL)
-    wait_until(lambda: is_in_call(process.pid, ["0", "0x0"]), "the reading of the body")
+    wait_until(lambda: is_in_call(process.pid, READ_INPUT), "the reading of the body")
     return rights(process.pid)
 
 

@@ -8,6 +8,7 @@ import pytest
 
 from cgi_program import cgi_variables
 from places import CONSOLE, PROGRAMS, STATE
+from processes import READ_INPUT, is_in_call
 from state_folder import StateFolder
 from waiting import SECONDS, wait_until
 
@@ -46,18 +47,11 @@ def status_of(pid):
                 Path(f"/proc/{pid}/status").read_text().splitlines())
 
 
-def reads_its_body(pid):
-    try:
-        return Path(f"/proc/{pid}/syscall").read_text().split()[:2] == ["0", "0x0"]
-    except OSError:
-        return False
-
-
 def test_a_request_is_the_owner_for_good_before_its_body_is_read(owner):
     user, _ = owner
     process = start("DELETE", 10)
     try:
-        wait_until(lambda: reads_its_body(process.pid), "the reading of the body")
+        wait_until(lambda: is_in_call(process.pid, READ_INPUT), "the reading of the body")
         status = status_of(process.pid)
     finally:
         process.kill()

@@ -3,12 +3,12 @@ import fcntl
 import os
 import signal
 import subprocess
-from pathlib import Path
 
 import pytest
 
 from failing_folder import DEVICE, hanging_folder
 from places import PROGRAMS
+from processes import WRITE_OUTPUT, is_in_call
 from service_process import end, ended_afterwards, start_service
 from state_folder import StateFolder
 from waiting import SECONDS, wait_until
@@ -26,12 +26,6 @@ def full_pipe():
     return reading, writing
 
 
-def waits_for_a_reader(process):
-    """The kernel names the function that it sleeps in, which is of pipes for the announcement
-    alone."""
-    return "pipe_write" in Path(f"/proc/{process.pid}/wchan").read_text()
-
-
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
 @pytest.mark.parametrize("program", ["recorder-logd", "recording-backupd"])
 def test_a_service_ends_in_an_orderly_way_once_it_has_begun_to_say_that_it_is_ready(
@@ -42,7 +36,7 @@ def test_a_service_ends_in_an_orderly_way_once_it_has_begun_to_say_that_it_is_re
         process = subprocess.Popen([PROGRAMS / program], env=state.environment, stdout=writing)
         os.close(writing)
         with ended_afterwards(process):
-            wait_until(lambda: waits_for_a_reader(process), "the announcement")
+            wait_until(lambda: is_in_call(process.pid, WRITE_OUTPUT), "the announcement")
             process.send_signal(number)
             assert output.read().strip().startswith(f"{program}: listening on 127.0.0.1, port")
             assert process.wait(SECONDS) == 0

@@ -48,6 +48,19 @@ def descendants(pid):
     return found
 
 
+# System calls with their first argument, as is_in_call() takes them.
+READ_INPUT = ["0", "0x0"]
+WRITE_OUTPUT = ["1", "0x1"]
+
+
+def is_in_call(pid, call):
+    """Whether a process waits in this call: the beginning of /proc/PID/syscall, word by word."""
+    try:
+        return Path(f"/proc/{pid}/syscall").read_text().split()[:len(call)] == call
+    except OSError:
+        return False
+
+
 def freeze(pid):
     """Stops a process of one thread; it does nothing more when this returns."""
     os.kill(pid, signal.SIGSTOP)
