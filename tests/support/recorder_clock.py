@@ -4,6 +4,8 @@ import time
 
 from state_folder import ZONE
 
+CLOCK_REALTIME_COARSE = 5  # clock_gettime(2), <linux/time.h>; Python does not name it
+
 
 def local(seconds, form, zone=ZONE):
     """What strftime() makes of a time in the recorder's zone."""
@@ -14,7 +16,7 @@ def local(seconds, form, zone=ZONE):
 
 def clock_second():
     """The second that time(2) tells: just after time.time() has begun one it may be that before."""
-    return int(time.clock_gettime(time.CLOCK_REALTIME_COARSE))
+    return int(time.clock_gettime(CLOCK_REALTIME_COARSE))
 
 
 def day_name(days_ago):

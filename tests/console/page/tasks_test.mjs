@@ -229,7 +229,7 @@ test("stop and delete say what is lost and what stays, and Escape does neither",
   await one.close();
 });
 
-test("a question that is put away leaves its button ready while the recorder is silent", async () => {
+test("a question that is put away leaves its button ready while nothing is answered", async () => {
   const one = await Console.open();
   await one.page.clock.install();
   await one.goSignedIn();
