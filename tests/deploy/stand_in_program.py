@@ -27,8 +27,10 @@ int main() {
         return 0;
     }
     if (!strcmp(text("PATH_INFO"), "/crash")) abort();
-    if (!strcmp(text("PATH_INFO"), "/sleep"))
+    if (!strcmp(text("PATH_INFO"), "/sleep")) {
+        while (getchar() != EOF) continue;
         for (sleep(20); access(AWAKE, F_OK); ) usleep(20000);
+    }
     if (!strncmp(text("PATH_INFO"), "/says/", 6)) {
         printf("Status: %s Said\r\nContent-type: application/json\r\n\r\n{}\n\n",
                text("PATH_INFO") + 6);

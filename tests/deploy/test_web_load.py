@@ -9,7 +9,7 @@ import pytest
 
 from loopback import request as send
 from places import CGI, LOGS
-from processes import descendants, processes
+from processes import SLEEP, descendants, is_in_call, processes
 from stand_in_program import AWAKE, PORT, PROGRAM, request, serving
 from waiting import SECONDS, wait_until
 from web_logs import line_with, log_lines
@@ -96,7 +96,9 @@ def sleeper():
     thread = threading.Thread(
         target=lambda: statuses.append(request("GET", PROGRAM + "/sleep").status))
     thread.start()
-    wait_until(lambda: programs() - before, "the program")
+    # It sleeps once it has the end of its input. Before, the server may not know it yet: a request
+    # that a reload comes upon then is answered 503.
+    wait_until(lambda: any(is_in_call(pid, SLEEP) for pid in programs() - before), "the program")
     return thread, statuses
 
 

@@ -48,9 +48,10 @@ def descendants(pid):
     return found
 
 
-# System calls with their first argument, as is_in_call() takes them.
+# System calls, two with their first argument, as is_in_call() takes them.
 READ_INPUT = ["0", "0x0"]
 WRITE_OUTPUT = ["1", "0x1"]
+SLEEP = ["230"]  # clock_nanosleep(2)
 
 
 def is_in_call(pid, call):
