@@ -15,6 +15,7 @@
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/database.h"
 #include "platform/standalone/store/journal_room.h"
+#include "platform/standalone/store/locked_file.h"
 #include "platform/standalone/store/recorder_identity.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
@@ -112,6 +113,7 @@ public:
     void serve() {
         take_over();
         standalone::make_room_in_journal(config_);
+        const standalone::LockedFile journal(standalone::config_database_path() + "-wal");
         limit_waiting(config_, memory_);
         watch();
         service_.run([this] { tell_that_it_serves(); });

@@ -5,6 +5,7 @@
 #include "platform/service_addresses.h"
 #include "platform/standalone/store/connections.h"
 #include "platform/standalone/store/journal_room.h"
+#include "platform/standalone/store/locked_file.h"
 #include "platform/standalone/store/schema.h"
 #include "platform/standalone/store/state_folder.h"
 #include "services/event_log/event_intake.h"
@@ -32,6 +33,7 @@ constexpr std::chrono::milliseconds LONGEST_WAIT(400);
 void serve() {
     standalone::limit_waiting(LONGEST_WAIT);
     open_log();
+    const standalone::LockedFile journal(standalone::event_database_path() + "-wal");
     services::HttpService service("code", services::trusted_users());
     services::add_log_routes(service);
     // Only now that the port is ours: a second service must not take the first one's letters.

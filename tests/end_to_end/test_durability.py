@@ -2,6 +2,8 @@
 import itertools
 import os
 import random
+import re
+import resource
 import signal
 import sqlite3
 import statistics
@@ -10,6 +12,9 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 from contextlib import closing
 from http.client import HTTPException
+from pathlib import Path
+
+import pytest
 
 from event_ids import TASK_CREATED
 from places import STATE
@@ -23,6 +28,21 @@ AT_ONCE = 8
 
 def body(name):
     return task_body(taskName=name).encode()
+
+
+def locked_bytes(pid):
+    """What a process keeps in memory, whatever else is short of it."""
+    status = Path(f"/proc/{pid}/status").read_text()
+    return int(re.search(r"^VmLck:\s*(\d+) kB$", status, re.MULTILINE)[1]) * 1024
+
+
+@pytest.mark.skipif(resource.getrlimit(resource.RLIMIT_MEMLOCK)[0] < 8 * 1024 * 1024,
+                    reason="no process may keep as much in memory here")
+@pytest.mark.parametrize("service, database", [("recording-backupd", "config.db"),
+                                               ("recorder-logd", "events.db")])
+def test_journal_that_requests_write_stays_in_memory(recorder, service, database):
+    journal = (STATE / f"{database}-wal").stat().st_size
+    assert locked_bytes(recorder.service(service)) >= journal > 4_000_000
 
 
 def assert_sound(database):
