@@ -39,6 +39,16 @@ TEST_F(DebugFileTest, MakesFileAndFoldersForItsOwnerAlone) {
     EXPECT_EQ(mode_of(folder_.path() + "/a/b"), 0700U);
 }
 
+TEST_F(DebugFileTest, KeepsEveryByteOfALineWhateverItsLength) {
+    std::string all;
+    for (std::size_t length = 1000; length < 1050; ++length) {
+        const std::string text(length, static_cast<char>('a' + length % 26));
+        log_File_Debug(path_.c_str(), "(%s)(%d)%s|\n", text.c_str(), 7, text.c_str() + 990);
+        all += '(' + text + ")(7)" + text.substr(990) + "|\n";
+    }
+    EXPECT_EQ(read_file(path_), all);
+}
+
 TEST_F(DebugFileTest, CutsALineAt64Kibibytes) {
     log_File_Debug(path_.c_str(), "%s\n", std::string(65535, 'x').c_str());
     EXPECT_EQ(read_file(path_), std::string(65535, 'x') + "\n");
