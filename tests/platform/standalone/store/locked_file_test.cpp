@@ -54,7 +54,9 @@ TEST_F(LockedFileTest, MayBecomeShorterOrGo) {
     const LockedFile file(path_);
     std::filesystem::resize_file(path_, 0);
     make(8);
+    EXPECT_EQ(read_file(path_), std::string(8 * KIB, 'x'));
     std::filesystem::remove(path_);
+    EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
 TEST_F(LockedFileTest, MissingOrEmptyFileIsNoFailure) {
@@ -73,6 +75,7 @@ TEST_F(LockedFileTest, WhoMayLockNothingGoesOnWithout) {
         if (setrlimit(RLIMIT_MEMLOCK, &nothing) != 0) std::exit(2);
         std::filesystem::permissions(folder_.path(), std::filesystem::perms::all);
         if (geteuid() == 0 && setresuid(NOBODY, NOBODY, NOBODY) != 0) std::exit(3);
+        if (access(path_.c_str(), R_OK) != 0) std::exit(5);
         const LockedFile file(path_);
         std::exit(locked() == 0 ? 0 : 4);
     };
