@@ -292,6 +292,20 @@ TEST(SsciClient, TimesOutWhenTheServiceDrips) {
     EXPECT_TRUE(went_away);
 }
 
+/// Each byte has the client look at its clock: one that stands still for some milliseconds between
+/// two ticks would end the wait before its time.
+TEST(SsciClient, WaitsForTheWholeTimeOutHoweverOftenBytesCome) {
+    const Service service([](int peer) {
+        read_request(peer);
+        send_all(peer, "HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
+        for (int at = 0; at < 1'000'000 && send(peer, "x", 1, MSG_NOSIGNAL) == 1; ++at) usleep(100);
+    });
+    std::string response;
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(get(service, response, 1), -2);
+    EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::seconds(1));
+}
+
 TEST(SsciClient, CountsTimeoutsOutOfBoundsAsFiveSeconds) {
     for (const long timeout : {0L, -1L}) {
         const Service service([](int peer) {
