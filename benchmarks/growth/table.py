@@ -6,7 +6,7 @@ NAME, VALUE = 46, 13  # columns' widths
 
 def head(scene):
     sizes = "".join(f"{size:>{VALUE},}" for size in scene.sizes)
-    return (f"{scene.name:<{NAME}}{sizes}{'each':>12}{'fixed':>12}{'R2':>8}{'bend':>7}"
+    return (f"{scene.name:<{NAME}}{sizes}{'each':>12}{'fixed':>12}{'R2':>8}{'bend':>9}"
             f"  (each {scene.one})")
 
 
@@ -14,7 +14,7 @@ def row(figure, sizes, values):
     line = fit(zip(sizes, values))
     measured = "".join(f"{value:>{VALUE},.{digits(value)}f}" for value in values)
     return (f"{figure:<{NAME}}{measured}{line.each:>12.4g}{line.fixed:>12.4g}"
-            f"{line.r_squared:>8.4f}{line.bend:>7.2g}")
+            f"{line.r_squared:>8.4f}{line.bend:>9.2g}")
 
 
 def digits(value):

@@ -55,6 +55,12 @@ def test_the_table_names_sizes_and_columns():
     assert float(row.split()[6]) == 1
 
 
+@pytest.mark.parametrize("values", [[0.6, 1.0, 1.001], [0.6, 0.6001, 90], [5, 4, 3]])
+def test_columns_stay_apart_whatever_the_bend(values):
+    """As of times of which two happen to be almost the same."""
+    assert len(table.row("ms", [10, 1_000, 5_000], values).split()) == 1 + 3 + 4
+
+
 def test_the_page_has_a_row_for_each_figure():
     page = (SOURCE / "docs/growth.md").read_text()
     rows = re.findall(r"^\| `(\w+)` \| ([^|]+?) \|", page, re.M)
