@@ -21,8 +21,15 @@ constexpr std::time_t NOW = 1'750'000'000;  // a day behind those that are recor
 
 class Channels : public StateTest {
 protected:
-    Channels() { set_clock = static_cast<unsigned long long>(NOW) * 1000; }
-    ~Channels() override { set_clock = 0; }
+    Channels() {
+        setenv("TZ", "UTC0", 1);  // some zones have put their clocks on for good in 2023
+        tzset();
+        set_clock = static_cast<unsigned long long>(NOW) * 1000;
+    }
+    ~Channels() override {
+        set_clock = 0;
+        unsetenv("TZ");
+    }
 
     void add(int index, const std::string& guid, int streams, const std::string& recordings = "") {
         Channel channel;
