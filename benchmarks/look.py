@@ -45,12 +45,13 @@ SCENES = [Scene(f"{CAMERAS} cameras, task for the last day", CAMERAS, LAST_DAY, 
 
 
 def make_days(scene):
+    today = date.today()  # another one may begin meanwhile
     shutil.rmtree(RECORDINGS, ignore_errors=True)
     for camera in range(CAMERAS):
         (RECORDINGS / str(camera)).mkdir(parents=True)
     for camera in range(scene.cameras):
         for back in range(1, DAYS):
-            day = RECORDINGS / str(camera) / str(date.today() - timedelta(back))
+            day = RECORDINGS / str(camera) / str(today - timedelta(back))
             day.mkdir()
             if scene.recorded:
                 (day / "12-00-00.mp4").write_bytes(b"x")

@@ -27,10 +27,11 @@ INSERT INTO task ({columns}) SELECT {columns} FROM n, (SELECT * FROM task LIMIT 
 
 def record_days(days):
     """Has every channel have recordings of so many days, today the last."""
-    new = [back for back in range(days) if not day_folder(0, back).exists()]
+    today = date.today()  # another one may begin meanwhile
+    new = [back for back in range(days) if not day_folder(0, today, back).exists()]
     for back in new:
         for channel in range(CHANNELS):
-            folder = day_folder(channel, back)
+            folder = day_folder(channel, today, back)
             folder.mkdir(parents=True)
             for hour in (0, 6, 12, 18) if back < DAYS_WITH_FOUR else (12,):
                 (folder / f"{hour:02}-00-00.mp4").touch()
@@ -38,8 +39,8 @@ def record_days(days):
         time.sleep(SETTLED_SECONDS)
 
 
-def day_folder(channel, back):
-    return RECORDINGS / str(channel) / str(date.today() - timedelta(back))
+def day_folder(channel, today, back):
+    return RECORDINGS / str(channel) / str(today - timedelta(back))
 
 
 class AskedRecorder(CgiProgram):
