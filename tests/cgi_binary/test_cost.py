@@ -23,6 +23,7 @@ TASKS = 1000
 CHANNELS = 128
 RUNS = 50
 SETTLED_SECONDS = 2.1  # what has changed more recently is read by each request
+LAST_DAY = date(2024, 3, 1)  # with recordings: none that begins or ends while something is counted
 NOT_THERE = "127.0.0.1:1"  # where alerts are refused at once
 BODY = task_body(**NEVER)
 SIGN_IN = {"name": "admin", "password": "password of admin"}
@@ -256,10 +257,10 @@ def test_every_route_has_a_bound():
 
 
 def record_days(folder, days):
-    """Gives every channel those of the last days that it does not have."""
+    """Gives every channel those of so many days that it does not have."""
     for channel in range(CHANNELS):
         for back in range(days):
-            day = folder / str(channel) / str(date.today() - timedelta(back))
+            day = folder / str(channel) / str(LAST_DAY - timedelta(back))
             day.mkdir(parents=True, exist_ok=True)
             (day / "00-00-00.mp4").touch()
 
