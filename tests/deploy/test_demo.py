@@ -110,6 +110,16 @@ def test_the_demo_works_when_pasted_and_is_made_once():
         assert (STATE / "demo" / name).stat().st_mode & 0o777 == 0o600
 
 
+def test_a_demo_that_was_given_many_cameras_starts_again():
+    recorder = StateFolder(STATE)
+    with serving(*DEMO) as process:
+        welcome(process)
+    for index in range(5, 60):
+        recorder.add_channel(index, f"Camera {index}", STATE)
+    with serving(*DEMO) as process:
+        assert camera_states(welcome(process)).items() >= STATES.items()
+
+
 def test_a_newcomer_signs_in_as_is_printed_and_watches_a_first_backup():
     with serving(*DEMO) as process:
         said = welcome(process)
