@@ -80,6 +80,13 @@ def test_standard_input_reaches_the_command():
     assert done.stdout == "text"
 
 
+def test_a_proxy_of_the_machine_s_is_not_asked_inside(monkeypatch):
+    for name in ("http_proxy", "https_proxy", "all_proxy"):
+        monkeypatch.setenv(name, "http://127.0.0.1:9/")
+        monkeypatch.setenv(name.upper(), "http://127.0.0.1:9/")
+    assert inside(script="env | grep -i _proxy=").stdout == ""
+
+
 def test_sigint_is_not_ignored_inside():
     """A command that a shell starts in the background would ignore it."""
     done = inside(script="python3 -c 'import signal; print(signal.getsignal(signal.SIGINT))'")
