@@ -20,9 +20,9 @@ def rows(body):
     return list(csv.reader(io.StringIO(body.decode("utf-8"), newline="")))
 
 
-def local_date():
-    return subprocess.run(["date", "+%Y%m%d"], env={"TZ": ZONE}, capture_output=True, text=True,
-                          check=True).stdout.strip()
+def name_of_today():
+    return subprocess.run(["date", "+Ostra-RecordingbackLog-%Y%m%d.csv"], env={"TZ": ZONE},
+                          capture_output=True, text=True, check=True).stdout.strip()
 
 
 def said(recorder):
@@ -84,10 +84,9 @@ def curl(recorder, folder, address):
 
 
 def test_download_ends_as_a_file_with_the_days_name_that_holds_the_events(eventful, tmp_path):
-    dates = {local_date()}
+    before = name_of_today()
     file, = curl(eventful, tmp_path, f"{ROOT_URL}/task/log/file")
-    dates.add(local_date())
-    assert file.name in {f"Ostra-RecordingbackLog-{date}.csv" for date in dates}
+    assert file.name in (before, name_of_today())
     table = rows(file.read_bytes())
     assert table[0] == HEADER
     assert [(row[2], row[5], row[6]) for row in table[1:]] == [
@@ -96,10 +95,12 @@ def test_download_ends_as_a_file_with_the_days_name_that_holds_the_events(eventf
 
 
 def test_second_download_has_the_newer_events_under_the_same_name(eventful):
+    before = name_of_today()
     first = eventful.call("GET", "task/log/file")
     eventful.create_successfully(taskName="Yard")
     second = eventful.call("GET", "task/log/file")
-    assert first.headers["Content-Disposition"] == second.headers["Content-Disposition"]
+    named = {f"attachment; filename={name}" for name in (before, name_of_today())}
+    assert {reply.headers["Content-Disposition"] for reply in (first, second)} <= named
     assert rows(second.body)[1][5:] == ["Task created", "Yard"]
     assert rows(second.body)[2:] == rows(first.body)[1:]
 
