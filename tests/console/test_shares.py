@@ -5,6 +5,7 @@ from pathlib import Path
 
 import pytest
 
+from processes import is_running
 from waiting import SECONDS, wait_until
 
 TOOL = Path("/usr/bin/smbclient")
@@ -68,14 +69,6 @@ def contents(folder):
     return b"".join(path.read_bytes() for path in folder.rglob("*") if path.is_file())
 
 
-def is_gone(process):
-    """Ended, though nobody may have collected it."""
-    try:
-        return Path(f"/proc/{process}/stat").read_text().rsplit(") ", 1)[1][0] == "Z"
-    except FileNotFoundError:
-        return True
-
-
 def test_a_request_that_is_killed_leaves_neither_password_nor_tool(console, tool, tmp_path):
     tool(seconds=10 * SECONDS)
     before = {*console.path.iterdir(), console.path / "registry.answers"}
@@ -92,7 +85,7 @@ def test_a_request_that_is_killed_leaves_neither_password_nor_tool(console, tool
     assert "Very secret" in noted["text"] and b"Very secret" not in contents(console.path)
     assert {path for path in console.path.iterdir() if path.suffix not in (".db-wal", ".db-shm")} \
         <= before
-    wait_until(lambda: is_gone(noted["process"]), "the tool's end")
+    wait_until(lambda: not is_running(noted["process"]), "the tool's end")
 
 
 def test_a_tasks_stored_password_is_used_and_not_told(console, tool):
