@@ -70,6 +70,13 @@ def test_a_set_user_id_program_works_inside():
     assert done.stdout == "root\n", done.stderr
 
 
+@pytest.mark.parametrize("folder", ["/storage", "/home/httpd", "/usr/bin"])
+def test_others_than_root_find_their_way_inside(folder):
+    """Also where root keeps what it makes to itself."""
+    as_nobody = ["setpriv", "--reuid", "33", "--clear-groups", "test", "-d", folder]
+    subprocess.run([SANDBOX, "--", *as_nobody], umask=0o077, timeout=SECONDS, check=True)
+
+
 def test_the_exit_status_is_the_commands():
     assert inside(script="exit 7").returncode == 7
 
