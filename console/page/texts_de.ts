@@ -193,6 +193,7 @@ export const german: Texts = {
   testing: (place) =>
     `${place} wird verbunden, der Ordner angelegt, 5 MB geschrieben … Das kann Minuten dauern.`,
   testPassed: (rate) => `Es geht: 5 MB wurden mit ${rate} geschrieben.`,
+  moreThan: (rate) => `mehr als ${rate}`,
   cameras: "Kameras",
   chooseCamera: "Wählen Sie mindestens eine Kamera.",
   noCameras: "Dieser Rekorder hat keine Kameras.",

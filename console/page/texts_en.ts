@@ -188,6 +188,7 @@ export const english = {
   testing: (place: string): string =>
     `Connecting ${place}, making the folder, writing 5 MB … This may take minutes.`,
   testPassed: (rate: string): string => `It works: 5 MB were written at ${rate}.`,
+  moreThan: (rate: string): string => `more than ${rate}`,
   cameras: "Cameras",
   chooseCamera: "Choose at least one camera.",
   noCameras: "This recorder has no cameras.",

@@ -100,6 +100,7 @@ class State:
         self.passwords = {}  # as they were given
         self.requests = []  # those that act: method, path, body
         self.test_code = 0
+        self.transfer_rate = "52428800"
         self.save_code = 0
         self.user = "admin"
         self.answers = {}  # by "METHOD path", instead of what would be said
@@ -404,7 +405,7 @@ class Wire(BaseHTTPRequestHandler):
         if self.state.test_code:
             return self.answer(200, {"ret_code": self.state.test_code,
                                      "mesg": "Test mount remote server fail."})
-        return self.done(transferRate="52428800")
+        return self.done(transferRate=self.state.transfer_rate)
 
 
 CONSOLE = [

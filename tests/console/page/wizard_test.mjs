@@ -156,6 +156,9 @@ test("a server is tried out: what is tried, and a refusal at the field that it i
     await press(one, "Test");
     await one.page.getByText("It works: 5 MB were written at 52 MB/s.").waitFor();
     assert.equal(await one.page.locator("[aria-invalid=true]").count(), 0);
+    await one.tell({ transfer_rate: "-2147483648" });
+    await press(one, "Test");
+    await one.page.getByText("It works: 5 MB were written at more than 2.1 GB/s.").waitFor();
     const [, path, body] = (await one.tell()).requests.pop();
     assert.deepEqual([path, body.password, body.destPath],
       ["server/testing", "stored", "/backup/cameras"]);
