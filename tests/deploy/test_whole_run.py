@@ -57,7 +57,7 @@ class Tree:
             (folder / "CTestTestfile.cmake").write_text(tests)
         path = f"{self.folder}/tools:{os.environ['PATH']}"
         return subprocess.Popen([self.folder / "test", *arguments], stderr=subprocess.STDOUT,
-                                env={**os.environ, "PATH": path}, **kinds)
+                                env={**os.environ, "PATH": path, "COLUMNS": "80"}, **kinds)
 
     def run(self, *tests, **kinds):
         """Exit status and lines."""
