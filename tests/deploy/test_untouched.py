@@ -18,6 +18,7 @@ pytestmark = pytest.mark.skipif(os.environ.get("RECORDER_IN_PLACE") == "1",
 # Runs a command on a copy-on-write view of the machine, in which only the source tree is real, and
 # tells of every file that the view then has of its own: made, changed or (as a device) removed.
 CHANGES = r"""
+umask 022
 mount -t tmpfs none /boot
 mkdir /boot/upper /boot/work /boot/root
 mkdir -m 1777 /boot/shm
