@@ -4,7 +4,7 @@ import sqlite3
 from pathlib import Path
 
 from places import STATE, STORAGE
-from recorder_clock import day_name
+from recorder_clock import NOON, day_name
 from sample_task import NEVER, task
 from samba_server import USER, SambaServer
 from stand_alone_recorder import Recorder
@@ -33,7 +33,7 @@ class House:
     the folder `share`; `settings` are the server's."""
 
     def __init__(self, folder, channels=1, share=None, settings=None):
-        self.recorder = Recorder()
+        self.recorder = Recorder(NOON)
         self.share = Path(share or folder / "share")
         self.samba = SambaServer(folder / "samba", {"backup": {
             "path": self.share, "read only": "no", "force user": "root"}}, settings)

@@ -10,6 +10,7 @@ from pathlib import Path
 from fault_proxy import FaultProxy
 from own_network import OwnNetwork
 from places import PROGRAMS
+from recorder_clock import NOON
 from service_process import end, start
 from state_folder import StateFolder
 from samba_server import USER
@@ -38,7 +39,7 @@ class LoneDaemon(StateFolder):
     server."""
 
     def __init__(self, folder, server):
-        super().__init__(folder / "state")
+        super().__init__(folder / "state", NOON)
         self.recordings = folder / "recordings"
         self.server = server
         self.process = None

@@ -5,11 +5,11 @@ import time
 
 import pytest
 
-from alert_kills import NOBODY, AlertScene, alerts, far_hour, open_problems
+from alert_kills import NOBODY, AlertScene, alerts, open_problems
 from backup_house import FAILED, MIB, House, noise
 from event_ids import COPY_SPOILT
 from places import STATE
-from recorder_clock import day_name
+from recorder_clock import FAR_HOUR, day_name
 from service_process import end
 from small_share import SmallShare
 from waiting import SECONDS, wait_until
@@ -92,7 +92,7 @@ def test_problems_that_are_open_are_told_when_somebody_is_to_be_told(house):
 def test_task_that_is_overdue_is_told_and_that_it_has_succeeded(house):
     listen(house)
     house.record(0, 0, "01-00-00.mp4", b"content")
-    task_id = house.create(scheduleHour=far_hour())
+    task_id = house.create(scheduleHour=FAR_HOUR)
     house.run(task_id)
     house.wait_until_success_counts(task_id)
     long_ago = int(time.time()) - 2 * DAY

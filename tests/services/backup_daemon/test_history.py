@@ -7,7 +7,7 @@ import time
 from backup_house import FAILED, MIB, RUNNING, House, noise
 from fault_proxy import CRAWL, FaultProxy
 from places import STATE
-from recorder_clock import clock_second, local
+from recorder_clock import FAR_HOUR, NOON, clock_second, local
 from run_kills import KillScene
 from service_process import end
 from waiting import wait_until
@@ -25,14 +25,9 @@ def write(house, sql, *values):
     connection.close()
 
 
-def far_hour():
-    """Far from now, on either side."""
-    return (int(local(time.time(), "%H")) + 12) % 24
-
-
 def create_scheduled(house, **changes):
     """A task that comes due in half a day, and that the daemon has looked at."""
-    task_id = house.create(scheduleHour=far_hour(), **changes)
+    task_id = house.create(scheduleHour=FAR_HOUR, **changes)
     wait_until(lambda: house.database("SELECT * FROM next_run NATURAL JOIN task_health "
                                       "WHERE taskID = ?", task_id), "the schedule")
     return task_id
@@ -83,7 +78,7 @@ def test_success_has_a_row_with_all_that_was_done(house):
     assert status["headline"].startswith("SAFE: the task has succeeded, at ")
     text = house.recorder.ctl("status")
     assert text.startswith(status["headline"]) and "\x1b" not in text
-    assert local(time.time(), "%z") in text.splitlines()[-1]
+    assert local(time.time(), "%z", NOON) in text.splitlines()[-1]
 
 
 def test_success_stands_for_the_task_as_it_was_alone(house):
@@ -98,7 +93,7 @@ def test_success_stands_for_the_task_as_it_was_alone(house):
     for number, change in enumerate((
             lambda: house.recorder.ctl("task", "set", task_id, "destPath=/backup/elsewhere"),
             lambda: house.recorder.call("POST", f"task/{task_id}",
-                                        house.settings(backupDays=31, scheduleHour=far_hour())))):
+                                        house.settings(backupDays=31, scheduleHour=FAR_HOUR)))):
         house.run(task_id)
         wait_for_outcome(house, task_id, number + 1)
         before = notes_and_word()
@@ -129,7 +124,7 @@ def test_task_that_no_schedule_starts_needs_attention(house):
     wait_for_outcome(house, task_id, 1)
     wait_until(lambda: house.recorder.backup_status()[1]["tasks"][0]["problems"] == [
         "no schedule ever starts it"], "the daemon's look at it")
-    house.recorder.ctl("task", "set", task_id, f"scheduleHour={far_hour()}")
+    house.recorder.ctl("task", "set", task_id, f"scheduleHour={FAR_HOUR}")
     wait_until(lambda: house.recorder.backup_status()[0] == 0, "the schedule")
 
 
@@ -221,7 +216,7 @@ def test_killed_daemons_run_is_interrupted_and_the_next_one_goes_on_with_it(hous
 
 def test_missed_run_is_made_up_and_says_so(house):
     house.record(0, 0, "01-00-00.mp4", b"content")
-    task_id = house.create(scheduleHour=far_hour())
+    task_id = house.create(scheduleHour=FAR_HOUR)
     wait_until(lambda: house.database("SELECT * FROM next_run"), "the schedule")
     write(house, "UPDATE next_run SET due = ?", int(time.time()) - 3 * DAY)
     house.wait_for_end(task_id)
