@@ -94,10 +94,13 @@ TEST_F(MemoryDatabaseTest, ChangesItsSchemaOnlyTogetherWithTheConfiguration) {
     EXPECT_EQ(number.integer(0), static_cast<long long>(standalone::config_migrations().size()));
 }
 
-/// backupd.db as the first schema has it, with copies at two addresses.
+/// backupd.db as the first schema has it, with copies at two addresses and a run that ended at noon
+/// of UTC. Where the recorder is, the next day had begun by then.
 class FirstSchema : public StateTest {
 protected:
     FirstSchema() {
+        setenv("TZ", "EAST-14", 1);
+        tzset();
         const std::string sql = read_file(MEMORY_SCHEMAS_FOLDER "/memory_schema_1.sql");
         standalone::migrate(memory_database_path(), std::array{sql.c_str()});
         Database old(memory_database_path(), Database::Access::writing);
@@ -112,6 +115,10 @@ protected:
             "INSERT INTO run_progress (taskID, bytes_planned, bytes_done, percent, rate, "
             "files_done, files_left, files_failed, message, time_ms) VALUES "
             "(1, 0, 0, 0, 0, 0, 0, 0, '', 1709294400000)");
+    }
+    ~FirstSchema() override {
+        unsetenv("TZ");
+        tzset();
     }
 
     /// The identifier that an address has got.
@@ -145,7 +152,7 @@ TEST_F(FirstSchema, EveryAddressBecomesADestinationThatKeepsItsCopiesAndCheckpoi
 
 TEST_F(FirstSchema, DayOfATasksLastRunIsTrusted) {
     Memory memory = open_memory();
-    EXPECT_EQ(CopyStore(memory.runs, "1").date(), TaskDate{.trusted = "2024-03-01"});
+    EXPECT_EQ(CopyStore(memory.runs, "1").date(), TaskDate{.trusted = "2024-03-02"});
     EXPECT_FALSE(CopyStore(memory.runs, "2").date()) << "it has never run";
 }
 
