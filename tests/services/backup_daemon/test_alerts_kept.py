@@ -155,6 +155,5 @@ def test_share_that_is_nearly_full_is_told_and_that_it_has_room_again(small):
 def test_killed_at_any_moment_the_daemon_loses_and_doubles_no_alert(tmp_path):
     with House(tmp_path, channels=1) as house:
         scene = AlertScene(house, random.Random(20240301))
-        for _ in range(KILLS):
-            scene.live_a_while_and_be_killed()
+        scene.live_and_be_killed(KILLS)
         scene.check_the_end()

@@ -8,7 +8,6 @@ KILLS = 120
 def test_over_a_hundred_kills_lose_and_double_no_alert(tmp_path, chance):
     with House(tmp_path, channels=1) as house:
         scene = AlertScene(house, chance)
-        for _ in range(KILLS):
-            scene.live_a_while_and_be_killed()
+        scene.live_and_be_killed(KILLS)
         scene.check_the_end()
         print(f"{KILLS} kills, {len(alerts(house))} alerts")
