@@ -84,6 +84,12 @@ def test_without_a_failure_the_counts_are_all(run):
     assert not [line for line in lines if line.startswith("failed in")]
 
 
+def test_other_users_may_read_what_tests_make_whatever_the_umask(run):
+    looking = 'add_test(looking "bash" "-c" "[[ $(umask) == 0022 ]]")\n'
+    status, lines = run(looking, umask=0o077)
+    assert status == 0, lines
+
+
 def test_names_of_what_failed_come_right_before_the_counts(run):
     status, lines = run(release=GOOD + SKIPPED + bad("first"), asan=bad("second") + GOOD)
     assert status == 1
