@@ -35,6 +35,25 @@ BOUNDS = {name: (int(calls), int(kilo.replace(",", "")))
           for name, calls, kilo in re.findall(r"^\| `([^`]+)`[^|]* \| (\d+) \| ([\d,]+) \|$",
                                               (SOURCE / "docs/performance.md").read_text(), re.M)}
 
+# What a web server tells besides. Programs look through all of it for what they need, so nothing of
+# this machine's environment may come along.
+FOLDER = "/home/httpd/cgi-bin"
+TOLD_BESIDES = {
+    "PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+    "GATEWAY_INTERFACE": "CGI/1.1", "SERVER_PROTOCOL": "HTTP/1.1", "REQUEST_SCHEME": "http",
+    "SERVER_SOFTWARE": "Apache", "SERVER_SIGNATURE": "", "SERVER_ADMIN": "[no address given]",
+    "SERVER_NAME": "127.0.0.1", "SERVER_ADDR": "127.0.0.1", "SERVER_PORT": "8080",
+    "REMOTE_ADDR": "127.0.0.1", "REMOTE_PORT": "40000", "DOCUMENT_ROOT": FOLDER,
+    "CONTEXT_PREFIX": "/cgi-bin/", "CONTEXT_DOCUMENT_ROOT": FOLDER + "/",
+    "SCRIPT_NAME": "/cgi-bin/program", "SCRIPT_FILENAME": FOLDER + "/program",
+    "REQUEST_URI": "/cgi-bin/program/path", "PATH_TRANSLATED": FOLDER + "/path",
+    "CONTENT_TYPE": "application/json", "HTTP_HOST": "127.0.0.1:8080", "HTTP_ACCEPT": "*/*",
+    "HTTP_ACCEPT_LANGUAGE": "en", "HTTP_ACCEPT_ENCODING": "gzip, deflate", "HTTP_DNT": "1",
+    "HTTP_CONNECTION": "keep-alive", "HTTP_CACHE_CONTROL": "no-cache", "HTTP_PRAGMA": "no-cache",
+    "HTTP_USER_AGENT": "Mozilla/5.0", "HTTP_REFERER": "http://127.0.0.1:8080/",
+    "HTTP_SEC_FETCH_DEST": "empty", "HTTP_SEC_FETCH_MODE": "cors",
+    "HTTP_SEC_FETCH_SITE": "same-origin"}
+
 PREFIXES = {"/cgi-bin/recording_backup.cgi/": "", "/cgi-bin/console.cgi/": "console: "}
 
 # These wait for a program of the system's, and look for its end as often as it takes.
@@ -94,7 +113,8 @@ class Counter:
             ["valgrind", "--tool=callgrind", "--trace-syscalls=yes", f"--log-file={log}",
              "--demangle=no", f"--callgrind-out-file={files[-1]}", PROGRAMS / built],
             input=data, capture_output=True, timeout=SECONDS, check=True,
-            env={**self.program.environment, **variables})
+            env={**TOLD_BESIDES, **variables,
+                 **{name: self.program.environment[name] for name in ("RECORDER_STATE", "TZ")}})
         self.reply = done.stdout
         said = log.read_text(errors="replace")
         self.flushes = len(re.findall(r"^SYSCALL\[.*sys_f(?:data)?sync\b", said, re.M))
