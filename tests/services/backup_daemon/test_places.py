@@ -366,7 +366,7 @@ def test_file_begun_by_the_version_before_is_completed(house):
 
 # --- two recorders --------------------------------------------------------------------------------
 
-DAY = "2026-11-20"
+DAY = day_name(3)
 
 
 @pytest.fixture

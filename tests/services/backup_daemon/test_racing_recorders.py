@@ -6,9 +6,10 @@ import pytest
 from backup_house import SUCCESS, noise, tree
 from event_ids import FILE_NOT_COPIED
 from lone_daemon import LoneDaemon
+from recorder_clock import day_name
 from samba_server import SambaServer
 
-DAY = "2026-11-20"
+DAY = day_name(3)
 FILES = 120
 NAMES = [f"01-{number // 60:02}-{number % 60:02}.mp4" for number in range(FILES)]
 SLOWLY = 150_000  # bytes a second, so that the second one comes while the first one copies

@@ -5,6 +5,7 @@ import pytest
 
 from failing_folder import DEVICE, hanging_folder
 from lone_daemon import LoneDaemon
+from recorder_clock import day_name
 from samba_server import SambaServer
 from service_manager import ALIVE, READY, ServiceManager
 from waiting import wait_until
@@ -27,7 +28,7 @@ def test_a_folder_of_recordings_that_hangs_trips_the_watchdog(tmp_path, server):
     with ServiceManager(tmp_path, int(PATIENCE * 1e6)) as manager, \
             LoneDaemon(tmp_path / "recorder", server) as daemon:
         daemon.add_camera(0, "Camera 0")
-        daemon.record(0, "2026-11-20", "01-00-00.mp4", b"content")
+        daemon.record(0, day_name(3), "01-00-00.mp4", b"content")
         task_id = daemon.add_task()
         daemon.environment.update(manager.environment)
         daemon.start()
@@ -47,7 +48,7 @@ def test_a_run_that_copies_does_not_trip_it(tmp_path, server):
             LoneDaemon(tmp_path / "recorder", server) as daemon:
         daemon.add_camera(0, "Camera 0")
         for hour in range(20):
-            daemon.record(0, "2026-11-20", f"{hour:02}-00-00.mp4", os.urandom(200_000))
+            daemon.record(0, day_name(3), f"{hour:02}-00-00.mp4", os.urandom(200_000))
         task_id = daemon.add_task()
         daemon.environment.update(manager.environment)
         daemon.proxy.rate = 1_000_000
