@@ -76,8 +76,8 @@ def password(text):
     return re.search(r"password\s+(\S+)", text)[1]
 
 
-def serving(*options):
-    return ended_afterwards(start_recorder(PORT, *options))
+def serving(*words, **options):
+    return ended_afterwards(start_recorder(PORT, *words, **options))
 
 
 DEMO = "--demo", STATE
@@ -168,12 +168,15 @@ def status_of(pid):
         return None
 
 
-def test_another_user_s_state_folder_has_a_share_of_that_user_s(monkeypatch):
+def test_another_user_s_state_folder_has_a_share_of_that_user_s(monkeypatch, tmp_path):
+    """Also where that user cannot get into the source tree, as in root's home."""
     # The leak checker cannot look into a process that has changed its user.
     monkeypatch.setenv("ASAN_OPTIONS", "detect_leaks=0")
+    shutil.copytree(SOURCE / "scripts", tmp_path / "scripts")
+    tmp_path.chmod(0o700)
     shutil.chown(STATE, NOBODY, NOBODY)
     try:
-        with serving(*DEMO) as process:
+        with serving(*DEMO, source=tmp_path) as process:
             assert pairs(paste(welcome(process)))
             servers = [status for status in map(status_of, share_servers()) if status]
             assert servers

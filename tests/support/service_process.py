@@ -40,9 +40,9 @@ def with_sockets(program, sockets):
             {"preexec_fn": arrange, "close_fds": False})
 
 
-def start_recorder(port, *words, **options):
-    """All services and the web server on this port, by scripts/serve."""
-    command = [SOURCE / "scripts/serve", "--port", str(port), "--build", BUILD, *words]
+def start_recorder(port, *words, source=SOURCE, **options):
+    """All services and the web server on this port, by scripts/serve of a source tree."""
+    command = [source / "scripts/serve", "--port", str(port), "--build", BUILD, *words]
     return start(command, f"ready on http://127.0.0.1:{port}\n", stderr=subprocess.STDOUT,
                  **options)
 
