@@ -47,14 +47,31 @@ class NameServer:
 
 
 @contextmanager
+def resolver(text):
+    """What the resolver is told meanwhile. Its file may be mounted where it is, so it is written;
+    or be a link into /run, which leads nowhere in a sandbox."""
+    before = RESOLVER.read_text() if RESOLVER.exists() else None
+    link = RESOLVER.readlink() if before is None and RESOLVER.is_symlink() else None
+    if link:
+        RESOLVER.unlink()
+    RESOLVER.write_text(text)
+    try:
+        yield
+    finally:
+        RESOLVER.write_text(before or "")
+        if before is None:
+            RESOLVER.unlink()
+        if link:
+            RESOLVER.symlink_to(link)
+
+
+@contextmanager
 def name_server():
     """The machine's only one."""
-    before = RESOLVER.read_text()
     # It answers always, and late where it gets no processor: as long as the resolver waits at most.
-    RESOLVER.write_text("nameserver 127.0.0.1\noptions timeout:30 attempts:5\n")
-    server = NameServer()
-    try:
-        yield server
-    finally:
-        server.stop()
-        RESOLVER.write_text(before)
+    with resolver("nameserver 127.0.0.1\noptions timeout:30 attempts:5\n"):
+        server = NameServer()
+        try:
+            yield server
+        finally:
+            server.stop()
