@@ -261,7 +261,9 @@ def ask_as(user):
 @pytest.mark.parametrize("identity", [None, lambda: become(OWNER)])
 def test_root_and_the_owner_are_served(state, identity):
     give_away(state, OWNER)
-    with running("recording-backupd", state, preexec_fn=identity):
+    # The build folder may be where that user cannot come.
+    program = shutil.copy(PROGRAMS / "recording-backupd", state.path.parent)
+    with running("recording-backupd", state, preexec_fn=identity, executable=program):
         assert b" 200 " in ask_as(0)
         assert b" 200 " in ask_as(OWNER)
         assert ask_as(NOBODY) == ask_as(OWNER + 1) == b""
